@@ -1,0 +1,14 @@
+# The interface targets that every target of the project links: warnings, and the sanitizers of this build.
+
+add_library(KeldWarnings INTERFACE)
+target_compile_options(KeldWarnings INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-align
+    $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
+    $<$<BOOL:${KELD_WERROR}>:-Werror>)
+
+add_library(KeldSanitizers INTERFACE)
+if(KELD_SANITIZE)
+    target_compile_options(KeldSanitizers INTERFACE
+        -fsanitize=${KELD_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(KeldSanitizers INTERFACE -fsanitize=${KELD_SANITIZE})
+endif()

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "KeldFoundation/CStd/BasicTypes.h"
+
+#include <cstring>
+#include <type_traits>
+
+namespace Keld
+{
+/// The one way into a file image in memory: a borrowed range of bytes whose only "no" is null. Nothing that a view
+/// gives reaches outside its range.
+class ByteView
+{
+public:
+    constexpr ByteView() = default;
+    constexpr ByteView(const char *data, uint_size size) : mData(data), mSize(size) {}
+
+    constexpr uint_size GetSize() const { return mSize; }
+
+    /// The record at `offset` bytes from the start, or null.
+    template <class Record>
+    const Record *At(uint_size offset) const
+    {
+        return Records<Record>(offset, 1);
+    }
+
+    /// `count` records in a row from `offset` on, or null. Divides, because a product could wrap.
+    template <class Record>
+    const Record *Records(uint_size offset, uint_size count) const
+    {
+        static_assert(alignof(Record) == 1 && std::is_trivially_copyable_v<Record>);
+        const bool fits = offset <= mSize && count <= (mSize - offset) / sizeof(Record);
+        return fits ? reinterpret_cast<const Record *>(mData + offset) : nullptr;
+    }
+
+    /// The text at `offset`, or null when no NUL follows inside the range.
+    const char *Text(uint_size offset) const
+    {
+        const bool ends = offset < mSize && std::memchr(mData + offset, '\0', mSize - offset) != nullptr;
+        return ends ? mData + offset : nullptr;
+    }
+
+private:
+    const char *mData = nullptr;
+    uint_size mSize = 0;
+};
+} // namespace Keld

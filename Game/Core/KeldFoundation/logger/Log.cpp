@@ -1,0 +1,45 @@
+#include "KeldFoundation/logger/Log.h"
+
+#include "KeldFoundation/logger/BuiltInLogger.h"
+
+#include <atomic>
+#include <cerrno>
+
+namespace Keld
+{
+namespace
+{
+// Constant-initialised, since static constructors of any unit may log.
+constinit std::atomic<const IKeldLogger *> gCurrentLogger{&gBuiltInLogger};
+} // namespace
+
+void Log(int32 severity, uint32 groupLow, uint32 groupHigh, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    LogV(severity, groupLow, groupHigh, format, arguments);
+    va_end(arguments);
+}
+
+void LogV(int32 severity, uint32 groupLow, uint32 groupHigh, const char *format, va_list arguments)
+{
+    const int savedErrno = errno;
+    GetCurrentLogger()->Log(severity, groupLow, groupHigh, format, arguments);
+    errno = savedErrno;
+}
+
+const IKeldLogger *GetCurrentLogger()
+{
+    return gCurrentLogger.load(std::memory_order_acquire);
+}
+
+void SetCurrentLogger(const IKeldLogger *table)
+{
+    gCurrentLogger.store(table, std::memory_order_release);
+}
+
+const IKeldLogger *GetBuiltInLogger()
+{
+    return &gBuiltInLogger;
+}
+} // namespace Keld

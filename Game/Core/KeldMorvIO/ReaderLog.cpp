@@ -1,0 +1,67 @@
+#include "KeldMorvIO/ReaderLog.h"
+
+#include "KeldFoundation/CStd/CStd.h"
+#include "KeldMorvIO/ReaderTypes.h"
+
+#include <cstdarg>
+
+namespace Keld::MORV::Reader
+{
+constinit std::atomic<uint64> gMorvLogGroups{0};
+
+namespace
+{
+__attribute__((format(printf, 3, 0))) void LogWithOwnGroup(int32 severity, uint32 groups, const char *format,
+                                                           va_list arguments)
+{
+    const uint64 own = gMorvLogGroups.load(std::memory_order_relaxed);
+    LogV(severity, static_cast<uint32>(own) | groups, static_cast<uint32>(own >> 32), format, arguments);
+}
+} // namespace
+
+void LogError(const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    LogWithOwnGroup(ERROR, DBG, format, arguments);
+    va_end(arguments);
+}
+
+void LogWarning(const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    LogWithOwnGroup(WARN, DBG, format, arguments);
+    va_end(arguments);
+}
+
+void LogProgress(const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    LogWithOwnGroup(OKAY, GEN, format, arguments);
+    va_end(arguments);
+}
+
+void LogTrace(const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    LogWithOwnGroup(OKAY, DBG | XTR, format, arguments);
+    va_end(arguments);
+}
+
+void LogErrorText(const char *signature, int error)
+{
+    char text[PathBufferSize];
+    std_strerror(error, text, sizeof text);
+    if (error != 0)
+    {
+        LogError("%s: %s", signature, text);
+    }
+    else
+    {
+        LogProgress("%s: %s", signature, text);
+    }
+}
+} // namespace Keld::MORV::Reader
