@@ -1,0 +1,54 @@
+#include "KeldFoundation/sync/Mutex.h"
+
+#include "KeldFoundation/sync/EndProcess.h"
+
+#include <cstring>
+
+namespace Keld
+{
+namespace
+{
+bool InitializeRecursive(pthread_mutex_t *mutex)
+{
+    pthread_mutexattr_t attributes;
+    if (pthread_mutexattr_init(&attributes) != 0)
+    {
+        return false;
+    }
+    const bool done = pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE) == 0 &&
+                      pthread_mutex_init(mutex, &attributes) == 0;
+    pthread_mutexattr_destroy(&attributes);
+    return done;
+}
+} // namespace
+
+Mutex::Mutex(bool recursive)
+{
+    const bool done = recursive ? InitializeRecursive(&mMutex) : pthread_mutex_init(&mMutex, nullptr) == 0;
+    if (!done)
+    {
+        EndProcess();
+    }
+}
+
+// For the holder of a shared mutex alone, which copies one that nobody has locked yet.
+Mutex::Mutex(const Mutex &other)
+{
+    std::memcpy(&mMutex, &other.mMutex, sizeof mMutex);
+}
+
+Mutex::~Mutex()
+{
+    pthread_mutex_destroy(&mMutex);
+}
+
+void Mutex::Lock()
+{
+    pthread_mutex_lock(&mMutex);
+}
+
+void Mutex::Unlock()
+{
+    pthread_mutex_unlock(&mMutex);
+}
+} // namespace Keld
