@@ -1,0 +1,184 @@
+/// \file
+/// KeldMorvIO: read-only access to the files of a deployed release, by virtual path.
+///
+/// This header is C11 and compiles alone as C and as C++. The library has eleven calls and no others.
+///
+/// Conventions, which hold for every call:
+///
+///  1. Paths. A virtual path is text in the encoding of the release's names, compared byte for byte but for the case
+///     of ASCII letters. It has no leading separator and does not name the root: "data/maps/a.dds". Backslashes count
+///     as slashes, runs of separators as one, and a trailing separator does not matter. "." and ".." mean nothing
+///     special. A path of more than 1023 bytes after that is treated like one that is not there.
+///  2. Results. A call gives an HRESULT (negative means failure), a pointer that is null on failure, or a number. No
+///     call sets `errno` to mean anything. What went wrong is told by the log (see MorvSetLogger), from the cause to
+///     the consequence; by default warnings and errors appear on standard error.
+///  3. Memory. Everything passed in is borrowed for the length of the call, the logger's table alone excepted. Handles
+///     are made by the library and belong to the caller until they are closed. When memory runs out the C++ exception
+///     std::bad_alloc passes through; nothing else does, and a C program then ends.
+///  4. Start. The library serves the release that a working directory lies in. A program either calls MorvInitialize
+///     with that directory, or leaves it to the first MorvFileExists, MorvOpenFile or MorvFindFirstFile, which starts
+///     the library with the process's working directory of that moment. Calls that take a handle never start it.
+///  5. Threads. Start, MorvSetLogger and MorvShutdown run while no other call does. After the start any thread may
+///     make any other call at any time, with two limits: a find handle serves one thread at a time, and nobody closes
+///     a file handle while another thread reads through it.
+///  6. The tree on disk is read, never written, with one exception: archive index files that turn out to be unusable
+///     are deleted at the start.
+#ifndef KELD_MORV_IO_H
+#define KELD_MORV_IO_H
+
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define MORV_EXPORT __attribute__((visibility("default")))
+#else
+#define MORV_EXPORT
+#endif
+
+#ifdef __cplusplus
+extern "C"
+{
+#endif
+
+    /// A status of 32 bits. Negative means failure.
+    typedef int32_t HRESULT;
+
+    /// The values that occur. In hexadecimal, as unsigned words: 0, 0x80004005, 0x80070006.
+    enum
+    {
+        S_OK = 0,
+        E_FAIL = -2147467259,  ///< the operation failed; the log tells why
+        E_HANDLE = -2147024890 ///< a null handle
+    };
+
+    /// An open file. Made by MorvOpenFile, ended by MorvCloseFile.
+    typedef struct OpenFileHandle OpenFileHandle;
+
+    /// An enumeration of one directory. Made by MorvFindFirstFile, ended by MorvFindClose.
+    typedef struct FindHandle FindHandle;
+
+    /// A logger's table of 26 function pointers: KeldLogger.h declares it and gives access to the library's own.
+    typedef struct IKeldLogger IKeldLogger;
+
+    /// Starts the library for the release that a directory lies in.
+    ///
+    /// The directory's path decides everything: it must hold "projects/<name>/releases/<version>" or
+    /// "solutions/<name>/releases/<version>", and the tree's root is taken to end behind the last "MORV/" of it. The
+    /// directory itself need not exist. A project whose release manifest cannot be read starts all the same, with
+    /// nothing in it; a solution starts with all of its projects or not at all.
+    ///
+    /// To be called from one thread, while no other call runs.
+    ///
+    /// \param reserved0         ignored, as are the next two.
+    /// \param reserved1         ignored.
+    /// \param reserved2         ignored.
+    /// \param workingDirectory  borrowed. Null means the process's working directory; an empty text is a directory like
+    ///                          any other, and no release. At most 1023 bytes, once its separators are collapsed.
+    /// \returns S_OK; E_FAIL when no release could be made out or loaded, and then nothing is loaded; E_FAIL when the
+    ///          library was started before, by this call or by a path call, and then what runs goes on running.
+    MORV_EXPORT HRESULT MorvInitialize(uint32_t reserved0, uint32_t reserved1, uint32_t reserved2,
+                                       const char *workingDirectory);
+
+    /// Ends what a start has loaded, and frees it. Every file handle and every find handle is invalid afterwards; a
+    /// file that was not closed is logged as an error. Without a start it does nothing. The library may be started
+    /// again.
+    ///
+    /// To be called while no other call runs. A process that ends without it releases everything in the same way.
+    MORV_EXPORT void MorvShutdown(void);
+
+    /// Sends the library's messages to a logger of the consumer's, from this call on, before or after the start.
+    ///
+    /// The table's `RegisterGroup` is called once, during this call, with the tag "MRV"; the mask that it returns is in
+    /// the groups of every message from then on. Its `Log` is called from any thread that works in the library, also
+    /// while the library holds locks: it must not call back into the library. No other entry is called. What logged
+    /// before is told nothing.
+    ///
+    /// \param logger  borrowed for good: it must stay valid as long as the library may log, which includes the end of
+    ///                the process. Null is refused: nothing changes.
+    MORV_EXPORT void MorvSetLogger(const IKeldLogger *logger);
+
+    /// Tells whether a path is there, as a file or as a directory. Starts the library if need be. Any thread.
+    ///
+    /// \param path  borrowed. Null and "" give 0 and start nothing; "/" is the root.
+    /// \returns 1 if the path is there; 0 if it is not, is too long, or the library cannot start.
+    MORV_EXPORT uint32_t MorvFileExists(const char *path);
+
+    /// Opens a file for reading. Starts the library if need be. Any thread. A compressed file is decompressed whole, in
+    /// memory, by the first of the opens that overlap, and other opens and closes in its project wait for that.
+    ///
+    /// Where several projects hold the path, the one of the highest priority is opened; if that one is a directory or
+    /// cannot be opened, the call fails.
+    ///
+    /// \param path  borrowed. Null and "" give null and start nothing.
+    /// \returns a handle, to be closed with MorvCloseFile; null if the path is not there, is a directory, is too long,
+    ///          or cannot be opened, or if the library cannot start.
+    MORV_EXPORT OpenFileHandle *MorvOpenFile(const char *path);
+
+    /// Closes a file. The handle is invalid afterwards. Any thread, but never while a read through this handle runs.
+    /// Other handles of the same file stay open.
+    ///
+    /// \param handle  taken over, from MorvOpenFile. Null is ignored.
+    MORV_EXPORT void MorvCloseFile(OpenFileHandle *handle);
+
+    /// Tells the size of an open file, as the release manifest states it: bytes of content, uncompressed. Any thread.
+    ///
+    /// \param handle  borrowed, from MorvOpenFile.
+    /// \returns 0 to 4294967295, or -1 for a null handle.
+    MORV_EXPORT int64_t MorvGetFileSize(OpenFileHandle *handle);
+
+    /// Reads `size` bytes of an open file, from byte `offset` of its content on.
+    ///
+    /// A handle has no file position: many threads may read through one at once. None may close it while a read runs.
+    /// At most four reads of uncompressed files are in flight in the process; further ones wait.
+    ///
+    /// \param handle     borrowed, from MorvOpenFile. Null gives E_HANDLE, whatever the size.
+    /// \param offset     bytes from the start of the content, uncompressed. The low 32 bits count for a compressed file.
+    /// \param size       bytes wanted. 0 gives S_OK at once and writes nothing, bytesRead included.
+    /// \param bytesRead  out, may be null: bytes delivered. Also written by a read that fails: a compressed file that
+    ///                   ends early tells how much came, and a device error gives 0xFFFFFFFF.
+    /// \param buffer     out, the caller's: room for `size` bytes.
+    /// \returns S_OK, with fewer bytes than wanted where a naked or managed file ends; E_HANDLE; E_FAIL when the read
+    ///          failed or a compressed file ended early. An uncompressed archived file is not measured: a read beyond
+    ///          its end delivers what follows it in the archive.
+    MORV_EXPORT HRESULT MorvRead(OpenFileHandle *handle, uint64_t offset, uint32_t size, uint32_t *bytesRead,
+                                 void *buffer);
+
+    /// Begins an enumeration of one directory. Starts the library if need be. Any thread. It positions only: the first
+    /// entry comes from the first MorvFindNextFile.
+    ///
+    /// What stands behind the path's last separator is the pattern, what stands before it the directory: "*" lists the
+    /// root, "data/*.dds" the directory data. Since a trailing separator does not count, "data/" searches the root for
+    /// an entry of that name. In a pattern "*" is any run of characters, "?" is one, and "." is a dot or the end of the
+    /// name; case does not matter. It is matched in one forward pass without trying again, so "*.dds" does not match
+    /// "a.b.dds".
+    ///
+    /// \param path  borrowed. Null gives null and starts nothing; "" is the root with a pattern that matches no name.
+    /// \returns a handle, to be closed with MorvFindClose, also for an empty directory; null if no project holds the
+    ///          directory, if the path is too long, or if the library cannot start.
+    MORV_EXPORT FindHandle *MorvFindFirstFile(const char *path);
+
+    /// Delivers the next entry whose name matches, and steps on.
+    ///
+    /// Within one project subdirectories come before files, each group in the order of names without regard to case.
+    /// Several projects that hold the directory are walked side by side in that order, and of entries that meet under
+    /// one name the one of the highest priority is shown.
+    ///
+    /// \param handle        borrowed, from MorvFindFirstFile; one thread at a time.
+    /// \param isDirectory   out, may be null: 1 for a directory, 0 for a file.
+    /// \param size          out, may be null: bytes of a file's content as the manifest states it, 0 for a directory.
+    /// \param nameCapacity  bytes at `name`, its NUL included; not looked at if `name` is null. With 0 nothing is
+    ///                      written there.
+    /// \param name          out, may be null: the entry's bare name, cut to the room there is.
+    /// \returns S_OK; E_HANDLE for a null handle; E_FAIL when no further entry matches, and then nothing is written.
+    MORV_EXPORT HRESULT MorvFindNextFile(FindHandle *handle, uint32_t *isDirectory, uint64_t *size,
+                                         uint32_t nameCapacity, char *name);
+
+    /// Ends an enumeration, at whatever point it stands. The handle is invalid afterwards.
+    ///
+    /// \param handle  taken over, from MorvFindFirstFile; one thread at a time. Null is ignored.
+    MORV_EXPORT void MorvFindClose(FindHandle *handle);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "KeldFoundation/version/MorvVersion.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Keld::MORV::Reader
+{
+class MultiListingIterator;
+class ProjectListing;
+
+/// What one start of the library has loaded: which project or solution release the process runs from, and the listings
+/// behind the flat file system, in the order in which they are searched. All of it follows from one path.
+///
+/// Nothing changes after construction, so lookups take no lock.
+class RuntimeEnvironment
+{
+public:
+    enum RuntimeType : uint32
+    {
+        RuntimeTypeProject = 0, ///< inside a project release: one listing, or none when it could not be made
+        RuntimeTypeSolution = 1 ///< inside a solution release: one listing for each project of its configuration
+    };
+
+    /// Works out what is deployed around a directory and loads it. Null when it cannot be made out, or when a
+    /// solution cannot be loaded; a project whose manifest is missing gives an environment without listings.
+    static RuntimeEnvironment *Create(const char *path);
+
+    /// Reads kind, name and version out of a canonical path.
+    static bool GetProjectTypeNameAndVersion(const char *path, RuntimeType &type, std::string &name,
+                                             MorvVersion &version);
+
+    /// Builds the listings of a release. On false, `listings` is empty and `deployRoot` untouched.
+    /// \param version  the dotted text
+    /// \param listings comes in empty; the caller owns what is in it afterwards
+    static bool CollectProjects(RuntimeType type, const char *morvRoot, const char *name, const char *version,
+                                std::string &deployRoot, std::vector<class ProjectListing *> &listings);
+
+    /// Takes the texts and the listings over by swapping them with its arguments.
+    RuntimeEnvironment(std::string &morvRoot, std::string &deployRoot, std::vector<ProjectListing *> &listings,
+                       RuntimeType type, std::string &name, MorvVersion version);
+    ~RuntimeEnvironment();
+
+    RuntimeEnvironment(const RuntimeEnvironment &) = delete;
+    RuntimeEnvironment &operator=(const RuntimeEnvironment &) = delete;
+
+    const std::string &GetMorvRoot() const { return mMorvRoot; }
+    const std::string &GetDeployRoot() const { return mDeployRoot; }
+    const std::vector<ProjectListing *> &GetListings() const { return mListings; }
+    RuntimeType GetRuntimeType() const { return mRuntimeType; }
+    const std::string &GetName() const { return mName; }
+    MorvVersion GetVersion() const { return mVersion; }
+
+private:
+    std::string mMorvRoot;
+    std::string mDeployRoot;
+    std::vector<ProjectListing *> mListings; ///< owned, in search order
+    RuntimeType mRuntimeType;
+    std::string mName;
+    MorvVersion mVersion;
+};
+
+/// The root of the tree that a directory lies in: everything up to the last "MORV/", or the whole path where there is
+/// none. A path that does not fit in a path buffer is cut first.
+std::string GetMorvRootDirectory(const char *path);
+} // namespace Keld::MORV::Reader
