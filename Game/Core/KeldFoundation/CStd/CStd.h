@@ -71,7 +71,8 @@ int std_strerror(char *buffer, uint_size size, int code);
 /// The same, with "Failed to get error text" where there is none. Gives `buffer`.
 const char *std_error_text(int code, char *buffer, uint_size size);
 
-/// Opens a stream with every backslash of the path as a slash. A path of 1024 bytes or more gives null and ENAMETOOLONG.
+/// Opens a stream with every backslash of the path as a slash. A path of 1024 bytes or more gives null and
+/// ENAMETOOLONG.
 std::FILE *std_fopen(const char *path, const char *mode);
 int std_fclose(std::FILE *file);
 uint_size std_fread(void *buffer, uint_size size, uint_size count, std::FILE *file);

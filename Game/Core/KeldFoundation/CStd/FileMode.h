@@ -1,0 +1,34 @@
+#pragma once
+
+#include "KeldFoundation/CStd/BasicTypes.h"
+
+// What the layer's file calls know of an entry on disk.
+namespace Keld
+{
+struct FileStatus
+{
+    bool exists; ///< false when the platform could not tell, whatever the reason
+    uint32 mode; ///< the low 16 bits, which hold kind and rights
+    uint64 size; ///< bytes
+};
+
+/// Follows symbolic links. All fields are zero when nothing is there.
+FileStatus GetFileStatus(const char *path);
+
+/// By one bit: besides regular files it is set for symbolic links, which are followed, and for sockets.
+constexpr bool IsRegularMode(uint32 mode)
+{
+    return (mode & 0x8000) != 0;
+}
+
+/// Directories, block devices, regular files and sockets; neither pipes nor character devices.
+constexpr bool IsEntryMode(uint32 mode)
+{
+    return mode >= 0x4000;
+}
+
+constexpr bool IsDirectoryMode(uint32 mode)
+{
+    return (mode & 0x4000) != 0;
+}
+} // namespace Keld
