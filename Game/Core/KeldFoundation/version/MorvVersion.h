@@ -25,4 +25,7 @@ void FormatWideVersion(WideVersion value, std::string &out);
 /// Writes parts by their index: "%0" to "%3", padded with blanks as in "%(W)0", and "%%". Anything else is copied.
 void FormatVersionParts(std::string &out, const char *format, uint8 part0, uint8 part1, uint8 part2, uint8 part3);
 void FormatVersionParts(std::string &out, const char *format, uint16 part0, uint16 part1, uint16 part2, uint16 part3);
+
+/// The name of a thing without a name.
+extern const std::string gNullName;
 } // namespace Keld
