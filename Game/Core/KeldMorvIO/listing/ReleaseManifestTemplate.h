@@ -15,8 +15,8 @@ namespace Keld::MORV::Reader
 /// The manifest for one version of the file record, which sets the stride of the file table and nothing else.
 ///
 /// The image is checked whole at construction: table sizes, string indices, child ranges, and that the directories form
-/// trees. After that every index in a record is trusted. Its members are defined in several source files, by theme; each
-/// instantiates its own for both versions.
+/// trees. After that every index in a record is trusted. Its members are defined in several source files, by theme;
+/// each instantiates its own for both versions.
 template <class EntryType>
 class ReleaseManifestTemplate final : public ReleaseManifest
 {
