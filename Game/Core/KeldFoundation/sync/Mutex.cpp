@@ -1,6 +1,6 @@
 #include "KeldFoundation/sync/Mutex.h"
 
-#include "KeldFoundation/sync/EndProcess.h"
+#include "KeldFoundation/CStd/Assertion.h"
 
 #include <cstring>
 
@@ -27,7 +27,7 @@ Mutex::Mutex(bool recursive)
     const bool done = recursive ? InitializeRecursive(&mMutex) : pthread_mutex_init(&mMutex, nullptr) == 0;
     if (!done)
     {
-        EndProcess();
+        AssertionStop();
     }
 }
 

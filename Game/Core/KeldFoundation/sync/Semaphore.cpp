@@ -1,6 +1,6 @@
 #include "KeldFoundation/sync/Semaphore.h"
 
-#include "KeldFoundation/sync/EndProcess.h"
+#include "KeldFoundation/CStd/Assertion.h"
 
 #include <fcntl.h>
 
@@ -36,7 +36,7 @@ Semaphore::Semaphore(int count) : mHandle(&mPrivate), mOwned(false)
 {
     if (sem_init(&mPrivate, 0, static_cast<unsigned>(count)) != 0)
     {
-        EndProcess();
+        AssertionStop();
     }
 }
 
