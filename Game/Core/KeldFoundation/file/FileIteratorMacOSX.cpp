@@ -1,0 +1,126 @@
+#include "KeldFoundation/file/FileIteratorMacOSX.h"
+
+#include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/file/FileIterator.h"
+
+#include <glob.h>
+#include <sys/stat.h>
+
+namespace Keld::File
+{
+namespace
+{
+constexpr mode_t OwnerReadable = 0x100;
+
+/// One for the process and not guarded: whoever creates iterators serialises it.
+char gPattern[PathCapacity];
+
+class FileIteratorMacOSX : public FileIterator
+{
+public:
+    FileIteratorMacOSX(const char *pattern, int flags);
+    ~FileIteratorMacOSX() override { globfree(&mGlob); }
+
+    FileIteratorMacOSX(const FileIteratorMacOSX &) = delete;
+    FileIteratorMacOSX &operator=(const FileIteratorMacOSX &) = delete;
+
+    bool IsValid() override { return static_cast<uint_size>(mIndex) < mGlob.gl_pathc; }
+    void Next() override;
+    const char *GetName() override { return mName; }
+    bool IsDirectory() override { return mIsDirectory; }
+    bool IsOwnerReadable() override { return mIsOwnerReadable; }
+
+private:
+    const char *GetMatch() const { return mGlob.gl_pathv[mIndex]; }
+    bool IsWanted();
+    void Position();
+    void ReadStatus();
+    void BuildName();
+
+    uint32 mFlags;
+    int32 mIndex = 0; ///< the current match
+    glob_t mGlob = {};
+    char mName[PathCapacity] = {};
+    bool mIsDirectory = false;
+    bool mIsOwnerReadable = false;
+};
+
+FileIteratorMacOSX::FileIteratorMacOSX(const char *pattern, int flags) : mFlags(static_cast<uint32>(flags))
+{
+    if (std_strlen(pattern) >= sizeof gPattern)
+    {
+        return;
+    }
+    std_path_to_slashes(gPattern, pattern);
+    // The matches stay in the order of the file system. A failure leaves none, which is all that matters.
+    glob(gPattern, GLOB_NOSORT, nullptr, &mGlob);
+    Position();
+}
+
+void FileIteratorMacOSX::Next()
+{
+    if (IsValid())
+    {
+        ++mIndex;
+        Position();
+    }
+}
+
+/// Goes on from the current match to the first one that is to be given, itself included.
+void FileIteratorMacOSX::Position()
+{
+    while (IsValid() && !IsWanted())
+    {
+        ++mIndex;
+    }
+    if (IsValid())
+    {
+        BuildName();
+    }
+}
+
+bool FileIteratorMacOSX::IsWanted()
+{
+    if (std_strlen(GetMatch()) >= PathCapacity)
+    {
+        return false;
+    }
+    ReadStatus();
+    const bool directoriesOnly = (mFlags & FileIteratorDirectoriesOnly) != 0;
+    return mIsDirectory || !directoriesOnly;
+}
+
+void FileIteratorMacOSX::ReadStatus()
+{
+    struct stat status = {}; // what cannot be looked at, a dangling link say, is neither directory nor readable
+    stat(GetMatch(), &status);
+    mIsDirectory = S_ISDIR(status.st_mode);
+    mIsOwnerReadable = (status.st_mode & OwnerReadable) != 0;
+}
+
+void FileIteratorMacOSX::BuildName()
+{
+    char path[PathCapacity];
+    char drive[PathCapacity];
+    char directory[PathCapacity];
+    char name[PathCapacity];
+    char extension[PathCapacity];
+    std_path_to_slashes(path, GetMatch());
+    std_splitpath(path, drive, sizeof drive, directory, sizeof directory, name, sizeof name, extension,
+                  sizeof extension);
+    if (*extension != '\0')
+    {
+        std_snprintf(mName, sizeof mName, "%s%s", name, extension);
+    }
+    else
+    {
+        std_snprintf(mName, sizeof mName, "%s", name);
+    }
+}
+} // namespace
+
+FileIterator *CreateFileIteratorMacOSX(const char *pattern, int flags)
+{
+    return new FileIteratorMacOSX(pattern, flags);
+}
+} // namespace Keld::File
