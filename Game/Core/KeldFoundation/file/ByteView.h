@@ -40,6 +40,18 @@ public:
         return ends ? mData + offset : nullptr;
     }
 
+    /// The offset behind the last NUL, or 0 when there is none: a text that begins before it ends inside the range. For
+    /// checking many texts without reading any of them twice.
+    uint_size TextEnd() const
+    {
+        uint_size end = mSize;
+        while (end > 0 && mData[end - 1] != '\0')
+        {
+            --end;
+        }
+        return end;
+    }
+
 private:
     const char *mData = nullptr;
     uint_size mSize = 0;

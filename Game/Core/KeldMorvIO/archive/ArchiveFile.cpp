@@ -1,0 +1,226 @@
+#include "KeldMorvIO/archive/ArchiveFile.h"
+
+#include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/CStd/Hash.h"
+#include "KeldFoundation/file/ByteView.h"
+#include "KeldMorvIO/ReaderLog.h"
+#include "KeldMorvIO/blocks/WholeFile.h"
+
+// The index is one allocation and is searched where it lies: no object is built for a record, no text copied for a
+// lookup. A damaged index must not reach outside its bytes, so Read checks once everything that a lookup will touch,
+// and takes a file that fails the check for one of another format.
+namespace Keld::MORV::Reader
+{
+namespace
+{
+bool IsArchive(const ByteView &image)
+{
+    const auto *const header = image.At<ArchiveHeader>(0);
+    return header != nullptr && header->magic == ArchiveMagic && header->version == ArchiveVersion;
+}
+
+/// Whether every path of the list begins and ends inside the file.
+bool PathsEndInside(const ByteView &image, uint_size listOffset, const ArchivePathEntry *paths, uint32 count)
+{
+    const uint_size textEnd = image.TextEnd();
+    for (uint32 index = 0; index < count; ++index)
+    {
+        if (listOffset + paths[index].stringOffset >= textEnd)
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// The text of path `index`, or null when the list has no such path. The list must have passed the check of Read.
+const char *GetPathByIndex(const ArchivePathList *list, uint32 index)
+{
+    if (index >= list->count)
+    {
+        return nullptr;
+    }
+    const auto *const paths = reinterpret_cast<const ArchivePathEntry *>(list + 1);
+    return reinterpret_cast<const char *>(list) + paths[index].stringOffset;
+}
+} // namespace
+
+ArchiveFile::ArchiveFile(const std::string &filename, const std::string &rootDirectory, unsigned char value)
+    : mFilename(filename), mRootDirectory(rootDirectory)
+{
+    constexpr const char *signature = "Keld::MORV::Reader::ArchiveFile::ArchiveFile(const std::string &, "
+                                      "const std::string &, unsigned char)";
+    LogTrace("%s: (%s, %s, %d)", signature, filename.c_str(), rootDirectory.c_str(), value);
+}
+
+bool ArchiveFile::Read(bool *invalid)
+{
+    constexpr const char *signature = "bool Keld::MORV::Reader::ArchiveFile::Read(bool *)";
+    LogTrace("%s: () [this->mFilename = %s]", signature, mFilename.c_str());
+    return Read(mRootDirectory, invalid);
+}
+
+bool ArchiveFile::Read(const std::string &directory, bool *invalid)
+{
+    constexpr const char *signature = "bool Keld::MORV::Reader::ArchiveFile::Read(const std::string &, bool *)";
+    LogTrace("%s: (%s) [this->mFilename = %s]", signature, directory.c_str(), mFilename.c_str());
+    mReadAttempted = true;
+    ClearViews();
+
+    const std::string path = (directory.empty() ? "." : directory) + "/" + mFilename;
+    if (ReadFileIntoBuffer(path, mBuffer) < 0)
+    {
+        LogError("%s: Failed to read our archive directory", signature);
+        return false;
+    }
+    if (!SetViews())
+    {
+        LogError("%s: Incorrect magic value or version, invalid archive %s", signature, path.c_str());
+        if (invalid != nullptr)
+        {
+            *invalid = true;
+        }
+        return false;
+    }
+    const uint32 count = GetEntryCount();
+    for (uint32 index = 0; index < count; ++index)
+    {
+        mTotalSize += mEntries[index].size;
+    }
+    return true;
+}
+
+void ArchiveFile::ClearViews()
+{
+    mHeader = nullptr;
+    mHeaderField = nullptr;
+    mFileList = nullptr;
+    mEntries = nullptr;
+    mPathList = nullptr;
+}
+
+/// All views or none.
+bool ArchiveFile::SetViews()
+{
+    const ByteView image(mBuffer.data(), mBuffer.size());
+    if (!IsArchive(image))
+    {
+        return false;
+    }
+    const auto *const header = image.At<ArchiveHeader>(0);
+    const uint_size fileListOffset = header->fileListOffset;
+    const uint_size pathListOffset = header->pathListOffset;
+    const auto *const fileList = image.At<Little32>(fileListOffset);
+    const auto *const pathList = image.At<ArchivePathList>(pathListOffset);
+    if (fileList == nullptr || pathList == nullptr)
+    {
+        return false;
+    }
+    const auto *const entries = image.Records<ArchiveFileEntry>(fileListOffset + sizeof *fileList, *fileList);
+    const auto *const paths = image.Records<ArchivePathEntry>(pathListOffset + sizeof *pathList, pathList->count);
+    if (entries == nullptr || paths == nullptr || !PathsEndInside(image, pathListOffset, paths, pathList->count))
+    {
+        return false;
+    }
+    mHeader = header;
+    mHeaderField = &header->reserved;
+    mFileList = fileList;
+    mEntries = entries;
+    mPathList = pathList;
+    return true;
+}
+
+bool ArchiveFile::SetRootDirectory(const std::string &directory)
+{
+    constexpr const char *signature = "bool Keld::MORV::Reader::ArchiveFile::SetRootDirectory(const std::string &)";
+    LogTrace("%s: (%s), this->mFilename = %s", signature, directory.c_str(), mFilename.c_str());
+    mRootDirectory = directory;
+    return true;
+}
+
+bool ArchiveFile::Find(const std::string &name) const
+{
+    constexpr const char *signature = "bool Keld::MORV::Reader::ArchiveFile::Find(const std::string &) const";
+    LogTrace("%s: (%s) [this->mFilename = %s]", signature, name.c_str(), mFilename.c_str());
+    return FindEntryIndex(HashName(name.c_str()), name.c_str()) >= 0;
+}
+
+bool ArchiveFile::Search(const std::string &name, uint32 &offset, uint32 &size) const
+{
+    constexpr const char *signature =
+        "bool Keld::MORV::Reader::ArchiveFile::Search(const std::string &, uint32 &, uint32 &) const";
+    LogTrace("%s: (%s) [this->mFilename = %s]", signature, name.c_str(), mFilename.c_str());
+    if (name.empty())
+    {
+        LogError("%s: Empty file name", signature);
+        offset = 0;
+        size = 0;
+        return false;
+    }
+    const int32 index = FindEntryIndex(HashName(name.c_str()), name.c_str());
+    if (index < 0)
+    {
+        return false;
+    }
+    const ArchiveFileEntry &entry = mEntries[index];
+    offset = entry.dataOffset;
+    size = entry.size;
+    return mTotalSize != 0; // the outputs are set all the same
+}
+
+void ArchiveFile::GetContents(std::vector<std::string> &paths) const
+{
+    constexpr const char *signature =
+        "void Keld::MORV::Reader::ArchiveFile::GetContents(std::vector<std::string> &) const";
+    LogTrace("%s: () [this->mFilename = %s]", signature, mFilename.c_str());
+    const uint32 count = GetEntryCount();
+    for (uint32 index = 0; index < count; ++index)
+    {
+        const char *const path = GetPathByIndex(mPathList, mEntries[index].pathIndex);
+        if (path != nullptr) // a record without a path is a fault of the data, and has nothing to append
+        {
+            paths.emplace_back(path);
+        }
+    }
+}
+
+uint32 ArchiveFile::GetEntryCount() const
+{
+    return mFileList != nullptr ? uint32{*mFileList} : 0;
+}
+
+/// Below, at or above 0 as the record stands before, at or behind the key. One comparison with three answers, and not
+/// two of "less": a record without a path then stands behind every name of its hash, and never equals one.
+int ArchiveFile::CompareEntry(const ArchiveFileEntry &entry, uint32 hash, const char *name) const
+{
+    const uint32 entryHash = entry.hash;
+    if (entryHash != hash)
+    {
+        return entryHash < hash ? -1 : 1;
+    }
+    const uint32 pathIndex = entry.pathIndex;
+    return std_stricmp(pathIndex == ArchivePathOfSearchedName ? name : GetPathByIndex(mPathList, pathIndex), name);
+}
+
+int32 ArchiveFile::FindEntryIndex(uint32 hash, const char *name) const
+{
+    const uint32 count = GetEntryCount();
+    uint32 first = 0;
+    uint32 end = count;
+    while (first < end)
+    {
+        const uint32 middle = first + (end - first) / 2;
+        if (CompareEntry(mEntries[middle], hash, name) < 0)
+        {
+            first = middle + 1;
+        }
+        else
+        {
+            end = middle;
+        }
+    }
+    // The order of the records is the writer's promise and unchecked, so the record found is held against the key.
+    const bool found = first < count && CompareEntry(mEntries[first], hash, name) == 0;
+    return found ? static_cast<int32>(first) : -1;
+}
+} // namespace Keld::MORV::Reader

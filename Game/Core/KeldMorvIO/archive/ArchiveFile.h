@@ -1,0 +1,76 @@
+#pragma once
+
+#include "KeldMorvIO/ReaderTypes.h"
+#include "KeldMorvIO/archive/ArchiveFormat.h"
+
+#include <string>
+#include <vector>
+
+namespace Keld::MORV::Reader
+{
+/// One archive index, held whole in memory and searched in place. It tells whether a name is in the archive and where
+/// in the data file its stored form lies; it never opens the data file.
+///
+/// Read once, by one thread; afterwards the object does not change, and any number of threads may search it.
+class ArchiveFile
+{
+public:
+    /// \param filename      of the index, without directory
+    /// \param rootDirectory that holds the index; empty means the working directory
+    /// \param value         printed in the entry trace and kept nowhere
+    ArchiveFile(const std::string &filename, const std::string &rootDirectory, unsigned char value);
+
+    ArchiveFile(const ArchiveFile &) = delete;
+    ArchiveFile &operator=(const ArchiveFile &) = delete;
+
+    /// Loads and checks the index. After a refusal the object finds nothing.
+    /// \param invalid out, may be null: becomes true only when the file was read but is no archive of this format, and
+    ///                is left as it was in all other cases.
+    bool Read(bool *invalid);
+    bool Read(const std::string &directory, bool *invalid);
+
+    bool SetRootDirectory(const std::string &directory); ///< always true
+
+    /// Whether the name, without regard to case, is in the archive.
+    bool Find(const std::string &name) const;
+
+    /// The byte range of the name's stored form in the data file. False, with both outputs as they were, for a name
+    /// that is not here; false, with the outputs set, in an archive whose sizes add up to 0; false, with the outputs
+    /// 0, for an empty name.
+    bool Search(const std::string &name, uint32 &offset, uint32 &size) const;
+
+    /// Appends the path of every record, in the order of the records: by hash, not by name.
+    void GetContents(std::vector<std::string> &paths) const;
+
+    /// The first record of this hash and name, or -1. `hash` must be the name's HashName. `name` may be null.
+    int32 FindEntryIndex(uint32 hash, const char *name) const;
+
+    uint32 GetTotalSize() const { return mTotalSize; } ///< bytes of all records together, modulo 2^32
+    uint32 GetEntryCount() const;
+
+    /// Unchecked: `index` must be below the count.
+    const ArchiveFileEntry *GetEntry(uint32 index) const { return mEntries + index; }
+
+    const std::string &GetFilename() const { return mFilename; }
+
+private:
+    bool SetViews();
+    void ClearViews();
+    int CompareEntry(const ArchiveFileEntry &entry, uint32 hash, const char *name) const;
+
+    std::vector<char> mBuffer; ///< the whole index file
+
+    // Views into mBuffer. All are null until a read has succeeded; from then on everything that they reach, path texts
+    // with their NUL included, is known to lie inside the buffer.
+    const ArchiveHeader *mHeader = nullptr;
+    const Little32 *mHeaderField = nullptr; ///< the third header word, never interpreted
+    const Little32 *mFileList = nullptr;    ///< the count of the records
+    const ArchiveFileEntry *mEntries = nullptr;
+    const ArchivePathList *mPathList = nullptr;
+
+    std::string mFilename;
+    std::string mRootDirectory;
+    uint32 mTotalSize = 0; ///< bytes, wrapping; a second read adds to it
+    bool mReadAttempted = false;
+};
+} // namespace Keld::MORV::Reader

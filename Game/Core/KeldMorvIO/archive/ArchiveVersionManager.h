@@ -1,0 +1,50 @@
+#pragma once
+
+#include "KeldMorvIO/archive/ArchiveFile.h"
+
+#include <string>
+#include <vector>
+
+namespace Keld::MORV::Reader
+{
+/// All archives of one project release: which of them holds a path, and where in its data file. Read-only once made,
+/// and then free to be searched from any thread.
+///
+/// Where two archives hold the same path the one that the file system enumerated first wins: nothing sorts them.
+class ArchiveVersionManager
+{
+public:
+    /// Loads every index "*.vka" of the directory. Null when there is none that can be used. The caller owns the
+    /// result. An index that cannot be used is deleted from the disk, whether or not a manager comes of it.
+    static const ArchiveVersionManager *Create(const std::string &directory);
+
+    /// Loads one index, or deletes it and gives null: one of another format, one that cannot be read for any reason,
+    /// and one whose sizes add up to 0. Its data file stays. The caller owns the result.
+    static const ArchiveFile *LoadArchiveFile(const char *directory, const char *name);
+
+    /// Takes the archives over and leaves the vector empty. The manager deletes them.
+    ArchiveVersionManager(const std::string &directory, std::vector<const ArchiveFile *> &archives);
+    ~ArchiveVersionManager();
+
+    ArchiveVersionManager(const ArchiveVersionManager &) = delete;
+    ArchiveVersionManager &operator=(const ArchiveVersionManager &) = delete;
+
+    bool FileExists(const char *name) const;
+
+    /// The first archive that holds the name, or null. `hash` is only logged. The archive stays the manager's.
+    const ArchiveFile *FindArchive(unsigned long hash, const char *name) const;
+
+    /// The name of the data file, without directory, that holds `name`, and the byte range of the stored form in it.
+    /// Without a hit `archive` is empty and both numbers are 0.
+    bool Find(const std::string &name, std::string &archive, uint32 &offset, uint32 &size) const;
+
+    /// Appends the paths of all archives, archive after archive.
+    void GetContents(std::vector<std::string> &paths) const;
+
+    const char *GetDirectory() const { return mDirectory.c_str(); }
+
+private:
+    std::vector<const ArchiveFile *> mArchives; ///< owned, in the order of the file system
+    std::string mDirectory;
+};
+} // namespace Keld::MORV::Reader
