@@ -1,0 +1,115 @@
+#include "KeldMorvIO/listing/PathProcessors.h"
+
+#include "KeldFoundation/CStd/CStd.h"
+#include "KeldMorvIO/ReaderTypes.h"
+
+namespace Keld::MORV::Reader
+{
+PathMatcher::PathMatcher(const char *text) : mBegin(text), mEnd(text + std_strlen(text)) {}
+
+bool PathMatcher::Process(const ProjectListing::FileEntry *entry)
+{
+    // Whoever is offered after a full match is an ancestor too many. The end stands where it was before the name that
+    // completed the match, so a parent of the same name ("b" against "b/b") would match the same text once more.
+    const bool complete = mFullMatch;
+    mFullMatch = false;
+    if (complete)
+    {
+        return false;
+    }
+
+    const char *const name = GetListingEntry(entry).mName;
+    const uint_size length = std_strlen(name);
+    const auto unmatched = static_cast<uint_size>(mEnd - mBegin);
+    if (length > unmatched)
+    {
+        return false;
+    }
+    const char *position = mEnd - length;
+    if (std_strnicmp(position, name, length) != 0)
+    {
+        return false;
+    }
+    if (position > mBegin)
+    {
+        if (position[-1] != '/')
+        {
+            return false;
+        }
+        --position;
+        mEnd = position;
+    }
+    mFullMatch = position == mBegin;
+    return true;
+}
+
+bool PathLengthProcessor::Process(const ProjectListing::FileEntry *entry)
+{
+    const uint32 separator = mLength != 0 ? 1 : 0;
+    mLength += static_cast<uint32>(std_strlen(GetListingEntry(entry).mName)) + separator;
+    return true;
+}
+
+bool PathBuilder::Process(const ProjectListing::FileEntry *entry)
+{
+    const char *const name = GetListingEntry(entry).mName;
+    const uint_size length = std_strlen(name);
+    if (length > static_cast<uint_size>(mEnd - mBegin))
+    {
+        // Behind an empty leaf the measure counts no separator, so the names can need a byte more than it says.
+        return true;
+    }
+    char *const start = mEnd - length;
+    std_memcpy(start, length, name, length);
+    mEnd = start;
+    if (start > mBegin)
+    {
+        --mEnd;
+        *mEnd = '/';
+    }
+    return true;
+}
+
+bool ProjectListing::WalkToRoot(const FileEntry *entry, PathProcessor &processor)
+{
+    bool goOn = processor.Process(entry);
+    const DirectoryEntry *ancestor = GetListingEntry(entry).mParent;
+    while (goOn && ancestor != nullptr && ancestor->mEntry.mParent != nullptr)
+    {
+        goOn = processor.Process(AsFileEntry(ancestor));
+        ancestor = ancestor->mEntry.mParent;
+    }
+    return goOn;
+}
+
+uint32 ProjectListing::GetPathLength(const FileEntry *entry)
+{
+    PathLengthProcessor measure;
+    WalkToRoot(entry, measure);
+    return measure.GetLength();
+}
+
+bool ProjectListing::GetFilePath(const FileEntry *entry, char *buffer, uint32 size)
+{
+    if (buffer == nullptr)
+    {
+        return false;
+    }
+    const uint32 length = GetPathLength(entry);
+    if (length >= size)
+    {
+        return false;
+    }
+    buffer[length] = '\0';
+    PathBuilder builder(buffer, buffer + length);
+    WalkToRoot(entry, builder);
+    return true;
+}
+
+std::string ProjectListing::GetFilePath(const FileEntry *entry)
+{
+    char buffer[PathBufferSize] = {};
+    GetFilePath(entry, buffer, sizeof buffer);
+    return buffer;
+}
+} // namespace Keld::MORV::Reader
