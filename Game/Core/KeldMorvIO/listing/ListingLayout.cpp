@@ -1,0 +1,71 @@
+#include "KeldMorvIO/listing/ListingLayout.h"
+
+namespace Keld::MORV::Reader
+{
+namespace
+{
+/// Places one region behind the other. A count is 32 bits and no record reaches 2^31 bytes, so that no sum wraps before
+/// it is compared with the limit.
+class RegionCursor
+{
+public:
+    /// Gives the start of the region.
+    template <class Record>
+    uint_size Place(uint_size count)
+    {
+        const uint_size start = (mOffset + alignof(Record) - 1) / alignof(Record) * alignof(Record);
+        mOffset = start + count * sizeof(Record);
+        mFits = mFits && mOffset <= ListingSizeLimit;
+        return start;
+    }
+
+    uint_size GetOffset() const { return mOffset; }
+    bool Fits() const { return mFits; }
+
+private:
+    uint_size mOffset = 0;
+    bool mFits = true;
+};
+
+template <class Record>
+Record *At(char *block, uint_size offset)
+{
+    return reinterpret_cast<Record *>(static_cast<void *>(block + offset));
+}
+} // namespace
+
+// Walking up to the root and one slot back gives the owner, so nothing may stand between that slot and the directories.
+static_assert(sizeof(ProjectListing *) % alignof(DirectoryEntry) == 0);
+static_assert(alignof(ProjectListing *) == alignof(DirectoryEntry));
+
+bool ComputeListingLayout(const ListingCounts &counts, ListingLayout &layout)
+{
+    RegionCursor cursor;
+    cursor.Place<ListingHeader>(1);
+    layout.mBuckets = cursor.Place<HashBucket>(counts.mBucketCount);
+    layout.mChain =
+        cursor.Place<const ProjectListing::FileEntry *>(uint_size{counts.mDirectoryCount} + counts.mFileCount);
+    layout.mOwner = cursor.Place<ProjectListing *>(1);
+    layout.mDirectories = cursor.Place<DirectoryEntry>(counts.mDirectoryCount);
+    layout.mFiles = cursor.Place<ProjectListing::FileEntry>(counts.mFileCount);
+    layout.mFileHandleHeader = cursor.Place<ProjectListing::FileHandleHeader>(1);
+    layout.mArchiveFiles = cursor.Place<ProjectListing::ArchiveFile>(counts.mHandles.mArchivedCount);
+    layout.mManagedFiles = cursor.Place<ProjectListing::FileInfo>(counts.mHandles.mManagedCount);
+    layout.mNakedFiles = cursor.Place<ProjectListing::FileInfo>(counts.mHandles.mNakedCount);
+    layout.mStrings = cursor.Place<char>(counts.mStringSize);
+    layout.mSize = cursor.GetOffset();
+    return cursor.Fits();
+}
+
+ListingRegions::ListingRegions(char *block, const ListingLayout &layout)
+    : mHeader(At<ListingHeader>(block, 0)), mBuckets(At<HashBucket>(block, layout.mBuckets)),
+      mChain(At<const ProjectListing::FileEntry *>(block, layout.mChain)),
+      mOwner(At<ProjectListing *>(block, layout.mOwner)), mDirectories(At<DirectoryEntry>(block, layout.mDirectories)),
+      mFiles(At<ProjectListing::FileEntry>(block, layout.mFiles)),
+      mFileHandleHeader(At<ProjectListing::FileHandleHeader>(block, layout.mFileHandleHeader)),
+      mArchiveFiles(At<ProjectListing::ArchiveFile>(block, layout.mArchiveFiles)),
+      mManagedFiles(At<ProjectListing::FileInfo>(block, layout.mManagedFiles)),
+      mNakedFiles(At<ProjectListing::FileInfo>(block, layout.mNakedFiles)), mStrings(block + layout.mStrings)
+{
+}
+} // namespace Keld::MORV::Reader
