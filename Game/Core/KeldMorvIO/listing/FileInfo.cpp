@@ -1,0 +1,154 @@
+#include "KeldMorvIO/ReaderLog.h"
+#include "KeldMorvIO/ReaderTypes.h"
+#include "KeldMorvIO/listing/ProjectListing.h"
+
+// The open-state records. `Open` and `Close` run under the listing's lock, which guards count and handle.
+namespace Keld::MORV::Reader
+{
+namespace
+{
+constexpr const char *ClosedTooOften = "%s: Attempting to close a file multiple times!";
+constexpr uint32 ArchiveBlockSize = 0x40000;
+} // namespace
+
+bool ProjectListing::FileInfo::AddReference()
+{
+    ++mReferenceCount;
+    return mReferenceCount == 1;
+}
+
+bool ProjectListing::FileInfo::RemoveReference()
+{
+    constexpr const char *signature = "bool Keld::MORV::Reader::ProjectListing::FileInfo::RemoveReference()";
+    if (mReferenceCount == 0)
+    {
+        LogError(ClosedTooOften, signature);
+        return false;
+    }
+    --mReferenceCount;
+    return mReferenceCount == 0;
+}
+
+bool ProjectListing::FileInfo::Read(uint64 offset, uint32 count, uint32 *bytesRead, void *buffer) const
+{
+    constexpr const char *signature =
+        "bool Keld::MORV::Reader::ProjectListing::FileInfo::Read(uint64, uint32, uint32 *, void *) const";
+    if (mFile == AsyncFile::Null)
+    {
+        LogError("%s: A null file handle was passed to Read.", signature);
+        return false;
+    }
+    return AsyncRead(mFile, offset, count, bytesRead, buffer);
+}
+
+void ProjectListing::FileInfo::Close()
+{
+    constexpr const char *signature = "void Keld::MORV::Reader::ProjectListing::FileInfo::Close()";
+    if (mFile == AsyncFile::Null)
+    {
+        LogError("%s: A null file handle was passed to Close.", signature);
+        return;
+    }
+    if (mReferenceCount == 0)
+    {
+        LogError(ClosedTooOften, signature);
+        return;
+    }
+    --mReferenceCount;
+    if (mReferenceCount == 0)
+    {
+        AsyncClose(mFile);
+        mFile = AsyncFile::Null;
+    }
+}
+
+void ProjectListing::FileInfo::Reset()
+{
+    constexpr const char *signature = "void Keld::MORV::Reader::ProjectListing::FileInfo::Reset()";
+    mFile = AsyncFile::Null;
+    if (mReferenceCount != 0)
+    {
+        LogError("%s: The file was not closed before shutdown.", signature);
+    }
+    mReferenceCount = 0;
+}
+
+ProjectListing::ArchiveFile::ArchiveFile(AsyncFile file, uint32 offset, uint32 compression, uint32 storedSize)
+    : mOffset(offset), mCompression(compression), mStoredSize(storedSize), mBlocks(ArchiveBlockSize)
+{
+    mFile = file;
+}
+
+bool ProjectListing::ArchiveFile::Open(const ProjectListing::FileEntry *entry)
+{
+    constexpr const char *signature =
+        "bool Keld::MORV::Reader::ProjectListing::ArchiveFile::Open(const ProjectListing::FileEntry *)";
+    if (!AddReference())
+    {
+        return true;
+    }
+    if (mCompression != CompressionNone)
+    {
+        // With LZMA this closes the shared handle, whose number stays in all records of the data file.
+        if (!mBlocks.Decompress(mCompression, mFile, mOffset, mStoredSize, entry->mSize))
+        {
+            mBlocks.Clear();
+            RemoveReference();
+            return false;
+        }
+        return true;
+    }
+    if (entry->mSize != mStoredSize)
+    {
+        char path[PathBufferSize] = {};
+        ProjectListing::GetFilePath(entry, path, sizeof path);
+        LogError("%s: Mismatch between manifest size and archive size for: %s", signature, path);
+        RemoveReference();
+        return false;
+    }
+    return true;
+}
+
+bool ProjectListing::ArchiveFile::Read(uint64 offset, uint32 count, uint32 *bytesRead, void *buffer) const
+{
+    constexpr const char *signature =
+        "bool Keld::MORV::Reader::ProjectListing::ArchiveFile::Read(uint64, uint32, uint32 *, void *) const";
+    if (mFile == AsyncFile::Null)
+    {
+        LogError("%s: A null file handle was passed to Read.", signature);
+        return false;
+    }
+    if (mCompression == CompressionNone)
+    {
+        return AsyncRead(mFile, mOffset + offset, count, bytesRead, buffer);
+    }
+    // Decompressed content has 32-bit offsets: a larger one wraps to its low word.
+    const uint32 copied = mBlocks.Read(buffer, static_cast<uint32>(offset), count);
+    if (bytesRead != nullptr)
+    {
+        *bytesRead = copied;
+    }
+    return copied == count;
+}
+
+void ProjectListing::ArchiveFile::Close()
+{
+    constexpr const char *signature = "void Keld::MORV::Reader::ProjectListing::ArchiveFile::Close()";
+    if (mReferenceCount == 0)
+    {
+        LogError(ClosedTooOften, signature);
+        return;
+    }
+    --mReferenceCount;
+    if (mReferenceCount == 0)
+    {
+        mBlocks.Clear();
+    }
+}
+
+void ProjectListing::ArchiveFile::Reset()
+{
+    FileInfo::Reset();
+    mBlocks.Clear();
+}
+} // namespace Keld::MORV::Reader
