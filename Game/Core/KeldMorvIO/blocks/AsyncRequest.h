@@ -14,11 +14,11 @@ inline constexpr uint32 AsyncWaitForever = 0xFFFFFFFF;
 /// `AsyncRelease`; in between it is the borrower's alone and takes no lock.
 struct AsyncRequest
 {
-    AsyncFile mFile;       ///< not null: a read was given to the platform, and its result was not collected
-    aiocb *mControlBlock;  ///< set once by the pool, never changed
-    int32 mBytesRead;      ///< as `aio_return` gave it
-    int32 mError;          ///< as `aio_error` gave it, or the `errno` of a start that failed
-    char mErrorText[100];  ///< filled on demand; empty until then
+    AsyncFile mFile;      ///< not null: a read was given to the platform, and its result was not collected
+    aiocb *mControlBlock; ///< set once by the pool, never changed
+    int32 mBytesRead;     ///< as `aio_return` gave it
+    int32 mError;         ///< as `aio_error` gave it, or the `errno` of a start that failed
+    char mErrorText[100]; ///< filled on demand; empty until then
 };
 
 /// Takes a slot, sleeping while none is free, and starts the read. A start that fails reads as a finished request

@@ -25,8 +25,7 @@ AsyncRequestPool &GetAsyncRequestPool()
     return gAsyncRequestPool;
 }
 
-AsyncRequestPool::AsyncRequestPool()
-    : mRequests{}, mControlBlocks{}, mInUse{}, mSemaphore(static_cast<int>(SlotCount))
+AsyncRequestPool::AsyncRequestPool() : mRequests{}, mControlBlocks{}, mInUse{}, mSemaphore(static_cast<int>(SlotCount))
 {
     for (uint32 index = 0; index < SlotCount; ++index)
     {

@@ -1,0 +1,231 @@
+#include "KeldMorvIO/blocks/AsyncFile.h"
+
+#include "Support/ReaderLogCapture.h"
+#include "Support/TempTree.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Keld::MORV::Reader
+{
+using Test::ReaderLogCapture;
+using Test::TempTree;
+
+namespace
+{
+bool IsOpenDescriptor(AsyncFile file)
+{
+    return fcntl(static_cast<int>(file), F_GETFD) != -1;
+}
+
+class AsyncFileTest : public testing::Test
+{
+protected:
+    ~AsyncFileTest() override { AsyncClose(mFile); }
+
+    void Open(std::string_view bytes)
+    {
+        mFile = AsyncOpen(mTree.Write("file", bytes).c_str());
+        ASSERT_NE(mFile, AsyncFile::Null);
+    }
+
+    TempTree mTree;
+    AsyncFile mFile = AsyncFile::Null;
+};
+
+TEST_F(AsyncFileTest, ReadsAtAnOffsetWithoutAFilePosition)
+{
+    Open("0123456789");
+    for (const uint64 offset : {3U, 0U, 6U, 3U})
+    {
+        char buffer[4] = {};
+        uint32 bytesRead = 0;
+        EXPECT_TRUE(AsyncRead(mFile, offset, sizeof buffer, &bytesRead, buffer));
+        EXPECT_EQ(bytesRead, 4U);
+        EXPECT_EQ(std::string(buffer, 4), std::string("0123456789").substr(offset, 4));
+    }
+    EXPECT_EQ(lseek(static_cast<int>(mFile), 0, SEEK_CUR), 0);
+}
+
+TEST_F(AsyncFileTest, GivesFewerBytesAtTheEndOfTheFileWithoutAFailure)
+{
+    Open("0123456789");
+    std::string buffer(8, '#');
+    uint32 bytesRead = 77;
+    EXPECT_TRUE(AsyncRead(mFile, 7, 8, &bytesRead, buffer.data()));
+    EXPECT_EQ(bytesRead, 3U);
+    EXPECT_EQ(buffer, "789#####");
+}
+
+TEST_F(AsyncFileTest, GivesNoBytesAtOrPastTheEndOfTheFileWithoutAFailure)
+{
+    Open("0123456789");
+    for (const uint64 offset : {uint64{10}, uint64{11}, uint64{1} << 40})
+    {
+        std::string buffer(4, '#');
+        uint32 bytesRead = 77;
+        EXPECT_TRUE(AsyncRead(mFile, offset, 4, &bytesRead, buffer.data())) << offset;
+        EXPECT_EQ(bytesRead, 0U);
+        EXPECT_EQ(buffer, "####");
+    }
+}
+
+TEST_F(AsyncFileTest, ReadsBehindFourGibibytes)
+{
+    Open("");
+    const std::string path = mTree.Path("file");
+    const int writer = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    ASSERT_NE(writer, -1);
+    constexpr uint64 offset = (uint64{1} << 32) + 5;
+    ASSERT_EQ(pwrite(writer, "far", 3, static_cast<off_t>(offset)), 3);
+    close(writer);
+    char buffer[3] = {};
+    uint32 bytesRead = 0;
+    EXPECT_TRUE(AsyncRead(mFile, offset, 3, &bytesRead, buffer));
+    EXPECT_EQ(std::string(buffer, 3), "far");
+    EXPECT_TRUE(AsyncRead(mFile, 5, 3, &bytesRead, buffer));
+    EXPECT_EQ(std::string(buffer, 3), std::string(3, '\0'));
+}
+
+TEST_F(AsyncFileTest, TakesANullForTheNumberOfBytes)
+{
+    Open("abc");
+    char buffer[3] = {};
+    EXPECT_TRUE(AsyncRead(mFile, 0, 3, nullptr, buffer));
+    EXPECT_EQ(std::string(buffer, 3), "abc");
+}
+
+TEST_F(AsyncFileTest, ReadsNoBytesFromADeadHandleWithSuccess)
+{
+    uint32 bytesRead = 77;
+    EXPECT_TRUE(AsyncRead(static_cast<AsyncFile>(1'000'000), 0, 0, &bytesRead, nullptr));
+    EXPECT_EQ(bytesRead, 0U);
+}
+
+TEST_F(AsyncFileTest, RefusesAReadThroughAClosedHandle)
+{
+    Open("abc");
+    AsyncClose(mFile);
+    char buffer[3] = {};
+    uint32 bytesRead = 0;
+    EXPECT_FALSE(AsyncRead(mFile, 0, 3, &bytesRead, buffer));
+    EXPECT_EQ(bytesRead, 0xFFFFFFFFU);
+    mFile = AsyncFile::Null;
+}
+
+TEST_F(AsyncFileTest, OpensADirectoryButReadsNothingFromIt)
+{
+    mFile = AsyncOpen(mTree.Root().c_str());
+    ASSERT_NE(mFile, AsyncFile::Null);
+    char buffer[3] = {};
+    uint32 bytesRead = 0;
+    EXPECT_FALSE(AsyncRead(mFile, 0, 3, &bytesRead, buffer));
+    EXPECT_EQ(bytesRead, 0xFFFFFFFFU);
+}
+
+TEST_F(AsyncFileTest, RefusesAnOffsetThatIsNegativeToThePlatform)
+{
+    Open("abc");
+    char buffer[3] = {};
+    EXPECT_FALSE(AsyncRead(mFile, uint64{1} << 63, 3, nullptr, buffer));
+}
+
+TEST_F(AsyncFileTest, GivesNullAndTheErrorForAFileThatCannotBeOpened)
+{
+    errno = 0;
+    EXPECT_EQ(AsyncOpen(mTree.Path("missing").c_str()), AsyncFile::Null);
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(AsyncFileTest, OpensForReadingOnlyAndNotForChildProcesses)
+{
+    Open("abc");
+    EXPECT_EQ(fcntl(static_cast<int>(mFile), F_GETFL) & O_ACCMODE, O_RDONLY);
+    EXPECT_EQ(fcntl(static_cast<int>(mFile), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+}
+
+TEST_F(AsyncFileTest, ClosesItsHandle)
+{
+    Open("abc");
+    AsyncClose(mFile);
+    EXPECT_FALSE(IsOpenDescriptor(mFile));
+    mFile = AsyncFile::Null;
+}
+
+TEST_F(AsyncFileTest, LeavesStandardInputOpenWhenTheNullHandleIsClosed)
+{
+    const int saved = dup(STDIN_FILENO);
+    const std::string path = mTree.Write("input", "x");
+    const int replacement = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(dup2(replacement, STDIN_FILENO), STDIN_FILENO);
+    close(replacement);
+    AsyncClose(AsyncFile::Null);
+    EXPECT_TRUE(IsOpenDescriptor(AsyncFile::Null));
+    saved == -1 ? close(STDIN_FILENO) : dup2(saved, STDIN_FILENO);
+    close(saved);
+}
+
+TEST_F(AsyncFileTest, GivesTheNullHandleForAFileThatGetsDescriptorZero)
+{
+    const int saved = dup(STDIN_FILENO);
+    const std::string path = mTree.Write("file", "x");
+    close(STDIN_FILENO);
+    EXPECT_EQ(AsyncOpen(path.c_str()), AsyncFile::Null);
+    EXPECT_TRUE(IsOpenDescriptor(AsyncFile::Null));
+    saved == -1 ? close(STDIN_FILENO) : dup2(saved, STDIN_FILENO);
+    close(saved);
+}
+
+TEST_F(AsyncFileTest, LogsNothing)
+{
+    ReaderLogCapture log;
+    char buffer[3] = {};
+    EXPECT_EQ(AsyncOpen(mTree.Path("missing").c_str()), AsyncFile::Null);
+    EXPECT_FALSE(AsyncRead(static_cast<AsyncFile>(1'000'000), 0, 3, nullptr, buffer));
+    AsyncClose(static_cast<AsyncFile>(1'000'000));
+    log.ExpectAll({});
+}
+
+TEST_F(AsyncFileTest, ServesManyThreadsAtOnce)
+{
+    std::string content(1 << 16, '\0');
+    for (uint_size index = 0; index < content.size(); ++index)
+    {
+        content[index] = static_cast<char>(index * 31 >> 3);
+    }
+    Open(content);
+    std::vector<std::thread> threads;
+    std::vector<int> mismatches(12, 0);
+    for (uint_size worker = 0; worker < mismatches.size(); ++worker)
+    {
+        threads.emplace_back(
+            [&, worker]
+            {
+                for (uint32 round = 0; round < 50; ++round)
+                {
+                    const uint64 offset = (worker * 4999 + round * 613) % 60000;
+                    std::string buffer(2000, '\0');
+                    uint32 bytesRead = 0;
+                    const bool good = AsyncRead(mFile, offset, 2000, &bytesRead, buffer.data()) && bytesRead == 2000 &&
+                                      buffer == content.substr(offset, 2000);
+                    mismatches[worker] += good ? 0 : 1;
+                }
+            });
+    }
+    for (std::thread &thread : threads)
+    {
+        thread.join();
+    }
+    EXPECT_EQ(mismatches, std::vector<int>(12, 0));
+}
+} // namespace
+} // namespace Keld::MORV::Reader
