@@ -1,23 +1,56 @@
 #include "Tools/TreeWriter/FileOutput.h"
 
 #include <cerrno>
-#include <fstream>
 #include <system_error>
 
 namespace Keld::TreeWriter
 {
 void WriteFile(const std::filesystem::path &path, std::string_view bytes)
 {
-    if (path.has_parent_path())
+    FileOutput output(path);
+    output.Write(bytes);
+    output.Close();
+}
+
+void ReplaceFile(const std::filesystem::path &path, std::string_view bytes)
+{
+    const std::filesystem::path unfinished = path.string() + ".new";
+    WriteFile(unfinished, bytes);
+    std::filesystem::rename(unfinished, path);
+}
+
+FileOutput::FileOutput(std::filesystem::path path) : mPath(std::move(path))
+{
+    if (mPath.has_parent_path())
     {
-        std::filesystem::create_directories(path.parent_path());
+        std::filesystem::create_directories(mPath.parent_path());
     }
-    std::ofstream stream(path, std::ios::binary | std::ios::trunc);
-    stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    stream.close();
-    if (!stream)
+    mStream.reset(std::fopen(mPath.c_str(), "wb"));
+    if (mStream == nullptr)
     {
-        throw std::system_error(errno, std::generic_category(), "cannot write " + path.string());
+        Fail();
     }
+}
+
+void FileOutput::Write(std::string_view bytes)
+{
+    if (std::fwrite(bytes.data(), 1, bytes.size(), mStream.get()) != bytes.size())
+    {
+        Fail();
+    }
+    mSize += bytes.size();
+}
+
+void FileOutput::Close()
+{
+    if (std::fclose(mStream.release()) != 0)
+    {
+        Fail();
+    }
+}
+
+void FileOutput::Fail() const
+{
+    throw std::system_error(errno, std::generic_category(), "cannot write " + mPath.string());
 }
 } // namespace Keld::TreeWriter

@@ -1,10 +1,46 @@
 #pragma once
 
+#include "KeldFoundation/CStd/BasicTypes.h"
+
+#include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <string_view>
 
 namespace Keld::TreeWriter
 {
 /// Writes a whole file, making the directories above it. Throws std::system_error with the path when it cannot.
 void WriteFile(const std::filesystem::path &path, std::string_view bytes);
+
+/// The same under a name of its own that is then renamed, so that a reader sees the old file or the new one whole.
+void ReplaceFile(const std::filesystem::path &path, std::string_view bytes);
+
+/// A new file that is written from its start to its end. All calls throw std::system_error with the path when they
+/// fail.
+class FileOutput
+{
+public:
+    /// Makes the directories above it. An existing file is cut to nothing.
+    explicit FileOutput(std::filesystem::path path);
+
+    void Write(std::string_view bytes);
+
+    /// Bytes written so far.
+    uint64 GetSize() const { return mSize; }
+
+    /// To be called at the end: a file that is only destroyed may lack its last bytes.
+    void Close();
+
+private:
+    struct StreamCloser
+    {
+        void operator()(std::FILE *stream) const { std::fclose(stream); }
+    };
+
+    [[noreturn]] void Fail() const;
+
+    std::filesystem::path mPath;
+    std::unique_ptr<std::FILE, StreamCloser> mStream;
+    uint64 mSize = 0;
+};
 } // namespace Keld::TreeWriter

@@ -1,0 +1,147 @@
+#include "Tools/TreeWriter/ArchiveWriter.h"
+
+#include "Tools/TreeReader/DeploymentTree.h"
+#include "Tools/TreeReader/TreeError.h"
+
+#include "KeldFoundation/CStd/Hash.h"
+#include "KeldMorvIO/archive/ArchiveFormat.h"
+
+#include <algorithm>
+
+namespace Keld::TreeWriter
+{
+namespace
+{
+using namespace MORV::Reader;
+using TreeReader::ArchivedFile;
+using TreeReader::TreeError;
+
+struct SortKey
+{
+    uint32 hash;
+    std::string folded;
+    const ArchivedFile *file;
+
+    bool operator<(const SortKey &other) const
+    {
+        return hash != other.hash ? hash < other.hash : folded < other.folded;
+    }
+};
+
+std::vector<SortKey> SortForSearch(const std::vector<ArchivedFile> &files)
+{
+    std::vector<SortKey> keys;
+    keys.reserve(files.size());
+    for (const ArchivedFile &file : files)
+    {
+        keys.push_back({HashName(file.path.c_str()), TreeReader::FoldPath(file.path), &file});
+    }
+    std::sort(keys.begin(), keys.end());
+    const auto twin = std::adjacent_find(keys.begin(), keys.end(),
+                                         [](const SortKey &left, const SortKey &right)
+                                         {
+                                             return !(left < right);
+                                         });
+    if (twin != keys.end())
+    {
+        throw TreeError("an archive cannot hold two files of the path " + twin->file->path);
+    }
+    return keys;
+}
+
+template <class Record>
+void Append(std::string &bytes, const Record &record)
+{
+    bytes.append(reinterpret_cast<const char *>(&record), sizeof record);
+}
+
+std::string BuildPathList(const std::vector<SortKey> &keys)
+{
+    std::string list;
+    ArchivePathList head;
+    head.reserved = 0;
+    head.count = static_cast<uint32>(keys.size());
+    Append(list, head);
+    std::string texts;
+    const uint_size textsAt = sizeof(ArchivePathList) + keys.size() * sizeof(ArchivePathEntry);
+    for (const SortKey &key : keys)
+    {
+        ArchivePathEntry entry;
+        entry.stringOffset = static_cast<uint32>(textsAt + texts.size());
+        entry.reserved = 0;
+        Append(list, entry);
+        texts.append(key.file->path).push_back('\0');
+    }
+    return list + texts;
+}
+} // namespace
+
+std::string BuildArchiveIndex(std::vector<ArchivedFile> files)
+{
+    uint32 sizeSum = 0;
+    for (const ArchivedFile &file : files)
+    {
+        sizeSum += file.size;
+    }
+    if (sizeSum == 0)
+    {
+        throw TreeError("an archive must hold at least one file that is not empty: the reader deletes any other");
+    }
+
+    const std::vector<SortKey> keys = SortForSearch(files);
+    ArchiveHeader header;
+    header.magic = ArchiveMagic;
+    header.version = ArchiveVersion;
+    header.reserved = 0;
+    header.fileListOffset = sizeof header;
+    const uint64 pathListOffset = sizeof header + sizeof(Little32) + keys.size() * sizeof(ArchiveFileEntry);
+    header.pathListOffset = static_cast<uint32>(pathListOffset);
+
+    std::string image;
+    Append(image, header);
+    Append(image, Little32(static_cast<uint32>(keys.size())));
+    for (uint32 index = 0; index < keys.size(); ++index)
+    {
+        ArchiveFileEntry entry;
+        entry.hash = keys[index].hash;
+        entry.dataOffset = keys[index].file->offset;
+        entry.size = keys[index].file->size;
+        entry.pathIndex = index;
+        Append(image, entry);
+    }
+    image += BuildPathList(keys);
+    if (image.size() > ArchiveWriter::LargestSize)
+    {
+        throw TreeError("an archive index would exceed 4 GiB: make the archives smaller");
+    }
+    return image;
+}
+
+ArchiveWriter::ArchiveWriter(std::filesystem::path directory, const std::string &name)
+    : mIndex(directory / (name + "." + ArchiveIndexExtension)), mData(mIndex.string() + "." + ArchiveDataExtension)
+{
+}
+
+void ArchiveWriter::Begin(std::string path)
+{
+    mFiles.push_back({std::move(path), static_cast<uint32>(GetSize()), 0});
+}
+
+void ArchiveWriter::Append(std::string_view stored)
+{
+    if (GetSize() + stored.size() > LargestSize)
+    {
+        throw TreeError("an archive would exceed 4 GiB with " + mFiles.back().path +
+                        ": store that file naked or managed");
+    }
+    mData.Write(stored);
+    mFiles.back().size += static_cast<uint32>(stored.size());
+}
+
+void ArchiveWriter::Finish()
+{
+    const std::string index = BuildArchiveIndex(std::move(mFiles));
+    mData.Close();
+    WriteFile(mIndex, index);
+}
+} // namespace Keld::TreeWriter
