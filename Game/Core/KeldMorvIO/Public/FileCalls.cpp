@@ -1,26 +1,106 @@
+#include "KeldFoundation/path/Path.h"
+#include "KeldMorvIO/Public/Handles.h"
 #include "KeldMorvIO/Public/KeldMorvIO.h"
 #include "KeldMorvIO/Public/MorvExportsMain.h"
+#include "KeldMorvIO/ReaderTypes.h"
+#include "KeldMorvIO/environment/RuntimeEnvironment.h"
+
+#include <utility>
 
 namespace Reader = Keld::MORV::Reader;
 
-uint32_t MorvFileExists(const char *)
+using Reader::ProjectListing;
+
+namespace
 {
-    return 0;
+// Where a consumer's path is found; nulls if nowhere. A path that is not worth a lookup does not start the library.
+// Nothing here allocates.
+std::pair<ProjectListing *, const ProjectListing::FileEntry *> FindPath(const char *path)
+{
+    if (path == nullptr || *path == '\0')
+    {
+        return {nullptr, nullptr};
+    }
+    const Reader::RuntimeEnvironment *const environment = Reader::GetRuntimeEnvironment();
+    if (environment == nullptr)
+    {
+        return {nullptr, nullptr};
+    }
+    char canonical[Reader::PathBufferSize];
+    if (!Keld::CanonicalizePathBounded(path, canonical, sizeof canonical, 1))
+    {
+        return {nullptr, nullptr};
+    }
+    return environment->FindEntry(canonical);
 }
 
-OpenFileHandle *MorvOpenFile(const char *)
+// Takes an open back unless it is kept: making the handle may throw.
+class OpenGuard
 {
-    return nullptr;
+public:
+    OpenGuard(ProjectListing *listing, const ProjectListing::FileEntry *entry) : mListing(listing), mEntry(entry) {}
+
+    ~OpenGuard()
+    {
+        if (mListing != nullptr)
+        {
+            mListing->Close(mEntry);
+        }
+    }
+
+    OpenGuard(const OpenGuard &) = delete;
+    OpenGuard &operator=(const OpenGuard &) = delete;
+
+    void Keep() { mListing = nullptr; }
+
+private:
+    ProjectListing *mListing;
+    const ProjectListing::FileEntry *mEntry;
+};
+} // namespace
+
+uint32_t MorvFileExists(const char *path)
+{
+    return FindPath(path).second != nullptr ? 1 : 0;
 }
 
-void MorvCloseFile(OpenFileHandle *) {}
-
-int64_t MorvGetFileSize(OpenFileHandle *)
+OpenFileHandle *MorvOpenFile(const char *path)
 {
-    return -1;
+    const auto [listing, entry] = FindPath(path);
+    if (entry == nullptr || !listing->Open(entry))
+    {
+        return nullptr;
+    }
+    OpenGuard guard(listing, entry);
+    OpenFileHandle *const handle = new OpenFileHandle{listing, entry};
+    guard.Keep();
+    return handle;
 }
 
-HRESULT MorvRead(OpenFileHandle *, uint64_t, uint32_t, uint32_t *, void *)
+void MorvCloseFile(OpenFileHandle *handle)
 {
-    return E_HANDLE;
+    if (handle == nullptr)
+    {
+        return;
+    }
+    handle->mListing->Close(handle->mEntry);
+    delete handle;
+}
+
+int64_t MorvGetFileSize(OpenFileHandle *handle)
+{
+    return handle != nullptr ? static_cast<int64_t>(ProjectListing::GetFileSize(handle->mEntry)) : -1;
+}
+
+HRESULT MorvRead(OpenFileHandle *handle, uint64_t offset, uint32_t size, uint32_t *bytesRead, void *buffer)
+{
+    if (handle == nullptr)
+    {
+        return E_HANDLE;
+    }
+    if (size == 0)
+    {
+        return S_OK;
+    }
+    return handle->mListing->Read(handle->mEntry, offset, size, bytesRead, buffer) ? S_OK : E_FAIL;
 }

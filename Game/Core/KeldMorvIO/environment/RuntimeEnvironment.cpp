@@ -4,8 +4,11 @@
 #include "KeldFoundation/path/Path.h"
 #include "KeldMorvIO/ReaderLog.h"
 #include "KeldMorvIO/ReaderTypes.h"
+#include "KeldMorvIO/environment/GatherProjects.h"
+#include "KeldMorvIO/environment/MultiListingIterator.h"
+#include "KeldMorvIO/listing/ReleaseManifest.h"
 
-#include <memory>
+#include <algorithm>
 
 namespace Keld::MORV::Reader
 {
@@ -17,10 +20,12 @@ constexpr const char *ProjectKeyword = "projects/";
 constexpr const char *SolutionKeyword = "solutions/";
 constexpr const char *ReleaseKeyword = "releases/";
 
+constexpr const char *LoadSolutionSignature =
+    "bool Keld::MORV::Reader::LoadSolution(const char *, const char *, std::vector<class ProjectListing *> &)";
+
 // `start` points into `path`, directly behind the keyword. Whatever lies between the name and the releases is skipped
 // over. `name` keeps its text when a later step fails.
-bool DetectNameAndRelease([[maybe_unused]] const char *path, const char *start, std::string &name,
-                          MorvVersion &release)
+bool DetectNameAndRelease([[maybe_unused]] const char *path, const char *start, std::string &name, MorvVersion &release)
 {
     constexpr const char *signature = "bool Keld::MORV::Reader::DetectNameAndRelease(const char *, const char *, "
                                       "std::string &, MorvVersion &)";
@@ -50,6 +55,119 @@ bool DetectNameAndRelease([[maybe_unused]] const char *path, const char *start, 
         return false;
     }
     return true;
+}
+
+// Makes the listing of one project release. The manifest is gone again when this returns.
+ProjectListing *CreateListing(const char *morvRoot, const char *projectPath)
+{
+    constexpr const char *signature =
+        "Keld::MORV::Reader::ProjectListing *Keld::MORV::Reader::CreateListing(const char *, const char *)";
+    char manifestPath[PathBufferSize];
+    if (!JoinPath(manifestPath, sizeof manifestPath, {projectPath, "releasemanifest"}))
+    {
+        LogError("%s: MORV runtime environment listing creation failed to join the path: projectPath=\"%s\".",
+                 signature, projectPath);
+        return nullptr;
+    }
+    const std::unique_ptr<ReleaseManifest> manifest(ReleaseManifest::Load(manifestPath));
+    if (manifest == nullptr)
+    {
+        LogError("%s: Failure to load project manifest \"%s\".", signature, manifestPath);
+        return nullptr;
+    }
+    return manifest->CreateListing(morvRoot);
+}
+
+// Reads both text manifests of a solution release and joins them: its projects in search order.
+bool LoadSolutionProjects(const char *localRoot, std::vector<SolutionManifest::PROJECT> &projects)
+{
+    char solutionPath[PathBufferSize];
+    if (!JoinPath(solutionPath, sizeof solutionPath, {localRoot, "solutionmanifest"}))
+    {
+        LogError("%s: MORV runtime environment load solution failed to build solution manifest path: localRoot=\"%s\".",
+                 LoadSolutionSignature, localRoot);
+        return false;
+    }
+    char configurationPath[PathBufferSize];
+    if (!JoinPath(configurationPath, sizeof configurationPath, {localRoot, "configurationmanifest"}))
+    {
+        LogError("%s: MORV runtime environment load solution failed to build configuration manifest path: "
+                 "localRoot=\"%s\".",
+                 LoadSolutionSignature, localRoot);
+        return false;
+    }
+    SolutionManifest solution;
+    if (solution.Load(solutionPath) < 0)
+    {
+        LogError("%s: Failure to load solution manifest \"%s\".", LoadSolutionSignature, solutionPath);
+        return false;
+    }
+    ConfigurationManifest configuration;
+    if (configuration.Load(configurationPath) < 0)
+    {
+        LogError("%s: Failure to load configuration manifest \"%s\".", LoadSolutionSignature, configurationPath);
+        return false;
+    }
+    if (GatherProjects(configuration, solution, projects) < 0)
+    {
+        LogError("%s: Failed to gather projects for %s", LoadSolutionSignature, solutionPath);
+        return false;
+    }
+    // Stable, so that equal priorities keep the order of names in which they were gathered.
+    std::stable_sort(projects.begin(), projects.end(),
+                     [](const SolutionManifest::PROJECT &lhs, const SolutionManifest::PROJECT &rhs)
+                     {
+                         return lhs.priority > rhs.priority;
+                     });
+    return true;
+}
+
+bool AppendListing(const char *morvRoot, const SolutionManifest::PROJECT &project,
+                   std::vector<ProjectListing *> &listings)
+{
+    const std::string versionText = FormatVersion(project.version);
+    char projectPath[PathBufferSize];
+    if (!JoinPath(projectPath, sizeof projectPath,
+                  {morvRoot, "projects", project.name.c_str(), "releases", versionText.c_str()}))
+    {
+        LogError("%s: MORV runtime environment load solution failed to build project path: morvRoot=\"%s\", "
+                 "project=\"%s\", project-version=\"%s\".",
+                 LoadSolutionSignature, morvRoot, project.name.c_str(), versionText.c_str());
+        return false;
+    }
+    ProjectListing *const listing = CreateListing(morvRoot, projectPath);
+    if (listing == nullptr)
+    {
+        LogError("%s: MORV runtime environment load solution failed to create project listing: projectPath=\"%s\".",
+                 LoadSolutionSignature, projectPath);
+        return false;
+    }
+    listings.push_back(listing);
+    return true;
+}
+
+// All or nothing: one project that cannot be had fails the solution.
+bool LoadSolution(const char *morvRoot, const char *localRoot, std::vector<class ProjectListing *> &listings)
+{
+    std::vector<SolutionManifest::PROJECT> projects;
+    if (!LoadSolutionProjects(localRoot, projects))
+    {
+        return false;
+    }
+    const bool complete = std::all_of(projects.begin(), projects.end(),
+                                      [&](const SolutionManifest::PROJECT &project)
+                                      {
+                                          return AppendListing(morvRoot, project, listings);
+                                      });
+    if (!complete)
+    {
+        for (ProjectListing *const listing : listings)
+        {
+            delete listing;
+        }
+        listings.clear();
+    }
+    return complete;
 }
 } // namespace
 
@@ -127,9 +245,45 @@ bool RuntimeEnvironment::GetProjectTypeNameAndVersion(const char *path, RuntimeE
     return true;
 }
 
-bool RuntimeEnvironment::CollectProjects(RuntimeType, const char *, const char *, const char *, std::string &,
-                                         std::vector<class ProjectListing *> &)
+bool RuntimeEnvironment::CollectProjects(RuntimeEnvironment::RuntimeType type, const char *morvRoot, const char *name,
+                                         const char *version, std::string &deployRoot,
+                                         std::vector<class ProjectListing *> &listings)
 {
+    constexpr const char *signature =
+        "static bool Keld::MORV::Reader::RuntimeEnvironment::CollectProjects(RuntimeEnvironment::RuntimeType, "
+        "const char *, const char *, const char *, std::string &, std::vector<class ProjectListing *> &)";
+    char releaseRoot[PathBufferSize];
+    if (type == RuntimeTypeSolution)
+    {
+        if (!JoinPath(releaseRoot, sizeof releaseRoot, {morvRoot, "solutions", name, "releases", version}))
+        {
+            LogError("%s: MORV solution runtime environment project collection failed to build the root folder path: "
+                     "morvRoot=\"%s\", name=\"%s\", version=\"%s\".",
+                     signature, morvRoot, name, version);
+            return false;
+        }
+        if (!LoadSolution(morvRoot, releaseRoot, listings))
+        {
+            LogError("%s: MORV solution runtime environment project collection failed to load solution.", signature);
+            return false;
+        }
+    }
+    else
+    {
+        if (!JoinPath(releaseRoot, sizeof releaseRoot, {morvRoot, "projects", name, "releases", version}))
+        {
+            LogError("%s: MORV project runtime environment project collection failed to build the root folder path: "
+                     "morvRoot=\"%s\", name=\"%s\", version=\"%s\".",
+                     signature, morvRoot, name, version);
+            return false;
+        }
+        // A project that cannot be loaded is no failure: the library runs on, empty.
+        if (ProjectListing *const listing = CreateListing(morvRoot, releaseRoot))
+        {
+            listings.push_back(listing);
+        }
+    }
+    deployRoot = std::string(releaseRoot) + "/deploy";
     return true;
 }
 
@@ -144,7 +298,40 @@ RuntimeEnvironment::RuntimeEnvironment(std::string &morvRoot, std::string &deplo
     mName.swap(name);
 }
 
-RuntimeEnvironment::~RuntimeEnvironment() = default;
+RuntimeEnvironment::~RuntimeEnvironment()
+{
+    for (ProjectListing *&listing : mListings)
+    {
+        delete listing;
+        listing = nullptr;
+    }
+}
+
+std::pair<ProjectListing *, const ProjectListing::FileEntry *> RuntimeEnvironment::FindEntry(const char *path) const
+{
+    for (ProjectListing *const listing : mListings)
+    {
+        if (const ProjectListing::FileEntry *const entry = listing->FindEntry(path))
+        {
+            return {listing, entry};
+        }
+    }
+    return {nullptr, nullptr};
+}
+
+std::unique_ptr<MultiListingIterator> RuntimeEnvironment::CreateDirectoryIterator(const char *directory) const
+{
+    MultiListingIterator::DirectoryIterators iterators;
+    for (const ProjectListing *const listing : mListings)
+    {
+        const ProjectListing::FileEntry *const entry = listing->FindEntry(directory);
+        if (entry != nullptr && ProjectListing::IsDirectory(entry))
+        {
+            iterators.push_back(std::make_unique<ProjectListing::DirectoryIterator>(entry));
+        }
+    }
+    return iterators.empty() ? nullptr : std::make_unique<MultiListingIterator>(std::move(iterators));
+}
 
 std::string GetMorvRootDirectory(const char *path)
 {

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "KeldFoundation/version/MorvVersion.h"
+#include "KeldMorvIO/listing/ProjectListing.h"
 
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -9,7 +11,6 @@
 namespace Keld::MORV::Reader
 {
 class MultiListingIterator;
-class ProjectListing;
 
 /// What one start of the library has loaded: which project or solution release the process runs from, and the listings
 /// behind the flat file system, in the order in which they are searched. All of it follows from one path.
@@ -45,6 +46,13 @@ public:
 
     RuntimeEnvironment(const RuntimeEnvironment &) = delete;
     RuntimeEnvironment &operator=(const RuntimeEnvironment &) = delete;
+
+    /// The first listing that holds a canonical path, as a file or as a directory, and its entry; nulls if none does.
+    std::pair<ProjectListing *, const ProjectListing::FileEntry *> FindEntry(const char *path) const;
+
+    /// Walks a directory, given by its canonical path, in all listings that hold it. Null if none does; a file of that
+    /// path in an earlier listing hides nothing here.
+    std::unique_ptr<MultiListingIterator> CreateDirectoryIterator(const char *directory) const;
 
     const std::string &GetMorvRoot() const { return mMorvRoot; }
     const std::string &GetDeployRoot() const { return mDeployRoot; }

@@ -1,0 +1,135 @@
+#include "KeldMorvIO/environment/ConfigurationManifest.h"
+
+#include "KeldFoundation/CStd/CStd.h"
+#include "KeldMorvIO/ReaderLog.h"
+#include "KeldMorvIO/blocks/WholeFile.h"
+#include "KeldMorvIO/environment/ManifestFields.h"
+#include "KeldMorvIO/environment/StreamCloser.h"
+
+#include <algorithm>
+
+namespace Keld::MORV::Reader
+{
+namespace
+{
+constexpr const char *Magic = "MORV Configuration Manifest";
+constexpr uint32 FileVersion = 0x1000000;
+
+// A count may promise four billion names. This many may be missing behind the end of the file before it is refused.
+constexpr uint32 MissingNameLimit = 65536;
+
+constexpr const char *LoadSignature = "HRESULT Keld::MORV::Reader::ConfigurationManifest::Load(const std::string &)";
+
+// A load that failed keeps its code, whatever the close says.
+HRESULT CloseAfter(HRESULT result, FILE *file)
+{
+    if (std_fclose(file) == 0)
+    {
+        return result;
+    }
+    const int error = std_errno();
+    LogErrorText(LoadSignature, error);
+    return result >= 0 && error != 0 ? E_FAIL : result;
+}
+} // namespace
+
+HRESULT ConfigurationManifest::Load(const std::string &path)
+{
+    LogProgress("%s: (\"%s\")", LoadSignature, path.c_str());
+    mProjects.clear();
+
+    FILE *stream = nullptr;
+    const errno_t openError = morv_fopen_s(&stream, path.c_str(), "rt");
+    if (openError != 0 || stream == nullptr)
+    {
+        // Twice, as two levels of a checked open would report it.
+        LogErrorText(LoadSignature, std_errno());
+        LogErrorText(LoadSignature, std_errno());
+        LogError("%s: Failed to open configuration file \"%s\".", LoadSignature, path.c_str());
+        return E_FAIL;
+    }
+    std::unique_ptr<FILE, StreamCloser> file(stream);
+    const HRESULT result = LoadFields(file.get());
+    return CloseAfter(result, file.release());
+}
+
+HRESULT ConfigurationManifest::LoadFields(FILE *const file)
+{
+    std::string text;
+    HRESULT result = ReadString(file, text, ManifestLineLimit);
+    if (result < 0)
+    {
+        LogError("%s: Failure while getting magic string", LoadSignature);
+        return result;
+    }
+    if (std_stricmp(text.c_str(), Magic) != 0)
+    {
+        LogError("%s: Magic string does not match", LoadSignature);
+        return E_FAIL;
+    }
+
+    uint32 version = 0;
+    result = ReadVersion(file, version);
+    if (result < 0)
+    {
+        LogError("%s: Failed to read version", LoadSignature);
+        return result;
+    }
+    if (version != FileVersion)
+    {
+        LogError("%s: File version mismatch", LoadSignature);
+        return E_FAIL;
+    }
+
+    result = ReadString(file, mName, ManifestLineLimit);
+    if (result < 0)
+    {
+        LogError("%s: Failed to read configuration name", LoadSignature);
+        return result;
+    }
+    DWORD count = 0;
+    result = ReadDWORD(file, count);
+    if (result < 0)
+    {
+        LogError("%s: Failed to read project count", LoadSignature);
+        return result;
+    }
+    return LoadProjectNames(file, count);
+}
+
+HRESULT ConfigurationManifest::LoadProjectNames(FILE *const file, DWORD count)
+{
+    uint32 missing = 0;
+    for (DWORD index = 0; index < count; ++index)
+    {
+        std::string name;
+        HRESULT result = ReadString(file, name, ManifestLineLimit);
+        if (result >= 0 && name.empty() && std::feof(file) != 0 && ++missing > MissingNameLimit)
+        {
+            result = E_FAIL;
+        }
+        if (result < 0)
+        {
+            LogError("%s: Failed to read project name %d of %d", LoadSignature, static_cast<int>(index),
+                     static_cast<int>(count));
+            return result;
+        }
+        mProjects.push_back(std::move(name));
+    }
+    return S_OK;
+}
+
+HRESULT ConfigurationManifest::AddProject(const std::string &name)
+{
+    constexpr const char *signature =
+        "HRESULT Keld::MORV::Reader::ConfigurationManifest::AddProject(const std::string &)";
+    const auto range = std::equal_range(mProjects.begin(), mProjects.end(), name);
+    if (range.first != range.second)
+    {
+        LogError("%s: Duplicate entry", signature);
+        return E_FAIL;
+    }
+    mProjects.insert(range.first, name);
+    return S_OK;
+}
+} // namespace Keld::MORV::Reader
