@@ -1,0 +1,307 @@
+#include "KeldFoundation/CStd/CStd.h"
+#include "Support/TempTree.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace Keld::Test
+{
+namespace
+{
+namespace fs = std::filesystem;
+
+class FileCallsTest : public testing::Test
+{
+protected:
+    std::string MakePipe(const char *name) const
+    {
+        const std::string path = mTree.Path(name);
+        EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
+        return path;
+    }
+
+    std::string MakeSocket(const char *name) const
+    {
+        const std::string path = mTree.Path(name);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
+        EXPECT_EQ(bind(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+        close(descriptor);
+        return path;
+    }
+
+    // The path of an existing file, made `length` characters long by steps on the spot.
+    std::string PathOfLength(std::string_view name, uint_size length) const
+    {
+        const std::string root = mTree.Root() + "/";
+        std::string steps(length - root.size() - name.size(), '/');
+        for (uint_size index = 0; index + 1 < steps.size(); index += 2)
+        {
+            steps[index] = '.';
+        }
+        return root + steps + std::string(name);
+    }
+
+    TempTree mTree;
+};
+
+bool Opens(const std::string &path)
+{
+    std::FILE *const file = std_fopen(path.c_str(), "rb");
+    return file != nullptr && std_fclose(file) == 0;
+}
+} // namespace
+
+TEST_F(FileCallsTest, OpensAStreamThroughBackslashes)
+{
+    mTree.Write("a/b.txt", "0123456789");
+    std::FILE *const file = std_fopen((mTree.Root() + "\\a\\b.txt").c_str(), "rb");
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(std_fseek(file, 4, SEEK_SET), 0);
+    char buffer[8] = {};
+    EXPECT_EQ(std_fread(buffer, 2, 2, file), 2u);
+    EXPECT_STREQ(buffer, "4567");
+    EXPECT_EQ(std_ferror(file), 0);
+    EXPECT_EQ(std_fclose(file), 0);
+}
+
+TEST_F(FileCallsTest, OpensAPathOf1023CharactersAndRefusesOneMore)
+{
+    mTree.Write("f", "x");
+    EXPECT_TRUE(Opens(PathOfLength("f", 1023)));
+    errno = 0;
+    EXPECT_FALSE(Opens(PathOfLength("f", 1024)));
+    EXPECT_EQ(errno, ENAMETOOLONG);
+    EXPECT_FALSE(Opens(PathOfLength("f", 3000)));
+}
+
+TEST_F(FileCallsTest, ReportsAnErrorOfAStream)
+{
+    std::FILE *const file = std_fopen(mTree.Root().c_str(), "rb");
+    ASSERT_NE(file, nullptr);
+    char byte = 0;
+    EXPECT_EQ(std_fread(&byte, 1, 1, file), 0u);
+    EXPECT_NE(std_ferror(file), 0);
+    EXPECT_EQ(std_fclose(file), 0);
+}
+
+TEST_F(FileCallsTest, GivesTheSizeOfAFile)
+{
+    EXPECT_EQ(std_file_size(mTree.Write("a", "12345").c_str()), 5u);
+    EXPECT_EQ(std_file_size(mTree.Write("empty", "").c_str()), 0u);
+}
+
+TEST_F(FileCallsTest, HasNoSizeForADirectoryAPipeOrNothing)
+{
+    EXPECT_EQ(std_file_size(mTree.Root().c_str()), FileSizeUnknown);
+    EXPECT_EQ(std_file_size(MakePipe("pipe").c_str()), FileSizeUnknown);
+    EXPECT_EQ(std_file_size(mTree.Path("missing").c_str()), FileSizeUnknown);
+    EXPECT_EQ(std_file_size(""), FileSizeUnknown);
+    EXPECT_EQ(FileSizeUnknown, static_cast<uint32>(-1));
+}
+
+TEST_F(FileCallsTest, CutsTheSizeOfAHugeFileToItsLowWord)
+{
+    const std::string path = mTree.Write("huge", "");
+    fs::resize_file(path, (uint64{1} << 32) + 5);
+    EXPECT_EQ(std_file_size(path.c_str()), 5u);
+}
+
+TEST_F(FileCallsTest, TakesASocketForAFileByItsModeBit)
+{
+    const std::string path = MakeSocket("socket");
+    EXPECT_TRUE(std_file_exists(path.c_str()));
+    EXPECT_EQ(std_file_size(path.c_str()), 0u);
+}
+
+TEST_F(FileCallsTest, FindsFilesAndNoOtherEntries)
+{
+    EXPECT_TRUE(std_file_exists(mTree.Write("a", "").c_str()));
+    EXPECT_FALSE(std_file_exists(mTree.Root().c_str()));
+    EXPECT_FALSE(std_file_exists(MakePipe("pipe").c_str()));
+    EXPECT_FALSE(std_file_exists(mTree.Path("missing").c_str()));
+}
+
+TEST_F(FileCallsTest, FollowsSymbolicLinks)
+{
+    const std::string file = mTree.Write("file", "123");
+    fs::create_symlink(file, mTree.Path("link"));
+    fs::create_symlink(mTree.Root(), mTree.Path("directory-link"));
+    fs::create_symlink(mTree.Path("missing"), mTree.Path("broken-link"));
+    EXPECT_EQ(std_file_size(mTree.Path("link").c_str()), 3u);
+    EXPECT_FALSE(std_file_exists(mTree.Path("directory-link").c_str()));
+    EXPECT_FALSE(std_file_exists(mTree.Path("broken-link").c_str()));
+}
+
+TEST_F(FileCallsTest, TurnsBackslashesOnlyWhereAPathIsOpened)
+{
+    mTree.Write("a/b", "x");
+    const std::string path = mTree.Root() + "/a\\b";
+    EXPECT_TRUE(Opens(path));
+    EXPECT_TRUE(std_access(path.c_str(), 0));
+    EXPECT_FALSE(std_file_exists(path.c_str()));
+    EXPECT_EQ(std_file_size(path.c_str()), FileSizeUnknown);
+    EXPECT_TRUE(std_file_delete(path.c_str()));
+    EXPECT_TRUE(mTree.Exists("a/b"));
+}
+
+TEST_F(FileCallsTest, DeletesFilesAndEmptyDirectories)
+{
+    EXPECT_TRUE(std_file_delete(mTree.Write("a", "x").c_str()));
+    EXPECT_FALSE(mTree.Exists("a"));
+    EXPECT_TRUE(std_file_delete(mTree.MakeDirectory("empty").c_str()));
+    EXPECT_FALSE(mTree.Exists("empty"));
+}
+
+TEST_F(FileCallsTest, DoesNotDeleteADirectoryThatHoldsSomething)
+{
+    mTree.Write("full/a", "x");
+    EXPECT_FALSE(std_file_delete(mTree.Path("full").c_str()));
+    EXPECT_TRUE(mTree.Exists("full/a"));
+}
+
+TEST_F(FileCallsTest, CountsWhatIsAbsentAsDeleted)
+{
+    EXPECT_TRUE(std_file_delete(mTree.Path("missing").c_str()));
+    EXPECT_TRUE(std_file_delete(""));
+}
+
+TEST_F(FileCallsTest, LeavesAPipeAndCountsItAsDeleted)
+{
+    EXPECT_TRUE(std_file_delete(MakePipe("pipe").c_str()));
+    EXPECT_TRUE(mTree.Exists("pipe"));
+}
+
+TEST_F(FileCallsTest, AsksForAccess)
+{
+    const std::string file = mTree.Write("a", "x");
+    for (const int mode : {0, 2, 4, 6})
+    {
+        EXPECT_TRUE(std_access(file.c_str(), mode)) << mode;
+        EXPECT_FALSE(std_access(mTree.Path("missing").c_str(), mode)) << mode;
+    }
+}
+
+// No one may execute this file, so the platform would refuse mode 1 even to the superuser.
+TEST_F(FileCallsTest, CountsAnUnknownAccessModeAsExistence)
+{
+    const std::string file = mTree.Write("a", "x");
+    ASSERT_EQ(access(file.c_str(), X_OK), -1);
+    for (const int mode : {1, 3, 5, 7, 8, -1})
+    {
+        EXPECT_TRUE(std_access(file.c_str(), mode)) << mode;
+    }
+}
+
+TEST_F(FileCallsTest, RefusesAccessToAPathBeyondItsBuffer)
+{
+    mTree.Write("f", "x");
+    EXPECT_TRUE(std_access(PathOfLength("f", 1023).c_str(), 0));
+    EXPECT_FALSE(std_access(PathOfLength("f", 1024).c_str(), 0));
+    EXPECT_FALSE(std_access(PathOfLength("f", 3000).c_str(), 0));
+}
+
+TEST_F(FileCallsTest, TurnsBackslashesIntoSlashes)
+{
+    char buffer[16];
+    std_path_to_slashes(buffer, "a\\b/c\\\\d");
+    EXPECT_STREQ(buffer, "a/b/c//d");
+    std_path_to_slashes(buffer, "");
+    EXPECT_STREQ(buffer, "");
+}
+
+TEST_F(FileCallsTest, GivesTheWorkingDirectory)
+{
+    char buffer[4096];
+    EXPECT_TRUE(std_getcwd(sizeof buffer, buffer));
+    EXPECT_EQ(buffer, fs::current_path().string());
+    EXPECT_FALSE(std_getcwd(1, buffer));
+}
+
+namespace
+{
+struct Parts
+{
+    char drive[8] = "drive";
+    char dir[32] = "dir";
+    char fname[32] = "fname";
+    char ext[32] = "ext";
+
+    bool Split(const char *path)
+    {
+        return std_splitpath(path, drive, sizeof drive, dir, sizeof dir, fname, sizeof fname, ext, sizeof ext);
+    }
+    std::string Text() const { return std::string(drive) + "|" + dir + "|" + fname + "|" + ext; }
+};
+} // namespace
+
+TEST(SplitPathCallTest, SplitsDirectoryNameAndExtension)
+{
+    const struct
+    {
+        const char *path;
+        const char *parts;
+    } rows[] = {{"a/b/c.txt", "|a/b|c|.txt"},
+                {"c.txt", "|.|c|.txt"},
+                {"/c", "|/|c|"},
+                {"\\c", "|\\|c|"},
+                {"/c.txt", "|/|c|.txt"},
+                {"a/", "|a||"},
+                {".rc", "|.||.rc"},
+                {"a.b/c", "|a.b|c|"},
+                {"a.b\\c.d.e", "|a.b|c.d|.e"},
+                {"a\\b/c", "|a\\b|c|"},
+                {"c.", "|.|c|."},
+                {"/", "|/||"},
+                {"//c", "|/|c|"},
+                {"c:/d.e", "|c:|d|.e"}};
+    for (const auto &row : rows)
+    {
+        Parts parts;
+        EXPECT_TRUE(parts.Split(row.path)) << row.path;
+        EXPECT_EQ(parts.Text(), row.parts) << row.path;
+    }
+}
+
+TEST(SplitPathCallTest, IsFalseWithEmptyPartsForNoPath)
+{
+    for (const char *const path : {"", static_cast<const char *>(nullptr)})
+    {
+        Parts parts;
+        EXPECT_FALSE(parts.Split(path));
+        EXPECT_EQ(parts.Text(), "|||");
+    }
+}
+
+TEST(SplitPathCallTest, SkipsNullOutputs)
+{
+    EXPECT_TRUE(std_splitpath("a/b.c", nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0));
+    char name[2];
+    EXPECT_TRUE(std_splitpath("a/b.c", nullptr, 0, nullptr, 0, name, sizeof name, nullptr, 0));
+    EXPECT_STREQ(name, "b");
+}
+
+TEST(SplitPathCallTest, StopsOnAPartThatDoesNotFit)
+{
+    char small[3];
+    EXPECT_EXIT(std_splitpath("abc/d", nullptr, 0, small, sizeof small, nullptr, 0, nullptr, 0),
+                testing::KilledBySignal(SIGILL), "");
+    EXPECT_EXIT(std_splitpath("abc", nullptr, 0, nullptr, 0, small, sizeof small, nullptr, 0),
+                testing::KilledBySignal(SIGILL), "");
+    EXPECT_EXIT(std_splitpath("a.bc", nullptr, 0, nullptr, 0, nullptr, 0, small, sizeof small),
+                testing::KilledBySignal(SIGILL), "");
+}
+} // namespace Keld::Test
