@@ -1,0 +1,116 @@
+// The places on disk that the listing layer touches: the static members of ProjectListing that derive them from a
+// deployment root, a project's name, two versions and a name.
+
+#include "KeldMorvIO/listing/ProjectListing.h"
+
+#include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/path/Path.h"
+#include "KeldMorvIO/ReaderLog.h"
+#include "KeldMorvIO/ReaderTypes.h"
+
+namespace Keld::MORV::Reader
+{
+namespace
+{
+/// A path joins without a piece that is null; a log line needs a text.
+const char *TextOf(const char *piece)
+{
+    return piece != nullptr ? piece : "";
+}
+
+AsyncFile OpenOrReport(const char *path, const char *signature)
+{
+    const AsyncFile file = AsyncOpen(path);
+    if (file == AsyncFile::Null)
+    {
+        LogError("%s: Failed to open: %s", signature, path);
+        LogErrorText(signature, std_errno());
+    }
+    return file;
+}
+} // namespace
+
+bool ProjectListing::GetProjectRoot(char *buffer, uint32 size, const char *root, const char *project)
+{
+    constexpr const char *signature =
+        "static bool Keld::MORV::Reader::ProjectListing::GetProjectRoot(char *, uint32, const char *, const char *)";
+    if (!JoinPath(buffer, size, {root, "projects", project}))
+    {
+        LogError("%s: The project path is too long: %s/projects/%s", signature, TextOf(root), TextOf(project));
+        return false;
+    }
+    return true;
+}
+
+bool ProjectListing::GetNakedFile(char *buffer, uint32 size, FileType type, const char *projectRoot,
+                                  MorvVersion releaseVersion, MorvVersion fileVersion, const char *name)
+{
+    constexpr const char *signature = "static bool Keld::MORV::Reader::ProjectListing::GetNakedFile(char *, uint32, "
+                                      "FileType, const char *, MorvVersion, MorvVersion, const char *)";
+    const std::string version = FormatVersion(type == FileTypeDeploy ? releaseVersion : fileVersion);
+    switch (type)
+    {
+    case FileTypeDeploy:
+        if (!JoinPath(buffer, size, {projectRoot, "releases", version.c_str(), "deploy", name}))
+        {
+            LogError("%s: The path is too long: %s/releases/%s/deploy/%s", signature, TextOf(projectRoot),
+                     version.c_str(), TextOf(name));
+            return false;
+        }
+        return true;
+    case FileTypeManaged:
+        if (!JoinPath(buffer, size, {projectRoot, "managedfiles", version.c_str(), name}))
+        {
+            LogError("%s: The path is too long: %s/managedfiles/%s/%s", signature, TextOf(projectRoot), version.c_str(),
+                     TextOf(name));
+            return false;
+        }
+        return true;
+    case FileTypeArchive:
+        if (!JoinPath(buffer, size, {projectRoot, "filearchives", version.c_str(), name}))
+        {
+            LogError("%s: The path is too long: %s/filearchives/%s/%s", signature, TextOf(projectRoot), version.c_str(),
+                     TextOf(name));
+            return false;
+        }
+        return true;
+    }
+    return false;
+}
+
+bool ProjectListing::GetNakedFile(char *buffer, uint32 size, FileType type, const char *root, const char *project,
+                                  MorvVersion releaseVersion, MorvVersion fileVersion, const char *name)
+{
+    char projectRoot[PathBufferSize];
+    return GetProjectRoot(projectRoot, sizeof projectRoot, root, project) &&
+           GetNakedFile(buffer, size, type, projectRoot, releaseVersion, fileVersion, name);
+}
+
+AsyncFile ProjectListing::OpenNakedFile(FileType type, const char *projectRoot, MorvVersion releaseVersion,
+                                        MorvVersion fileVersion, const char *name)
+{
+    constexpr const char *signature = "static AsyncFile Keld::MORV::Reader::ProjectListing::OpenNakedFile(FileType, "
+                                      "const char *, MorvVersion, MorvVersion, const char *)";
+    char path[PathBufferSize];
+    if (type == FileTypeArchive ||
+        !GetNakedFile(path, sizeof path, type, projectRoot, releaseVersion, fileVersion, name))
+    {
+        return AsyncFile::Null;
+    }
+    return OpenOrReport(path, signature);
+}
+
+AsyncFile ProjectListing::OpenNakedFile(FileType type, const char *root, const char *project,
+                                        MorvVersion releaseVersion, MorvVersion fileVersion, const char *name)
+{
+    constexpr const char *signature = "static AsyncFile Keld::MORV::Reader::ProjectListing::OpenNakedFile(FileType, "
+                                      "const char *, const char *, MorvVersion, MorvVersion, const char *)";
+    char path[PathBufferSize];
+    if (type == FileTypeArchive ||
+        !GetNakedFile(path, sizeof path, type, root, project, releaseVersion, fileVersion, name))
+    {
+        return AsyncFile::Null;
+    }
+    return OpenOrReport(path, signature);
+}
+} // namespace Keld::MORV::Reader
