@@ -38,7 +38,8 @@ public:
     /// The string of a record's name index: it and its NUL lie inside the string data.
     const char *GetString(uint32 index) const { return mStrings[index]; }
 
-    /// Bytes of the string data, which begins with string 0.
+    /// The string data, which begins with string 0, and its size in bytes.
+    const char *GetStringData() const { return reinterpret_cast<const char *>(mStringTable + 1); }
     uint32 GetStringDataSize() const { return mStringTable->dataSize; }
 
     /// Finds every file on disk, once, and logs and leaves out what cannot be found.
@@ -53,7 +54,7 @@ public:
                                 ProjectListing::FileHandleHeader &header) const;
 
 private:
-    // ReleaseManifestTemplate.cpp
+    // The steps of construction
     bool SetPointers();
     bool CheckTree() const;
     void IndexStrings();
@@ -77,7 +78,4 @@ private:
     const char *mEnd = nullptr; ///< of the image; its start when the image is not valid
     std::vector<const char *> mStrings;
 };
-
-extern template class ReleaseManifestTemplate<FileTableEntry>;
-extern template class ReleaseManifestTemplate<FileTableEntryV0>;
 } // namespace Keld::MORV::Reader

@@ -1,0 +1,138 @@
+#include "KeldMorvIO/listing/ReleaseManifest.h"
+
+#include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/file/ByteView.h"
+#include "KeldMorvIO/ReaderLog.h"
+#include "KeldMorvIO/listing/ReleaseManifestFormat.h"
+#include "KeldMorvIO/listing/ReleaseManifestTemplate.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <limits>
+#include <memory>
+#include <vector>
+
+namespace Keld::MORV::Reader
+{
+namespace
+{
+constexpr const char *loadSignature =
+    "static Keld::MORV::Reader::ReleaseManifest *Keld::MORV::Reader::ReleaseManifest::Load(const char *)";
+
+/// Magic and version word, which are looked at before anything else; a shorter file has no header.
+constexpr uint32 LeadSize = 8;
+
+/// What a stream reports as its error once a read has failed.
+constexpr int StreamErrorIndicator = 1;
+
+struct StreamCloser
+{
+    void operator()(std::FILE *stream) const { std_fclose(stream); }
+};
+
+template <class EntryType>
+std::unique_ptr<ReleaseManifest> MakeManifest(std::vector<char> &image)
+{
+    return std::make_unique<ReleaseManifestTemplate<EntryType>>(image);
+}
+
+struct AcceptedVersion
+{
+    uint32 version;
+    std::unique_ptr<ReleaseManifest> (*make)(std::vector<char> &);
+};
+
+constexpr AcceptedVersion acceptedVersions[] = {
+    {ReleaseManifestVersionV0, MakeManifest<FileTableEntryV0>},
+    {ReleaseManifestVersion, MakeManifest<FileTableEntry>},
+};
+
+bool ReportReadFailure(int streamError)
+{
+    LogErrorText(loadSignature, streamError);
+    LogError("%s: Failure while reading header", loadSignature);
+    return false;
+}
+
+/// A directory opens as a stream, and a FIFO waits for its writer: neither is opened to find out that it cannot be
+/// read, nor is memory taken for the size that they do not have.
+bool IsNoFile(const char *filename, uint32 size)
+{
+    return size == FileSizeUnknown && std_access(filename, 0) && !std_file_exists(filename);
+}
+
+/// An image of 2^31 bytes or more is never valid, so that no more of it is read than is looked at before that shows.
+uint32 GetImageSize(uint32 fileSize)
+{
+    constexpr uint32 largestSize = std::numeric_limits<int32>::max();
+    return fileSize <= largestSize ? fileSize : LeadSize;
+}
+
+/// Reads at least the lead. A missing file has an unknown size, which is a large one, and so fails at its opening.
+bool ReadImage(const char *filename, std::vector<char> &image)
+{
+    const uint32 size = std_file_size(filename);
+    if (size < LeadSize)
+    {
+        LogError("%s: Failure while reading header", loadSignature);
+        return false;
+    }
+    if (IsNoFile(filename, size))
+    {
+        return ReportReadFailure(StreamErrorIndicator);
+    }
+    const std::unique_ptr<std::FILE, StreamCloser> stream(std_fopen(filename, "rb"));
+    if (stream == nullptr)
+    {
+        LogError("%s: Failed to open \"%s\".", loadSignature, filename);
+        return false;
+    }
+    image.resize(GetImageSize(size));
+    if (std_fread(image.data(), 1, image.size(), stream.get()) != image.size())
+    {
+        return ReportReadFailure(std_ferror(stream.get()));
+    }
+    return true;
+}
+} // namespace
+
+ReleaseManifest::~ReleaseManifest() = default;
+
+ReleaseManifest *ReleaseManifest::Load(const char *filename)
+{
+    LogProgress("%s: (\"%s\")", loadSignature, filename);
+
+    std::vector<char> image;
+    if (!ReadImage(filename, image))
+    {
+        return nullptr;
+    }
+    const ByteView view(image.data(), image.size());
+    const uint32 magic = *view.At<Little32>(offsetof(ReleaseManifestHeader, magic));
+    if (magic != ReleaseManifestMagic)
+    {
+        LogError("%s: Failed to find magic value", loadSignature);
+        return nullptr;
+    }
+    const uint32 version = *view.At<Little32>(offsetof(ReleaseManifestHeader, version));
+    const auto *const accepted = std::find_if(std::begin(acceptedVersions), std::end(acceptedVersions),
+                                              [version](const AcceptedVersion &candidate)
+                                              {
+                                                  return candidate.version == version;
+                                              });
+    if (accepted == std::end(acceptedVersions))
+    {
+        LogError("%s: Invalid version.  Current version is 0x%08lx, found 0x%08lx", loadSignature,
+                 static_cast<unsigned long>(ReleaseManifestVersion), static_cast<unsigned long>(version));
+        return nullptr;
+    }
+    std::unique_ptr<ReleaseManifest> manifest = accepted->make(image);
+    if (!manifest->IsValid())
+    {
+        LogError("%s: The release manifest is invalid.  The file may be truncated.", loadSignature);
+        return nullptr;
+    }
+    return manifest.release();
+}
+} // namespace Keld::MORV::Reader
