@@ -1,0 +1,41 @@
+#pragma once
+
+#include "KeldFoundation/CStd/BasicTypes.h"
+#include "KeldFoundation/version/MorvVersion.h"
+#include "KeldMorvIO/archive/ArchiveManager.h"
+#include "KeldMorvIO/blocks/AsyncFile.h"
+#include "KeldMorvIO/listing/FileArchiveMetadata.h"
+
+#include <map>
+#include <string>
+
+namespace Keld::MORV::Reader
+{
+/// Finds archived files for the time in which one manifest's files are located: asks the archives of a file's own
+/// version where its bytes lie, and opens each data file once. The indexes go with this object; the open data files
+/// belong to the records that they were put in.
+class ArchivedFileResolver
+{
+public:
+    /// All texts are borrowed for the life of the object.
+    /// \param signature of the function in whose name failures are logged.
+    ArchivedFileResolver(const char *root, const char *projectRoot, const char *projectName, MorvVersion releaseVersion,
+                         const char *signature);
+
+    /// Fills in the record's data file, offset and size. False, logged, when the file cannot be found; what stands in
+    /// the record then has no meaning.
+    /// \param path the full virtual path.
+    bool Resolve(const std::string &path, MorvVersion fileVersion, FileArchiveMetadata &record);
+
+private:
+    AsyncFile OpenDataFile(const char *path);
+
+    std::string mRoot;
+    const char *mProjectRoot;
+    std::string mProjectName;
+    MorvVersion mReleaseVersion;
+    const char *mSignature;
+    ArchiveManager mArchives;
+    std::map<std::string, AsyncFile> mDataFiles; ///< by disk path; null for one that could not be opened
+};
+} // namespace Keld::MORV::Reader
