@@ -1,0 +1,53 @@
+#include "KeldMorvIO/blocks/LzmaInFile.h"
+
+#include "KeldFoundation/CStd/CStd.h"
+#include "KeldMorvIO/ReaderLog.h"
+
+#include <algorithm>
+
+namespace Keld::MORV::Reader
+{
+LzmaInFile::~LzmaInFile()
+{
+    AsyncClose(mFile);
+}
+
+bool LzmaInFile::Initialize(const char *path, uint64 offset, uint32 size)
+{
+    constexpr const char *signature =
+        "bool Keld::MORV::Reader::LzmaInFile::Initialize(const char *, Keld::uint64, Keld::uint32)";
+    const AsyncFile file = AsyncOpen(path);
+    if (file == AsyncFile::Null)
+    {
+        LogError("%s: Failed to open: %s", signature, path);
+        LogErrorText(signature, std_errno());
+        return false;
+    }
+    Initialize(file, offset, size);
+    mOpenedHere = true;
+    return true;
+}
+
+void LzmaInFile::Initialize(AsyncFile file, uint64 offset, uint32 size)
+{
+    mFile = file;
+    mSize = size;
+    mConsumed = 0;
+    mStart = offset;
+    mOpenedHere = false;
+}
+
+bool LzmaInFile::Read(const void *&data, uint32 &size)
+{
+    const uint32 chunk = std::min(GetRemaining(), InputChunkSize);
+    uint32 bytesRead = 0;
+    if (!AsyncRead(mFile, mStart + mConsumed, chunk, &bytesRead, mBuffer) || bytesRead != chunk)
+    {
+        return false;
+    }
+    mConsumed += chunk;
+    data = mBuffer;
+    size = chunk;
+    return true;
+}
+} // namespace Keld::MORV::Reader

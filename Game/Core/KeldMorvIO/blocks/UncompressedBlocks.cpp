@@ -1,0 +1,184 @@
+#include "KeldMorvIO/blocks/UncompressedBlocks.h"
+
+#include "KeldFoundation/CStd/CStd.h"
+#include "KeldMorvIO/ReaderLog.h"
+#include "KeldMorvIO/blocks/DecompressByTag.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstring>
+
+namespace Keld::MORV::Reader
+{
+namespace
+{
+void LogOpenFailure(const char *signature, const char *path)
+{
+    LogError("%s: Failed to open: %s", signature, path);
+    LogErrorText(signature, std_errno());
+}
+} // namespace
+
+UncompressedBlocks::UncompressedBlocks(uint32 blockSize)
+    : mBlocks(nullptr), mBlockCount(0), mBlockSize(blockSize), mTotalSize(0)
+{
+    assert(blockSize != 0);
+}
+
+UncompressedBlocks::~UncompressedBlocks()
+{
+    Clear();
+}
+
+void UncompressedBlocks::Clear()
+{
+    for (uint32 index = 0; index < mBlockCount; ++index)
+    {
+        std_free(mBlocks[index].mData);
+    }
+    std_free(mBlocks);
+    mBlocks = nullptr;
+    mBlockCount = 0;
+    mTotalSize = 0;
+}
+
+void UncompressedBlocks::Allocate(uint32 totalSize)
+{
+    Clear();
+    const auto count = static_cast<uint32>((uint64{totalSize} + mBlockSize - 1) / mBlockSize);
+    mBlocks = static_cast<UncompressedBlock *>(std_malloc(count * sizeof(UncompressedBlock)));
+    if (mBlocks == nullptr)
+    {
+        return;
+    }
+    mBlockCount = count;
+    mTotalSize = totalSize;
+    uint32 left = totalSize;
+    for (uint32 index = 0; index < count; ++index)
+    {
+        const uint32 size = std::min(left, mBlockSize);
+        mBlocks[index] = UncompressedBlock{std_malloc(size), size};
+        left -= size;
+    }
+}
+
+bool UncompressedBlocks::Decompress(const uint32 tag, AsyncFile file, uint64 offset, uint32 compressedSize,
+                                    uint32 uncompressedSize)
+{
+    if (uncompressedSize == 0)
+    {
+        Allocate(0);
+        return true;
+    }
+    if (tag == CompressionNone)
+    {
+        return FromFile(file, offset, compressedSize);
+    }
+    Allocate(uncompressedSize);
+    return DecompressByTag(tag, file, offset, compressedSize, mBlocks, mBlockCount);
+}
+
+bool UncompressedBlocks::Decompress(const uint32 tag, const char *path, uint64 offset, uint32 compressedSize, uint32)
+{
+    constexpr const char *signature = "bool Keld::MORV::Reader::UncompressedBlocks::Decompress(const Keld::uint32, "
+                                      "const char *, Keld::uint64, Keld::uint32, Keld::uint32)";
+    const AsyncFile file = AsyncOpen(path);
+    if (file == AsyncFile::Null)
+    {
+        LogOpenFailure(signature, path);
+        return false;
+    }
+    const bool result = DecompressByTag(tag, file, offset, compressedSize, mBlocks, mBlockCount);
+    // The LZMA adapter has closed the handle, unless its arguments were refused. By now the number may be another
+    // thread's, so it is not closed again.
+    const bool refused = compressedSize == 0 || mBlocks == nullptr || mBlockCount == 0;
+    if (tag != CompressionLzma || refused)
+    {
+        AsyncClose(file);
+    }
+    return result;
+}
+
+bool UncompressedBlocks::FromFile(AsyncFile file, uint64 offset, uint32 size)
+{
+    constexpr const char *signature =
+        "bool Keld::MORV::Reader::UncompressedBlocks::FromFile(AsyncFile, uint64, uint32)";
+    Allocate(size);
+    if (size == 0)
+    {
+        return true;
+    }
+    bool complete = mBlocks != nullptr;
+    for (uint32 index = 0; complete && index < mBlockCount; ++index)
+    {
+        const UncompressedBlock &block = mBlocks[index];
+        uint32 bytesRead = 0;
+        // The offset is the same for every block: a range of more than one block fills each from its start.
+        complete = AsyncRead(file, offset, block.mSize, &bytesRead, block.mData) && bytesRead == block.mSize;
+    }
+    if (!complete)
+    {
+        char text[16];
+        std_snprintf(text, sizeof text, "%d", static_cast<int>(file));
+        LogError("%s: Failed to read from %s", signature, text);
+        Clear();
+    }
+    return complete;
+}
+
+bool UncompressedBlocks::FromFile(const char *path, uint64 offset, uint32 size)
+{
+    constexpr const char *signature =
+        "bool Keld::MORV::Reader::UncompressedBlocks::FromFile(const char *, uint64, uint32)";
+    const AsyncFile file = AsyncOpen(path);
+    if (file == AsyncFile::Null)
+    {
+        LogOpenFailure(signature, path);
+        return false;
+    }
+    const bool result = FromFile(file, offset, size);
+    AsyncClose(file);
+    return result;
+}
+
+uint32 UncompressedBlocks::Read(void *destination, uint32 offset, uint32 size) const
+{
+    if (offset >= mTotalSize)
+    {
+        return 0;
+    }
+    const uint32 amount = std::min(mTotalSize - offset, size);
+    uint32 copied = 0;
+    uint32 position = offset % mBlockSize;
+    for (uint32 index = offset / mBlockSize; copied < amount && index < mBlockCount; ++index)
+    {
+        const UncompressedBlock &block = mBlocks[index];
+        const uint32 count = std::min(amount - copied, block.mSize - position);
+        std_memcpy(static_cast<char *>(destination) + copied, size - copied,
+                   static_cast<const char *>(block.mData) + position, count);
+        copied += count;
+        position = 0;
+    }
+    return copied;
+}
+
+uint32 UncompressedBlocks::FindByte(uint8 value, uint32 offset) const
+{
+    uint32 position = offset % mBlockSize;
+    for (uint32 index = offset / mBlockSize; index < mBlockCount; ++index)
+    {
+        const UncompressedBlock &block = mBlocks[index];
+        const char *const data = static_cast<const char *>(block.mData);
+        if (position < block.mSize)
+        {
+            const void *const found = std::memchr(data + position, value, block.mSize - position);
+            if (found != nullptr)
+            {
+                return index * mBlockSize + static_cast<uint32>(static_cast<const char *>(found) - data);
+            }
+        }
+        position = 0;
+    }
+    return mTotalSize;
+}
+} // namespace Keld::MORV::Reader
