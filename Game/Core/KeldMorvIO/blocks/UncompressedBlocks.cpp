@@ -102,7 +102,7 @@ bool UncompressedBlocks::Decompress(const uint32 tag, const char *path, uint64 o
 bool UncompressedBlocks::FromFile(AsyncFile file, uint64 offset, uint32 size)
 {
     constexpr const char *signature =
-        "bool Keld::MORV::Reader::UncompressedBlocks::FromFile(AsyncFile, uint64, uint32)";
+        "bool Keld::MORV::Reader::UncompressedBlocks::FromFile(AsyncFile, Keld::uint64, Keld::uint32)";
     Allocate(size);
     if (size == 0)
     {
@@ -129,7 +129,7 @@ bool UncompressedBlocks::FromFile(AsyncFile file, uint64 offset, uint32 size)
 bool UncompressedBlocks::FromFile(const char *path, uint64 offset, uint32 size)
 {
     constexpr const char *signature =
-        "bool Keld::MORV::Reader::UncompressedBlocks::FromFile(const char *, uint64, uint32)";
+        "bool Keld::MORV::Reader::UncompressedBlocks::FromFile(const char *, Keld::uint64, Keld::uint32)";
     const AsyncFile file = AsyncOpen(path);
     if (file == AsyncFile::Null)
     {

@@ -1,0 +1,482 @@
+#include "KeldMorvIO/blocks/LzmaAdapter.h"
+
+#include "KeldMorvIO/blocks/BlockRow.h"
+#include "KeldMorvIO/blocks/LzmaInBuffer.h"
+#include "Support/CompressedStream.h"
+#include "Support/ReaderLogCapture.h"
+#include "Support/TempTree.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <utility>
+
+namespace Keld::MORV::Reader
+{
+using Keld::Test::BlockRow;
+using Keld::Test::Lzma2Stream;
+using Keld::Test::LzmaFile;
+using Keld::Test::LzmaHeader;
+using Keld::Test::PatternedBytes;
+using Keld::Test::RandomBytes;
+using Keld::Test::StoredLzma2Chunk;
+
+namespace
+{
+constexpr const char *WorkerSignature =
+    "bool Keld::MORV::Reader::DecompressLzma(ILzmaIn &, UncompressedBlock *, uint32)";
+constexpr const char *OpenSignature =
+    "bool Keld::MORV::Reader::LzmaInFile::Initialize(const char *, Keld::uint64, Keld::uint32)";
+const std::string EndMark(1, '\0');
+
+uint32 SizeOf(const std::string &text)
+{
+    return static_cast<uint32>(text.size());
+}
+
+/// A source that gives what a test puts into it.
+class ScriptedSource final : public ILzmaIn
+{
+public:
+    bool Read(const void *&data, uint32 &size) override
+    {
+        ++mReads;
+        data = mData;
+        size = mChunk;
+        return mGood;
+    }
+    uint32 GetSize() override { return mSize; }
+    uint32 GetRemaining() override { return mSize - mChunk; }
+
+    const void *mData = nullptr;
+    uint32 mChunk = 0;
+    uint32 mSize = 0;
+    bool mGood = true;
+    int mReads = 0;
+};
+
+class LzmaAdapterTest : public testing::Test
+{
+protected:
+    AsyncFile Open(std::string_view bytes)
+    {
+        const AsyncFile file = AsyncOpen(mTree.Write("data", bytes).c_str());
+        EXPECT_NE(file, AsyncFile::Null);
+        return file;
+    }
+
+    /// The handle form over a range of a file of these bytes; the handle must be closed afterwards.
+    bool DecodeRange(std::string_view bytes, uint64 offset, uint32 size, BlockRow &blocks)
+    {
+        const AsyncFile file = Open(bytes);
+        const bool result = DecompressLzma(file, offset, size, blocks.Data(), blocks.Count());
+        EXPECT_FALSE(Keld::Test::IsOpenDescriptor(file));
+        return result;
+    }
+
+    bool Decode(const std::string &bytes, BlockRow &blocks) { return DecodeRange(bytes, 0, SizeOf(bytes), blocks); }
+
+    static bool DecodeMemory(const std::string &bytes, std::string &room)
+    {
+        return DecompressLzma(bytes.data(), SizeOf(bytes), room.data(), SizeOf(room));
+    }
+
+    Keld::Test::ReaderLogCapture mLog;
+    Keld::Test::TempTree mTree;
+};
+
+TEST_F(LzmaAdapterTest, FillsBlocksFromARangeOfAFileAtEverySize)
+{
+    for (const std::size_t size : Keld::Test::TellingSizes)
+    {
+        for (const std::string &plain : {RandomBytes(size, 1), PatternedBytes(size, 2)})
+        {
+            SCOPED_TRACE(size);
+            const std::string bytes = LzmaFile(plain);
+            BlockRow blocks = BlockRow::Of(size);
+            EXPECT_TRUE(DecodeRange("before" + bytes + "behind", 6, SizeOf(bytes), blocks));
+            EXPECT_TRUE(blocks.Content() == plain);
+            std::string room(size, '#');
+            EXPECT_TRUE(DecodeMemory(bytes, room));
+            EXPECT_TRUE(room == plain);
+        }
+    }
+    mLog.ExpectAll({});
+}
+
+TEST_F(LzmaAdapterTest, FillsBlocksOfAnySizes)
+{
+    const std::string plain = PatternedBytes(1000, 3);
+    BlockRow blocks({1, 2, 500, 3, 494});
+    EXPECT_TRUE(Decode(LzmaFile(plain), blocks));
+    EXPECT_EQ(blocks.Content(), plain);
+}
+
+TEST_F(LzmaAdapterTest, TakesEveryCompressedSizeAroundAChunkOfInput)
+{
+    for (const std::size_t boundary : {std::size_t{65536}, std::size_t{131072}})
+    {
+        for (std::size_t size = boundary - 8; size <= boundary + 8; ++size)
+        {
+            SCOPED_TRACE(size);
+            const std::string first = RandomBytes(boundary == 65536 ? 1 : 65536, 4);
+            const std::string second = RandomBytes(60000, 5);
+            std::string bytes = LzmaHeader(10) + StoredLzma2Chunk(first, 1) + StoredLzma2Chunk(second, 2);
+            const std::string third = RandomBytes(size - bytes.size() - 3 - 1, 6);
+            bytes += StoredLzma2Chunk(third, 2) + EndMark;
+            ASSERT_EQ(bytes.size(), size);
+            BlockRow blocks = BlockRow::Of(first.size() + second.size() + third.size(), 50000);
+            EXPECT_TRUE(Decode(bytes, blocks));
+            EXPECT_TRUE(blocks.Content() == first + second + third);
+        }
+    }
+}
+
+TEST_F(LzmaAdapterTest, TakesRealStreamsWhoseEndLiesAroundAChunkOfInput)
+{
+    std::size_t near = 0;
+    const std::string all = RandomBytes(40000, 7) + PatternedBytes(400000, 7);
+    for (std::size_t size = 140000; size < 440000; size += 1 << 14)
+    {
+        near = LzmaFile(all.substr(0, size)).size() < 65536 ? size : near;
+    }
+    ASSERT_NE(near, 0U);
+    for (std::size_t size = near; size < near + (1 << 14); size += 499)
+    {
+        SCOPED_TRACE(size);
+        const std::string plain = all.substr(0, size);
+        BlockRow blocks = BlockRow::Of(size);
+        EXPECT_TRUE(Decode(LzmaFile(plain), blocks));
+        EXPECT_TRUE(blocks.Content() == plain);
+    }
+}
+
+TEST_F(LzmaAdapterTest, SkipsTheEightBytesBehindTheProperty)
+{
+    const std::string plain = PatternedBytes(1000, 8);
+    std::string bytes = LzmaFile(plain);
+    for (const char mark : {'\0', '\x7F', '\xFF'})
+    {
+        bytes.replace(1, 8, std::string(8, mark));
+        BlockRow blocks = BlockRow::Of(plain.size());
+        EXPECT_TRUE(Decode(bytes, blocks));
+        EXPECT_EQ(blocks.Content(), plain);
+    }
+}
+
+TEST_F(LzmaAdapterTest, TakesEveryDictionaryPropertyUpToForty)
+{
+    const std::string plain = PatternedBytes(10000, 9);
+    std::string bytes = LzmaFile(plain, 4);
+    for (int property = 4; property <= 40; ++property)
+    {
+        bytes[0] = static_cast<char>(property);
+        BlockRow blocks = BlockRow::Of(plain.size());
+        EXPECT_TRUE(Decode(bytes, blocks)) << property;
+        EXPECT_EQ(blocks.Content(), plain);
+    }
+    mLog.ExpectAll({});
+}
+
+TEST_F(LzmaAdapterTest, RefusesADictionaryPropertyAboveForty)
+{
+    for (const int property : {41, 64, 128, 255})
+    {
+        std::string bytes = LzmaFile("plain");
+        bytes[0] = static_cast<char>(property);
+        BlockRow blocks({5});
+        EXPECT_FALSE(Decode(bytes, blocks)) << property;
+        mLog.ExpectAll({Keld::Test::Error("Allocating the lzma compression state failed.", WorkerSignature)});
+        std::string room(5, '#');
+        EXPECT_FALSE(DecodeMemory(bytes, room));
+        mLog.ExpectAll({Keld::Test::Error("Allocating the lzma compression state failed.", WorkerSignature)});
+    }
+}
+
+TEST_F(LzmaAdapterTest, RefusesASourceOfEightBytesOrFewer)
+{
+    for (uint32 size = 1; size <= 8; ++size)
+    {
+        BlockRow blocks({5});
+        EXPECT_FALSE(DecodeRange(LzmaFile("plain"), 0, size, blocks)) << size;
+        mLog.ExpectAll({Keld::Test::Error("Source data is too small to be valid.", WorkerSignature)});
+    }
+}
+
+TEST_F(LzmaAdapterTest, HandsASourceOfNineBytesToTheDecoder)
+{
+    BlockRow blocks({5});
+    EXPECT_FALSE(DecodeRange(LzmaFile("plain"), 0, 9, blocks));
+    mLog.ExpectAll({});
+    EXPECT_FALSE(DecodeRange(LzmaHeader(41), 0, 9, blocks));
+    mLog.ExpectAll({Keld::Test::Error("Allocating the lzma compression state failed.", WorkerSignature)});
+    std::string room(5, '#');
+    EXPECT_FALSE(DecodeMemory(LzmaHeader(0), room));
+    EXPECT_FALSE(DecodeMemory(LzmaHeader(24), room));
+    mLog.ExpectAll({});
+}
+
+TEST_F(LzmaAdapterTest, GivesFalseWithoutALineWhenTheFirstChunkIsMissingOrTooShort)
+{
+    const std::string bytes = LzmaFile("plain");
+    BlockRow blocks({5});
+    ScriptedSource source;
+    source.mSize = SizeOf(bytes);
+    source.mChunk = SizeOf(bytes);
+    EXPECT_FALSE(DecompressLzma(source, blocks.Data(), 1)) << "null data";
+    source.mData = bytes.data();
+    source.mChunk = 8;
+    EXPECT_FALSE(DecompressLzma(source, blocks.Data(), 1)) << "eight bytes";
+    source.mChunk = SizeOf(bytes);
+    source.mGood = false;
+    EXPECT_FALSE(DecompressLzma(source, blocks.Data(), 1)) << "a failed read";
+    mLog.ExpectAll({});
+    source.mGood = true;
+    EXPECT_TRUE(DecompressLzma(source, blocks.Data(), 1));
+    EXPECT_EQ(blocks.Content(), "plain");
+}
+
+TEST_F(LzmaAdapterTest, TestsTheSourceBeforeItFindsThatThereAreNoBlocks)
+{
+    BlockRow blocks({5});
+    ScriptedSource source;
+    source.mSize = 8;
+    EXPECT_FALSE(DecompressLzma(source, blocks.Data(), 0));
+    mLog.ExpectAll({Keld::Test::Error("Source data is too small to be valid.", WorkerSignature)});
+    const std::string bytes = LzmaHeader(41);
+    LzmaInBuffer bad(bytes.data(), SizeOf(bytes));
+    EXPECT_FALSE(DecompressLzma(bad, blocks.Data(), 0));
+    mLog.ExpectAll({Keld::Test::Error("Allocating the lzma compression state failed.", WorkerSignature)});
+    const std::string whole = LzmaHeader(0) + EndMark;
+    LzmaInBuffer good(whole.data(), SizeOf(whole));
+    EXPECT_FALSE(DecompressLzma(good, blocks.Data(), 0));
+    mLog.ExpectAll({});
+}
+
+TEST_F(LzmaAdapterTest, TestsTheBlocksBeforeTheSource)
+{
+    char room[5];
+    UncompressedBlock blocks[] = {{room, 5}, {nullptr, 5}};
+    ScriptedSource source;
+    EXPECT_FALSE(DecompressLzma(source, blocks, 2));
+    EXPECT_EQ(source.mReads, 0);
+    mLog.ExpectAll({});
+}
+
+TEST_F(LzmaAdapterTest, RefusesStrayBytesBehindTheStream)
+{
+    const std::string plain = PatternedBytes(1000, 10);
+    for (const std::string &stray : {std::string(1, '\0'), std::string("stray"), std::string(70000, 'x')})
+    {
+        BlockRow blocks = BlockRow::Of(plain.size());
+        EXPECT_FALSE(Decode(LzmaFile(plain) + stray, blocks));
+        EXPECT_EQ(blocks.Content(), plain);
+        std::string room(plain.size(), '#');
+        EXPECT_FALSE(DecodeMemory(LzmaFile(plain) + stray, room));
+    }
+    mLog.ExpectAll({});
+}
+
+TEST_F(LzmaAdapterTest, RefusesAStreamWithoutItsEndMark)
+{
+    for (const std::size_t size : {std::size_t{1000}, std::size_t{200000}})
+    {
+        const std::string plain = RandomBytes(size, 11);
+        std::string bytes = LzmaFile(plain);
+        ASSERT_EQ(bytes.back(), '\0');
+        bytes.pop_back();
+        BlockRow blocks = BlockRow::Of(size);
+        EXPECT_FALSE(Decode(bytes, blocks));
+        EXPECT_TRUE(blocks.Content() == plain);
+        std::string room(size, '#');
+        EXPECT_FALSE(DecodeMemory(bytes, room));
+    }
+    mLog.ExpectAll({});
+}
+
+TEST_F(LzmaAdapterTest, RefusesEveryTruncatedStream)
+{
+    const std::string bytes = LzmaFile(PatternedBytes(400, 12));
+    for (uint32 length = 9; length < bytes.size(); ++length)
+    {
+        SCOPED_TRACE(length);
+        BlockRow blocks = BlockRow::Of(400);
+        EXPECT_FALSE(DecodeRange(bytes, 0, length, blocks));
+        EXPECT_FALSE(DecodeRange(bytes.substr(0, length), 0, SizeOf(bytes), blocks));
+        std::string room(400, '#');
+        EXPECT_FALSE(DecodeMemory(bytes.substr(0, length), room));
+    }
+    mLog.ExpectAll({});
+}
+
+TEST_F(LzmaAdapterTest, RefusesAStreamThatIsShorterOrLongerThanTheBlocks)
+{
+    const std::string bytes = LzmaFile(PatternedBytes(1000, 13));
+    for (const std::size_t size : {1U, 999U, 1001U, 5000U})
+    {
+        BlockRow blocks = BlockRow::Of(size, 300);
+        EXPECT_FALSE(Decode(bytes, blocks)) << size;
+        std::string room(size, '#');
+        EXPECT_FALSE(DecodeMemory(bytes, room)) << size;
+    }
+}
+
+TEST_F(LzmaAdapterTest, EndsForEveryFlippedBit)
+{
+    const std::string plain = PatternedBytes(120, 14);
+    const std::string bytes = LzmaFile(plain);
+    std::size_t refused = 0;
+    for (std::size_t bit = 72; bit < bytes.size() * 8; ++bit)
+    {
+        std::string damaged = bytes;
+        damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ (1 << bit % 8));
+        BlockRow blocks = BlockRow::Of(plain.size());
+        refused += Decode(damaged, blocks) ? 0U : 1U;
+        std::string room(plain.size(), '#');
+        DecodeMemory(damaged, room);
+    }
+    // The stream has no checksum: a bit may come out as another byte of the same length. Its framing must not give.
+    EXPECT_GT(refused, bytes.size());
+    mLog.ExpectAll({});
+}
+
+TEST_F(LzmaAdapterTest, RefusesAStreamThatDoesNotBeginWithADictionaryReset)
+{
+    BlockRow blocks({5});
+    EXPECT_FALSE(Decode(LzmaHeader(10) + StoredLzma2Chunk("plain", 2) + EndMark, blocks));
+    EXPECT_TRUE(Decode(LzmaHeader(10) + StoredLzma2Chunk("plain", 1) + EndMark, blocks));
+    EXPECT_FALSE(Decode(LzmaHeader(10) + StoredLzma2Chunk("plain", 3) + EndMark, blocks));
+}
+
+TEST_F(LzmaAdapterTest, FeedsTheOldChunkAgainWhenAReadFails)
+{
+    // The file ends with the first chunk of input, in the middle of the stream's data: its first bytes come again.
+    const std::string data = RandomBytes(65536, 15);
+    const std::string bytes = LzmaHeader(10) + StoredLzma2Chunk(data, 1) + EndMark;
+    const std::string chunk = bytes.substr(0, 65536);
+    BlockRow blocks = BlockRow::Of(data.size());
+    EXPECT_FALSE(DecodeRange(chunk, 0, SizeOf(bytes), blocks));
+    EXPECT_TRUE(blocks.Content() == data.substr(0, 65524) + chunk.substr(0, 12));
+    mLog.ExpectAll({});
+}
+
+TEST_F(LzmaAdapterTest, FeedsTheWholeBufferAgainWhenAStreamInMemoryWantsMore)
+{
+    const std::string data = "some plain bytes";
+    const std::string bytes = LzmaHeader(10) + StoredLzma2Chunk(data, 1);
+    std::string room(data.size(), '#');
+    EXPECT_FALSE(DecodeMemory(bytes.substr(0, bytes.size() - 6), room));
+    EXPECT_EQ(room, data.substr(0, 10) + bytes.substr(0, 6));
+    mLog.ExpectAll({});
+}
+
+TEST_F(LzmaAdapterTest, KeepsAllBitsOfTheOffset)
+{
+    const std::string plain = RandomBytes(100000, 16);
+    const std::string bytes = LzmaFile(plain);
+    const std::string path = mTree.Write("data", std::string(SizeOf(bytes) + 100, 'x'));
+    constexpr uint64 offset = (uint64{1} << 32) + 100;
+    ASSERT_TRUE(Keld::Test::WriteSparse(path, offset, bytes));
+    BlockRow blocks = BlockRow::Of(plain.size());
+    EXPECT_TRUE(DecompressLzma(path.c_str(), offset, SizeOf(bytes), blocks.Data(), blocks.Count()));
+    EXPECT_TRUE(blocks.Content() == plain);
+    ASSERT_TRUE(Keld::Test::WriteSparse(path, 0xFFFFFF00, bytes));
+    EXPECT_TRUE(DecompressLzma(path.c_str(), 0xFFFFFF00, SizeOf(bytes), blocks.Data(), blocks.Count()));
+}
+
+TEST_F(LzmaAdapterTest, ClosesTheCallersHandleOnEveryWayOut)
+{
+    const std::string bytes = LzmaFile("plain");
+    BlockRow blocks({5});
+    EXPECT_TRUE(Decode(bytes, blocks));
+    EXPECT_FALSE(DecodeRange(bytes, 0, 8, blocks)) << "too small";
+    EXPECT_FALSE(DecodeRange(bytes, 1000, 100, blocks)) << "behind the end";
+    EXPECT_FALSE(Decode(LzmaHeader(41), blocks)) << "no memory for that";
+    EXPECT_FALSE(Decode(LzmaHeader(1) + "damaged", blocks));
+    UncompressedBlock withoutMemory = {nullptr, 5};
+    AsyncFile file = Open(bytes);
+    EXPECT_FALSE(DecompressLzma(file, 0, SizeOf(bytes), &withoutMemory, 1));
+    EXPECT_FALSE(Keld::Test::IsOpenDescriptor(file));
+    char room[1];
+    UncompressedBlock empty = {room, 0};
+    file = Open(bytes);
+    EXPECT_FALSE(DecompressLzma(file, 0, SizeOf(bytes), &empty, 1));
+    EXPECT_FALSE(Keld::Test::IsOpenDescriptor(file));
+}
+
+TEST_F(LzmaAdapterTest, RefusesArgumentsOfZeroWithoutALineAndLeavesTheHandleOpen)
+{
+    const std::string bytes = LzmaFile("plain");
+    const uint32 size = SizeOf(bytes);
+    const AsyncFile file = Open(bytes);
+    const std::string path = mTree.Path("data");
+    BlockRow blocks({5});
+    char room[5];
+    const char *const noPath = nullptr;
+    UncompressedBlock *const noBlocks = nullptr;
+    void *const noRoom = nullptr;
+    EXPECT_FALSE(DecompressLzma(AsyncFile::Null, 0, size, blocks.Data(), 1));
+    EXPECT_FALSE(DecompressLzma(file, 0, 0, blocks.Data(), 1));
+    EXPECT_FALSE(DecompressLzma(file, 0, size, noBlocks, 1));
+    EXPECT_FALSE(DecompressLzma(file, 0, size, blocks.Data(), 0));
+    EXPECT_TRUE(Keld::Test::IsOpenDescriptor(file));
+    AsyncClose(file);
+    EXPECT_FALSE(DecompressLzma(noPath, 0, size, blocks.Data(), 1));
+    EXPECT_FALSE(DecompressLzma(path.c_str(), 0, 0, blocks.Data(), 1));
+    EXPECT_FALSE(DecompressLzma(path.c_str(), 0, size, noBlocks, 1));
+    EXPECT_FALSE(DecompressLzma(path.c_str(), 0, size, blocks.Data(), 0));
+    EXPECT_FALSE(DecompressLzma(noPath, 0, size, room, 5));
+    EXPECT_FALSE(DecompressLzma(path.c_str(), 0, 0, room, 5));
+    EXPECT_FALSE(DecompressLzma(path.c_str(), 0, size, noRoom, 5));
+    EXPECT_FALSE(DecompressLzma(path.c_str(), 0, size, room, 0));
+    EXPECT_FALSE(DecompressLzma(nullptr, size, room, 5));
+    EXPECT_FALSE(DecompressLzma(bytes.data(), 0, room, 5));
+    EXPECT_FALSE(DecompressLzma(bytes.data(), size, noRoom, 5));
+    EXPECT_FALSE(DecompressLzma(bytes.data(), size, room, 0));
+    mLog.ExpectAll({});
+}
+
+TEST_F(LzmaAdapterTest, ReadsAPathIntoBlocksAndIntoMemory)
+{
+    const std::string plain = PatternedBytes(1000, 17);
+    const std::string bytes = LzmaFile(plain);
+    const std::string path = mTree.Write("data", "before" + bytes);
+    const int descriptor = Keld::Test::LowestFreeDescriptor();
+    BlockRow blocks = BlockRow::Of(plain.size(), 300);
+    EXPECT_TRUE(DecompressLzma(path.c_str(), 6, SizeOf(bytes), blocks.Data(), blocks.Count()));
+    EXPECT_EQ(blocks.Content(), plain);
+    std::string room(plain.size(), '#');
+    EXPECT_TRUE(DecompressLzma(path.c_str(), 6, SizeOf(bytes), room.data(), SizeOf(room)));
+    EXPECT_EQ(room, plain);
+    EXPECT_FALSE(DecompressLzma(path.c_str(), 6, SizeOf(bytes), room.data(), SizeOf(room) - 1));
+    EXPECT_EQ(Keld::Test::LowestFreeDescriptor(), descriptor);
+    mLog.ExpectAll({});
+}
+
+TEST_F(LzmaAdapterTest, ReportsAPathThatCannotBeOpened)
+{
+    const std::string path = mTree.Path("missing");
+    const std::vector<Keld::Test::ExpectedLine> lines = {Keld::Test::Error("Failed to open: " + path, OpenSignature),
+                                                         Keld::Test::Error(std::strerror(ENOENT), OpenSignature)};
+    BlockRow blocks({5});
+    EXPECT_FALSE(DecompressLzma(path.c_str(), 0, 50, blocks.Data(), 1));
+    mLog.ExpectAll(lines);
+    char room[5];
+    EXPECT_FALSE(DecompressLzma(path.c_str(), 0, 50, room, 5));
+    mLog.ExpectAll(lines);
+}
+
+TEST_F(LzmaAdapterTest, ReportsAPathThatGetsTheNullHandleWithoutAnError)
+{
+    const std::string path = mTree.Write("data", "x");
+    const Keld::Test::ClosedStandardInput closed;
+    BlockRow blocks({5});
+    errno = 0;
+    EXPECT_FALSE(DecompressLzma(path.c_str(), 0, 1, blocks.Data(), 1));
+    mLog.ExpectAll({Keld::Test::Error("Failed to open: " + path, OpenSignature),
+                    Keld::Test::Progress(std::strerror(0), OpenSignature)});
+}
+} // namespace
+} // namespace Keld::MORV::Reader
