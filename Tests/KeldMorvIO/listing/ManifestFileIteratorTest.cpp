@@ -1,0 +1,104 @@
+#include "KeldMorvIO/listing/ManifestFileIterator.h"
+
+#include "KeldMorvIO/listing/ParsedManifest.h"
+#include "Support/ManifestImage.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace Keld::MORV::Reader
+{
+namespace
+{
+using Keld::Test::ManifestImage;
+using testing::ElementsAre;
+
+TEST(ManifestFileIterator, GoesLevelByLevelWithSubdirectoriesBeforeFiles)
+{
+    ManifestImage image;
+    image.File("r").File("a/f").File("a/deep/d").File("b/g").Directory("b/empty");
+    EXPECT_THAT(Keld::Test::WalkManifest(*Keld::Test::ParseManifest(image.Bytes())),
+                ElementsAre("a/", "b/", "r", "a/deep/", "a/f", "b/empty/", "b/g", "a/deep/d"));
+}
+
+TEST(ManifestFileIterator, KeepsTheCaseOfNamesAndLeavesOutTheRoots)
+{
+    ManifestImage image;
+    image.RootName("TheRoot").File("Data/Maps/Arena.MAP");
+    EXPECT_THAT(Keld::Test::WalkManifest(*Keld::Test::ParseManifest(image.Bytes())),
+                ElementsAre("Data/", "Data/Maps/", "Data/Maps/Arena.MAP"));
+}
+
+TEST(ManifestFileIterator, TellsTheParentOfEveryEntry)
+{
+    ManifestImage image;
+    image.File("r").File("a/f").File("a/deep/d").File("b/g").Directory("b/empty");
+    const auto manifest = Keld::Test::ParseManifest(image.Bytes());
+    std::vector<uint32> parents{99, 99}; // what was in it goes
+    for (ManifestFileIterator<FileTableEntry> entry(*manifest, parents); entry.IsValid(); entry.Next())
+    {
+    }
+    // Directories: root, a, b, a/deep, b/empty. Files: r, a/f, b/g, a/deep/d.
+    EXPECT_THAT(parents, ElementsAre(0, 0, 0, 1, 2, 0, 1, 2, 3));
+}
+
+TEST(ManifestFileIterator, GivesARecordAndAnIndexForFilesAlone)
+{
+    ManifestImage image;
+    image.File("a/f", {0, 5}).File("a/g", {0, 6});
+    const auto manifest = Keld::Test::ParseManifest<FileTableEntry>(image.Bytes());
+    std::vector<uint32> parents;
+    ManifestFileIterator<FileTableEntry> entry(*manifest, parents);
+    EXPECT_EQ(entry.GetFile(), nullptr);
+    entry.Next();
+    EXPECT_EQ(entry.GetFile(), &manifest->GetFile(0));
+    EXPECT_EQ(entry.GetFileIndex(), 0u);
+    entry.Next();
+    EXPECT_EQ(entry.GetFile(), &manifest->GetFile(1));
+    EXPECT_EQ(entry.GetFileIndex(), 1u);
+    EXPECT_EQ(entry.GetPath(), "a/g");
+    entry.Next();
+    EXPECT_FALSE(entry.IsValid());
+    EXPECT_EQ(entry.GetFile(), nullptr);
+}
+
+TEST(ManifestFileIterator, StandsNowhereUnderARootWithoutChildren)
+{
+    const auto manifest = Keld::Test::ParseManifest(ManifestImage().Bytes());
+    ASSERT_TRUE(manifest->IsValid());
+    std::vector<uint32> parents;
+    const ManifestFileIterator<FileTableEntry> entry(*manifest, parents);
+    EXPECT_FALSE(entry.IsValid());
+    EXPECT_THAT(parents, ElementsAre(0));
+}
+
+TEST(ManifestFileIterator, GivesParentZeroToWhatNoDirectoryHolds)
+{
+    ManifestImage image;
+    image.File("a/f").File("a/g");
+    image.Patch(image.DirectoryOffset("a") + 16, 1); // one file, the other is nobody's
+    const auto manifest = Keld::Test::ParseManifest(image.Bytes());
+    ASSERT_TRUE(manifest->IsValid());
+    EXPECT_THAT(Keld::Test::WalkManifest(*manifest), ElementsAre("a/", "a/f"));
+    std::vector<uint32> parents;
+    for (ManifestFileIterator<FileTableEntry> entry(*manifest, parents); entry.IsValid(); entry.Next())
+    {
+    }
+    EXPECT_THAT(parents, ElementsAre(0, 0, 1, 0));
+}
+
+TEST(ManifestFileIterator, WalksAVeryDeepTree)
+{
+    std::string path;
+    for (int level = 0; level < 2000; ++level)
+    {
+        path += "d/";
+    }
+    ManifestImage image;
+    image.File(path + "leaf");
+    const std::vector<std::string> walk = Keld::Test::WalkManifest(*Keld::Test::ParseManifest(image.Bytes()));
+    ASSERT_EQ(walk.size(), 2001u);
+    EXPECT_EQ(walk.back(), path + "leaf");
+}
+} // namespace
+} // namespace Keld::MORV::Reader
