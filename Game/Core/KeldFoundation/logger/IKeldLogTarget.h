@@ -42,7 +42,7 @@ extern "C"
                           uint32_t ignoredHigh);
         uint64_t (*GetRequiredGroups)(IKeldLogTarget *self);
         uint64_t (*GetIgnoredGroups)(IKeldLogTarget *self);
-        const char *(*GetName)(IKeldLogTarget *self);                           ///< owned by the target
+        const char *(*GetName)(IKeldLogTarget *self);                            ///< owned by the target
         const char *(*GetFormat)(IKeldLogTarget *self, const LogRecord *record); ///< owned by the target
         void (*Attach)(IKeldLogTarget *self);
         void (*Detach)(IKeldLogTarget *self);
