@@ -180,7 +180,7 @@ TEST_F(ReleaseManifestTest, ReportsAShortReadWithTheTextOfTheStreamsError)
 {
     // Files of the kernel's own tree state a size of one page, and end long before it.
     const std::string path = mTree.Path("releasemanifest");
-    std::filesystem::create_symlink("/sys/kernel/mm/transparent_hugepage/enabled", path);
+    std::filesystem::create_symlink("/sys/devices/system/cpu/online", path);
     ASSERT_EQ(std_file_size(path.c_str()), 4096u);
     EXPECT_EQ(LoadPath(path), nullptr);
     ExpectLines({Progress(TextOf(0), signature), Error(noHeader, signature)});
