@@ -1,6 +1,7 @@
 #include "KeldFoundation/CStd/CStd.h"
 
 #include "KeldFoundation/CStd/Assertion.h"
+#include "KeldFoundation/CStd/Directories.h"
 #include "KeldFoundation/CStd/Hash.h"
 
 #include <cerrno>
@@ -241,6 +242,29 @@ const char *std_error_text(int code, char *buffer, uint_size size)
         std_strlcpy(buffer, size, "Failed to get error text");
     }
     return buffer;
+}
+
+// Here, since it asserts. Parents come first; the walk up ends at the first directory that is there already, so that
+// the rights of directories which the caller did not name stay as they are.
+bool std_mkdir_tree(const char *path)
+{
+    KELD_ASSERT(path, nullptr, "bool Keld::std_mkdir_tree(const char *)");
+    std::string copy = path;
+    while (copy.size() > 1 && copy.back() == '/')
+    {
+        copy.pop_back();
+    }
+    const std::string::size_type separator = copy.rfind('/');
+    const bool hasParent = separator != std::string::npos && separator != 0;
+    if (hasParent)
+    {
+        const std::string parent = copy.substr(0, separator);
+        if (!std_directory_exists(parent.c_str()) && !std_mkdir_tree(parent.c_str()))
+        {
+            return false;
+        }
+    }
+    return std_mkdir(copy.c_str());
 }
 
 bool SplitString(const std::string &text, const std::string &delimiters, std::vector<std::string> &parts, int dropEmpty)

@@ -1,9 +1,7 @@
 #include "KeldFoundation/CStd/CStd.h"
 
 #include "KeldFoundation/CStd/FileMode.h"
-
-#include <cerrno>
-#include <cstring>
+#include "KeldFoundation/CStd/SlashedPath.h"
 
 #include <unistd.h>
 
@@ -11,18 +9,6 @@ namespace Keld
 {
 namespace
 {
-// Copies with each backslash as a slash. False, with ENAMETOOLONG, when the path does not fit in PathCapacity bytes.
-bool CopyWithSlashes(char *dest, const char *src)
-{
-    if (std_strnlen(src, PathCapacity) == PathCapacity)
-    {
-        errno = ENAMETOOLONG;
-        return false;
-    }
-    std_path_to_slashes(dest, src);
-    return true;
-}
-
 struct Span
 {
     const char *begin;
@@ -136,22 +122,9 @@ bool std_file_delete(const char *path)
 
 bool std_access(const char *path, int mode)
 {
-    static char slashed[PathCapacity];
-    if (!CopyWithSlashes(slashed, path))
-    {
-        return false;
-    }
     const bool known = mode == F_OK || mode == W_OK || mode == R_OK || mode == (R_OK | W_OK);
-    return access(slashed, known ? mode : F_OK) == 0;
-}
-
-void std_path_to_slashes(char *dest, const char *src)
-{
-    for (; *src != '\0'; ++src, ++dest)
-    {
-        *dest = *src == '\\' ? '/' : *src;
-    }
-    *dest = '\0';
+    const char *const slashed = SharedSlashedPath(path);
+    return slashed != nullptr && access(slashed, known ? mode : F_OK) == 0;
 }
 
 bool std_getcwd(uint_size size, char *buffer)

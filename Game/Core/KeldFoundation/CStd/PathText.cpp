@@ -1,0 +1,55 @@
+#include "KeldFoundation/CStd/PathText.h"
+
+#include "KeldFoundation/CStd/CStd.h"
+
+namespace Keld
+{
+namespace
+{
+bool EndsInSeparator(const char *text)
+{
+    const uint_size length = std_strlen(text);
+    return length != 0 && (text[length - 1] == '/' || text[length - 1] == '\\');
+}
+
+const char *OrEmpty(const char *text)
+{
+    return text != nullptr ? text : "";
+}
+} // namespace
+
+bool std_path_join(char *dest, uint_size size, const char *first, const char *second)
+{
+    if (size == 0)
+    {
+        return false;
+    }
+    dest[0] = '\0';
+    if (std_strlen(first) + 1 + std_strlen(second) >= size)
+    {
+        return false;
+    }
+    const bool needsSeparator = first[0] != '\0' && !EndsInSeparator(first) && second[0] != '/' && second[0] != '\\';
+    std_strncat(dest, size, first, TRUNCATE);
+    std_strncat(dest, size, needsSeparator ? "/" : "", TRUNCATE);
+    std_strncat(dest, size, second, TRUNCATE);
+    return true;
+}
+
+bool std_makepath(char *dest, uint_size size, const char *dir, const char *fname, const char *ext)
+{
+    if (size == 0)
+    {
+        return false;
+    }
+    const char *const directory = OrEmpty(dir);
+    const bool needsSeparator = directory[0] != '\0' && !EndsInSeparator(directory);
+    const bool fits = std_snprintf(dest, size, "%s%s%s%s", directory, needsSeparator ? "/" : "", OrEmpty(fname),
+                                   OrEmpty(ext)) != static_cast<uint_size>(-1);
+    if (!fits)
+    {
+        dest[0] = '\0';
+    }
+    return fits;
+}
+} // namespace Keld
