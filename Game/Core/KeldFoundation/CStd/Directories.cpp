@@ -3,6 +3,7 @@
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/CStd/FileMode.h"
 
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -22,11 +23,6 @@ constexpr uint32 OpenToEveryone = 0777;
 struct CloseDirectory
 {
     void operator()(DIR *directory) const { closedir(directory); }
-};
-
-struct FreeText
-{
-    void operator()(char *text) const { std_free(text); }
 };
 
 bool IsSelfOrParent(const char *name)
@@ -55,12 +51,11 @@ bool std_rename(const char *from, const char *to)
     return std::rename(from, to) == 0;
 }
 
-// Into memory of the platform's own first: its form with a buffer does not know how long that is.
 bool std_realpath(const char *path, char *buffer, uint_size size)
 {
-    const std::unique_ptr<char, FreeText> resolved(realpath(path, nullptr));
-    const bool fits = resolved != nullptr && std_strlen(resolved.get()) < size;
-    std_strlcpy(buffer, size, fits ? resolved.get() : "");
+    char resolved[PATH_MAX]; // what the platform may write; its form with a buffer asks for no size
+    const bool fits = realpath(path, resolved) != nullptr && std_strlen(resolved) < size;
+    std_strlcpy(buffer, size, fits ? resolved : "");
     return fits;
 }
 

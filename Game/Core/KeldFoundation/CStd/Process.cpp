@@ -4,8 +4,6 @@
 #include "KeldFoundation/CStd/Directories.h"
 #include "KeldFoundation/CStd/Strings.h"
 
-#include <string>
-
 #include <unistd.h>
 
 namespace Keld
@@ -15,59 +13,80 @@ namespace
 constexpr const char *BundleEnd = ".app";
 constexpr uint_size BundleEndLength = 4;
 
-bool Give(const std::string &text, char *buffer, uint_size size)
+bool Give(const char *text, uint_size length, char *buffer, uint_size size)
 {
-    const bool fits = !text.empty() && text.size() < size;
-    std_strlcpy(buffer, size, fits ? text.c_str() : "");
+    const bool fits = length != 0 && length < size;
+    std_strlcpy(buffer, size, "");
+    if (fits)
+    {
+        std_strncpy(buffer, size, text, length);
+    }
     return fits;
 }
 
-// Empty when the path fills the buffer: it may have been cut there.
-std::string ExecutablePath()
+// The program's path, read at each use.
+class ExecutablePath
 {
-    char path[PathCapacity];
-    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
-    const bool whole = length > 0 && static_cast<uint_size>(length) < sizeof path;
-    return whole ? std::string(path, static_cast<uint_size>(length)) : std::string();
-}
+public:
+    ExecutablePath()
+    {
+        const ssize_t length = readlink("/proc/self/exe", mPath, sizeof mPath);
+        // A path that fills the buffer may have been cut there.
+        const bool whole = length > 0 && static_cast<uint_size>(length) < sizeof mPath;
+        mPath[whole ? length : 0] = '\0';
+    }
+
+    const char *Text() const { return mPath; }
+
+    const char *Name() const
+    {
+        const char *const separator = std_strrchr(mPath, '/');
+        return separator != nullptr ? separator + 1 : mPath;
+    }
+
+private:
+    char mPath[PathCapacity];
+};
 } // namespace
 
 bool std_executable_path(char *buffer, uint_size size)
 {
-    return Give(ExecutablePath(), buffer, size);
+    const ExecutablePath path;
+    return Give(path.Text(), std_strlen(path.Text()), buffer, size);
 }
 
 bool std_executable_real_path(char *buffer, uint_size size)
 {
-    return std_realpath(ExecutablePath().c_str(), buffer, size);
+    const ExecutablePath path;
+    return std_realpath(path.Text(), buffer, size);
 }
 
 bool std_executable_name(char *buffer, uint_size size)
 {
-    const std::string path = ExecutablePath();
-    return Give(path.substr(path.rfind('/') + 1), buffer, size);
+    const ExecutablePath path;
+    return Give(path.Name(), std_strlen(path.Name()), buffer, size);
 }
 
 bool std_executable_directory(char *buffer, uint_size size)
 {
-    const std::string path = ExecutablePath();
-    return Give(path.substr(0, path.rfind('/') + 1), buffer, size);
+    const ExecutablePath path;
+    return Give(path.Text(), static_cast<uint_size>(path.Name() - path.Text()), buffer, size);
 }
 
 bool std_bundle_directory(char *buffer, uint_size size)
 {
-    return std_bundle_directory_of(ExecutablePath().c_str(), buffer, size);
+    const ExecutablePath path;
+    return std_bundle_directory_of(path.Text(), buffer, size);
 }
 
 bool std_bundle_directory_of(const char *path, char *buffer, uint_size size)
 {
     if (std_ends_with(path, BundleEnd))
     {
-        return Give(path, buffer, size);
+        return Give(path, std_strlen(path), buffer, size);
     }
     const char *const inside = std_strrstr(path, ".app/");
-    const std::string bundle =
-        inside != nullptr ? std::string(path, static_cast<uint_size>(inside - path) + BundleEndLength) : std::string();
-    return Give(bundle, buffer, size);
+    const uint_size length = inside != nullptr ? static_cast<uint_size>(inside - path) + BundleEndLength : 0;
+    return Give(path, length, buffer, size);
 }
 } // namespace Keld
