@@ -6,6 +6,8 @@
 #include <ctime>
 #include <optional>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace Keld::Test
 {
@@ -74,5 +76,25 @@ TEST(LocalTimeTest, GivesTheTimeOfTheZoneThatIsSetNow)
     ExpectOffset("UTC0", 0);
     ExpectOffset("EAST-5:30", 5 * 3600 + 30 * 60);
     ExpectOffset("WEST+8", -8 * 3600);
+}
+
+TEST(LocalTimeTest, MayBeAskedByManyThreadsAtOnce)
+{
+    std::vector<std::thread> threads;
+    for (int index = 0; index < 4; ++index)
+    {
+        threads.emplace_back(
+            []
+            {
+                for (int round = 0; round < 50; ++round)
+                {
+                    EXPECT_GT(LocalSeconds(), 0);
+                }
+            });
+    }
+    for (std::thread &thread : threads)
+    {
+        thread.join();
+    }
 }
 } // namespace Keld::Test
