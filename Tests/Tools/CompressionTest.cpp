@@ -1,0 +1,124 @@
+#include "Tools/TreeWriter/Compression.h"
+
+#include "KeldFoundation/CStd/BasicTypes.h"
+#include "Tools/TreeWriter/ContentDigest.h"
+
+#include <gtest/gtest.h>
+
+#include <lzma.h>
+#include <zlib.h>
+
+#include <random>
+
+namespace Keld::Test
+{
+namespace
+{
+using TreeWriter::CompressLzma;
+using TreeWriter::CompressZlib;
+using TreeWriter::ZlibEndsAloneInChunk;
+
+std::string Noise(std::size_t size)
+{
+    std::mt19937 random(1);
+    std::string noise(size, '\0');
+    for (char &character : noise)
+    {
+        character = static_cast<char>(random());
+    }
+    return noise;
+}
+
+std::string Inflate(const std::string &stream, std::size_t size)
+{
+    std::string content(size, '\0');
+    uLongf length = size;
+    const int result = uncompress(reinterpret_cast<Bytef *>(content.data()), &length,
+                                  reinterpret_cast<const Bytef *>(stream.data()), static_cast<uLong>(stream.size()));
+    content.resize(result == Z_OK ? length : 0);
+    return content;
+}
+
+TEST(CompressionTest, AZlibStreamInflatesToItsContent)
+{
+    for (const std::size_t size : {std::size_t{1}, std::size_t{65536}, std::size_t{300'000}})
+    {
+        const std::string content(size, 'x');
+        EXPECT_EQ(Inflate(CompressZlib(content).value(), size), content);
+    }
+}
+
+TEST(CompressionTest, KnowsTheSizesWhoseEndLiesAloneInAChunk)
+{
+    for (const std::size_t chunks : {std::size_t{1}, std::size_t{2}, std::size_t{100}})
+    {
+        EXPECT_FALSE(ZlibEndsAloneInChunk(chunks * 65536));
+        for (std::size_t rest = 1; rest <= 5; ++rest)
+        {
+            EXPECT_TRUE(ZlibEndsAloneInChunk(chunks * 65536 + rest));
+        }
+        EXPECT_FALSE(ZlibEndsAloneInChunk(chunks * 65536 + 6));
+    }
+    EXPECT_FALSE(ZlibEndsAloneInChunk(5));
+}
+
+TEST(CompressionTest, NoZlibStreamEndsAloneInAChunk)
+{
+    for (std::size_t size = 65500; size < 65530; ++size)
+    {
+        const std::string content = Noise(size);
+        const auto stream = CompressZlib(content);
+        if (stream)
+        {
+            EXPECT_FALSE(ZlibEndsAloneInChunk(stream->size())) << size;
+            EXPECT_EQ(Inflate(*stream, size), content);
+        }
+    }
+}
+
+TEST(CompressionTest, GivesNoZlibStreamWhereEveryLevelEndsAloneInAChunk)
+{
+    EXPECT_FALSE(CompressZlib(Noise(65512)));
+    EXPECT_TRUE(CompressZlib(Noise(65500)));
+}
+
+TEST(CompressionTest, AnLzmaFormIsNineBytesAndARawStreamWithItsEndMark)
+{
+    const std::string content(300'000, 'y');
+    const std::string stored = CompressLzma(content);
+    ASSERT_GT(stored.size(), 10u);
+    EXPECT_LE(static_cast<unsigned char>(stored[0]), 40);
+    EXPECT_EQ(stored.substr(1, 8), std::string("\xE0\x93\x04\0\0\0\0\0", 8)); // 300,000
+    EXPECT_EQ(stored.back(), '\0');
+
+    lzma_filter filters[] = {{LZMA_FILTER_LZMA2, nullptr}, {LZMA_VLI_UNKNOWN, nullptr}};
+    const auto *bytes = reinterpret_cast<const uint8_t *>(stored.data());
+    ASSERT_EQ(lzma_properties_decode(&filters[0], nullptr, bytes, 1), LZMA_OK);
+    std::string decoded(content.size(), '\0');
+    std::size_t from = 9;
+    std::size_t to = 0;
+    EXPECT_EQ(lzma_raw_buffer_decode(filters, nullptr, bytes, &from, stored.size(),
+                                     reinterpret_cast<uint8_t *>(decoded.data()), &to, decoded.size()),
+              LZMA_OK);
+    free(filters[0].options);
+    EXPECT_EQ(from, stored.size());
+    EXPECT_EQ(decoded, content);
+}
+
+TEST(CompressionTest, TheLzmaDictionaryIsNoLargerThanTheContentNeeds)
+{
+    EXPECT_EQ(CompressLzma("z")[0], 0);                           // 4 KiB
+    EXPECT_EQ(CompressLzma(std::string(65536, 'z'))[0], 8);       // 64 KiB
+    EXPECT_EQ(CompressLzma(std::string(20'000'000, 'z'))[0], 22); // 8 MiB, the default
+}
+
+TEST(ContentDigestTest, IsMd5)
+{
+    EXPECT_EQ(TreeReader::DigestText(TreeWriter::DigestOf("")), "d41d8cd98f00b204e9800998ecf8427e");
+    TreeWriter::ContentDigest digest;
+    digest.Update("ab");
+    digest.Update("c");
+    EXPECT_EQ(TreeReader::DigestText(digest.Finish()), "900150983cd24fb0d6963f7d28e17f72");
+}
+} // namespace
+} // namespace Keld::Test

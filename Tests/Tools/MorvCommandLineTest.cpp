@@ -1,0 +1,107 @@
+#include "Tools/ToolRun.h"
+
+#include "Support/TempTree.h"
+
+#include <gtest/gtest.h>
+
+namespace Keld::Test
+{
+namespace
+{
+TEST(MorvCommandLineTest, HelpGoesToStandardOutputAndTeachesByExample)
+{
+    for (const char *command : {"", "pack", "solution", "info", "ls", "tree", "find", "cat", "stat"})
+    {
+        std::vector<std::string> arguments{"--help"};
+        if (*command != '\0')
+        {
+            arguments.insert(arguments.begin(), command);
+        }
+        const ToolResult result = RunMorv("/", arguments);
+        EXPECT_EQ(result.exitCode, 0) << command;
+        EXPECT_NE(result.out.find("Example"), std::string::npos) << command;
+        EXPECT_NE(result.out.find(std::string("morv ") + (*command == '\0' ? "pack" : command)), std::string::npos);
+        EXPECT_EQ(result.error, "");
+    }
+}
+
+TEST(MorvCommandLineTest, WhatCannotBeUnderstoodIsAUsageError)
+{
+    const std::vector<std::vector<std::string>> commandLines{
+        {},
+        {"unknown"},
+        {"--unknown"},
+        {"cat"},
+        {"stat"},
+        {"ls", "--unknown"},
+        {"find", "--type", "x"},
+        {"find", "--name", "a/b"},
+        {"pack"},
+        {"pack", "a", "--root", "MORV", "--project", "p"},
+        {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0"},
+        {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0.0.256"},
+        {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0.0.0", "--storage", "box"},
+        {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0.0.0", "--compression", "zip"},
+        {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0.0.0", "--compression", "zlib"},
+        {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0.0.0", "--rule", "*.txt"},
+        {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0.0.0", "--rule", "=naked"},
+        {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0.0.0", "--rule", "*=naked:zlib"},
+        {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0.0.0", "--rule", "*=archive:zip"},
+        {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0.0.0", "--archive-size", "0"},
+        {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0.0.0", "--archive-size", "5T"},
+        {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0.0.0", "--archive-size", "4G"},
+        {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0.0.0", "--base", "x"},
+        {"solution", "--root", "MORV", "--name", "s", "--release", "1.0.0.0"},
+        {"solution", "--root", "MORV", "--name", "s", "--release", "1", "--project", "a=1.0.0.0:1"},
+        {"solution", "--root", "MORV", "--name", "s", "--release", "1.0.0.0", "--project", "a"},
+        {"solution", "--root", "MORV", "--name", "s", "--release", "1.0.0.0", "--project", "a=1.0.0.0"},
+        {"solution", "--root", "MORV", "--name", "s", "--release", "1.0.0.0", "--project", "a=1.0.0.0:-1"},
+        {"solution", "--root", "MORV", "--name", "s", "--release", "1.0.0.0", "--project", "a=1.0.0.0:1x"},
+        {"solution", "--root", "MORV", "--name", "s", "--release", "1.0.0.0", "--project", "a=1.0.0.0:1",
+         "--configuration", "=a"},
+    };
+    const TempTree tree;
+    for (const std::vector<std::string> &arguments : commandLines)
+    {
+        const ToolResult result = RunMorv(tree.Root(), arguments);
+        EXPECT_EQ(result.exitCode, 2) << testing::PrintToString(arguments) << result.error;
+        EXPECT_EQ(result.out, "");
+        EXPECT_NE(result.error.find("--help\""), std::string::npos) << result.error;
+    }
+    EXPECT_FALSE(tree.Exists("MORV"));
+}
+
+TEST(MorvCommandLineTest, OutsideOfAReleaseEveryReadingCommandSaysWhereToGo)
+{
+    const TempTree tree;
+    for (const std::vector<std::string> &arguments :
+         std::vector<std::vector<std::string>>{{"ls"}, {"tree"}, {"find"}, {"info"}, {"cat", "x"}, {"stat", "x"}})
+    {
+        const ToolResult result = RunMorv(tree.Root(), arguments);
+        EXPECT_EQ(result.exitCode, 1) << arguments[0];
+        EXPECT_EQ(result.out, "");
+        EXPECT_NE(result.error.find("lies in no release: change to ROOT/MORV/projects"), std::string::npos);
+    }
+}
+
+TEST(MorvCommandLineTest, AReleaseWithoutAManifestIsNamed)
+{
+    const TempTree tree;
+    const std::string release = tree.MakeDirectory("MORV/projects/game/releases/1.0.0.0");
+    const ToolResult result = RunMorv(release, {"ls"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_NE(result.error.find("there is no release 1.0.0.0 of the project game"), std::string::npos);
+}
+
+TEST(MorvCommandLineTest, VerboseShowsWhatTheLibraryLogs)
+{
+    const TempTree tree;
+    const std::string release = tree.MakeDirectory("MORV/projects/game/releases/1.0.0.0");
+    const ToolResult quiet = RunMorv(release, {"ls"});
+    const ToolResult verbose = RunMorv(release, {"-v", "ls"});
+    const std::string progress = "MORV library initializing with specified working directory";
+    EXPECT_EQ(quiet.error.find(progress), std::string::npos);
+    EXPECT_NE(verbose.error.find(progress), std::string::npos);
+}
+} // namespace
+} // namespace Keld::Test

@@ -1,0 +1,205 @@
+#include "Tools/ToolRun.h"
+
+#include "Support/TempTree.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace Keld::Test
+{
+namespace
+{
+/// One release with a file in every storage.
+class MorvReadTest : public testing::Test
+{
+protected:
+    MorvReadTest()
+    {
+        mTree.Write("source/Docs/readme.txt", "read me\n");
+        mTree.Write("source/docs2/a.b.dds", "x");
+        mTree.Write("source/managed.bin", std::string("\0\xFF", 2));
+        mTree.Write("source/stored.raw", "stored");
+        mTree.Write("source/text.z", std::string(2000, 'z'));
+        mTree.Write("source/text.l", std::string(2'000'000, 'l'));
+        mTree.MakeDirectory("source/empty");
+        const ToolResult packed =
+            RunMorv(mTree.Root(), {"pack", "source", "--root", "MORV", "--project", "game", "--release", "1.0.0.0",
+                                   "--rule", "*.bin=managed", "--rule", "*.raw=archive", "--rule", "*.z=archive:zlib",
+                                   "--rule", "*.l=archive:lzma"});
+        EXPECT_EQ(packed.exitCode, 0) << packed.error;
+    }
+
+    ToolResult Morv(const std::vector<std::string> &arguments) const
+    {
+        return RunMorv(mTree.Path("MORV/projects/game/releases/1.0.0.0"), arguments);
+    }
+
+    void ExpectOutput(const std::vector<std::string> &arguments, const std::string &output) const
+    {
+        const ToolResult result = Morv(arguments);
+        EXPECT_EQ(result.exitCode, 0) << result.error;
+        EXPECT_EQ(result.out, output);
+        EXPECT_EQ(result.error, "");
+    }
+
+    void ExpectRefused(const std::vector<std::string> &arguments, const std::string &reason) const
+    {
+        const ToolResult result = Morv(arguments);
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_NE(result.error.find("morv: " + reason), std::string::npos) << result.error;
+    }
+
+    std::string StatOf(const std::string &path) const { return Morv({"stat", path}).out; }
+
+    TempTree mTree;
+};
+
+TEST_F(MorvReadTest, LsListsSubdirectoriesFirst)
+{
+    ExpectOutput({"ls"}, "Docs/\ndocs2/\nempty/\nmanaged.bin\nstored.raw\ntext.l\ntext.z\n");
+    ExpectOutput({"ls", "docs"}, "readme.txt\n");
+    ExpectOutput({"ls", "/DOCS/"}, "readme.txt\n");
+    ExpectOutput({"ls", "empty"}, "");
+    ExpectOutput({"ls", "docs", "docs2"}, "docs:\nreadme.txt\ndocs2:\na.b.dds\n");
+}
+
+TEST_F(MorvReadTest, LsShowsAFileUnderItsOwnNameWithoutOpeningIt)
+{
+    ExpectOutput({"ls", "-l", "DOCS/README.TXT"}, "           8  readme.txt\n");
+    ExpectOutput({"ls", "-l", "docs2", "text.l"}, "docs2:\n           1  a.b.dds\ntext.l:\n     2000000  text.l\n");
+    ExpectRefused({"ls", "nothing"}, "nothing: not found");
+}
+
+TEST_F(MorvReadTest, TheWorkingDirectoryCanBeGiven)
+{
+    const ToolResult result =
+        RunMorv("/", {"-C", mTree.Path("MORV/projects/game/releases/1.0.0.0/deploy"), "ls", "docs"});
+    EXPECT_EQ(result.out, "readme.txt\n");
+    const ToolResult behind = RunMorv(mTree.Root(), {"ls", "docs", "-C", "MORV/projects/game/releases/1.0.0.0"});
+    EXPECT_EQ(behind.out, "readme.txt\n");
+}
+
+TEST_F(MorvReadTest, TreeDrawsAllLevelsAndCounts)
+{
+    ExpectOutput({"tree"}, "/\n├── Docs/\n│   └── readme.txt\n├── docs2/\n│   └── a.b.dds\n├── empty/\n"
+                           "├── managed.bin\n├── stored.raw\n├── text.l\n└── text.z\n\n"
+                           "3 directories, 6 files, 2002017 bytes\n");
+    ExpectOutput({"tree", "docs"}, "docs/\n└── readme.txt\n\n0 directories, 1 files, 8 bytes\n");
+    ExpectRefused({"tree", "stored.raw"}, "stored.raw: is no directory");
+}
+
+TEST_F(MorvReadTest, FindMatchesNamesByTheLibrarysPatterns)
+{
+    ExpectOutput({"find", "--name", "*.TXT"}, "Docs/readme.txt\n");
+    ExpectOutput({"find", "--type", "d"}, "Docs\ndocs2\nempty\n");
+    ExpectOutput({"find", "docs2"}, "docs2/a.b.dds\n");
+    ExpectOutput({"find", "-n", "text.?", "-t", "f"}, "text.l\ntext.z\n");
+    ExpectRefused({"find", "--name", "*.dds"}, "nothing matches"); // the pattern's dot takes the first dot
+    ExpectRefused({"find", "stored.raw"}, "stored.raw: is no directory");
+}
+
+TEST_F(MorvReadTest, CatStreamsFilesOfEveryStorage)
+{
+    ExpectOutput({"cat", "docs/readme.txt", "stored.raw", "managed.bin"}, "read me\nstored" + std::string("\0\xFF", 2));
+    ExpectOutput({"cat", "text.z"}, std::string(2000, 'z'));
+    EXPECT_TRUE(Morv({"cat", "text.l"}).out == std::string(2'000'000, 'l'));
+}
+
+TEST_F(MorvReadTest, CatReadsAnLzmaFileAsOftenAsItIsNamed)
+{
+    EXPECT_TRUE(Morv({"cat", "text.l", "TEXT.L"}).out == std::string(4'000'000, 'l'));
+}
+
+TEST_F(MorvReadTest, CatGoesOnBehindAFileThatIsNotThere)
+{
+    const ToolResult result = Morv({"cat", "nothing", "docs", "stored.raw"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.out, "stored");
+    EXPECT_NE(result.error.find("morv: nothing: not found"), std::string::npos);
+    EXPECT_NE(result.error.find("morv: docs: is a directory"), std::string::npos);
+}
+
+TEST_F(MorvReadTest, CatTellsWhereAShortenedFileEnds)
+{
+    mTree.Write("MORV/projects/game/releases/1.0.0.0/deploy/Docs/readme.txt", "re");
+    ExpectRefused({"cat", "docs/readme.txt"}, "docs/readme.txt: cannot be read from byte 0 on: it should have 8 bytes");
+}
+
+TEST_F(MorvReadTest, CatTellsWhenADamagedFileCannotBeOpened)
+{
+    mTree.Write("MORV/projects/game/filearchives/1.0.0.0/lzma-0001.vka.dat", "damaged, and far too short");
+    ExpectRefused({"cat", "text.l"}, "text.l: cannot be opened");
+}
+
+TEST_F(MorvReadTest, AFullStandardOutputIsAnError)
+{
+    const std::string script = "cd " + mTree.Path("MORV/projects/game/releases/1.0.0.0") +
+                               " && " KELD_MORV_PROGRAM " cat text.l > /dev/full 2>/dev/null";
+    EXPECT_NE(std::system(script.c_str()), 0);
+}
+
+TEST_F(MorvReadTest, StatShowsWhereThePlainFilesLie)
+{
+    const std::string root = mTree.Path("MORV/projects/game/");
+    EXPECT_EQ(StatOf("docs/README.txt"), "Docs/readme.txt\n"
+                                         "  type         file\n"
+                                         "  size         8\n"
+                                         "  project      game 1.0.0.0\n"
+                                         "  version      1.0.0.0\n"
+                                         "  storage      naked\n"
+                                         "  file         " +
+                                             root +
+                                             "releases/1.0.0.0/deploy/Docs/readme.txt\n"
+                                             "  stored size  8\n"
+                                             "  digest       2eb6f3d85c8037648139f3ae51ee5274\n");
+    EXPECT_NE(StatOf("managed.bin")
+                  .find("  storage      managed\n  file         " + root +
+                        "managedfiles/1.0.0.0/managed.bin\n  stored size  2\n"),
+              std::string::npos);
+}
+
+TEST_F(MorvReadTest, StatShowsArchiveOffsetAndStoredSize)
+{
+    const std::string archives = mTree.Path("MORV/projects/game/filearchives/1.0.0.0/");
+    EXPECT_NE(StatOf("stored.raw")
+                  .find("  storage      archive\n  compression  none\n  archive      " + archives +
+                        "files-0001.vka.dat\n  offset       0\n  stored size  6\n"),
+              std::string::npos);
+    EXPECT_NE(StatOf("text.z").find("  compression  zlib\n  archive      " + archives +
+                                    "files-0001.vka.dat\n  offset       6\n"),
+              std::string::npos);
+    EXPECT_NE(StatOf("text.l").find("  size         2000000\n"), std::string::npos);
+    EXPECT_NE(StatOf("text.l").find("  compression  lzma\n  archive      " + archives + "lzma-0001.vka.dat\n"),
+              std::string::npos);
+}
+
+TEST_F(MorvReadTest, StatShowsDirectories)
+{
+    EXPECT_EQ(StatOf("/"), "/\n  type         directory\n  entries      7\n  project      game 1.0.0.0\n");
+    EXPECT_EQ(StatOf("empty"), "empty\n  type         directory\n  entries      0\n  project      game 1.0.0.0\n");
+    ExpectRefused({"stat", "nothing"}, "nothing: not found");
+}
+
+TEST_F(MorvReadTest, StatExplainsAFileThatItsReleaseHasLost)
+{
+    mTree.Remove("MORV/projects/game/managedfiles/1.0.0.0/managed.bin");
+    ExpectRefused({"stat", "managed.bin"}, "managed.bin: is listed by game 1.0.0.0 but missing on disk");
+}
+
+TEST_F(MorvReadTest, InfoCountsFilesByStorageAndTellsWhatIsMissing)
+{
+    ExpectOutput({"info"}, "root      " + mTree.Path("MORV") +
+                               "\nkind      project\nname      game\nversion   1.0.0.0\n"
+                               "listings  1, in the order of the search\n"
+                               "  1. game 1.0.0.0\n"
+                               "     6 files in 4 directories: 2 naked, 1 managed, 3 archived "
+                               "(1 stored, 1 zlib, 1 lzma)\n");
+    mTree.Remove("MORV/projects/game/managedfiles/1.0.0.0/managed.bin");
+    const ToolResult result = Morv({"info"});
+    EXPECT_NE(result.out.find("0 managed, 3 archived (1 stored, 1 zlib, 1 lzma), 1 MISSING on disk"),
+              std::string::npos);
+    EXPECT_NE(result.error.find("morv: Missing managed file: "), std::string::npos);
+}
+} // namespace
+} // namespace Keld::Test

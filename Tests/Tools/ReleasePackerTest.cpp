@@ -1,0 +1,406 @@
+#include "Tools/TreeWriter/ReleasePacker.h"
+
+#include "Tools/ReleaseReader.h"
+
+#include "Support/TempTree.h"
+
+#include "Tools/TreeReader/ArchiveIndex.h"
+#include "Tools/TreeReader/DeploymentTree.h"
+#include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeWriter/ContentDigest.h"
+#include "Tools/TreeWriter/PackPlan.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <random>
+
+namespace Keld::Test
+{
+namespace
+{
+namespace fs = std::filesystem;
+using TreeReader::Compression;
+using TreeReader::ReleaseContents;
+using TreeReader::ReleaseFile;
+using TreeReader::Storage;
+using TreeReader::TreeError;
+using TreeWriter::PackReport;
+using TreeWriter::PackRequest;
+
+constexpr MorvVersion First = 0x01000000;
+constexpr MorvVersion Second = 0x01000001;
+constexpr MorvVersion Third = 0x01000002;
+
+class ReleasePackerTest : public testing::Test
+{
+protected:
+    PackRequest Request(Storage storage, Compression compression = Compression::None, MorvVersion release = First) const
+    {
+        PackRequest request;
+        request.source = mTree.Path("source");
+        request.root = mTree.Path("MORV");
+        request.project = "game";
+        request.release = release;
+        request.choice = {storage, compression};
+        return request;
+    }
+
+    ReleaseContents Contents(MorvVersion release = First) const
+    {
+        return TreeReader::ReadReleaseManifest(
+            TreeReader::DeploymentTree(mTree.Path("MORV")).ReleaseManifest("game", release));
+    }
+
+    ReleaseFile File(const std::string &path, MorvVersion release = First) const
+    {
+        for (const ReleaseFile &file : Contents(release).files)
+        {
+            if (file.path == path)
+            {
+                return file;
+            }
+        }
+        ADD_FAILURE() << path << " is not in the manifest";
+        return {};
+    }
+
+    std::string ReadBack(const std::string &path, MorvVersion release = First) const
+    {
+        const ReleaseReader reader(mTree.Path("MORV/projects/game/releases/" + FormatVersion(release)));
+        return reader.Read(path);
+    }
+
+    std::string Refusal(const PackRequest &request) const
+    {
+        try
+        {
+            TreeWriter::PackRelease(request);
+        }
+        catch (const TreeError &error)
+        {
+            return error.what();
+        }
+        return "";
+    }
+
+    void ExpectRefusal(const PackRequest &request, const std::string &reason) const
+    {
+        const std::string refusal = Refusal(request);
+        EXPECT_NE(refusal.find(reason), std::string::npos) << refusal;
+    }
+
+    /// Names in the project's directory, so that nothing half-made stays unseen.
+    std::vector<std::string> ProjectEntries() const
+    {
+        std::vector<std::string> names;
+        for (const auto &entry : fs::directory_iterator(mTree.Path("MORV/projects/game")))
+        {
+            names.push_back(entry.path().filename().string());
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    TempTree mTree;
+};
+
+TEST_F(ReleasePackerTest, NakedFilesLieInTheReleaseUnderTheirOwnPaths)
+{
+    mTree.Write("source/Maps/a.map", "abc");
+    const PackReport report = TreeWriter::PackRelease(Request(Storage::Naked));
+    EXPECT_EQ(mTree.Read("MORV/projects/game/releases/1.0.0.0/deploy/Maps/a.map"), "abc");
+    EXPECT_EQ(report.naked, 1u);
+    EXPECT_EQ(report.directories, 1u);
+    const ReleaseFile expected{"Maps/a.map", First, TreeWriter::DigestOf("abc"), 0, 3};
+    EXPECT_EQ(Contents().files, std::vector{expected});
+    EXPECT_EQ(ProjectEntries(), std::vector<std::string>{"releases"});
+}
+
+TEST_F(ReleasePackerTest, ManagedFilesLieUnderTheirVersion)
+{
+    mTree.Write("source/a", "abc");
+    TreeWriter::PackRelease(Request(Storage::Managed));
+    EXPECT_EQ(mTree.Read("MORV/projects/game/managedfiles/1.0.0.0/a"), "abc");
+    EXPECT_EQ(File("a").flags, 0x01u);
+    EXPECT_TRUE(mTree.Exists("MORV/projects/game/releases/1.0.0.0/deploy")); // consumers start there
+}
+
+TEST_F(ReleasePackerTest, ArchivedFilesShareAnArchiveOfTheirVersion)
+{
+    mTree.Write("source/a", "abc");
+    mTree.Write("source/d/b", "de");
+    const PackReport report = TreeWriter::PackRelease(Request(Storage::Archive));
+    EXPECT_EQ(report.archives, 1u);
+    EXPECT_EQ(report.stored, 2u);
+    EXPECT_EQ(mTree.Read("MORV/projects/game/filearchives/1.0.0.0/files-0001.vka.dat"), "abcde");
+    EXPECT_EQ(File("a").flags, 0x02u);
+}
+
+TEST_F(ReleasePackerTest, CompressionIsInTheFlagsAndAnLzmaFileHasItsOwnArchive)
+{
+    mTree.Write("source/a.z", std::string(1000, 'z'));
+    mTree.Write("source/b.l", std::string(1000, 'l'));
+    mTree.Write("source/c.l", std::string(1000, 'l'));
+    PackRequest request = Request(Storage::Archive, Compression::Zlib);
+    request.rules = {{"*.l", {Storage::Archive, Compression::Lzma}}};
+    const PackReport report = TreeWriter::PackRelease(request);
+    EXPECT_EQ(report.archives, 3u);
+    EXPECT_EQ(report.zlib, 1u);
+    EXPECT_EQ(report.lzma, 2u);
+    EXPECT_EQ(File("a.z").flags, 0x16u);
+    EXPECT_EQ(File("b.l").flags, 0x32u);
+    for (const char *name : {"lzma-0001.vka", "lzma-0002.vka"})
+    {
+        const std::string path = mTree.Path(std::string("MORV/projects/game/filearchives/1.0.0.0/") + name);
+        EXPECT_EQ(TreeReader::ReadArchiveIndex(path).size(), 1u);
+    }
+}
+
+TEST_F(ReleasePackerTest, WhatCompressionDoesNotMakeSmallerIsStored)
+{
+    mTree.Write("source/tiny", "x");
+    TreeWriter::PackRelease(Request(Storage::Archive, Compression::Lzma));
+    EXPECT_EQ(File("tiny").flags, 0x02u);
+    PackRequest always = Request(Storage::Archive, Compression::Lzma, Second);
+    always.compressAlways = true;
+    TreeWriter::PackRelease(always);
+    EXPECT_EQ(File("tiny", Second).flags, 0x32u);
+    EXPECT_EQ(ReadBack("tiny", Second), "x");
+}
+
+TEST_F(ReleasePackerTest, AZlibStreamThatTheReaderWouldRefuseIsStoredInstead)
+{
+    std::mt19937 random(1);
+    std::string noise(65512, '\0');
+    for (char &character : noise)
+    {
+        character = static_cast<char>(random());
+    }
+    mTree.Write("source/noise", noise);
+    PackRequest request = Request(Storage::Archive, Compression::Zlib);
+    request.compressAlways = true;
+    TreeWriter::PackRelease(request);
+    EXPECT_EQ(File("noise").flags, 0x02u);
+    EXPECT_TRUE(ReadBack("noise") == noise);
+}
+
+TEST_F(ReleasePackerTest, AnEmptyFileJoinsAnArchiveThatHoldsSomething)
+{
+    mTree.Write("source/empty", "");
+    mTree.Write("source/full", "x");
+    TreeWriter::PackRelease(Request(Storage::Archive, Compression::Zlib));
+    EXPECT_EQ(File("empty").flags, 0x02u);
+    EXPECT_EQ(ReadBack("empty"), "");
+}
+
+TEST_F(ReleasePackerTest, EmptyFilesAloneAreManagedSinceTheReaderDeletesAnArchiveOfThem)
+{
+    mTree.Write("source/a", "");
+    mTree.Write("source/b", "");
+    const PackReport report = TreeWriter::PackRelease(Request(Storage::Archive));
+    EXPECT_EQ(report.managed, 2u);
+    EXPECT_EQ(report.archives, 0u);
+    EXPECT_EQ(File("a").flags, 0x01u);
+    EXPECT_EQ(ReadBack("b"), "");
+}
+
+TEST_F(ReleasePackerTest, TheFirstRuleThatMatchesDecides)
+{
+    PackRequest request;
+    request.rules = {{"data/*.bin", {Storage::Managed, Compression::None}},
+                     {"*.BIN", {Storage::Archive, Compression::Zlib}},
+                     {"?.txt", {Storage::Archive, Compression::None}}};
+    EXPECT_EQ(ChooseStorage(request, "data/deep/x.bin").storage, Storage::Managed);
+    EXPECT_EQ(ChooseStorage(request, "other/x.bin").compression, Compression::Zlib);
+    EXPECT_EQ(ChooseStorage(request, "other/a.txt").storage, Storage::Archive);
+    EXPECT_EQ(ChooseStorage(request, "other/ab.txt").storage, Storage::Naked);
+}
+
+TEST_F(ReleasePackerTest, EmptyDirectoriesStay)
+{
+    mTree.Write("source/a", "x");
+    mTree.MakeDirectory("source/empty/deep");
+    TreeWriter::PackRelease(Request(Storage::Archive));
+    EXPECT_EQ(Contents().directories, (std::vector<std::string>{"empty", "empty/deep"}));
+    const ReleaseReader reader(mTree.Path("MORV/projects/game/releases/1.0.0.0"));
+    EXPECT_TRUE(reader.Exists("Empty/Deep"));
+}
+
+TEST_F(ReleasePackerTest, ADeltaStoresWhatChangedAndServesTheRestFromTheBase)
+{
+    mTree.Write("source/same", "same");
+    mTree.Write("source/changed", "old");
+    mTree.Write("source/gone", "gone");
+    TreeWriter::PackRelease(Request(Storage::Archive));
+    mTree.Write("source/changed", "new");
+    mTree.Write("source/added", "more");
+    mTree.Remove("source/gone");
+    PackRequest delta = Request(Storage::Managed, Compression::None, Second);
+    delta.base = First;
+    const PackReport report = TreeWriter::PackRelease(delta);
+    EXPECT_EQ(report.kept, 1u);
+    EXPECT_EQ(report.managed, 2u);
+    EXPECT_EQ(report.storedSize, 7u);
+    EXPECT_EQ(File("same", Second), File("same", First));
+    EXPECT_EQ(File("changed", Second).version, Second);
+    EXPECT_EQ(ReadBack("same", Second), "same");
+    EXPECT_EQ(ReadBack("changed", Second), "new");
+    EXPECT_EQ(ReadBack("gone", Second), "<cannot be opened>");
+    EXPECT_EQ(ReadBack("changed", First), "old");
+}
+
+TEST_F(ReleasePackerTest, ADeltaOfADeltaReachesBackToTheFirstRelease)
+{
+    mTree.Write("source/a", "1");
+    mTree.Write("source/b", "1");
+    mTree.Write("source/c", "1");
+    TreeWriter::PackRelease(Request(Storage::Archive));
+    for (const auto &[release, path] : {std::pair{Second, "source/b"}, {Third, "source/c"}})
+    {
+        mTree.Write(path, "changed");
+        PackRequest delta = Request(Storage::Archive, Compression::None, release);
+        delta.base = release - 1;
+        TreeWriter::PackRelease(delta);
+    }
+    EXPECT_EQ(File("a", Third).version, First);
+    EXPECT_EQ(File("b", Third).version, Second);
+    EXPECT_EQ(File("c", Third).version, Third);
+    EXPECT_EQ(ReadBack("a", Third) + ReadBack("b", Third) + ReadBack("c", Third), "1changedchanged");
+}
+
+TEST_F(ReleasePackerTest, AnUnchangedNakedFileIsCopiedIntoTheNewReleaseAndKeepsItsVersion)
+{
+    mTree.Write("source/a", "x");
+    TreeWriter::PackRelease(Request(Storage::Naked));
+    PackRequest delta = Request(Storage::Naked, Compression::None, Second);
+    delta.base = First;
+    TreeWriter::PackRelease(delta);
+    EXPECT_EQ(mTree.Read("MORV/projects/game/releases/1.0.0.1/deploy/a"), "x");
+    EXPECT_EQ(File("a", Second).version, First);
+}
+
+TEST_F(ReleasePackerTest, AFileThatTheBaseHasLostIsStoredAnew)
+{
+    mTree.Write("source/a", "x");
+    TreeWriter::PackRelease(Request(Storage::Archive));
+    mTree.Remove("MORV/projects/game/filearchives/1.0.0.0/files-0001.vka.dat");
+    PackRequest delta = Request(Storage::Archive, Compression::None, Second);
+    delta.base = First;
+    EXPECT_EQ(TreeWriter::PackRelease(delta).kept, 0u);
+    EXPECT_EQ(ReadBack("a", Second), "x");
+}
+
+TEST_F(ReleasePackerTest, AFileWhoseSpellingChangedIsStoredAnew)
+{
+    mTree.Write("source/name", "x");
+    TreeWriter::PackRelease(Request(Storage::Managed));
+    mTree.Remove("source/name");
+    mTree.Write("source/Name", "x");
+    PackRequest delta = Request(Storage::Managed, Compression::None, Second);
+    delta.base = First;
+    EXPECT_EQ(TreeWriter::PackRelease(delta).kept, 0u);
+    EXPECT_EQ(ReadBack("name", Second), "x");
+}
+
+TEST_F(ReleasePackerTest, RefusesABaseThatIsNotThereOrIsTheReleaseItself)
+{
+    mTree.Write("source/a", "x");
+    PackRequest request = Request(Storage::Naked);
+    request.base = Second;
+    ExpectRefusal(request, "has no release 1.0.0.1 to be the base");
+    request.base = First;
+    ExpectRefusal(request, "its own base");
+}
+
+TEST_F(ReleasePackerTest, RefusesAReleaseThatIsThereAndLeavesItAlone)
+{
+    mTree.Write("source/a", "old");
+    TreeWriter::PackRelease(Request(Storage::Archive));
+    mTree.Write("source/a", "new");
+    ExpectRefusal(Request(Storage::Naked), "is already there");
+    EXPECT_EQ(ReadBack("a"), "old");
+}
+
+TEST_F(ReleasePackerTest, ReplacesAReleaseWholeWhenAsked)
+{
+    mTree.Write("source/a", "old");
+    mTree.Write("source/gone", "x");
+    TreeWriter::PackRelease(Request(Storage::Archive));
+    mTree.Write("source/a", "new");
+    mTree.Remove("source/gone");
+    PackRequest replacement = Request(Storage::Managed);
+    replacement.replace = true;
+    TreeWriter::PackRelease(replacement);
+    EXPECT_EQ(ReadBack("a"), "new");
+    EXPECT_FALSE(mTree.Exists("MORV/projects/game/filearchives/1.0.0.0"));
+    EXPECT_EQ(ProjectEntries(), (std::vector<std::string>{"filearchives", "managedfiles", "releases"}));
+}
+
+TEST_F(ReleasePackerTest, NeverTakesFilesFromUnderAReleaseThatIsServedFromThem)
+{
+    mTree.Write("source/a", "x");
+    TreeWriter::PackRelease(Request(Storage::Archive));
+    PackRequest delta = Request(Storage::Archive, Compression::None, Second);
+    delta.base = First;
+    TreeWriter::PackRelease(delta);
+    PackRequest replacement = Request(Storage::Archive);
+    replacement.replace = true;
+    ExpectRefusal(replacement, "release 1.0.0.1 of game is served from its files");
+    EXPECT_EQ(ReadBack("a", Second), "x");
+}
+
+TEST_F(ReleasePackerTest, RefusesAVersionWhoseFilesAreThereWithoutARelease)
+{
+    mTree.Write("source/a", "x");
+    mTree.Write("MORV/projects/game/managedfiles/1.0.0.0/other", "y");
+    ExpectRefusal(Request(Storage::Naked), "though no release of it");
+}
+
+TEST_F(ReleasePackerTest, AFailureOnTheWayLeavesNoReleaseAndNoRemains)
+{
+    mTree.Write("source/a", "x");
+    mTree.Write("MORV/projects/game/managedfiles", "a file where a directory must go");
+    EXPECT_ANY_THROW(TreeWriter::PackRelease(Request(Storage::Managed)));
+    EXPECT_FALSE(mTree.Exists("MORV/projects/game/releases/1.0.0.0/releasemanifest"));
+    EXPECT_EQ(ProjectEntries(), std::vector<std::string>{"managedfiles"});
+}
+
+TEST_F(ReleasePackerTest, RefusesASourceAndATreeInsideEachOther)
+{
+    mTree.Write("MORV/source/a", "x");
+    PackRequest inside = Request(Storage::Naked);
+    inside.source = mTree.Path("MORV/source");
+    ExpectRefusal(inside, "lie inside each other");
+    PackRequest around = Request(Storage::Naked);
+    around.source = mTree.Root();
+    ExpectRefusal(around, "lie inside each other");
+}
+
+TEST_F(ReleasePackerTest, APathThatIsTooLongOnDiskIsRefusedUnlessItGoesIntoAnArchive)
+{
+    std::string path;
+    while (path.size() < 900)
+    {
+        path.append(99, 'd').append("/");
+    }
+    path.append(1000 - path.size(), 'f');
+    mTree.Write("source/" + path, "x");
+    ExpectRefusal(Request(Storage::Naked), "longer than 1023 bytes");
+    ExpectRefusal(Request(Storage::Managed), "longer than 1023 bytes");
+    TreeWriter::PackRelease(Request(Storage::Archive));
+    EXPECT_EQ(ReadBack(path), "x");
+}
+
+TEST_F(ReleasePackerTest, RefusesARootWhosePathLeavesNoRoomForAManifest)
+{
+    mTree.Write("source/a", "x");
+    PackRequest request = Request(Storage::Archive);
+    std::string root = mTree.Root();
+    root.append("/").append(250, 'a').append("/").append(250, 'b').append("/").append(250, 'c');
+    request.root = root.append("/").append(220, 'd').append("/MORV");
+    ExpectRefusal(request, "root with a shorter path");
+}
+} // namespace
+} // namespace Keld::Test

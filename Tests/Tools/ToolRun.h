@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Keld::Test
+{
+/// What one run of the command line tool gave.
+struct ToolResult
+{
+    int exitCode = -1; ///< -1 when it did not end by itself
+    std::string out;
+    std::string error;
+};
+
+/// Runs the tool as a process of its own, in `directory`.
+ToolResult RunMorv(const std::string &directory, const std::vector<std::string> &arguments);
+} // namespace Keld::Test

@@ -1,0 +1,92 @@
+#include "Tools/morv/Console.h"
+
+#include "KeldFoundation/logger/IKeldLogger.h"
+#include "KeldMorvIO/Public/KeldMorvIO.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+
+namespace Keld::Morv
+{
+namespace
+{
+enum class LogView
+{
+    Hidden,
+    Failures,
+    Everything
+};
+
+LogView gLogView = LogView::Failures;
+
+KeldGroupMask RegisterGroup(const char *)
+{
+    return KeldGroupMask{0x100, 0};
+}
+
+/// A line of the library is "<signature>: <message>". The signature is for its developers.
+const char *MessageOf(const char *line)
+{
+    const char *end = std::strstr(line, ": ");
+    return end != nullptr ? end + 2 : line;
+}
+
+__attribute__((format(printf, 4, 0))) void LogLine(int32_t severity, uint32_t, uint32_t, const char *format,
+                                                   va_list arguments)
+{
+    char line[8192];
+    std::vsnprintf(line, sizeof line, format, arguments);
+    if (gLogView == LogView::Everything)
+    {
+        std::fprintf(stderr, "%s\n", line);
+    }
+    else if (gLogView == LogView::Failures && severity > 0)
+    {
+        std::fprintf(stderr, "morv: %s\n", MessageOf(line));
+    }
+}
+
+constexpr IKeldLogger MakeLogger()
+{
+    IKeldLogger logger{};
+    logger.RegisterGroup = RegisterGroup;
+    logger.Log = LogLine;
+    return logger;
+}
+
+constexpr IKeldLogger ConsoleLogger = MakeLogger();
+} // namespace
+
+void PrintError(const std::string &text)
+{
+    for (std::size_t begin = 0; begin <= text.size();)
+    {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        std::fprintf(stderr, "morv: %s\n", text.substr(begin, end - begin).c_str());
+        begin = end + 1;
+    }
+}
+
+void ShowLibraryLog(bool everything)
+{
+    gLogView = everything ? LogView::Everything : LogView::Failures;
+    MorvSetLogger(&ConsoleLogger);
+}
+
+void HideLibraryLog()
+{
+    gLogView = LogView::Hidden;
+}
+
+void FlushOutput()
+{
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+    {
+        throw std::runtime_error(std::string("cannot write to standard output: ") + std::strerror(errno));
+    }
+}
+} // namespace Keld::Morv

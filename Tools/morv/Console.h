@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+
+namespace Keld::Morv
+{
+/// How a run of the tool ended, for the shell.
+enum ExitCode : int
+{
+    ExitDone = 0,
+    ExitRefused = 1, ///< not found, or not done, and standard error says why
+    ExitUsage = 2    ///< the command line cannot be understood
+};
+
+/// Writes to standard error, each line behind the tool's name.
+void PrintError(const std::string &text);
+
+/// Sends what the library logs to standard error: warnings and errors in short, or everything as it stands.
+void ShowLibraryLog(bool everything);
+
+/// Keeps what the library logs from now on to itself.
+void HideLibraryLog();
+
+/// Pushes everything out to standard output. Throws std::runtime_error when that cannot take it, as a full disk.
+void FlushOutput();
+} // namespace Keld::Morv

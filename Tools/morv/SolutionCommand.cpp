@@ -1,0 +1,229 @@
+#include "Tools/morv/Commands.h"
+#include "Tools/morv/PackOptions.h"
+
+#include "Tools/TreeReader/DeploymentTree.h"
+#include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeWriter/FileOutput.h"
+#include "Tools/TreeWriter/SolutionWriter.h"
+#include "Tools/TreeWriter/TreeNames.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <charconv>
+#include <memory>
+
+namespace Keld::Morv
+{
+namespace fs = std::filesystem;
+using TreeReader::DeploymentTree;
+using TreeReader::TreeError;
+using TreeWriter::SolutionConfiguration;
+using TreeWriter::SolutionContents;
+using TreeWriter::SolutionProject;
+
+namespace
+{
+struct SolutionOptions
+{
+    std::string root;
+    std::string name;
+    std::string release;
+    std::vector<std::string> projects;
+    std::vector<std::string> configurations;
+    std::string use;
+    bool force = false;
+};
+
+std::vector<std::string> SplitAtCommas(const std::string &text)
+{
+    std::vector<std::string> parts;
+    for (std::size_t begin = 0; begin < text.size();)
+    {
+        const std::size_t end = std::min(text.find(',', begin), text.size());
+        parts.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return parts;
+}
+
+SolutionProject ParseProject(const std::string &text)
+{
+    const std::size_t equals = text.find('=');
+    const std::size_t colon = text.find(':', equals == std::string::npos ? 0 : equals);
+    SolutionProject project;
+    const char *end = text.data() + text.size();
+    const bool parsed = equals != std::string::npos && equals > 0 && colon != std::string::npos;
+    const auto priority = std::from_chars(parsed ? text.data() + colon + 1 : end, end, project.priority);
+    if (!parsed || priority.ec != std::errc() || priority.ptr != end)
+    {
+        throw UsageError("\"" + text + "\" is no project: NAME=VERSION:PRIORITY, as in client=1.0.0.7:10");
+    }
+    project.name = text.substr(0, equals);
+    project.version = ParseVersionOption(text.substr(equals + 1, colon - equals - 1));
+    return project;
+}
+
+SolutionConfiguration ParseConfiguration(const std::string &text)
+{
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos || equals == 0)
+    {
+        throw UsageError("\"" + text + "\" is no configuration: NAME=PROJECT,PROJECT, as in default=client,data");
+    }
+    return SolutionConfiguration{text.substr(0, equals), SplitAtCommas(text.substr(equals + 1))};
+}
+
+SolutionContents ParseSolution(const SolutionOptions &options)
+{
+    SolutionContents solution;
+    solution.name = options.name;
+    solution.release = ParseVersionOption(options.release);
+    for (const std::string &project : options.projects)
+    {
+        solution.projects.push_back(ParseProject(project));
+    }
+    for (const std::string &configuration : options.configurations)
+    {
+        solution.configurations.push_back(ParseConfiguration(configuration));
+    }
+    return solution;
+}
+
+/// The projects in use: those of --use, else those of the first configuration, else all.
+SolutionConfiguration ChooseConfiguration(const SolutionOptions &options, const SolutionContents &solution)
+{
+    const bool hasConfiguration = !solution.configurations.empty();
+    SolutionConfiguration chosen;
+    chosen.name = hasConfiguration ? solution.configurations.front().name : "default";
+    if (!options.use.empty())
+    {
+        chosen.projects = SplitAtCommas(options.use);
+    }
+    else if (hasConfiguration)
+    {
+        chosen.projects = solution.configurations.front().projects;
+    }
+    else
+    {
+        for (const SolutionProject &project : solution.projects)
+        {
+            chosen.projects.push_back(project.name);
+        }
+    }
+    return chosen;
+}
+
+void RequireProjectsInUse(const SolutionContents &solution, const SolutionConfiguration &configuration)
+{
+    for (const std::string &name : configuration.projects)
+    {
+        const bool known = std::any_of(solution.projects.begin(), solution.projects.end(),
+                                       [&](const auto &project)
+                                       {
+                                           return TreeReader::EqualsIgnoringCase(project.name, name);
+                                       });
+        if (!known)
+        {
+            throw TreeError("\"" + name + "\" is to be used but is no project of the solution: add --project " + name +
+                            "=VERSION:PRIORITY");
+        }
+    }
+}
+
+/// One release that is missing keeps the whole solution from starting.
+void RequireReleases(const DeploymentTree &tree, const SolutionContents &solution)
+{
+    for (const SolutionProject &project : solution.projects)
+    {
+        TreeWriter::RequireUsableName("project", project.name);
+        const fs::path manifest = tree.ReleaseManifest(project.name, project.version);
+        std::error_code error;
+        if (!fs::exists(manifest, error))
+        {
+            throw TreeError("there is no release " + FormatVersion(project.version) + " of " + project.name +
+                            ", and without it the solution would not start: make it with \"morv pack\" (" +
+                            manifest.string() + " is missing)");
+        }
+    }
+}
+
+ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &solution)
+{
+    const DeploymentTree tree(TreeWriter::RequireUsableRoot(options.root));
+    TreeWriter::RequireUsableName("solution", solution.name);
+    TreeWriter::RequireRootForSolutions(tree.GetRoot());
+    RequireReleases(tree, solution);
+    const SolutionConfiguration configuration = ChooseConfiguration(options, solution);
+    RequireProjectsInUse(solution, configuration);
+
+    const fs::path release = tree.Solution(solution.name, solution.release);
+    const fs::path manifest = release / TreeReader::SolutionManifestName;
+    if (fs::exists(manifest) && !options.force)
+    {
+        throw TreeError("release " + options.release + " of the solution " + solution.name +
+                        " is already there: choose another --release, or replace it with --force");
+    }
+    const std::string solutionText = TreeWriter::BuildSolutionManifest(solution);
+    const std::string configurationText = TreeWriter::BuildConfigurationManifest(configuration);
+    fs::create_directories(release / "deploy");
+    TreeWriter::ReplaceFile(release / TreeReader::ConfigurationManifestName, configurationText);
+    TreeWriter::ReplaceFile(manifest, solutionText);
+    fmt::print("{} {}: {} projects, {} in use\n  {}\n", solution.name, options.release, solution.projects.size(),
+               configuration.projects.size(), release.string());
+    return ExitDone;
+}
+
+ExitCode MakeSolution(const SolutionOptions &options)
+{
+    try
+    {
+        return WriteSolution(options, ParseSolution(options));
+    }
+    catch (const UsageError &error)
+    {
+        PrintError(error.what());
+        PrintError("try \"morv solution --help\"");
+        return ExitUsage;
+    }
+}
+} // namespace
+
+void AddSolutionCommand(CLI::App &app, const GlobalOptions &, Command &chosen)
+{
+    CLI::App *command = app.add_subcommand("solution", "Bind releases of several projects into one file system");
+    const auto solution = std::make_shared<SolutionOptions>();
+    command->add_option("--root", solution->root, "The deployment tree, a directory named MORV")
+        ->type_name("DIR")
+        ->required();
+    command->add_option("--name", solution->name, "The solution's name")->type_name("NAME")->required();
+    command->add_option("--release", solution->release, "The solution's release, as in 0.0.1.0")
+        ->type_name("VERSION")
+        ->required();
+    command
+        ->add_option("--project", solution->projects, "A project; the higher its priority, the earlier it is searched")
+        ->type_name("NAME=VERSION:PRIORITY")
+        ->allow_extra_args(false)
+        ->required();
+    command->add_option("--configuration", solution->configurations, "A named set of the projects")
+        ->type_name("NAME=PROJECT,...")
+        ->allow_extra_args(false);
+    command
+        ->add_option("--use", solution->use,
+                     "The projects in use here; without it those of the first configuration, or all")
+        ->type_name("PROJECT,...");
+    command->add_flag("--force", solution->force, "Replace a release of the solution that is already there");
+    command->footer("\nWhere projects hold the same path, the one with the highest priority wins.\n"
+                    "\nExample:\n"
+                    "  morv solution --root /srv/MORV --name suite --release 0.0.1.0 --project client=1.0.0.7:10 \\\n"
+                    "      --project data=1.2.0.3:20 --configuration default=client,data --use client,data");
+    command->callback(
+        [&chosen, solution]
+        {
+            chosen = [solution]
+            {
+                return MakeSolution(*solution);
+            };
+        });
+}
+} // namespace Keld::Morv

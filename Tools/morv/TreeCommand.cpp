@@ -1,0 +1,80 @@
+#include "Tools/morv/Commands.h"
+#include "Tools/morv/Library.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <memory>
+
+namespace Keld::Morv
+{
+namespace
+{
+struct Totals
+{
+    uint64 directories = 0;
+    uint64 files = 0;
+    uint64 bytes = 0;
+};
+
+bool PrintDirectory(const Library &library, const std::string &path, const std::string &indent, Totals &totals)
+{
+    std::vector<Library::Entry> entries;
+    const bool found = library.Enumerate(path, "*",
+                                         [&entries](const Library::Entry &entry)
+                                         {
+                                             entries.push_back(entry);
+                                         });
+    for (const Library::Entry &entry : entries)
+    {
+        const bool last = &entry == &entries.back();
+        fmt::print("{}{}{}{}\n", indent, last ? "└── " : "├── ", entry.name, entry.isDirectory ? "/" : "");
+        if (entry.isDirectory)
+        {
+            ++totals.directories;
+            PrintDirectory(library, JoinVirtual(path, entry.name), indent + (last ? "    " : "│   "), totals);
+        }
+        else
+        {
+            ++totals.files;
+            totals.bytes += entry.size;
+        }
+    }
+    return found;
+}
+
+ExitCode Tree(const std::string &workingDirectory, const std::string &typed)
+{
+    const Library library(workingDirectory);
+    const std::string path = VirtualPath(typed);
+    Totals totals;
+    if (!library.IsDirectory(path))
+    {
+        PrintError(typed + ": is no directory here; \"morv tree\" without a path shows all there is");
+        return ExitRefused;
+    }
+    fmt::print("{}\n", path.empty() ? "/" : path + "/");
+    PrintDirectory(library, path, "", totals);
+    fmt::print("\n{} directories, {} files, {} bytes\n", totals.directories, totals.files, totals.bytes);
+    return ExitDone;
+}
+} // namespace
+
+void AddTreeCommand(CLI::App &app, const GlobalOptions &options, Command &chosen)
+{
+    CLI::App *command = app.add_subcommand("tree", "Draw a directory and all below it");
+    const auto path = std::make_shared<std::string>();
+    command->add_option("PATH", *path, "Virtual path of a directory; without one, the root");
+    command->footer("\nExamples:\n"
+                    "  morv tree\n"
+                    "  morv -C /srv/MORV/projects/client/releases/1.0.0.0 tree textures");
+    command->callback(
+        [&options, &chosen, path]
+        {
+            chosen = [&options, path]
+            {
+                return Tree(options.ResolvedDirectory(), *path);
+            };
+        });
+}
+} // namespace Keld::Morv
