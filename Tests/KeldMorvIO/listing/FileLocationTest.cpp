@@ -61,6 +61,15 @@ TEST_F(FileLocationTest, LogsEachFileThatIsMissingAndGoesOn)
                     Missing("Missing managed file: " + mProject + "/managedfiles/1.0.0.0/data/c")});
 }
 
+TEST_F(FileLocationTest, GivesMissingFilesInTheOrderOfTheFileTableAndLogsThemInThatOfTheTree)
+{
+    LocatedFiles located;
+    Locate(ManifestImage().File("z/1").File("y/1"), located);
+    EXPECT_THAT(located.missing, ElementsAre(0, 1));
+    mLog.ExpectAll({Missing("Missing naked file: " + mProject + "/releases/1.0.0.0/deploy/y/1"),
+                    Missing("Missing naked file: " + mProject + "/releases/1.0.0.0/deploy/z/1")});
+}
+
 TEST_F(FileLocationTest, CountsADirectoryAsMissingAndASocketAsThere)
 {
     mTree.MakeDirectory("projects/atlas/releases/1.0.0.0/deploy/a");

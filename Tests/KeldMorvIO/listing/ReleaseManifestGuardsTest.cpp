@@ -170,6 +170,8 @@ TEST_P(ReleaseManifestGuardsTest, RefusesTheRootAsAChild)
     ManifestImage image = mImage;
     image.Patch(Directory("a/c") + FirstSubdirectory, 0).Patch(Directory("a/c") + SubdirectoryCount, 1);
     ExpectRefused(image);
+    image.Patch(Directory("a") + SubdirectoryCount, 0); // no cycle any more, as nobody holds a/c
+    ExpectRefused(image);
 }
 
 TEST_P(ReleaseManifestGuardsTest, RefusesADirectoryThatIsItsOwnChild)
