@@ -2,7 +2,6 @@
 
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/CStd/Hash.h"
-#include "KeldFoundation/file/ByteView.h"
 #include "KeldMorvIO/ReaderLog.h"
 #include "KeldMorvIO/blocks/WholeFile.h"
 
@@ -33,15 +32,17 @@ bool PathsEndInside(const ByteView &image, uint_size listOffset, const ArchivePa
     return true;
 }
 
-/// The text of path `index`, or null when the list has no such path. The list must have passed the check of Read.
-const char *GetPathByIndex(const ArchivePathList *list, uint32 index)
+/// The text of path `index`, or null when the list has no such path. `list` reaches from the path list to the end of
+/// the file, since texts lie behind it at offsets from its start.
+const char *GetPathByIndex(const ByteView &list, uint32 index)
 {
-    if (index >= list->count)
+    const auto *const head = list.At<ArchivePathList>(0);
+    if (head == nullptr || index >= head->count)
     {
         return nullptr;
     }
-    const auto *const paths = reinterpret_cast<const ArchivePathEntry *>(list + 1);
-    return reinterpret_cast<const char *>(list) + paths[index].stringOffset;
+    const auto *const path = list.At<ArchivePathEntry>(sizeof *head + uint_size{index} * sizeof(ArchivePathEntry));
+    return path != nullptr ? list.Text(path->stringOffset) : nullptr;
 }
 } // namespace
 
@@ -176,7 +177,7 @@ void ArchiveFile::GetContents(std::vector<std::string> &paths) const
     const uint32 count = GetEntryCount();
     for (uint32 index = 0; index < count; ++index)
     {
-        const char *const path = GetPathByIndex(mPathList, mEntries[index].pathIndex);
+        const char *const path = GetPathByIndex(GetPathListView(), mEntries[index].pathIndex);
         if (path != nullptr) // a record without a path is a fault of the data, and has nothing to append
         {
             paths.emplace_back(path);
@@ -189,6 +190,16 @@ uint32 ArchiveFile::GetEntryCount() const
     return mFileList != nullptr ? uint32{*mFileList} : 0;
 }
 
+ByteView ArchiveFile::GetPathListView() const
+{
+    if (mPathList == nullptr)
+    {
+        return ByteView();
+    }
+    const uint_size offset = mHeader->pathListOffset;
+    return ByteView(mBuffer.data() + offset, mBuffer.size() - offset);
+}
+
 /// Below, at or above 0 as the record stands before, at or behind the key. One comparison with three answers, and not
 /// two of "less": a record without a path then stands behind every name of its hash, and never equals one.
 int ArchiveFile::CompareEntry(const ArchiveFileEntry &entry, uint32 hash, const char *name) const
@@ -199,7 +210,8 @@ int ArchiveFile::CompareEntry(const ArchiveFileEntry &entry, uint32 hash, const 
         return entryHash < hash ? -1 : 1;
     }
     const uint32 pathIndex = entry.pathIndex;
-    return std_stricmp(pathIndex == ArchivePathOfSearchedName ? name : GetPathByIndex(mPathList, pathIndex), name);
+    return std_stricmp(pathIndex == ArchivePathOfSearchedName ? name : GetPathByIndex(GetPathListView(), pathIndex),
+                       name);
 }
 
 int32 ArchiveFile::FindEntryIndex(uint32 hash, const char *name) const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KeldFoundation/file/ByteView.h"
 #include "KeldMorvIO/ReaderTypes.h"
 #include "KeldMorvIO/archive/ArchiveFormat.h"
 
@@ -56,6 +57,7 @@ public:
 private:
     bool SetViews();
     void ClearViews();
+    ByteView GetPathListView() const;
     int CompareEntry(const ArchiveFileEntry &entry, uint32 hash, const char *name) const;
 
     std::vector<char> mBuffer; ///< the whole index file
