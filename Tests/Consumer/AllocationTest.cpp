@@ -10,8 +10,17 @@ namespace
 thread_local long gAllocations = 0;
 thread_local long gReleases = 0;
 
+// How many allocations of this thread succeed before one fails; negative for all.
+thread_local long gAllocationsLeft = -1;
+
 void *CountedAllocation(std::size_t size)
 {
+    if (gAllocationsLeft == 0)
+    {
+        gAllocationsLeft = -1;
+        throw std::bad_alloc();
+    }
+    gAllocationsLeft -= gAllocationsLeft > 0 ? 1 : 0;
     ++gAllocations;
     void *const memory = std::malloc(size != 0 ? size : 1);
     if (memory == nullptr)
@@ -163,6 +172,44 @@ TEST_F(AllocationTest, AFirstOpenOfAPlainFileAlsoMakesTheVersionOfItsPathAndKeep
         MorvCloseFile(handle);
         EXPECT_EQ(gReleases - releases, 2);
     }
+}
+
+TEST_F(AllocationTest, AnOpenWithoutMemoryForItsHandleIsTakenBack)
+{
+    OpenFileHandle *const first = MorvOpenFile(Naked);
+    ASSERT_NE(first, nullptr);
+    gAllocationsLeft = 0;
+    EXPECT_THROW(MorvOpenFile(Naked), std::bad_alloc);
+    MorvCloseFile(first);
+    LogRecorder::Clear();
+    MorvShutdown();
+    ExpectAll({}); // nothing is left open
+}
+
+TEST_F(AllocationTest, AStartWithoutMemoryForItsLastStepLeavesNothingLoaded)
+{
+    const std::string directory = mTree.Path("projects/atlas/releases/1.0.0.0");
+    const auto start = [&]
+    {
+        MorvShutdown();
+        LogRecorder::Clear();
+        return MorvInitialize(0, 0, 0, directory.c_str());
+    };
+    EXPECT_EQ(start(), S_OK);
+    HRESULT result = E_FAIL;
+    const long allocations = Count(
+        [&]
+        {
+            result = start();
+        });
+    EXPECT_EQ(result, S_OK);
+
+    // The last of them is the count behind the environment, which is whole by then.
+    gAllocationsLeft = allocations - 1;
+    EXPECT_THROW(start(), std::bad_alloc);
+    EXPECT_EQ(gAllocationsLeft, -1);
+    EXPECT_EQ(Initialize(directory), S_OK);
+    EXPECT_EQ(MorvFileExists(Naked), 1u);
 }
 
 TEST_F(AllocationTest, AnOpenThatFindsNothingAllocatesNothing)

@@ -1,5 +1,6 @@
 /* A consumer in C11: starts the library in a directory, reads one file, lists by one pattern. With a directory alone it
-   leaves the messages to the library's own logger. */
+   leaves the messages to the library's own logger. With a directory and a file it ends with the file open and the
+   library running. */
 #include "KeldMorvIO.h"
 
 #include "KeldFoundation/logger/IKeldLogger.h"
@@ -84,6 +85,10 @@ int main(int argumentCount, char **arguments)
     {
         printf("not started: %" PRIx32 "\n", (uint32_t)result);
         status = 1;
+    }
+    else if (argumentCount == 3)
+    {
+        return MorvOpenFile(arguments[2]) != NULL ? 0 : 1;
     }
     else if (hasLogger)
     {

@@ -4,6 +4,7 @@ file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}/Game
 set(cHeaders
     KeldFoundation/logger/IKeldLogTarget.h
     KeldFoundation/logger/IKeldLogger.h
+    KeldMorvIO/Public/KeldLogger.h
     KeldMorvIO/Public/KeldMorvIO.h
 )
 add_library(KeldHeadersAlone OBJECT)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <memory>
 #include <sstream>
@@ -106,7 +107,18 @@ TEST_F(ConsumerInCTest, LeavesWarningsAndErrorsOnStandardErrorWithoutALoggerOfIt
     for (std::size_t index = 0; index < expected.size(); ++index)
     {
         EXPECT_NE(lines[index].find(expected[index]), std::string::npos) << lines[index];
+        EXPECT_EQ(lines[index].find("MRV"), std::string::npos) << "no logger has registered the library's group";
     }
+}
+
+TEST_F(ConsumerInCTest, IsCleanedUpAfterAtTheEndOfTheProcess)
+{
+    const std::string release = mTree.Project("atlas", "1.0.0.0", {{"a.txt", "content"}});
+    const CommandResult run = RunCommand(KELD_CONSUMER_IN_C " '" + release + "' a.txt");
+    EXPECT_EQ(run.status, 0);
+    const std::size_t line = run.output.find("The file was not closed before shutdown.\n");
+    EXPECT_NE(line, std::string::npos) << run.output;
+    EXPECT_EQ(run.output.find('\n') + 1, run.output.size()) << run.output;
 }
 } // namespace
 } // namespace Keld::Test

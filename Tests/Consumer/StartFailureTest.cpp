@@ -347,6 +347,30 @@ TEST_F(StartFailureTest, RefusesASolutionManifestThatEndsInItsHeader)
          Error("Failure to load solution manifest \"" + manifest + "\".", LoadSolutionSignature)});
 }
 
+TEST_F(StartFailureTest, JudgesAMissingCountByTheErrorNumberThatTheConsumerLeaves)
+{
+    const std::string directory = mTree.Solution("suite", "0.0.1.7", {});
+    const std::string solution = directory + "/solutionmanifest";
+    const std::string section = "HRESULT Keld::MORV::Reader::SolutionManifest::LoadConfigurations(FILE *const)";
+    mTree.Disk().Write("MORV/solutions/suite/releases/0.0.1.7/solutionmanifest",
+                       ManifestLines({"MORV Solution Manifest", "1.0.0.0", "suite", "0.0.1.7", "0"}));
+    errno = EXDEV;
+    EXPECT_EQ(MorvInitialize(0, 0, 0, directory.c_str()), E_FAIL);
+    EXPECT_EQ(errno, EXDEV);
+    ExpectStart(directory, mTree.Root(),
+                {Progress("(\"" + solution + "\")", SolutionSignature), Error(Text(EXDEV), section),
+                 Error("fgets failed while reading project count", section),
+                 Error("Failed to load configurations", SolutionSignature),
+                 Error("Failure to load solution manifest \"" + solution + "\".", LoadSolutionSignature)},
+                NotLoaded());
+
+    errno = 0;
+    EXPECT_EQ(MorvInitialize(0, 0, 0, directory.c_str()), S_OK);
+    ExpectStart(directory, mTree.Root(),
+                {Progress("(\"" + solution + "\")", SolutionSignature), Progress(Text(0), section),
+                 Progress("(\"" + directory + "/configurationmanifest\")", ConfigurationSignature)});
+}
+
 TEST_F(StartFailureTest, RefusesADamagedConfigurationManifest)
 {
     const std::string directory = mTree.Solution("suite", "0.0.1.7", {});

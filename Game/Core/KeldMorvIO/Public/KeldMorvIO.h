@@ -56,7 +56,7 @@ extern "C"
     /// An enumeration of one directory. Made by MorvFindFirstFile, ended by MorvFindClose.
     typedef struct FindHandle FindHandle;
 
-    /// A logger's table of 26 function pointers: KeldLogger.h declares it and gives access to the library's own.
+    /// A logger's table of 26 function pointers. KeldLogger.h declares it.
     typedef struct IKeldLogger IKeldLogger;
 
     /// Starts the library for the release that a directory lies in.
