@@ -428,6 +428,31 @@ TEST_F(ArchivedFilesTest, ReportsOpenFilesOfAllFormsWhenTheListingGoes)
     EXPECT_EQ(CountDescriptors(), before);
 }
 
+TEST_F(ArchivedFilesTest, LooksAtTheHandleBeforeTheFormWhenItReads)
+{
+    for (const uint32 tag : {CompressionNone, CompressionZlib, CompressionLzma})
+    {
+        const ProjectListing::ArchiveFile record(AsyncFile::Null, 0, tag, 10);
+        uint32 bytesRead = Untouched;
+        char byte = '#';
+        EXPECT_FALSE(record.Read(0, 1, &bytesRead, &byte));
+        EXPECT_EQ(bytesRead, Untouched);
+        mLog.ExpectAll({Error("A null file handle was passed to Read.",
+                              "bool Keld::MORV::Reader::ProjectListing::ArchiveFile::Read(uint64, uint32, uint32 *, "
+                              "void *) const")});
+    }
+}
+
+TEST_F(ArchivedFilesTest, RefusesAnOffsetThatNoFileCanHave)
+{
+    mTree.Archived("a", "aaaa").Archived("b", "bbbb");
+    Load();
+    EXPECT_FALSE(ReadAt("b", uint64{1} << 63, 4).success);
+    // The sum of both offsets has 64 bits, and wraps there alone.
+    EXPECT_EQ(ReadAt("b", ~uint64{0} - 3, 4).bytes, "aaaa");
+    EXPECT_EQ(ReadAt("b", uint64{1} << 32, 4).bytesRead, 0u);
+}
+
 /// Occupies a descriptor's number as soon as a line is logged, to show whether it is closed a second time.
 struct NumberTaker
 {

@@ -1,5 +1,5 @@
+#include "KeldFoundation/logger/Log.h"
 #include "KeldMorvIO/listing/ProjectListing.h"
-
 #include "ListingTree.h"
 #include "Support/CompressedStream.h"
 #include "Support/ReaderLogCapture.h"
@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 namespace Keld::MORV::Reader
@@ -104,6 +106,87 @@ TEST_F(ListingThreadsTest, ReadersShareOneOpenFile)
     EXPECT_EQ(failures, 0);
     listing->Close(entries[0]);
     listing->Close(entries[1]);
+}
+
+/// A logger that holds the first line back, and with it whoever logs, until it is told to go on.
+struct Gate
+{
+    static void Log(std::int32_t, std::uint32_t, std::uint32_t, const char *, va_list)
+    {
+        std::unique_lock<std::mutex> lock(sMutex);
+        sReached = true;
+        sChanged.notify_all();
+        sChanged.wait(lock,
+                      []
+                      {
+                          return sOpen;
+                      });
+    }
+
+    static void WaitUntilReached()
+    {
+        std::unique_lock<std::mutex> lock(sMutex);
+        sChanged.wait(lock,
+                      []
+                      {
+                          return sReached;
+                      });
+    }
+
+    static void Open()
+    {
+        const std::lock_guard<std::mutex> lock(sMutex);
+        sOpen = true;
+        sChanged.notify_all();
+    }
+
+    static inline std::mutex sMutex;
+    static inline std::condition_variable sChanged;
+    static inline bool sReached = false;
+    static inline bool sOpen = false;
+};
+
+TEST_F(ListingThreadsTest, AFirstOpenHoldsUpOtherOpensButNeitherReadsNorLookups)
+{
+    mTree.Naked("lost", "L").Naked("open", "already open").Naked("other", "O");
+    const auto listing = mTree.Load();
+    ASSERT_NE(listing, nullptr);
+    const FileEntry *const open = listing->FindEntry("open");
+    ASSERT_TRUE(listing->Open(open));
+    mTree.Disk().Remove(ListingTree::NakedPath("lost"));
+    Gate::sReached = Gate::sOpen = false;
+    static IKeldLogger table{};
+    table.Log = Gate::Log;
+    SetCurrentLogger(&table);
+
+    // The first open fails, and its line keeps it inside.
+    std::thread slow(
+        [&]
+        {
+            EXPECT_FALSE(listing->Open(listing->FindEntry("lost")));
+        });
+    Gate::WaitUntilReached();
+    std::atomic<bool> otherIsOpen = false;
+    std::thread waiting(
+        [&]
+        {
+            otherIsOpen = listing->Open(listing->FindEntry("other"));
+        });
+    EXPECT_EQ(ReadWhole(*listing, open), "already open");
+    EXPECT_EQ(NamesIn(listing->FindEntry("")).size(), 3u);
+    for (int turn = 0; turn < 1000; ++turn)
+    {
+        std::this_thread::yield();
+    }
+    EXPECT_FALSE(otherIsOpen);
+
+    Gate::Open();
+    slow.join();
+    waiting.join();
+    EXPECT_TRUE(otherIsOpen);
+    SetCurrentLogger(LogRecorder::Table());
+    listing->Close(listing->FindEntry("other"));
+    listing->Close(open);
 }
 
 TEST_F(ListingThreadsTest, LookupsAndWalksRunWhileFilesAreOpened)
