@@ -103,6 +103,9 @@ void WriteTexts()
     Write("PathFuzzer", "seed-does-not-fit",
           "\x04"
           "abcd\nefgh\n\n?");
+    Write("WorkingDirectoryFuzzer", "seed-project", "/srv/MORV/projects/atlas/releases/1.0.0.7/deploy");
+    Write("WorkingDirectoryFuzzer", "seed-solution", "/srv/MORV/solutions/game/releases/0.0.1.0/");
+    Write("WorkingDirectoryFuzzer", "seed-incomplete", "\\\\srv\\MORV\\projects//atlas");
     Write("VersionTextFuzzer", "seed-version", "1.2.3.255");
     Write("VersionTextFuzzer", "seed-wide", "65535.0.1.2 and more");
     Write("VersionTextFuzzer", "seed-overflow", "4294967297.1.2.3");
