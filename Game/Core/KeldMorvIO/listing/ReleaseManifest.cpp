@@ -1,6 +1,7 @@
 #include "KeldMorvIO/listing/ReleaseManifest.h"
 
 #include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/CStd/FileMode.h"
 #include "KeldFoundation/file/ByteView.h"
 #include "KeldMorvIO/ReaderLog.h"
 #include "KeldMorvIO/listing/ReleaseManifestFormat.h"
@@ -59,7 +60,12 @@ bool ReportReadFailure(int streamError)
 /// read, nor is memory taken for the size that they do not have.
 bool IsNoFile(const char *filename, uint32 size)
 {
-    return size == FileSizeUnknown && std_access(filename, 0) && !std_file_exists(filename);
+    if (size != FileSizeUnknown)
+    {
+        return false;
+    }
+    const FileStatus status = GetFileStatus(filename);
+    return status.exists && !IsRegularMode(status.mode);
 }
 
 /// An image of 2^31 bytes or more is never valid, so that no more of it is read than is looked at before that shows.
