@@ -1,8 +1,10 @@
 #include "Support/CompressedStream.h"
 
 #include <algorithm>
+#include <functional>
 #include <random>
 #include <stdexcept>
+#include <vector>
 
 #include <lzma.h>
 #include <zlib.h>
@@ -26,14 +28,10 @@ std::uint32_t DictionarySize(std::uint8_t property)
 
 std::string RandomBytes(std::size_t size, std::uint32_t seed)
 {
-    std::mt19937 generator(seed);
-    std::string bytes(size, '\0');
-    std::generate(bytes.begin(), bytes.end(),
-                  [&generator]
-                  {
-                      return static_cast<char>(generator() >> 24);
-                  });
-    return bytes;
+    std::mt19937_64 generator(seed);
+    std::vector<std::uint64_t> words(size / 8 + 1);
+    std::generate(words.begin(), words.end(), std::ref(generator));
+    return std::string(reinterpret_cast<const char *>(words.data()), size);
 }
 
 std::string PatternedBytes(std::size_t size, std::uint32_t seed)

@@ -316,10 +316,11 @@ TEST_F(UncompressedBlocksTest, ReadsAPlainPathAndClosesIt)
 
 TEST_F(UncompressedBlocksTest, CountsItsBlocksInMoreThanThirtyTwoBits)
 {
-    UncompressedBlocks blocks(0x80000001);
-    blocks.Allocate(0x80000000);
-    char byte = 0;
-    EXPECT_EQ(blocks.Read(&byte, 0x7FFFFFFF, 1), 1U);
+    Open("0123456789");
+    UncompressedBlocks blocks(0xFFFFFFFF);
+    EXPECT_TRUE(blocks.FromFile(mFile, 3, 2));
+    EXPECT_EQ(ReadAll(blocks, 0, 20), "34");
+    EXPECT_EQ(ReadAll(blocks, 1, 20), "4");
 }
 } // namespace
 } // namespace Keld::MORV::Reader

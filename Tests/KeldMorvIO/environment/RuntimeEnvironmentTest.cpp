@@ -1,0 +1,280 @@
+#include "KeldMorvIO/environment/RuntimeEnvironment.h"
+
+#include "KeldMorvIO/environment/MultiListingIterator.h"
+#include "Support/DeploymentTree.h"
+#include "Support/ReaderLogCapture.h"
+
+#include <gtest/gtest.h>
+
+namespace Keld::Test
+{
+namespace
+{
+using namespace MORV::Reader;
+
+class RuntimeEnvironmentTest : public testing::Test
+{
+protected:
+    struct Parsed
+    {
+        bool known = false;
+        RuntimeEnvironment::RuntimeType type = RuntimeEnvironment::RuntimeTypeSolution;
+        std::string name = "before";
+        MorvVersion version = 77;
+    };
+
+    static Parsed Parse(const std::string &path)
+    {
+        Parsed parsed;
+        parsed.known =
+            RuntimeEnvironment::GetProjectTypeNameAndVersion(path.c_str(), parsed.type, parsed.name, parsed.version);
+        return parsed;
+    }
+
+    static void ExpectRelease(const std::string &path, RuntimeEnvironment::RuntimeType type, const std::string &name,
+                              MorvVersion version)
+    {
+        SCOPED_TRACE(path);
+        const Parsed parsed = Parse(path);
+        EXPECT_TRUE(parsed.known);
+        EXPECT_EQ(parsed.type, type);
+        EXPECT_EQ(parsed.name, name);
+        EXPECT_EQ(parsed.version, version);
+    }
+
+    // A project without a manifest gives an environment all the same, which tells what was made of the path.
+    static std::unique_ptr<RuntimeEnvironment> Create(const std::string &path)
+    {
+        return std::unique_ptr<RuntimeEnvironment>(RuntimeEnvironment::Create(path.c_str()));
+    }
+
+    static void ExpectRoot(const std::string &path, const std::string &root, const std::string &deployRoot)
+    {
+        SCOPED_TRACE(path);
+        const std::unique_ptr<RuntimeEnvironment> environment = Create(path);
+        ASSERT_NE(environment, nullptr);
+        EXPECT_EQ(environment->GetMorvRoot(), root);
+        EXPECT_EQ(environment->GetDeployRoot(), deployRoot);
+        EXPECT_TRUE(environment->GetListings().empty());
+    }
+
+    DeploymentTree mTree;
+    ReaderLogCapture mLog;
+};
+
+TEST_F(RuntimeEnvironmentTest, ReadsKindNameAndVersion)
+{
+    ExpectRelease("/a/MORV/projects/x/releases/1.2.3.4", RuntimeEnvironment::RuntimeTypeProject, "x", 0x01020304);
+    ExpectRelease("/a/MORV/projects/x/releases/1.2.3.4/", RuntimeEnvironment::RuntimeTypeProject, "x", 0x01020304);
+    ExpectRelease("/a/MORV/projects/x/releases/1.2.3.4/deploy/sub", RuntimeEnvironment::RuntimeTypeProject, "x",
+                  0x01020304);
+    ExpectRelease("/a/MORV/solutions/suite/releases/0.0.1.7/deploy", RuntimeEnvironment::RuntimeTypeSolution, "suite",
+                  0x00000107);
+    mLog.ExpectAll({});
+}
+
+TEST_F(RuntimeEnvironmentTest, SkipsDirectoriesBetweenNameAndReleases)
+{
+    ExpectRelease("/a/MORV/projects/x/sub/releases/1.2.3.4", RuntimeEnvironment::RuntimeTypeProject, "x", 0x01020304);
+    ExpectRelease("/a/MORV/projects/x/y/z/myreleases/1.2.3.4", RuntimeEnvironment::RuntimeTypeProject, "x", 0x01020304);
+}
+
+TEST_F(RuntimeEnvironmentTest, MatchesKeywordsAsBareTextsAtTheirLastPlace)
+{
+    ExpectRelease("/a/MORV/myprojects/x/releases/1.2.3.4", RuntimeEnvironment::RuntimeTypeProject, "x", 0x01020304);
+    ExpectRelease("/projects/old/releases/9.9.9.9/MORV/projects/x/releases/1.2.3.4",
+                  RuntimeEnvironment::RuntimeTypeProject, "x", 0x01020304);
+    EXPECT_FALSE(Parse("/a/MORV/projects/x/releases/1.2.3.4/deploy/projects/foo").known);
+}
+
+TEST_F(RuntimeEnvironmentTest, TakesAPathWithBothKeywordsForAProject)
+{
+    ExpectRelease("/a/MORV/solutions/projects/releases/1.2.3.4", RuntimeEnvironment::RuntimeTypeProject, "releases",
+                  0x01020304);
+    ExpectRelease("/a/projects/x/releases/1.2.3.4/solutions/y/releases/5.6.7.8", RuntimeEnvironment::RuntimeTypeProject,
+                  "x", 0x01020304);
+}
+
+TEST_F(RuntimeEnvironmentTest, KeepsTheNameWhenALaterStepFails)
+{
+    EXPECT_EQ(Parse("/a/MORV/projects/x/nothing/here").name, "x");
+    EXPECT_EQ(Parse("/a/MORV/projects/x/releases/1.2.3").name, "x");
+    EXPECT_EQ(Parse("/a/MORV/projects/x").name, "before");
+}
+
+TEST_F(RuntimeEnvironmentTest, RefusesAnEmptyName)
+{
+    EXPECT_FALSE(Parse("projects//releases/1.2.3.4").known);
+    mLog.ExpectAll({Error("Failed to determine name and version from the path projects//releases/1.2.3.4")});
+}
+
+TEST_F(RuntimeEnvironmentTest, CutsTheRootBehindTheLastKeyword)
+{
+    ExpectRoot("/a/MORV/projects/x/releases/1.2.3.4", "/a/MORV", "/a/MORV/projects/x/releases/1.2.3.4/deploy");
+    ExpectRoot("/a/MORV/projects/x/releases/1.2.3.4/deploy/", "/a/MORV", "/a/MORV/projects/x/releases/1.2.3.4/deploy");
+    ExpectRoot("/a/MORV/b/MORV/projects/x/releases/1.2.3.4", "/a/MORV/b/MORV",
+               "/a/MORV/b/MORV/projects/x/releases/1.2.3.4/deploy");
+    ExpectRoot("/a/XMORV/projects/x/releases/1.2.3.4", "/a/XMORV", "/a/XMORV/projects/x/releases/1.2.3.4/deploy");
+    ExpectRoot("/a/MORV/projects/x/releases/1.2.3.4/deploy/MORV/", "/a/MORV/projects/x/releases/1.2.3.4/deploy/MORV",
+               "/a/MORV/projects/x/releases/1.2.3.4/deploy/MORV/projects/x/releases/1.2.3.4/deploy");
+    ExpectRoot("MORV/projects/x/releases/1.2.3.4", "MORV", "MORV/projects/x/releases/1.2.3.4/deploy");
+}
+
+TEST_F(RuntimeEnvironmentTest, ConvertsBackslashes)
+{
+    ExpectRoot("C:\\a\\MORV\\projects\\x\\releases\\1.2.3.4", "C:/a/MORV",
+               "C:/a/MORV/projects/x/releases/1.2.3.4/deploy");
+}
+
+TEST_F(RuntimeEnvironmentTest, TakesTheWholePathForTheRootWhereThereIsNone)
+{
+    ExpectRoot("/a/morv/projects/x/releases/1.2.3.4", "/a/morv/projects/x/releases/1.2.3.4",
+               "/a/morv/projects/x/releases/1.2.3.4/projects/x/releases/1.2.3.4/deploy");
+    ExpectRoot("/a/projects/x/releases/1.2.3.4//", "/a/projects/x/releases/1.2.3.4/",
+               "/a/projects/x/releases/1.2.3.4/projects/x/releases/1.2.3.4/deploy");
+}
+
+TEST_F(RuntimeEnvironmentTest, NormalisesTheVersionThatItLooksFor)
+{
+    mTree.Project("atlas", "1.2.3.4", {{"a.txt", "a"}});
+    for (const std::string version : {"1.2.3.4", "01.02.03.04", "1.2.3.4x", "+1.2.3.4-beta"})
+    {
+        const std::unique_ptr<RuntimeEnvironment> environment =
+            Create(mTree.Path("projects/atlas/releases/" + version));
+        ASSERT_NE(environment, nullptr);
+        EXPECT_EQ(environment->GetListings().size(), 1u) << version;
+        EXPECT_EQ(environment->GetVersion(), 0x01020304u);
+    }
+}
+
+TEST_F(RuntimeEnvironmentTest, LoadsTheProjectThroughADirectoryThatTheTreeDoesNotHave)
+{
+    mTree.Project("atlas", "1.2.3.4", {{"a.txt", "a"}});
+    const std::unique_ptr<RuntimeEnvironment> environment =
+        Create(mTree.Path("projects/atlas/sub/releases/1.2.3.4/deploy/deeper"));
+    ASSERT_NE(environment, nullptr);
+    EXPECT_EQ(environment->GetListings().size(), 1u);
+    EXPECT_EQ(environment->GetMorvRoot(), mTree.Root());
+    EXPECT_EQ(environment->GetDeployRoot(), mTree.Path("projects/atlas/releases/1.2.3.4/deploy"));
+}
+
+TEST_F(RuntimeEnvironmentTest, KeepsWhatItHasLoaded)
+{
+    mTree.Project("client", "1.0.0.0", {{"a.txt", "a"}});
+    mTree.Project("data", "2.0.0.0", {{"a.txt", "a"}, {"b.txt", "b"}});
+    const std::unique_ptr<RuntimeEnvironment> environment =
+        Create(mTree.Solution("suite", "0.0.1.7", {{"client", "1.0.0.0", 10}, {"data", "2.0.0.0", 20}}));
+    ASSERT_NE(environment, nullptr);
+    EXPECT_EQ(environment->GetRuntimeType(), RuntimeEnvironment::RuntimeTypeSolution);
+    EXPECT_EQ(environment->GetName(), "suite");
+    EXPECT_EQ(environment->GetVersion(), 0x00000107u);
+    EXPECT_EQ(environment->GetMorvRoot(), mTree.Root());
+    EXPECT_EQ(environment->GetDeployRoot(), mTree.Path("solutions/suite/releases/0.0.1.7/deploy"));
+    ASSERT_EQ(environment->GetListings().size(), 2u);
+    EXPECT_STREQ(environment->GetListings()[0]->GetProjectName(), "data");
+    EXPECT_STREQ(environment->GetListings()[1]->GetProjectName(), "client");
+}
+
+TEST_F(RuntimeEnvironmentTest, FindsTheEntryOfTheFirstListingThatHasThePath)
+{
+    mTree.Project("client", "1.0.0.0", {{"both/x", "a"}, {"client.txt", "c"}});
+    mTree.Project("data", "2.0.0.0", {{"both", "file"}, {"data.txt", "d"}});
+    const std::unique_ptr<RuntimeEnvironment> environment =
+        Create(mTree.Solution("suite", "0.0.1.7", {{"client", "1.0.0.0", 20}, {"data", "2.0.0.0", 10}}));
+    ASSERT_NE(environment, nullptr);
+    ASSERT_EQ(environment->GetListings().size(), 2u);
+    ProjectListing *const client = environment->GetListings()[0];
+    ProjectListing *const data = environment->GetListings()[1];
+
+    EXPECT_EQ(environment->FindEntry("client.txt").first, client);
+    EXPECT_EQ(environment->FindEntry("data.txt").first, data);
+    EXPECT_EQ(environment->FindEntry("").first, client);
+    const auto both = environment->FindEntry("both");
+    EXPECT_EQ(both.first, client);
+    EXPECT_TRUE(ProjectListing::IsDirectory(both.second));
+    const auto none = environment->FindEntry("neither");
+    EXPECT_EQ(none.first, nullptr);
+    EXPECT_EQ(none.second, nullptr);
+}
+
+TEST_F(RuntimeEnvironmentTest, LeavesTheOutParametersAloneWhenItCannotCollect)
+{
+    for (const auto type : {RuntimeEnvironment::RuntimeTypeProject, RuntimeEnvironment::RuntimeTypeSolution})
+    {
+        std::string deployRoot = "before";
+        std::vector<ProjectListing *> listings;
+        EXPECT_FALSE(RuntimeEnvironment::CollectProjects(type, std::string(1020, 'r').c_str(), "x", "1.2.3.4",
+                                                         deployRoot, listings));
+        EXPECT_EQ(deployRoot, "before");
+        EXPECT_TRUE(listings.empty());
+    }
+    std::string deployRoot = "before";
+    std::vector<ProjectListing *> listings;
+    EXPECT_FALSE(RuntimeEnvironment::CollectProjects(RuntimeEnvironment::RuntimeTypeSolution, mTree.Root().c_str(),
+                                                     "suite", "1.2.3.4", deployRoot, listings));
+    EXPECT_EQ(deployRoot, "before");
+    EXPECT_TRUE(listings.empty());
+}
+
+TEST_F(RuntimeEnvironmentTest, EmptiesTheListingsWhenOneProjectOfASolutionIsMissing)
+{
+    mTree.Project("client", "1.0.0.0", {{"a.txt", "a"}});
+    mTree.Solution("suite", "0.0.1.7", {{"client", "1.0.0.0", 20}, {"data", "2.0.0.0", 10}});
+    std::string deployRoot = "before";
+    std::vector<ProjectListing *> listings;
+    EXPECT_FALSE(RuntimeEnvironment::CollectProjects(RuntimeEnvironment::RuntimeTypeSolution, mTree.Root().c_str(),
+                                                     "suite", "0.0.1.7", deployRoot, listings));
+    EXPECT_TRUE(listings.empty());
+    EXPECT_EQ(deployRoot, "before");
+}
+
+TEST_F(RuntimeEnvironmentTest, SetsTheDeployRootOfAProjectThatCannotBeLoaded)
+{
+    std::string deployRoot = "before";
+    std::vector<ProjectListing *> listings;
+    EXPECT_TRUE(RuntimeEnvironment::CollectProjects(RuntimeEnvironment::RuntimeTypeProject, "/a/MORV", "x", "1.2.3.4",
+                                                    deployRoot, listings));
+    EXPECT_EQ(deployRoot, "/a/MORV/projects/x/releases/1.2.3.4/deploy");
+    EXPECT_TRUE(listings.empty());
+}
+
+TEST_F(RuntimeEnvironmentTest, LetsTheDeployRootBeLongerThanAPathBuffer)
+{
+    const std::string end = "/projects/x/releases/1.2.3.4";
+    const std::string root(1023 - end.size(), 'r');
+    std::string deployRoot;
+    std::vector<ProjectListing *> listings;
+    EXPECT_TRUE(RuntimeEnvironment::CollectProjects(RuntimeEnvironment::RuntimeTypeProject, root.c_str(), "x",
+                                                    "1.2.3.4", deployRoot, listings));
+    EXPECT_EQ(deployRoot, root + end + "/deploy");
+}
+
+TEST_F(RuntimeEnvironmentTest, TakesTheTextsOfItsConstructorOver)
+{
+    std::string root = "/a/MORV";
+    std::string deployRoot = "/a/MORV/projects/x/releases/1.2.3.4/deploy";
+    std::string name = "x";
+    std::vector<ProjectListing *> listings;
+    const RuntimeEnvironment environment(root, deployRoot, listings, RuntimeEnvironment::RuntimeTypeProject, name,
+                                         0x01020304);
+    EXPECT_EQ(root, "");
+    EXPECT_EQ(deployRoot, "");
+    EXPECT_EQ(name, "");
+    EXPECT_EQ(environment.GetName(), "x");
+    static_assert(sizeof(RuntimeEnvironment::RuntimeType) == 4);
+}
+
+TEST_F(RuntimeEnvironmentTest, ComputesARootByItself)
+{
+    EXPECT_EQ(GetMorvRootDirectory("/a/MORV/projects/x"), "/a/MORV");
+    EXPECT_EQ(GetMorvRootDirectory("\\a\\\\MORV\\"), "/a/MORV");
+    EXPECT_EQ(GetMorvRootDirectory("/a/MORV"), "/a/MORV");
+    EXPECT_EQ(GetMorvRootDirectory("/a//b/"), "/a/b/");
+    EXPECT_EQ(GetMorvRootDirectory(""), "");
+    // A path that does not fit is cut before it is looked at.
+    EXPECT_EQ(GetMorvRootDirectory((std::string(1023, 'r') + "/MORV/x").c_str()), std::string(1023, 'r'));
+    EXPECT_EQ(GetMorvRootDirectory((std::string(1017, 'r') + "/MORV/x").c_str()), std::string(1017, 'r') + "/MORV");
+    EXPECT_EQ(GetMorvRootDirectory((std::string(1018, 'r') + "/MORV/x").c_str()), std::string(1018, 'r') + "/MORV");
+}
+} // namespace
+} // namespace Keld::Test
