@@ -15,7 +15,7 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-constexpr const char *locationSignature =
+constexpr const char *LocationSignature =
     "void Keld::MORV::Reader::ReleaseManifestTemplate<EntryType>::GetFileArchiveMetadata(const char *, const char *, "
     "std::vector<FileArchiveMetadata> &, std::vector<uint32> &, std::vector<uint32> &, "
     "ProjectListing::FileHandleHeader &) const";
@@ -76,7 +76,7 @@ bool FindPlainFile(const char *projectRoot, MorvVersion releaseVersion, const Fi
     }
     if (!std_file_exists(diskPath))
     {
-        LogError("%s: Missing %s file: %s", locationSignature, isManaged ? "managed" : "naked", diskPath);
+        LogError("%s: Missing %s file: %s", LocationSignature, isManaged ? "managed" : "naked", diskPath);
         return false;
     }
     return true;
@@ -90,7 +90,7 @@ void ReleaseManifestTemplate<EntryType>::GetFileArchiveMetadata(const char *root
                                                                 std::vector<uint32> &parents,
                                                                 ProjectListing::FileHandleHeader &header) const
 {
-    ArchivedFileResolver archives(root, projectRoot, GetProjectName(), GetReleaseVersion(), locationSignature);
+    ArchivedFileResolver archives(root, projectRoot, GetProjectName(), GetReleaseVersion(), LocationSignature);
     metadata.assign(GetFileCount(), FileArchiveMetadata{});
     missing.clear();
     header = {};

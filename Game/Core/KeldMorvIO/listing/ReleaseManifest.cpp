@@ -18,7 +18,7 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-constexpr const char *loadSignature =
+constexpr const char *LoadSignature =
     "static Keld::MORV::Reader::ReleaseManifest *Keld::MORV::Reader::ReleaseManifest::Load(const char *)";
 
 /// Magic and version word, which are looked at before anything else; a shorter file has no header.
@@ -44,15 +44,15 @@ struct AcceptedVersion
     std::unique_ptr<ReleaseManifest> (*make)(std::vector<char> &);
 };
 
-constexpr AcceptedVersion acceptedVersions[] = {
+constexpr AcceptedVersion AcceptedVersions[] = {
     {ReleaseManifestVersionV0, MakeManifest<FileTableEntryV0>},
     {ReleaseManifestVersion, MakeManifest<FileTableEntry>},
 };
 
 bool ReportReadFailure(int streamError)
 {
-    LogErrorText(loadSignature, streamError);
-    LogError("%s: Failure while reading header", loadSignature);
+    LogErrorText(LoadSignature, streamError);
+    LogError("%s: Failure while reading header", LoadSignature);
     return false;
 }
 
@@ -81,7 +81,7 @@ bool ReadImage(const char *filename, std::vector<char> &image)
     const uint32 size = std_file_size(filename);
     if (size < LeadSize)
     {
-        LogError("%s: Failure while reading header", loadSignature);
+        LogError("%s: Failure while reading header", LoadSignature);
         return false;
     }
     if (IsNoFile(filename, size))
@@ -91,7 +91,7 @@ bool ReadImage(const char *filename, std::vector<char> &image)
     const std::unique_ptr<std::FILE, StreamCloser> stream(std_fopen(filename, "rb"));
     if (stream == nullptr)
     {
-        LogError("%s: Failed to open \"%s\".", loadSignature, filename);
+        LogError("%s: Failed to open \"%s\".", LoadSignature, filename);
         return false;
     }
     image.resize(GetImageSize(size));
@@ -107,7 +107,7 @@ ReleaseManifest::~ReleaseManifest() = default;
 
 ReleaseManifest *ReleaseManifest::Load(const char *filename)
 {
-    LogProgress("%s: (\"%s\")", loadSignature, filename);
+    LogProgress("%s: (\"%s\")", LoadSignature, filename);
 
     std::vector<char> image;
     if (!ReadImage(filename, image))
@@ -118,25 +118,25 @@ ReleaseManifest *ReleaseManifest::Load(const char *filename)
     const uint32 magic = *view.At<Little32>(offsetof(ReleaseManifestHeader, magic));
     if (magic != ReleaseManifestMagic)
     {
-        LogError("%s: Failed to find magic value", loadSignature);
+        LogError("%s: Failed to find magic value", LoadSignature);
         return nullptr;
     }
     const uint32 version = *view.At<Little32>(offsetof(ReleaseManifestHeader, version));
-    const auto *const accepted = std::find_if(std::begin(acceptedVersions), std::end(acceptedVersions),
+    const auto *const accepted = std::find_if(std::begin(AcceptedVersions), std::end(AcceptedVersions),
                                               [version](const AcceptedVersion &candidate)
                                               {
                                                   return candidate.version == version;
                                               });
-    if (accepted == std::end(acceptedVersions))
+    if (accepted == std::end(AcceptedVersions))
     {
-        LogError("%s: Invalid version.  Current version is 0x%08lx, found 0x%08lx", loadSignature,
+        LogError("%s: Invalid version.  Current version is 0x%08lx, found 0x%08lx", LoadSignature,
                  static_cast<unsigned long>(ReleaseManifestVersion), static_cast<unsigned long>(version));
         return nullptr;
     }
     std::unique_ptr<ReleaseManifest> manifest = accepted->make(image);
     if (!manifest->IsValid())
     {
-        LogError("%s: The release manifest is invalid.  The file may be truncated.", loadSignature);
+        LogError("%s: The release manifest is invalid.  The file may be truncated.", LoadSignature);
         return nullptr;
     }
     return manifest.release();
