@@ -1,5 +1,6 @@
 #include "KeldMorvIO/environment/ConfigurationManifest.h"
 
+#include "KeldMorvIO/environment/StreamFaults.h"
 #include "KeldMorvIO/environment/TextFile.h"
 #include "Support/DeploymentTree.h"
 #include "Support/ReaderLogCapture.h"
@@ -8,28 +9,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <dlfcn.h>
-
-namespace
-{
-// What the next fclose of this thread reports, once it has closed the stream; 0 lets it report its own result.
-thread_local int gNextCloseError = 0;
-} // namespace
-
-// The close of a stream that was only read does not fail on a sound disk, so the tests take the call's place.
-extern "C" int fclose(FILE *stream)
-{
-    using Close = int (*)(FILE *);
-    static const Close close = reinterpret_cast<Close>(dlsym(RTLD_NEXT, "fclose"));
-    const int result = close(stream);
-    if (gNextCloseError == 0)
-    {
-        return result;
-    }
-    errno = gNextCloseError > 0 ? gNextCloseError : 0;
-    gNextCloseError = 0;
-    return EOF;
-}
 
 namespace Keld::Test
 {
@@ -40,8 +19,6 @@ using namespace MORV::Reader;
 using Texts = std::vector<std::string>;
 
 const std::string LoadSignature = "HRESULT Keld::MORV::Reader::ConfigurationManifest::Load(const std::string &)";
-
-constexpr int CloseFailsWithoutAnErrorNumber = -1;
 
 class ConfigurationManifestTest : public testing::Test
 {
@@ -204,13 +181,13 @@ TEST_F(ConfigurationManifestTest, StartsEachLoadWithoutProjectsAndKeepsItsNameUn
 TEST_F(ConfigurationManifestTest, FailsWhenTheCloseFailsAfterASuccessfulLoad)
 {
     const std::string path = mFiles.Write(ManifestLines(Sample()));
-    gNextCloseError = EIO;
+    FailNextClose(EIO);
     EXPECT_EQ(mManifest.Load(path), E_FAIL);
     mLog.ExpectAll({Path(), Error(Text(EIO), LoadSignature)});
     EXPECT_EQ(mManifest.GetProjects().size(), 2u);
 
     mFiles.Write(ManifestLines({"MORV Configuration Manifest", "1.0.0.0", "default", "0"}));
-    gNextCloseError = EIO;
+    FailNextClose(EIO);
     EXPECT_EQ(mManifest.Load(path), E_FAIL);
     mLog.ExpectAll({Path(), Error(Text(EIO), LoadSignature)});
 }
@@ -218,7 +195,7 @@ TEST_F(ConfigurationManifestTest, FailsWhenTheCloseFailsAfterASuccessfulLoad)
 TEST_F(ConfigurationManifestTest, SucceedsWhenTheCloseFailsWithoutAnErrorNumber)
 {
     const std::string path = mFiles.Write(ManifestLines(Sample()));
-    gNextCloseError = CloseFailsWithoutAnErrorNumber;
+    FailNextClose(0);
     EXPECT_EQ(mManifest.Load(path), S_OK);
     mLog.ExpectAll({Path(), Progress(Text(0), LoadSignature)});
 }
@@ -226,9 +203,28 @@ TEST_F(ConfigurationManifestTest, SucceedsWhenTheCloseFailsWithoutAnErrorNumber)
 TEST_F(ConfigurationManifestTest, KeepsTheFailureOfTheLoadWhenTheCloseFailsToo)
 {
     const std::string path = mFiles.Write("nothing\n");
-    gNextCloseError = EIO;
+    FailNextClose(EIO);
     EXPECT_EQ(mManifest.Load(path), E_FAIL);
     mLog.ExpectAll({Path(), Error("Magic string does not match", LoadSignature), Error(Text(EIO), LoadSignature)});
+}
+
+TEST_F(ConfigurationManifestTest, NamesTheFieldThatCannotBeRead)
+{
+    const auto expect = [this](int line, int error, const std::string &field)
+    {
+        SCOPED_TRACE(field);
+        const std::string path = mFiles.Write(ManifestLines(Sample()));
+        FailReadAfter(line);
+        EXPECT_EQ(mManifest.Load(path), E_FAIL);
+        mLog.ExpectAll({Path(), Error(Text(error)), Error("fgets failed"), Error(field, LoadSignature)});
+    };
+    // The texts report the stream's mark, which is 1, and the numbers the system's error.
+    expect(0, 1, "Failure while getting magic string");
+    expect(1, FailedReadError, "Failed to read version");
+    expect(2, 1, "Failed to read configuration name");
+    expect(3, FailedReadError, "Failed to read project count");
+    expect(4, 1, "Failed to read project name 0 of 2");
+    expect(5, 1, "Failed to read project name 1 of 2");
 }
 
 TEST_F(ConfigurationManifestTest, AddsProjectsByHandSortedWithCase)

@@ -175,6 +175,47 @@ TEST_F(RuntimeEnvironmentTest, KeepsWhatItHasLoaded)
     EXPECT_STREQ(environment->GetListings()[1]->GetProjectName(), "client");
 }
 
+TEST_F(RuntimeEnvironmentTest, OrdersListingsByPriorityAndEqualOnesByName)
+{
+    using Names = std::vector<std::string>;
+    const auto listingsOf = [this](const std::vector<SolutionProject> &projects)
+    {
+        for (const SolutionProject &project : projects)
+        {
+            mTree.Project(project.name, project.version, {{"a.txt", "a"}});
+        }
+        const std::unique_ptr<RuntimeEnvironment> environment = Create(mTree.Solution("suite", "0.0.1.7", projects));
+        Names names;
+        for (const ProjectListing *const listing : environment->GetListings())
+        {
+            names.push_back(listing->GetProjectName());
+        }
+        return names;
+    };
+    EXPECT_EQ(listingsOf({{"one", "1.0.0.0", 10}, {"two", "1.0.0.0", 20}}), Names({"two", "one"}));
+    EXPECT_EQ(listingsOf({{"two", "1.0.0.0", 20}, {"one", "1.0.0.0", 10}}), Names({"two", "one"}));
+    EXPECT_EQ(listingsOf({{"b", "1.0.0.0", 5}, {"A", "1.0.0.0", 5}, {"c", "1.0.0.0", 5}}), Names({"A", "b", "c"}));
+    EXPECT_EQ(listingsOf({{"c", "1.0.0.0", 5}, {"b", "1.0.0.0", 5}, {"A", "1.0.0.0", 5}}), Names({"A", "b", "c"}));
+    EXPECT_EQ(listingsOf({{"low", "1.0.0.0", 0x7FFFFFFF}, {"high", "1.0.0.0", 0x80000000}}), Names({"high", "low"}));
+
+    // More than a short sort would keep in order by chance.
+    std::vector<SolutionProject> many;
+    Names expected;
+    for (char name = 'z'; name >= 'a'; --name)
+    {
+        many.push_back({std::string(1, name), "1.0.0.0", name == 'q' ? 8u : 7u});
+    }
+    expected.push_back("q");
+    for (char name = 'a'; name <= 'z'; ++name)
+    {
+        if (name != 'q')
+        {
+            expected.push_back(std::string(1, name));
+        }
+    }
+    EXPECT_EQ(listingsOf(many), expected);
+}
+
 TEST_F(RuntimeEnvironmentTest, FindsTheEntryOfTheFirstListingThatHasThePath)
 {
     mTree.Project("client", "1.0.0.0", {{"both/x", "a"}, {"client.txt", "c"}});

@@ -1,5 +1,6 @@
 #include "KeldMorvIO/environment/SolutionManifest.h"
 
+#include "KeldMorvIO/environment/StreamFaults.h"
 #include "KeldMorvIO/environment/TextFile.h"
 #include "Support/DeploymentTree.h"
 #include "Support/ReaderLogCapture.h"
@@ -288,6 +289,52 @@ TEST_F(SolutionManifestTest, NamesWhatCannotBeReadFromAStream)
     EXPECT_EQ(mManifest.LoadConfigurations(mFiles.OpenUnreadable().get()), E_FAIL);
     mLog.ExpectAll({Error(Text(EISDIR), ConfigurationsSignature),
                     Error("fgets failed while reading project count", ConfigurationsSignature)});
+}
+
+TEST_F(SolutionManifestTest, NamesTheFieldThatCannotBeRead)
+{
+    const auto expect =
+        [this](int line, const std::string &section, const ExpectedLine &cause, const std::vector<ExpectedLine> &field)
+    {
+        SCOPED_TRACE(line);
+        std::vector<ExpectedLine> middle = {cause};
+        middle.insert(middle.end(), field.begin(), field.end());
+        FailReadAfter(line);
+        ExpectRefusal(Sample(), section, middle);
+    };
+    // The texts report the stream's mark, which is 1, and the numbers the system's error.
+    const ExpectedLine text = Error(Text(1));
+    const ExpectedLine number = Error(Text(FailedReadError));
+    const auto field = [](const std::string &message, const std::string &signature)
+    {
+        return std::vector<ExpectedLine>{Error("fgets failed"), Error(message, signature)};
+    };
+    const auto count = [](const std::string &signature)
+    {
+        return std::vector<ExpectedLine>{Error("fgets failed while reading project count", signature)};
+    };
+
+    expect(0, "header", text, field("Failure while getting magic string", HeaderSignature));
+    expect(1, "header", text, field("Failure while getting file version string", HeaderSignature));
+    expect(2, "header", text, field("Failed to read solution name", HeaderSignature));
+    expect(3, "header", text, field("Failure while getting solution version string", HeaderSignature));
+    expect(4, "projects", number, count(ProjectsSignature));
+    for (const int project : {5, 9})
+    {
+        expect(project, "projects", text, field("Failed to read project name", ProjectsSignature));
+        expect(project + 1, "projects", number, field("Failed to read project version", ProjectsSignature));
+        expect(project + 2, "projects", number, field("Failed to read priority", ProjectsSignature));
+        expect(project + 3, "projects", number, field("Failed to read flags", ProjectsSignature));
+    }
+    expect(13, "configurations", number, count(ConfigurationsSignature));
+    expect(14, "configurations", text, field("Failed to read name", ConfigurationsSignature));
+    expect(15, "configurations", number, field("Failed to read flags", ConfigurationsSignature));
+    expect(16, "configurations", number, field("Failed to read project count", ConfigurationsSignature));
+    for (const int name : {17, 18})
+    {
+        expect(name, "configurations", text,
+               field("Failed to read name of project in configuration", ConfigurationsSignature));
+    }
 }
 
 TEST_F(SolutionManifestTest, RefusesADirectoryOfItsName)
