@@ -47,6 +47,12 @@ void *operator new[](std::size_t size)
     return CountedAllocation(size);
 }
 
+void *operator new(std::size_t size, const std::nothrow_t &) noexcept
+{
+    ++gAllocations;
+    return std::malloc(size != 0 ? size : 1);
+}
+
 void operator delete(void *memory) noexcept
 {
     CountedRelease(memory);

@@ -11,6 +11,9 @@
 
 static int gFailures = 0;
 
+/* Open when the process ends. */
+static OpenFileHandle *gLeftOpen = NULL;
+
 static KeldGroupMask RegisterGroup(const char *tag)
 {
     const KeldGroupMask mask = {0x100, 0};
@@ -88,7 +91,8 @@ int main(int argumentCount, char **arguments)
     }
     else if (argumentCount == 3)
     {
-        return MorvOpenFile(arguments[2]) != NULL ? 0 : 1;
+        gLeftOpen = MorvOpenFile(arguments[2]);
+        return gLeftOpen != NULL ? 0 : 1;
     }
     else if (hasLogger)
     {

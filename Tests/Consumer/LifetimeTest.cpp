@@ -108,8 +108,8 @@ TEST_F(LifetimeTest, StopsWithoutAStartAndTwice)
 TEST_F(LifetimeTest, ReportsFilesThatAreOpenAtTheStop)
 {
     Start(mTree.Project("atlas", "1.0.0.0", {{"a.txt", "a"}, {"b.txt", "b", true}, {"c.txt", "c"}}));
-    ASSERT_NE(MorvOpenFile("a.txt"), nullptr);
-    ASSERT_NE(MorvOpenFile("b.txt"), nullptr);
+    OpenAndAbandon("a.txt");
+    OpenAndAbandon("b.txt");
     LogRecorder::Clear();
     MorvShutdown();
     ExpectAll({Error("The file was not closed before shutdown."), Error("The file was not closed before shutdown.")});

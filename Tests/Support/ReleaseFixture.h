@@ -63,6 +63,14 @@ protected:
         return content;
     }
 
+    /// Opens a file that is still open when the library stops. Nobody can close it then, so it is kept for good.
+    static void OpenAndAbandon(const std::string &path)
+    {
+        static std::vector<OpenFileHandle *> *const abandoned = new std::vector<OpenFileHandle *>;
+        abandoned->push_back(MorvOpenFile(path.c_str()));
+        ASSERT_NE(abandoned->back(), nullptr) << path;
+    }
+
     /// The names of an enumeration, directories with a '/' behind them; {"<null>"} when there is no handle.
     static Names List(const std::string &path)
     {

@@ -35,7 +35,9 @@ TEST_F(ExportsMainTest, TheSlotIsEmptyWhileTheEnvironmentGoes)
 {
     const std::string directory = mTree.Project("atlas", "1.0.0.0", {{"a.txt", "a"}});
     ASSERT_EQ(Reader::GetExportsMain().Initialize(directory.c_str()), Reader::S_OK);
-    ASSERT_NE(MorvOpenFile("a.txt"), nullptr);
+    static OpenFileHandle *abandoned = nullptr; // nobody can close it once the environment has gone
+    abandoned = MorvOpenFile("a.txt");
+    ASSERT_NE(abandoned, nullptr);
 
     IKeldLogger table{};
     table.Log = LookAtSlot;
