@@ -1,26 +1,24 @@
 #include "KeldMorvIO/blocks/LzmaAdapter.h"
 
-#include "KeldMorvIO/blocks/BlockRow.h"
+#include "KeldMorvIO/blocks/LzmaAdapterFixture.h"
 #include "KeldMorvIO/blocks/LzmaInBuffer.h"
 #include "Support/CompressedStream.h"
-#include "Support/ReaderLogCapture.h"
-#include "Support/TempTree.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstring>
 #include <string>
-#include <utility>
 
 namespace Keld::MORV::Reader
 {
 using Keld::Test::BlockRow;
-using Keld::Test::Lzma2Stream;
+using Keld::Test::EndMark;
 using Keld::Test::LzmaFile;
 using Keld::Test::LzmaHeader;
 using Keld::Test::PatternedBytes;
 using Keld::Test::RandomBytes;
+using Keld::Test::SizeOf;
 using Keld::Test::StoredLzma2Chunk;
 
 namespace
@@ -29,12 +27,6 @@ constexpr const char *WorkerSignature =
     "bool Keld::MORV::Reader::DecompressLzma(ILzmaIn &, UncompressedBlock *, uint32)";
 constexpr const char *OpenSignature =
     "bool Keld::MORV::Reader::LzmaInFile::Initialize(const char *, Keld::uint64, Keld::uint32)";
-const std::string EndMark(1, '\0');
-
-uint32 SizeOf(const std::string &text)
-{
-    return static_cast<uint32>(text.size());
-}
 
 /// A source that gives what a test puts into it.
 class ScriptedSource final : public ILzmaIn
@@ -57,35 +49,7 @@ public:
     int mReads = 0;
 };
 
-class LzmaAdapterTest : public testing::Test
-{
-protected:
-    AsyncFile Open(std::string_view bytes)
-    {
-        const AsyncFile file = AsyncOpen(mTree.Write("data", bytes).c_str());
-        EXPECT_NE(file, AsyncFile::Null);
-        return file;
-    }
-
-    /// The handle form over a range of a file of these bytes; the handle must be closed afterwards.
-    bool DecodeRange(std::string_view bytes, uint64 offset, uint32 size, BlockRow &blocks)
-    {
-        const AsyncFile file = Open(bytes);
-        const bool result = DecompressLzma(file, offset, size, blocks.Data(), blocks.Count());
-        EXPECT_FALSE(Keld::Test::IsOpenDescriptor(file));
-        return result;
-    }
-
-    bool Decode(const std::string &bytes, BlockRow &blocks) { return DecodeRange(bytes, 0, SizeOf(bytes), blocks); }
-
-    static bool DecodeMemory(const std::string &bytes, std::string &room)
-    {
-        return DecompressLzma(bytes.data(), SizeOf(bytes), room.data(), SizeOf(room));
-    }
-
-    Keld::Test::ReaderLogCapture mLog;
-    Keld::Test::TempTree mTree;
-};
+using LzmaAdapterTest = Keld::Test::LzmaAdapterFixture;
 
 TEST_F(LzmaAdapterTest, FillsBlocksFromARangeOfAFileAtEverySize)
 {
@@ -262,113 +226,6 @@ TEST_F(LzmaAdapterTest, TestsTheBlocksBeforeTheSource)
     ScriptedSource source;
     EXPECT_FALSE(DecompressLzma(source, blocks, 2));
     EXPECT_EQ(source.mReads, 0);
-    mLog.ExpectAll({});
-}
-
-TEST_F(LzmaAdapterTest, RefusesStrayBytesBehindTheStream)
-{
-    const std::string plain = PatternedBytes(1000, 10);
-    for (const std::string &stray : {std::string(1, '\0'), std::string("stray"), std::string(70000, 'x')})
-    {
-        BlockRow blocks = BlockRow::Of(plain.size());
-        EXPECT_FALSE(Decode(LzmaFile(plain) + stray, blocks));
-        EXPECT_EQ(blocks.Content(), plain);
-        std::string room(plain.size(), '#');
-        EXPECT_FALSE(DecodeMemory(LzmaFile(plain) + stray, room));
-    }
-    mLog.ExpectAll({});
-}
-
-TEST_F(LzmaAdapterTest, RefusesAStreamWithoutItsEndMark)
-{
-    for (const std::size_t size : {std::size_t{1000}, std::size_t{200000}})
-    {
-        const std::string plain = RandomBytes(size, 11);
-        std::string bytes = LzmaFile(plain);
-        ASSERT_EQ(bytes.back(), '\0');
-        bytes.pop_back();
-        BlockRow blocks = BlockRow::Of(size);
-        EXPECT_FALSE(Decode(bytes, blocks));
-        EXPECT_TRUE(blocks.Content() == plain);
-        std::string room(size, '#');
-        EXPECT_FALSE(DecodeMemory(bytes, room));
-    }
-    mLog.ExpectAll({});
-}
-
-TEST_F(LzmaAdapterTest, RefusesEveryTruncatedStream)
-{
-    const std::string bytes = LzmaFile(PatternedBytes(400, 12));
-    for (uint32 length = 9; length < bytes.size(); ++length)
-    {
-        SCOPED_TRACE(length);
-        BlockRow blocks = BlockRow::Of(400);
-        EXPECT_FALSE(DecodeRange(bytes, 0, length, blocks));
-        EXPECT_FALSE(DecodeRange(bytes.substr(0, length), 0, SizeOf(bytes), blocks));
-        std::string room(400, '#');
-        EXPECT_FALSE(DecodeMemory(bytes.substr(0, length), room));
-    }
-    mLog.ExpectAll({});
-}
-
-TEST_F(LzmaAdapterTest, RefusesAStreamThatIsShorterOrLongerThanTheBlocks)
-{
-    const std::string bytes = LzmaFile(PatternedBytes(1000, 13));
-    for (const std::size_t size : {1U, 999U, 1001U, 5000U})
-    {
-        BlockRow blocks = BlockRow::Of(size, 300);
-        EXPECT_FALSE(Decode(bytes, blocks)) << size;
-        std::string room(size, '#');
-        EXPECT_FALSE(DecodeMemory(bytes, room)) << size;
-    }
-}
-
-TEST_F(LzmaAdapterTest, EndsForEveryFlippedBit)
-{
-    const std::string plain = PatternedBytes(120, 14);
-    const std::string bytes = LzmaFile(plain);
-    std::size_t refused = 0;
-    for (std::size_t bit = 72; bit < bytes.size() * 8; ++bit)
-    {
-        std::string damaged = bytes;
-        damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ (1 << bit % 8));
-        BlockRow blocks = BlockRow::Of(plain.size());
-        refused += Decode(damaged, blocks) ? 0U : 1U;
-        std::string room(plain.size(), '#');
-        DecodeMemory(damaged, room);
-    }
-    // The stream has no checksum: a bit may come out as another byte of the same length. Its framing must not give.
-    EXPECT_GT(refused, bytes.size());
-    mLog.ExpectAll({});
-}
-
-TEST_F(LzmaAdapterTest, RefusesAStreamThatDoesNotBeginWithADictionaryReset)
-{
-    BlockRow blocks({5});
-    EXPECT_FALSE(Decode(LzmaHeader(10) + StoredLzma2Chunk("plain", 2) + EndMark, blocks));
-    EXPECT_TRUE(Decode(LzmaHeader(10) + StoredLzma2Chunk("plain", 1) + EndMark, blocks));
-    EXPECT_FALSE(Decode(LzmaHeader(10) + StoredLzma2Chunk("plain", 3) + EndMark, blocks));
-}
-
-TEST_F(LzmaAdapterTest, FeedsTheOldChunkAgainWhenAReadFails)
-{
-    // The file ends with the first chunk of input, in the middle of the stream's data: its first bytes come again.
-    const std::string data = RandomBytes(65536, 15);
-    const std::string bytes = LzmaHeader(10) + StoredLzma2Chunk(data, 1) + EndMark;
-    const std::string chunk = bytes.substr(0, 65536);
-    BlockRow blocks = BlockRow::Of(data.size());
-    EXPECT_FALSE(DecodeRange(chunk, 0, SizeOf(bytes), blocks));
-    EXPECT_TRUE(blocks.Content() == data.substr(0, 65524) + chunk.substr(0, 12));
-    mLog.ExpectAll({});
-}
-
-TEST_F(LzmaAdapterTest, FeedsTheWholeBufferAgainWhenAStreamInMemoryWantsMore)
-{
-    const std::string data = "some plain bytes";
-    const std::string bytes = LzmaHeader(10) + StoredLzma2Chunk(data, 1);
-    std::string room(data.size(), '#');
-    EXPECT_FALSE(DecodeMemory(bytes.substr(0, bytes.size() - 6), room));
-    EXPECT_EQ(room, data.substr(0, 10) + bytes.substr(0, 6));
     mLog.ExpectAll({});
 }
 
