@@ -4,12 +4,9 @@
 #include "Tools/TreeReader/DeploymentTree.h"
 #include "Tools/TreeReader/TreeError.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
-#include <memory>
 
 namespace Keld::Morv
 {
@@ -33,6 +30,8 @@ void CatOne(Library &library, const std::string &path, bool readAgain)
                          std::fwrite(piece.data(), 1, piece.size(), stdout);
                      });
 }
+
+} // namespace
 
 ExitCode Cat(const std::string &workingDirectory, const std::vector<std::string> &typed)
 {
@@ -58,24 +57,5 @@ ExitCode Cat(const std::string &workingDirectory, const std::vector<std::string>
         }
     }
     return result;
-}
-} // namespace
-
-void AddCatCommand(CLI::App &app, const GlobalOptions &options, Command &chosen)
-{
-    CLI::App *command = app.add_subcommand("cat", "Write the content of files to standard output");
-    const auto paths = std::make_shared<std::vector<std::string>>();
-    command->add_option("PATH", *paths, "Virtual paths of files; case does not count")->required();
-    command->footer("\nExamples:\n"
-                    "  morv cat docs/readme.txt\n"
-                    "  morv cat textures/sky.dds > sky.dds");
-    command->callback(
-        [&options, &chosen, paths]
-        {
-            chosen = [&options, paths]
-            {
-                return Cat(options.ResolvedDirectory(), *paths);
-            };
-        });
 }
 } // namespace Keld::Morv

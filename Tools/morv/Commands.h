@@ -1,37 +1,46 @@
 #pragma once
 
 #include "Tools/morv/Console.h"
+#include "Tools/morv/PackOptions.h"
 
-#include <functional>
 #include <string>
-
-namespace CLI
-{
-class App;
-}
+#include <vector>
 
 namespace Keld::Morv
 {
-/// What stands before the command on the command line.
-struct GlobalOptions
+struct SolutionOptions
 {
-    std::string workingDirectory = ".";
-    bool verbose = false;
-
-    /// The working directory as the library wants it: absolute, without symbolic links.
-    std::string ResolvedDirectory() const;
+    std::string root;
+    std::string name;
+    std::string release;
+    std::vector<std::string> projects;
+    std::vector<std::string> configurations;
+    std::string use;
+    bool force = false;
 };
 
-/// A command that the command line asked for, to be run once all of it is understood. Gives the exit code.
-using Command = std::function<ExitCode()>;
+struct ListOptions
+{
+    std::vector<std::string> paths;
+    bool details = false;
+};
 
-// Each adds one command to the command line, with its help, and sets `chosen` when it is the one that was typed.
-void AddPackCommand(CLI::App &app, const GlobalOptions &options, Command &chosen);
-void AddSolutionCommand(CLI::App &app, const GlobalOptions &options, Command &chosen);
-void AddInfoCommand(CLI::App &app, const GlobalOptions &options, Command &chosen);
-void AddListCommand(CLI::App &app, const GlobalOptions &options, Command &chosen);
-void AddTreeCommand(CLI::App &app, const GlobalOptions &options, Command &chosen);
-void AddFindCommand(CLI::App &app, const GlobalOptions &options, Command &chosen);
-void AddCatCommand(CLI::App &app, const GlobalOptions &options, Command &chosen);
-void AddStatCommand(CLI::App &app, const GlobalOptions &options, Command &chosen);
+struct FindOptions
+{
+    std::string path;
+    std::string pattern = "*";
+    std::string type;
+};
+
+// The commands. Each prints what it found or did to standard output and what it refuses to standard error; what ends it
+// early is an exception. The working directory is absolute, without symbolic links.
+
+ExitCode Pack(const PackOptions &options);
+ExitCode MakeSolution(const SolutionOptions &options);
+ExitCode Info(const std::string &workingDirectory);
+ExitCode List(const std::string &workingDirectory, const ListOptions &options);
+ExitCode Tree(const std::string &workingDirectory, const std::string &typed);
+ExitCode Find(const std::string &workingDirectory, const FindOptions &options);
+ExitCode Cat(const std::string &workingDirectory, const std::vector<std::string> &typed);
+ExitCode Stat(const std::string &workingDirectory, const std::vector<std::string> &paths);
 } // namespace Keld::Morv

@@ -1,22 +1,12 @@
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/Library.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
-
-#include <memory>
 
 namespace Keld::Morv
 {
 namespace
 {
-struct FindOptions
-{
-    std::string path;
-    std::string pattern = "*";
-    std::string type;
-};
-
 /// Prints the matches of one directory, then goes into its subdirectories. Gives the number of matches.
 uint64 FindBelow(const Library &library, const std::string &directory, const FindOptions &options)
 {
@@ -47,6 +37,8 @@ uint64 FindBelow(const Library &library, const std::string &directory, const Fin
     return matches;
 }
 
+} // namespace
+
 ExitCode Find(const std::string &workingDirectory, const FindOptions &options)
 {
     const Library library(workingDirectory);
@@ -64,35 +56,4 @@ ExitCode Find(const std::string &workingDirectory, const FindOptions &options)
     return ExitDone;
 }
 
-std::string RefuseSeparators(const std::string &pattern)
-{
-    return pattern.find_first_of("/\\") == std::string::npos ? "" : "a pattern is for names and has no separator";
-}
-} // namespace
-
-void AddFindCommand(CLI::App &app, const GlobalOptions &options, Command &chosen)
-{
-    CLI::App *command = app.add_subcommand("find", "Find files and directories by name, at any depth");
-    const auto find = std::make_shared<FindOptions>();
-    command->add_option("PATH", find->path, "Virtual path of the directory to begin in; without one, the root");
-    command->add_option("-n,--name", find->pattern, "What names must match, in the library's own wildcards")
-        ->type_name("PATTERN")
-        ->check(RefuseSeparators);
-    command->add_option("-t,--type", find->type, "f for files alone, d for directories alone")
-        ->type_name("f|d")
-        ->check(CLI::IsMember({"f", "d"}));
-    command->footer("\nIn a pattern * is any run of characters, ? is one, and . is a dot or the end of the name; case\n"
-                    "does not count. It is matched in one pass without trying again: *.dds does not match a.b.dds.\n"
-                    "\nExamples:\n"
-                    "  morv find --name '*.txt'\n"
-                    "  morv find textures --type d");
-    command->callback(
-        [&options, &chosen, find]
-        {
-            chosen = [&options, find]
-            {
-                return Find(options.ResolvedDirectory(), *find);
-            };
-        });
-}
 } // namespace Keld::Morv

@@ -5,7 +5,6 @@
 #include "Tools/TreeReader/FileLocator.h"
 #include "Tools/TreeReader/Storage.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 namespace Keld::Morv
@@ -80,6 +79,8 @@ void PrintRelease(const TreeReader::Deployment &deployment, const DeployedReleas
     fmt::print("\n");
 }
 
+} // namespace
+
 ExitCode Info(const std::string &workingDirectory)
 {
     const Library library(workingDirectory);
@@ -98,23 +99,5 @@ ExitCode Info(const std::string &workingDirectory)
         PrintRelease(deployment, deployment.releases[index], index + 1);
     }
     return ExitDone;
-}
-} // namespace
-
-void AddInfoCommand(CLI::App &app, const GlobalOptions &options, Command &chosen)
-{
-    CLI::App *command = app.add_subcommand("info", "Show what the working directory resolves to");
-    command->footer("\nShows the tree's root, whether this is a project or a solution, its name and version, and the\n"
-                    "project releases behind the file system in the order in which they are searched.\n"
-                    "\nExample:\n"
-                    "  morv -C /srv/MORV/solutions/suite/releases/0.0.1.0 info");
-    command->callback(
-        [&options, &chosen]
-        {
-            chosen = [&options]
-            {
-                return Info(options.ResolvedDirectory());
-            };
-        });
 }
 } // namespace Keld::Morv

@@ -1,21 +1,12 @@
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/Library.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
-
-#include <memory>
 
 namespace Keld::Morv
 {
 namespace
 {
-struct ListOptions
-{
-    std::vector<std::string> paths;
-    bool details = false;
-};
-
 void PrintEntry(const Library::Entry &entry, bool details)
 {
     const char *suffix = entry.isDirectory ? "/" : "";
@@ -51,6 +42,8 @@ bool ListOne(const Library &library, const std::string &typed, bool details)
     return true;
 }
 
+} // namespace
+
 ExitCode List(const std::string &workingDirectory, const ListOptions &options)
 {
     const Library library(workingDirectory);
@@ -68,25 +61,5 @@ ExitCode List(const std::string &workingDirectory, const ListOptions &options)
         result = ListOne(library, path, options.details) ? result : ExitRefused;
     }
     return result;
-}
-} // namespace
-
-void AddListCommand(CLI::App &app, const GlobalOptions &options, Command &chosen)
-{
-    CLI::App *command = app.add_subcommand("ls", "List directories, subdirectories first");
-    const auto list = std::make_shared<ListOptions>();
-    command->add_option("PATH", list->paths, "Virtual paths; without one, the root");
-    command->add_flag("-l,--long", list->details, "Show sizes in bytes");
-    command->footer("\nExamples:\n"
-                    "  morv ls\n"
-                    "  morv ls -l textures");
-    command->callback(
-        [&options, &chosen, list]
-        {
-            chosen = [&options, list]
-            {
-                return List(options.ResolvedDirectory(), *list);
-            };
-        });
 }
 } // namespace Keld::Morv

@@ -7,11 +7,11 @@
 #include "Tools/TreeWriter/SolutionWriter.h"
 #include "Tools/TreeWriter/TreeNames.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
-#include <memory>
+#include <filesystem>
 
 namespace Keld::Morv
 {
@@ -24,17 +24,6 @@ using TreeWriter::SolutionProject;
 
 namespace
 {
-struct SolutionOptions
-{
-    std::string root;
-    std::string name;
-    std::string release;
-    std::vector<std::string> projects;
-    std::vector<std::string> configurations;
-    std::string use;
-    bool force = false;
-};
-
 std::vector<std::string> SplitAtCommas(const std::string &text)
 {
     std::vector<std::string> parts;
@@ -174,6 +163,8 @@ ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &s
     return ExitDone;
 }
 
+} // namespace
+
 ExitCode MakeSolution(const SolutionOptions &options)
 {
     try
@@ -186,44 +177,5 @@ ExitCode MakeSolution(const SolutionOptions &options)
         PrintError("try \"morv solution --help\"");
         return ExitUsage;
     }
-}
-} // namespace
-
-void AddSolutionCommand(CLI::App &app, const GlobalOptions &, Command &chosen)
-{
-    CLI::App *command = app.add_subcommand("solution", "Bind releases of several projects into one file system");
-    const auto solution = std::make_shared<SolutionOptions>();
-    command->add_option("--root", solution->root, "The deployment tree, a directory named MORV")
-        ->type_name("DIR")
-        ->required();
-    command->add_option("--name", solution->name, "The solution's name")->type_name("NAME")->required();
-    command->add_option("--release", solution->release, "The solution's release, as in 0.0.1.0")
-        ->type_name("VERSION")
-        ->required();
-    command
-        ->add_option("--project", solution->projects, "A project; the higher its priority, the earlier it is searched")
-        ->type_name("NAME=VERSION:PRIORITY")
-        ->allow_extra_args(false)
-        ->required();
-    command->add_option("--configuration", solution->configurations, "A named set of the projects")
-        ->type_name("NAME=PROJECT,...")
-        ->allow_extra_args(false);
-    command
-        ->add_option("--use", solution->use,
-                     "The projects in use here; without it those of the first configuration, or all")
-        ->type_name("PROJECT,...");
-    command->add_flag("--force", solution->force, "Replace a release of the solution that is already there");
-    command->footer("\nWhere projects hold the same path, the one with the highest priority wins.\n"
-                    "\nExample:\n"
-                    "  morv solution --root /srv/MORV --name suite --release 0.0.1.0 --project client=1.0.0.7:10 \\\n"
-                    "      --project data=1.2.0.3:20 --configuration default=client,data --use client,data");
-    command->callback(
-        [&chosen, solution]
-        {
-            chosen = [solution]
-            {
-                return MakeSolution(*solution);
-            };
-        });
 }
 } // namespace Keld::Morv

@@ -5,10 +5,7 @@
 #include "Tools/TreeReader/FileLocator.h"
 #include "Tools/TreeReader/Storage.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
-
-#include <memory>
 
 namespace Keld::Morv
 {
@@ -115,6 +112,8 @@ bool StatOne(const Library &library, const TreeReader::Deployment &deployment, c
     return true;
 }
 
+} // namespace
+
 ExitCode Stat(const std::string &workingDirectory, const std::vector<std::string> &paths)
 {
     const Library library(workingDirectory);
@@ -125,25 +124,5 @@ ExitCode Stat(const std::string &workingDirectory, const std::vector<std::string
         result = StatOne(library, deployment, path) ? result : ExitRefused;
     }
     return result;
-}
-} // namespace
-
-void AddStatCommand(CLI::App &app, const GlobalOptions &options, Command &chosen)
-{
-    CLI::App *command = app.add_subcommand("stat", "Show what a path is and where its bytes lie");
-    const auto paths = std::make_shared<std::vector<std::string>>();
-    command->add_option("PATH", *paths, "Virtual paths; / is the root")->required();
-    command->footer("\nShows size, project, the version that stored the file, storage, compression, place on disk,\n"
-                    "stored size and the MD5 digest of the content. In a solution it is the file that wins.\n"
-                    "\nExample:\n"
-                    "  morv stat textures/sky.dds");
-    command->callback(
-        [&options, &chosen, paths]
-        {
-            chosen = [&options, paths]
-            {
-                return Stat(options.ResolvedDirectory(), *paths);
-            };
-        });
 }
 } // namespace Keld::Morv

@@ -1,10 +1,7 @@
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/Library.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
-
-#include <memory>
 
 namespace Keld::Morv
 {
@@ -43,6 +40,8 @@ bool PrintDirectory(const Library &library, const std::string &path, const std::
     return found;
 }
 
+} // namespace
+
 ExitCode Tree(const std::string &workingDirectory, const std::string &typed)
 {
     const Library library(workingDirectory);
@@ -57,24 +56,5 @@ ExitCode Tree(const std::string &workingDirectory, const std::string &typed)
     PrintDirectory(library, path, "", totals);
     fmt::print("\n{} directories, {} files, {} bytes\n", totals.directories, totals.files, totals.bytes);
     return ExitDone;
-}
-} // namespace
-
-void AddTreeCommand(CLI::App &app, const GlobalOptions &options, Command &chosen)
-{
-    CLI::App *command = app.add_subcommand("tree", "Draw a directory and all below it");
-    const auto path = std::make_shared<std::string>();
-    command->add_option("PATH", *path, "Virtual path of a directory; without one, the root");
-    command->footer("\nExamples:\n"
-                    "  morv tree\n"
-                    "  morv -C /srv/MORV/projects/client/releases/1.0.0.0 tree textures");
-    command->callback(
-        [&options, &chosen, path]
-        {
-            chosen = [&options, path]
-            {
-                return Tree(options.ResolvedDirectory(), *path);
-            };
-        });
 }
 } // namespace Keld::Morv
