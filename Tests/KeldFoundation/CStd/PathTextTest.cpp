@@ -36,6 +36,9 @@ TEST(PathTextTest, JoinsTwoPartsWithOneSeparator)
     EXPECT_EQ(Joined("a/", "b"), "a/b");
     EXPECT_EQ(Joined("a\\", "b"), "a\\b");
     EXPECT_EQ(Joined("a", "/b"), "a/b");
+    EXPECT_EQ(Joined("a/", "/b"), "a/b");
+    EXPECT_EQ(Joined("a\\", "/b"), "a\\b");
+    EXPECT_EQ(Joined("", "/b"), "/b");
     EXPECT_EQ(Joined("", "b"), "b");
     EXPECT_EQ(Joined("a", ""), "a/");
 }

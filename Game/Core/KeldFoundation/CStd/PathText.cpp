@@ -6,10 +6,15 @@ namespace Keld
 {
 namespace
 {
+bool IsSeparator(char character)
+{
+    return character == '/' || character == '\\';
+}
+
 bool EndsInSeparator(const char *text)
 {
     const uint_size length = std_strlen(text);
-    return length != 0 && (text[length - 1] == '/' || text[length - 1] == '\\');
+    return length != 0 && IsSeparator(text[length - 1]);
 }
 
 const char *OrEmpty(const char *text)
@@ -29,10 +34,12 @@ bool std_path_join(char *dest, uint_size size, const char *first, const char *se
     {
         return false;
     }
-    const bool needsSeparator = first[0] != '\0' && !EndsInSeparator(first) && second[0] != '/' && second[0] != '\\';
+    const bool ends = EndsInSeparator(first);
+    const bool begins = IsSeparator(second[0]);
+    const bool needsSeparator = first[0] != '\0' && !ends && !begins;
     std_strncat(dest, size, first, TRUNCATE);
     std_strncat(dest, size, needsSeparator ? "/" : "", TRUNCATE);
-    std_strncat(dest, size, second, TRUNCATE);
+    std_strncat(dest, size, ends && begins ? second + 1 : second, TRUNCATE);
     return true;
 }
 
