@@ -155,6 +155,9 @@ TEST_F(FilesTest, RefusesToCopyWhatIsNoFile)
     EXPECT_FALSE(Copy("directory", "b"));
     EXPECT_FALSE(Copy("missing", "b"));
     EXPECT_FALSE(Copy("file", "file/b"));
+    ASSERT_EQ(mkfifo(mTree.Path("pipe").c_str(), 0600), 0);
+    EXPECT_FALSE(Copy("pipe", "b"));
+    EXPECT_FALSE(std_copy_file("/dev/zero", mTree.Path("b").c_str()));
     EXPECT_FALSE(mTree.Exists("b"));
 }
 

@@ -184,9 +184,9 @@ bool std_force_delete(const char *path)
 
 bool std_copy_file(const char *source, const char *target)
 {
-    const Descriptor from(open(source, O_RDONLY | O_CLOEXEC));
+    const Descriptor from(open(source, O_RDONLY | O_CLOEXEC | O_NONBLOCK)); // a pipe is to be refused, not waited for
     struct stat status;
-    if (!from.IsOpen() || fstat(from.Get(), &status) != 0 || S_ISDIR(status.st_mode))
+    if (!from.IsOpen() || fstat(from.Get(), &status) != 0 || !S_ISREG(status.st_mode))
     {
         return false;
     }
