@@ -69,6 +69,28 @@ std::vector<std::string> IncludesOf(const fs::path &file)
     return includes;
 }
 
+std::string ContentOf(const fs::path &file)
+{
+    std::ifstream stream(file);
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+// The units outside the standard-call layer that hold a text.
+std::vector<std::string> UnitsAboveTheLayerWith(const std::string &text)
+{
+    std::vector<std::string> units;
+    for (const fs::path &file : SourceFiles())
+    {
+        const std::string name = fs::relative(file, Core).string();
+        const bool above = file.extension() == ".cpp" && !name.starts_with("KeldFoundation/CStd/");
+        if (above && ContentOf(file).find(text) != std::string::npos)
+        {
+            units.push_back(name);
+        }
+    }
+    return units;
+}
+
 TEST(HouseTest, IncludesPointDown)
 {
     int looked = 0;
@@ -126,10 +148,22 @@ TEST(HouseTest, EverySourceFileIsNamedInTheBuildOfItsFolder)
         {
             continue;
         }
-        std::ifstream stream(file.parent_path() / "CMakeLists.txt");
-        const std::string build{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+        const std::string build = ContentOf(file.parent_path() / "CMakeLists.txt");
         EXPECT_NE(build.find(file.filename().string()), std::string::npos) << file;
     }
+}
+
+// The call keeps its path in one buffer of the process, without a lock.
+TEST(HouseTest, TheFileProviderAloneAsksForAccess)
+{
+    EXPECT_EQ(UnitsAboveTheLayerWith("std_access("),
+              std::vector<std::string>{"KeldFoundation/file/SparseFileProvider.cpp"});
+    EXPECT_EQ(UnitsAboveTheLayerWith("std_fopen_shared("), std::vector<std::string>{});
+}
+
+TEST(HouseTest, TheStandardCallLayerAloneAsserts)
+{
+    EXPECT_EQ(UnitsAboveTheLayerWith("KELD_ASSERT("), std::vector<std::string>{});
 }
 } // namespace
 } // namespace Keld::Test

@@ -154,7 +154,7 @@ TEST_F(DirectoriesTest, StopsOnANullTree)
 
 TEST_F(DirectoriesTest, KnowsTheFreeSpace)
 {
-    uint64 bytes = 0;
+    uint64 bytes = 1;
     EXPECT_TRUE(std_free_space(mTree.Root().c_str(), &bytes));
     EXPECT_EQ(bytes % 512, 0u);
     bytes = 77;

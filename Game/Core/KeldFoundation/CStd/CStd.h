@@ -84,7 +84,8 @@ uint32 std_file_size(const char *path);
 bool std_file_exists(const char *path);
 bool std_file_delete(const char *path);
 
-/// Not thread-safe: one path buffer serves the whole process. A mode other than 0, 2, 4 or 6 counts as 0.
+/// For the file provider alone, since it is not thread-safe: one path buffer serves the whole process. A mode other
+/// than 0, 2, 4 or 6 counts as 0. What else asks for an entry on disk takes `GetFileStatus` (FileMode.h).
 bool std_access(const char *path, int mode);
 void std_path_to_slashes(char *dest, const char *src);
 

@@ -12,7 +12,7 @@ struct FileStatus
     uint64 size; ///< bytes
 };
 
-/// Follows symbolic links. All fields are zero when nothing is there.
+/// Follows symbolic links. All fields are zero when nothing is there. Any thread may ask; backslashes stay.
 FileStatus GetFileStatus(const char *path);
 
 /// By one bit: besides regular files it is set for symbolic links, which are followed, and for sockets.
