@@ -1,5 +1,6 @@
 #include "KeldFoundation/file/FileIteratorRecursive.h"
 
+#include "KeldFoundation/file/FileProviderList.h"
 #include "Support/TempTree.h"
 
 #include <gtest/gtest.h>
@@ -19,6 +20,8 @@ using Paths = std::vector<std::string>;
 class FileIteratorRecursiveTest : public testing::Test
 {
 protected:
+    ~FileIteratorRecursiveTest() override { gFileProviders = FileProviderList(); }
+
     boost::shared_ptr<FileIteratorRecursive> Create(const std::string &pattern, int flags = 0) const
     {
         return CreateRecursiveFileIterator(mTree.Root().c_str(), pattern.c_str(), flags);
@@ -176,6 +179,64 @@ TEST_F(FileIteratorRecursiveTest, ALoopOfLinksEnds)
     EXPECT_GE(64u, paths.size());
     EXPECT_EQ("dir/a.txt", paths.front());
     EXPECT_EQ("dir/loop/a.txt", paths[1]);
+}
+
+TEST_F(FileIteratorRecursiveTest, SeveralLinksBackToOneDirectoryEnd)
+{
+    mTree.Write("dir/a.txt", "");
+    mTree.Write("dir/deep/b.txt", "");
+    for (const char *link : {"dir/loop1", "dir/loop2", "dir/deep/loop3"})
+    {
+        std::filesystem::create_directory_symlink(mTree.Path("dir"), mTree.Path(link));
+    }
+    const Paths paths = Walk("*.txt");
+    EXPECT_EQ("dir/a.txt", paths.front());
+    EXPECT_EQ(1, std::count(paths.begin(), paths.end(), "dir/deep/b.txt"));
+    EXPECT_GE(2048u, paths.size()); // 1024 times each of the two directories
+}
+
+TEST_F(FileIteratorRecursiveTest, ADirectoryIsGoneDownIntoByEveryPathThatLeadsToIt)
+{
+    mTree.Write("dir/a.txt", "");
+    std::filesystem::create_directory_symlink("dir", mTree.Path("link"));
+    std::filesystem::create_directory_symlink("dir", mTree.Path("more"));
+    EXPECT_EQ((Paths{"dir/a.txt", "link/a.txt", "more/a.txt"}), Sorted(Walk("*.txt")));
+}
+
+/// Has a directory "d" in every directory, without an end.
+class EndlessProvider : public IFileProvider
+{
+public:
+    IFile *Open(const char *, const char *) override { return nullptr; }
+    int Access(const char *, int) override { return -1; }
+    FileIterator *CreateIterator(const char *, int) override { return new OneDirectory; }
+
+private:
+    class OneDirectory : public FileIterator
+    {
+    public:
+        bool IsValid() override { return mIsValid; }
+        void Next() override { mIsValid = false; }
+        const char *GetName() override { return "d"; }
+        bool IsDirectory() override { return true; }
+        bool IsOwnerReadable() override { return true; }
+
+    private:
+        bool mIsValid = true;
+    };
+};
+
+TEST_F(FileIteratorRecursiveTest, GoesDownAsLongAsPathsFit)
+{
+    EndlessProvider provider;
+    AddFileProvider(&provider);
+    std::string longest;
+    for (const auto iterator = CreateRecursiveFileIterator("/r", "d", 0); iterator->IsValid(); iterator->Next())
+    {
+        longest = iterator->GetFullPath();
+        ASSERT_GE(1023u, longest.size());
+    }
+    EXPECT_LE(1022u, longest.size());
 }
 } // namespace
 } // namespace Keld::File

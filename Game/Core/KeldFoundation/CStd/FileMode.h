@@ -10,6 +10,10 @@ struct FileStatus
     bool exists; ///< false when the platform could not tell, whatever the reason
     uint32 mode; ///< the low 16 bits, which hold kind and rights
     uint64 size; ///< bytes
+
+    // Together they tell one entry from every other, whatever path leads to it.
+    uint64 device;
+    uint64 inode;
 };
 
 /// Follows symbolic links. All fields are zero when nothing is there. Any thread may ask; backslashes stay.

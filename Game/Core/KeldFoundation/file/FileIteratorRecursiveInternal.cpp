@@ -1,10 +1,18 @@
 #include "KeldFoundation/file/FileIteratorRecursiveInternal.h"
 
 #include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/CStd/FileMode.h"
 #include "KeldFoundation/path/Path.h"
 
 namespace Keld::File
 {
+namespace
+{
+/// How often one directory is gone down into, by whatever paths. A loop of one link is ended by the platform long
+/// before; two links in a directory that lead back to it double the paths at every level, and would never end.
+constexpr uint32 MaximumVisits = 1024;
+} // namespace
+
 FileIteratorRecursiveInternal::FileIteratorRecursiveInternal(const char *directory, const char *pattern, int flags)
     : mDirectory(directory), mPattern(pattern), mFlags(static_cast<uint32>(flags))
 {
@@ -41,6 +49,18 @@ void FileIteratorRecursiveInternal::OpenNextDirectory()
     OpenCurrentDirectory();
 }
 
+/// Whether to go down into a directory: its entries' paths must have room in a path buffer, and it must not have been
+/// come to all too often. What only a provider knows, and not the file system, is not counted.
+bool FileIteratorRecursiveInternal::IsToBeVisited(const std::string &directory)
+{
+    if (directory.size() + std_strlen("/*") >= PathCapacity)
+    {
+        return false;
+    }
+    const FileStatus status = GetFileStatus(directory.c_str());
+    return !status.exists || ++mVisits[{status.device, status.inode}] <= MaximumVisits;
+}
+
 /// Looks at the current entry: notes a directory for later, and tells whether the entry is one to stop on.
 bool FileIteratorRecursiveInternal::Visit()
 {
@@ -48,7 +68,10 @@ bool FileIteratorRecursiveInternal::Visit()
     if (mCurrent->IsDirectory())
     {
         mCurrentPath = MakePath(name);
-        mPending.push_back(mCurrentPath);
+        if (IsToBeVisited(mCurrentPath))
+        {
+            mPending.push_back(mCurrentPath);
+        }
     }
     if (!std_wildcard_match(name, mPattern.c_str()))
     {

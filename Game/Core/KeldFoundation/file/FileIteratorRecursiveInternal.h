@@ -4,7 +4,9 @@
 #include "KeldFoundation/file/FileIteratorRecursive.h"
 
 #include <deque>
+#include <map>
 #include <string>
+#include <utility>
 
 namespace Keld::File
 {
@@ -27,6 +29,7 @@ private:
     std::string MakePath(const std::string &name) const;
     void OpenCurrentDirectory();
     void OpenNextDirectory();
+    bool IsToBeVisited(const std::string &directory);
     bool Visit();
     void Advance();
 
@@ -36,5 +39,6 @@ private:
     std::string mPattern;
     std::string mCurrentPath;
     uint32 mFlags;
+    std::map<std::pair<uint64, uint64>, uint32> mVisits; ///< times each directory was queued, by device and inode
 };
 } // namespace Keld::File
