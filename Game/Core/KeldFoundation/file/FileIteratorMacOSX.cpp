@@ -1,6 +1,7 @@
 #include "KeldFoundation/file/FileIteratorMacOSX.h"
 
 #include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/CStd/FileMode.h"
 #include "KeldFoundation/file/FileIterator.h"
 
 #include <glob.h>
@@ -10,7 +11,7 @@ namespace Keld::File
 {
 namespace
 {
-constexpr mode_t OwnerReadable = 0x100;
+constexpr uint32 OwnerReadable = 0x100;
 
 /// One for the process and not guarded: whoever creates iterators serialises it.
 char gPattern[PathCapacity];
@@ -92,10 +93,9 @@ bool FileIteratorMacOSX::IsWanted()
 
 void FileIteratorMacOSX::ReadStatus()
 {
-    struct stat status = {}; // what cannot be looked at, a dangling link say, is neither directory nor readable
-    stat(GetMatch(), &status);
-    mIsDirectory = S_ISDIR(status.st_mode);
-    mIsOwnerReadable = (status.st_mode & OwnerReadable) != 0;
+    const uint32 mode = GetFileStatus(GetMatch()).mode; // 0 of what cannot be looked at, a dangling link say
+    mIsDirectory = S_ISDIR(mode);
+    mIsOwnerReadable = (mode & OwnerReadable) != 0;
 }
 
 void FileIteratorMacOSX::BuildName()
