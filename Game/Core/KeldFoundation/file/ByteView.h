@@ -2,7 +2,9 @@
 
 #include "KeldFoundation/CStd/BasicTypes.h"
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
 #include <type_traits>
 
 namespace Keld
@@ -33,10 +35,12 @@ public:
         return fits ? reinterpret_cast<const Record *>(mData + offset) : nullptr;
     }
 
-    /// The text at `offset`, or null when no NUL follows inside the range.
-    const char *Text(uint_size offset) const
+    /// The text at `offset`, or null when it does not end inside the range, or not within `capacity` bytes, its NUL
+    /// included. No more than those are looked at.
+    const char *Text(uint_size offset, uint_size capacity = std::numeric_limits<uint_size>::max()) const
     {
-        const bool ends = offset < mSize && std::memchr(mData + offset, '\0', mSize - offset) != nullptr;
+        const uint_size searched = offset < mSize ? std::min(capacity, mSize - offset) : 0;
+        const bool ends = searched != 0 && std::memchr(mData + offset, '\0', searched) != nullptr;
         return ends ? mData + offset : nullptr;
     }
 
