@@ -174,6 +174,35 @@ TEST_F(ArchiveFileTest, ContentsAreInTheOrderOfTheRecords)
     EXPECT_EQ(byHash, paths);
 }
 
+TEST_F(ArchiveFileTest, PathsThatNobodyCouldAskForAreNoContents)
+{
+    const std::string longest(1023, 'p');
+    const std::string longer(1024, 'q');
+    const ArchiveFile &archive = Load(ArchiveImage().File(longest, 1, 10).File(longer, 2, 20).Bytes());
+    std::vector<std::string> paths;
+    archive.GetContents(paths);
+    EXPECT_EQ(std::vector<std::string>{longest}, paths);
+    ExpectFound(archive, longer.c_str(), 2, 20);
+}
+
+TEST_F(ArchiveFileTest, RecordsThatShareAHugePathAreNotCopied)
+{
+    ArchiveImage source;
+    source.File(std::string(100000, 'p'), 0, 1);
+    for (uint32 index = 1; index < 1000; ++index)
+    {
+        source.File("p", index, 1);
+    }
+    ByteImage image = source.Image();
+    for (std::size_t index = 0; index < 1000; ++index)
+    {
+        image.Word(ArchiveImage::RecordOffset(index) + 12, 0);
+    }
+    std::vector<std::string> paths;
+    Load(image.Bytes()).GetContents(paths);
+    EXPECT_TRUE(paths.empty());
+}
+
 TEST_F(ArchiveFileTest, AnUnsortedIndexDoesNotAnswerWithAnotherFile)
 {
     ByteImage image = ArchiveImage().File("a", 1, 10).File("b", 2, 20).Image();

@@ -33,7 +33,8 @@ bool PathsEndInside(const ByteView &image, uint_size listOffset, const ArchivePa
 }
 
 /// The text of path `index`, or null when the list has no such path. `list` reaches from the path list to the end of
-/// the file, since texts lie behind it at offsets from its start.
+/// the file, since texts lie behind it at offsets from its start. That each text ends there Read has seen, once: many
+/// records may share a text that is as long as the file, and must not have it looked through again and again.
 const char *GetPathByIndex(const ByteView &list, uint32 index)
 {
     const auto *const head = list.At<ArchivePathList>(0);
@@ -42,7 +43,7 @@ const char *GetPathByIndex(const ByteView &list, uint32 index)
         return nullptr;
     }
     const auto *const path = list.At<ArchivePathEntry>(sizeof *head + uint_size{index} * sizeof(ArchivePathEntry));
-    return path != nullptr ? list.Text(path->stringOffset) : nullptr;
+    return path != nullptr ? list.At<char>(path->stringOffset) : nullptr;
 }
 } // namespace
 
@@ -178,7 +179,9 @@ void ArchiveFile::GetContents(std::vector<std::string> &paths) const
     for (uint32 index = 0; index < count; ++index)
     {
         const char *const path = GetPathByIndex(GetPathListView(), mEntries[index].pathIndex);
-        if (path != nullptr) // a record without a path is a fault of the data, and has nothing to append
+        // A record without a path is a fault of the data, and has nothing to append. So is a path that no caller could
+        // have a buffer for; records that share a huge one would fill the memory with copies.
+        if (path != nullptr && std_strnlen(path, PathBufferSize) < PathBufferSize)
         {
             paths.emplace_back(path);
         }
