@@ -1,5 +1,6 @@
 #include "KeldMorvIO/archive/ArchiveVersionManager.h"
 
+#include "KeldFoundation/file/FileIterator.h"
 #include "Support/ArchiveImage.h"
 #include "Support/ReaderLogCapture.h"
 #include "Support/TempTree.h"
@@ -129,6 +130,41 @@ TEST_F(ArchiveVersionManagerTest, FindPassesOverAnArchiveWhoseSizesAddUpToNothin
     EXPECT_EQ(first, manager.FindArchive(0, "same"));
     EXPECT_TRUE(manager.Find("same", archive, offset, size));
     EXPECT_EQ("full.vka.dat", archive);
+}
+
+TEST_F(ArchiveVersionManagerTest, AnArchiveOfNoSizeLeavesTheOutputsOfAFailedFindEmpty)
+{
+    mTree.Write("1.0.0.0/empty.vka", ArchiveImage().File("same", 10, 0).Bytes());
+    auto empty = std::make_unique<ArchiveFile>("empty.vka", mTree.Path("1.0.0.0"), static_cast<unsigned char>(0));
+    ASSERT_TRUE(empty->Read(nullptr));
+    std::vector<const ArchiveFile *> archives = {empty.release()};
+    const ArchiveVersionManager manager("", archives);
+    std::string archive = "before";
+    uint32 offset = 7;
+    uint32 size = 8;
+    EXPECT_FALSE(manager.Find("same", archive, offset, size));
+    EXPECT_EQ("", archive);
+    EXPECT_EQ(0u, offset);
+    EXPECT_EQ(0u, size);
+}
+
+TEST_F(ArchiveVersionManagerTest, ArchivesStayInTheOrderOfTheFileSystem)
+{
+    std::vector<std::string> names;
+    for (uint32 index = 0; index < 40; ++index)
+    {
+        names.push_back("f" + std::to_string(index * 37 % 40) + ".vka");
+        WriteArchive(names.back(), ArchiveImage().File(names.back(), 10, 1));
+    }
+    const std::string pattern = mTree.Path("1.0.0.0") + "/*.vka";
+    std::vector<std::string> expected;
+    for (const auto iterator = File::CreateFileIterator(pattern.c_str(), 0); iterator->IsValid(); iterator->Next())
+    {
+        expected.emplace_back(iterator->GetName());
+    }
+    std::vector<std::string> paths;
+    Create()->GetContents(paths);
+    EXPECT_EQ(expected, paths);
 }
 
 TEST_F(ArchiveVersionManagerTest, ANameInNoArchiveLeavesTheOutputsEmpty)

@@ -184,10 +184,14 @@ bool ArchiveVersionManager::Find(const std::string &name, std::string &archive, 
     }
     else
     {
+        uint32 foundOffset = 0; // an archive that adds up to no size sets them and says no all the same
+        uint32 foundSize = 0;
         for (const ArchiveFile *candidate : mArchives)
         {
-            if (candidate->Search(name, offset, size))
+            if (candidate->Search(name, foundOffset, foundSize))
             {
+                offset = foundOffset;
+                size = foundSize;
                 archive = candidate->GetFilename() + "." + ArchiveDataExtension;
                 return true;
             }
