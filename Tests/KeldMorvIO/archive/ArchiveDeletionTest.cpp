@@ -185,6 +185,23 @@ TEST_F(ArchiveDeletionTest, AnIndexThatFallsShortOfItsSizeIsDeleted)
     EXPECT_FALSE(mTree.Exists("1.0.0.0/short.vka"));
 }
 
+TEST_F(ArchiveDeletionTest, AnIndexWhosePathIsTooLongToOpenIsDeleted)
+{
+    std::string directory = "1.0.0.0";
+    for (int level = 0; level < 5; ++level)
+    {
+        directory += "/" + std::string(200, 'd');
+    }
+    const std::string path = mTree.Write(directory + "/a.vka", ArchiveImage().File("a", 10, 1).Bytes());
+    ASSERT_LE(1024u, path.size());
+    EXPECT_EQ(nullptr, ArchiveVersionManager::LoadArchiveFile(mTree.Path(directory).c_str(), "a.vka"));
+    const std::string text = std::strerror(ENAMETOOLONG);
+    mLog.ExpectFailures({Error(text), Error("(\"" + path + "\", \"rb\") failed: " + text), Error(text),
+                         Error("Failed to open \"" + path + "\"."), Error("Failed to read \"" + path + "\"."),
+                         Error("Failed to read our archive directory"), Warning(ZeroText(path), LoadSignature)});
+    EXPECT_FALSE(mTree.Exists(directory + "/a.vka"));
+}
+
 TEST_F(ArchiveDeletionTest, APipeIsWarnedOfAndStays)
 {
     mTree.MakeDirectory("1.0.0.0");
