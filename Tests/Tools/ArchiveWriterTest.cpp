@@ -1,5 +1,6 @@
 #include "Tools/TreeWriter/ArchiveWriter.h"
 
+#include "Support/ArchiveImage.h"
 #include "Support/ByteImage.h"
 #include "Support/TempTree.h"
 
@@ -139,6 +140,14 @@ TEST(ArchiveIndexReaderTest, LeavesOutRecordsWithoutAText)
     image.Word(36, 2); // the first record's path index, past the paths
     const std::string path = tree.Write("x.vka", image.Bytes());
     EXPECT_EQ(ReadArchiveIndex(path), (std::vector<ArchivedFile>{{"cd", 1, 1}}));
+}
+
+TEST(ArchiveIndexReaderTest, LeavesOutPathsThatNobodyCouldAskFor)
+{
+    const TempTree tree;
+    const std::string longest(1023, 'p');
+    const ArchiveImage image = ArchiveImage().File(longest, 1, 10).File(longest + "p", 2, 20);
+    EXPECT_EQ(ReadArchiveIndex(tree.Write("x.vka", image.Bytes())), (std::vector<ArchivedFile>{{longest, 1, 10}}));
 }
 } // namespace
 } // namespace Keld::Test

@@ -4,6 +4,7 @@
 #include "Tools/TreeReader/TreeError.h"
 
 #include "KeldFoundation/file/ByteView.h"
+#include "KeldMorvIO/ReaderTypes.h"
 #include "KeldMorvIO/archive/ArchiveFormat.h"
 
 namespace Keld::TreeReader
@@ -39,7 +40,8 @@ std::vector<ArchivedFile> ReadArchiveIndex(const std::filesystem::path &path)
     for (uint32 index = 0; index < *count; ++index)
     {
         const uint32 pathIndex = records[index].pathIndex;
-        const char *text = pathIndex < paths->count ? view.Text(pathsAt + texts[pathIndex].stringOffset) : nullptr;
+        const bool hasPath = pathIndex < paths->count;
+        const char *text = hasPath ? view.Text(pathsAt + texts[pathIndex].stringOffset, PathBufferSize) : nullptr;
         if (text != nullptr)
         {
             files.push_back({text, records[index].dataOffset, records[index].size});

@@ -19,6 +19,6 @@ struct ArchivedFile
 };
 
 /// Reads an archive index in the order of its records, and never changes the file. Throws TreeError when it cannot be
-/// read or is no archive index. Records without a path of their own are left out.
+/// read or is no archive index. Left out are records without a path of their own, and paths too long to be asked for.
 std::vector<ArchivedFile> ReadArchiveIndex(const std::filesystem::path &path);
 } // namespace Keld::TreeReader
