@@ -185,7 +185,9 @@ TEST_F(ManifestFieldsTest, ANumberFailsOnAStreamThatCannotBeRead)
 
 TEST_F(ManifestFieldsTest, ANumberTakes255CharactersOfItsLine)
 {
-    const Stream file = mFiles.Open(std::string(253, ' ') + "123\n5\n");
+    std::string text(253, ' ');
+    text += "123\n5\n";
+    const Stream file = mFiles.Open(text);
     DWORD value = 0;
     EXPECT_EQ(ReadDWORD(file.get(), value), S_OK);
     EXPECT_EQ(value, 12u);
