@@ -78,6 +78,25 @@ TEST(LocalTimeTest, GivesTheTimeOfTheZoneThatIsSetNow)
     ExpectOffset("WEST+8", -8 * 3600);
 }
 
+TEST(LocalTimeTest, ComesBackToTheSystemsZoneWhenNoneIsSetAnyMore)
+{
+    const TimeZone guard("EAST-5:30");
+    for (int round = 0; round < 2; ++round)
+    {
+        setenv("TZ", "EAST-5:30", 1);
+        LocalSeconds();
+        unsetenv("TZ");
+        const std::time_t before = std::time(nullptr);
+        const std::time_t local = LocalSeconds();
+        const std::time_t after = std::time(nullptr);
+        std::tm expected{};
+        tzset();
+        localtime_r(&before, &expected);
+        EXPECT_LE(before + expected.tm_gmtoff, local);
+        EXPECT_LE(local, after + expected.tm_gmtoff);
+    }
+}
+
 TEST(LocalTimeTest, MayBeAskedByManyThreadsAtOnce)
 {
     std::vector<std::thread> threads;

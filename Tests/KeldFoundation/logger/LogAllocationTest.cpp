@@ -1,17 +1,32 @@
+#include "KeldFoundation/logger/FdCapture.h"
+#include "KeldFoundation/logger/LoggerCore.h"
 #include "KeldFoundation/logger/LoggerTest.h"
 #include "KeldFoundation/logger/StdErrLogTarget.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 // A program of its own, since it replaces the allocation functions of the whole process.
 namespace
 {
+// What this thread allocates.
 thread_local unsigned long gAllocations = 0;
+
+// How many uses of `new` succeed on this thread before one fails; negative for all.
+thread_local long gAllocationsLeft = -1;
 
 void *Allocate(std::size_t size)
 {
+    if (gAllocationsLeft == 0)
+    {
+        gAllocationsLeft = -1;
+        throw std::bad_alloc();
+    }
+    gAllocationsLeft -= gAllocationsLeft > 0 ? 1 : 0;
+#ifndef KELD_COUNT_MALLOC
     ++gAllocations;
+#endif
     void *const memory = std::malloc(size);
     if (memory == nullptr)
     {
@@ -20,6 +35,34 @@ void *Allocate(std::size_t size)
     return memory;
 }
 } // namespace
+
+#ifdef KELD_COUNT_MALLOC
+// The platform's C library allocates through these as well. Under a sanitizer, which has its own, only `new` counts.
+extern "C"
+{
+    void *__libc_malloc(std::size_t size);
+    void *__libc_calloc(std::size_t count, std::size_t size);
+    void *__libc_realloc(void *memory, std::size_t size);
+
+    void *malloc(std::size_t size)
+    {
+        ++gAllocations;
+        return __libc_malloc(size);
+    }
+
+    void *calloc(std::size_t count, std::size_t size)
+    {
+        ++gAllocations;
+        return __libc_calloc(count, size);
+    }
+
+    void *realloc(void *memory, std::size_t size)
+    {
+        ++gAllocations;
+        return __libc_realloc(memory, size);
+    }
+}
+#endif
 
 void *operator new(std::size_t size)
 {
@@ -55,6 +98,45 @@ namespace Keld::Test
 {
 namespace
 {
+// First of all, because some of what the first logger of a process needs stays for the later ones.
+TEST(FirstLoggerTest, AMessageThatCannotMakeTheLoggerThrowsAndLeavesNone)
+{
+    SetCurrentLogger(GetBuiltInLogger());
+    FdCapture errors(STDERR_FILENO);
+    long failures = 0;
+    for (bool done = false; !done; ++failures)
+    {
+        gAllocationsLeft = failures;
+        try
+        {
+            Log(ERROR, DBG, 0, "made");
+            done = true;
+        }
+        catch (const std::bad_alloc &)
+        {
+            EXPECT_EQ(Logger::LoggerCore::Get(), nullptr);
+        }
+    }
+    gAllocationsLeft = -1;
+    EXPECT_GT(failures, 3);
+    EXPECT_NE(errors.Stop().find(" ERROR| made\n"), std::string::npos);
+    EndLogger();
+}
+
+TEST(CounterAllocationTest, ALookupThatCannotAllocateThrowsAndReleasesItsLock)
+{
+    const std::string name = "a name that is too long for a small string";
+    CounterRegistry registry;
+    for (long allowed = 0; allowed < 3; ++allowed)
+    {
+        gAllocationsLeft = allowed;
+        EXPECT_THROW(registry.Lookup(name, 0, 0), std::bad_alloc);
+        uint64 value = 42;
+        EXPECT_FALSE(registry.GetValue(value, name)) << allowed;
+    }
+    EXPECT_NE(registry.Lookup(name, 0, 0), nullptr);
+}
+
 class LogAllocationTest : public LoggerTest
 {
 protected:
@@ -75,6 +157,14 @@ TEST_F(LogAllocationTest, TheCountIsAlive)
                       delete new PlainTarget();
                   }),
               1u);
+#ifdef KELD_COUNT_MALLOC
+    EXPECT_EQ(CountAllocations(
+                  []
+                  {
+                      std::free(strdup("text"));
+                  }),
+              1u);
+#endif
 }
 
 TEST_F(LogAllocationTest, AFilteredMessageAllocatesNothing)
@@ -102,6 +192,7 @@ TEST_F(LogAllocationTest, AFilteredMessageAllocatesNothing)
 
 TEST_F(LogAllocationTest, ADeliveredMessageAllocatesNothingOnItsWayToTheTarget)
 {
+    Log(ERROR, DBG, 0, "%s: the process's first, which takes in the time zone", "signature");
     EXPECT_EQ(CountAllocations(
                   []
                   {

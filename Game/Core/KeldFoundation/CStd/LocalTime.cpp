@@ -1,5 +1,6 @@
 #include "KeldFoundation/CStd/CStd.h"
 
+#include <cstdlib>
 #include <ctime>
 #include <mutex>
 
@@ -9,6 +10,21 @@ namespace
 {
 // The platform guards its time zone by itself, but out of sight of the tools that look for races.
 constinit std::mutex gTimeZoneMutex;
+
+// The platform was last told to take the zone that no variable names, the system's. Guarded by the mutex.
+constinit bool gTookSystemZone = false;
+
+// The re-entrant call does not look for a change of zone by itself. Asked again for the system's zone, the platform
+// looks at its file and allocates, which no message may cost; so that one is taken once.
+void FollowTimeZone()
+{
+    const bool isSystemZone = std::getenv("TZ") == nullptr;
+    if (!isSystemZone || !gTookSystemZone)
+    {
+        tzset();
+    }
+    gTookSystemZone = isSystemZone;
+}
 } // namespace
 
 void std_local_time(int32 *year, int32 *month, int32 *day, int32 *hour, int32 *minute, int32 *second,
@@ -18,7 +34,7 @@ void std_local_time(int32 *year, int32 *month, int32 *day, int32 *hour, int32 *m
     std::tm local{};
     {
         const std::lock_guard<std::mutex> lock(gTimeZoneMutex);
-        tzset(); // the re-entrant call need not look at the time zone by itself
+        FollowTimeZone();
         localtime_r(&now, &local);
     }
     *year = local.tm_year + 1900;

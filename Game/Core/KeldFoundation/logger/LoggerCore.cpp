@@ -104,14 +104,15 @@ LoggerCore::LoggerCore()
       mApplicationName(UnknownApplication), mWarningCounter("Logging.Warnings"), mDelivery(nullptr)
 {
     mTargets.reserve(4); // so that nothing can fail any more once the logger is published
+    const MutexLock lock(mMutex);
+    SetReporters(LogOkayText, LogWarningText, LogErrorText);
 }
 
-// Held throughout, so that a message of another thread, which finds the logger as soon as it is published, waits until
-// there is a target to take it.
+// The lock is held throughout, so that a message of another thread, which finds the logger as soon as it is published,
+// waits until there is a target to take it.
 void LoggerCore::Open()
 {
     const MutexLock lock(mMutex);
-    SetReporters(LogOkayText, LogWarningText, LogErrorText);
     gLogger.store(this, std::memory_order_release);
     mStdErrTarget.Attach();
 }
