@@ -1,12 +1,16 @@
 #include "KeldFoundation/counters/VmReports.h"
 
+#include "KeldFoundation/counters/MemoryFigures.h"
 #include "KeldFoundation/logger/Log.h"
 
 namespace Keld
 {
 namespace
 {
-constexpr int MemoryMegabytes = 0; // not measured on this platform
+int GetMemoryMegabytes()
+{
+    return static_cast<int>(GetVirtualMemorySize() >> 20);
+}
 
 const char *OrEmpty(const char *text)
 {
@@ -16,7 +20,7 @@ const char *OrEmpty(const char *text)
 
 void VmReportStatus(const char *label, const char *name, int32 value)
 {
-    Log(ALWAYS, DBG | MEM, 0, "VM: Current status at \"%s\": %dMB (%s: %d) \n", OrEmpty(label), MemoryMegabytes,
+    Log(ALWAYS, DBG | MEM, 0, "VM: Current status at \"%s\": %dMB (%s: %d) \n", OrEmpty(label), GetMemoryMegabytes(),
         OrEmpty(name), value);
 }
 
@@ -33,6 +37,6 @@ VmDeltaReport::~VmDeltaReport()
         return;
     }
     Log(ALWAYS, DBG | MEM, 0, "VM: Delta during \"%s\": %s%d (%dMB) (%s: %d) \n", OrEmpty(mLabel),
-        mDelta < 0 ? "+" : "", -mDelta, MemoryMegabytes, OrEmpty(mName), mValue);
+        mDelta < 0 ? "+" : "", -mDelta, GetMemoryMegabytes(), OrEmpty(mName), mValue);
 }
 } // namespace Keld
