@@ -74,9 +74,12 @@ TEST_F(SemaphoreTest, PrivateOnesAreIndependent)
 
 TEST_F(SemaphoreTest, JoiningANameThatDoesNotExistGivesNothingAndLeavesNoName)
 {
-    Semaphore semaphore(Name(), 0);
-    EXPECT_FALSE(semaphore.IsValid());
-    EXPECT_FALSE(NameExists());
+    for (const int count : {0, -1})
+    {
+        Semaphore semaphore(Name(), count);
+        EXPECT_FALSE(semaphore.IsValid()) << count;
+        EXPECT_FALSE(NameExists()) << count;
+    }
 }
 
 TEST_F(SemaphoreTest, AnInvalidOneRefusesEveryCall)
@@ -108,10 +111,14 @@ TEST_F(SemaphoreTest, TheSecondOfANameJoinsAndShares)
 TEST_F(SemaphoreTest, ACountBelowOneJoinsAnExistingName)
 {
     Semaphore owner(Name(), 1);
-    Semaphore joined(Name(), 0);
-    ASSERT_TRUE(joined.IsValid());
-    EXPECT_TRUE(joined.TryWait());
-    EXPECT_FALSE(owner.TryWait());
+    for (const int count : {0, -1})
+    {
+        Semaphore joined(Name(), count);
+        ASSERT_TRUE(joined.IsValid()) << count;
+        EXPECT_TRUE(joined.TryWait());
+        EXPECT_FALSE(owner.TryWait());
+        EXPECT_TRUE(joined.Post());
+    }
 }
 
 TEST_F(SemaphoreTest, OnlyTheOwnerRemovesTheName)
