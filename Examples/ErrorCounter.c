@@ -9,6 +9,7 @@ enum
 typedef struct ErrorCounter
 {
     IKeldLogTarget record;
+    const IKeldLogger *logger; /* where it attaches itself */
     int32_t level;
     uint64_t requiredGroups;
     uint64_t ignoredGroups;
@@ -69,15 +70,24 @@ static const char *GetFormat(IKeldLogTarget *self, const LogRecord *record)
     return "";
 }
 
-/* Which logger a target belongs to is the program's to know; this one is added and removed by hand. */
 static void Attach(IKeldLogTarget *self)
 {
-    ToCounter(self)->attached = 1;
+    ErrorCounter *const counter = ToCounter(self);
+    if (!counter->attached)
+    {
+        counter->attached = 1;
+        counter->logger->AddTarget(self);
+    }
 }
 
 static void Detach(IKeldLogTarget *self)
 {
-    ToCounter(self)->attached = 0;
+    ErrorCounter *const counter = ToCounter(self);
+    if (counter->attached)
+    {
+        counter->attached = 0;
+        counter->logger->RemoveTarget(self);
+    }
 }
 
 static uint8_t IsAttached(IKeldLogTarget *self)
@@ -113,8 +123,9 @@ static ErrorCounter Counter = {
     .level = SeverityError,
 };
 
-IKeldLogTarget *GetErrorCounter(void)
+IKeldLogTarget *GetErrorCounter(const IKeldLogger *logger)
 {
+    Counter.logger = logger;
     return &Counter.record;
 }
 

@@ -8,8 +8,9 @@ extern "C"
 {
 #endif
 
-    /// A log target that counts errors and prints nothing. There is one in the program.
-    IKeldLogTarget *GetErrorCounter(void);
+    /// A log target that counts errors and prints nothing. There is one in the program; `logger` is the one that it
+    /// attaches itself to, when it is told.
+    IKeldLogTarget *GetErrorCounter(const IKeldLogger *logger);
 
     /// How many it has counted. To be read when nobody logs.
     unsigned GetErrorCount(void);

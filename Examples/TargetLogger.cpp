@@ -11,6 +11,8 @@
 
 #include <array>
 #include <cstdarg>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -22,7 +24,7 @@ namespace
 /// What the logger knows. Never destroyed, because the library may log until the very end of the process.
 struct LoggerState
 {
-    std::recursive_mutex mMutex; ///< guards the targets; a target may log
+    std::recursive_mutex mMutex; ///< guards the targets; a target may log, attach or detach while it writes
     std::vector<IKeldLogTarget *> mTargets;
 };
 
@@ -37,7 +39,13 @@ void AddTarget(IKeldLogTarget *target)
     LoggerState &state = GetState();
     const std::lock_guard<std::recursive_mutex> lock(state.mMutex);
     state.mTargets.push_back(target);
-    target->Attach(target);
+}
+
+void RemoveTarget(IKeldLogTarget *target)
+{
+    LoggerState &state = GetState();
+    const std::lock_guard<std::recursive_mutex> lock(state.mMutex);
+    std::erase(state.mTargets, target);
 }
 
 KeldGroupMask RegisterGroup(const char *)
@@ -83,8 +91,9 @@ void Log(std::int32_t severity, std::uint32_t groupLow, std::uint32_t groupHigh,
 
     LoggerState &state = GetState();
     const std::lock_guard<std::recursive_mutex> lock(state.mMutex);
-    for (IKeldLogTarget *const target : state.mTargets)
+    for (std::size_t index = 0; index < state.mTargets.size(); ++index)
     {
+        IKeldLogTarget *const target = state.mTargets[index];
         if (IsWantedBy(target, record))
         {
             target->Write(target, &record);
@@ -101,6 +110,7 @@ constexpr IKeldLogger MakeTable()
         return std::uint32_t{1};
     };
     table.AddTarget = AddTarget;
+    table.RemoveTarget = RemoveTarget;
     table.RegisterGroup = RegisterGroup;
     table.Log = Log;
     return table;
@@ -151,11 +161,19 @@ public:
         };
         IKeldLogTarget::Attach = [](IKeldLogTarget *self)
         {
-            To(self).mAttached = 1;
+            if (To(self).mAttached == 0)
+            {
+                To(self).mAttached = 1;
+                Logger.AddTarget(self);
+            }
         };
         IKeldLogTarget::Detach = [](IKeldLogTarget *self)
         {
-            To(self).mAttached = 0;
+            if (To(self).mAttached != 0)
+            {
+                To(self).mAttached = 0;
+                Logger.RemoveTarget(self);
+            }
         };
         IKeldLogTarget::IsAttached = [](IKeldLogTarget *self)
         {
@@ -195,13 +213,16 @@ int main(int argumentCount, char **arguments)
     }
     static LineTarget lines;
     lines.SetGroups(&lines, 0, 0, 4, 0); // no traces of calls
-    Logger.AddTarget(&lines);
-    Logger.AddTarget(GetErrorCounter());
+    lines.Attach(&lines);
+    IKeldLogTarget *const errorCounter = GetErrorCounter(&Logger);
+    errorCounter->Attach(errorCounter);
 
     MorvSetLogger(&Logger);
     const HRESULT result = MorvInitialize(0, 0, 0, arguments[1]);
     std::printf("the library %s, after %u errors\n", result == S_OK ? "has started" : "has not started",
                 GetErrorCount());
     MorvShutdown();
+    errorCounter->Detach(errorCounter);
+    lines.Detach(&lines);
     return 0;
 }
