@@ -35,19 +35,21 @@ extern "C"
     /// Every operation takes the record itself first. `Write` runs under the logger's lock, on the logging thread.
     struct IKeldLogTarget
     {
-        uint32_t (*GetInterfaceVersion)(IKeldLogTarget *self); ///< 1
-        void (*SetLevel)(IKeldLogTarget *self, int32_t severity);
+        uint32_t (*GetInterfaceVersion)(IKeldLogTarget *self);    ///< 1
+        void (*SetLevel)(IKeldLogTarget *self, int32_t severity); ///< records below are not for this target
         int32_t (*GetLevel)(IKeldLogTarget *self);
+        /// A record with an ignored group is not for this target, nor one without any of the required, unless none is
+        /// required or the record has no groups at all. A group in both masks is only ignored.
         void (*SetGroups)(IKeldLogTarget *self, uint32_t requiredLow, uint32_t requiredHigh, uint32_t ignoredLow,
                           uint32_t ignoredHigh);
         uint64_t (*GetRequiredGroups)(IKeldLogTarget *self);
         uint64_t (*GetIgnoredGroups)(IKeldLogTarget *self);
         const char *(*GetName)(IKeldLogTarget *self);                            ///< owned by the target
         const char *(*GetFormat)(IKeldLogTarget *self, const LogRecord *record); ///< owned by the target
-        void (*Attach)(IKeldLogTarget *self);
-        void (*Detach)(IKeldLogTarget *self);
-        uint8_t (*IsAttached)(IKeldLogTarget *self); ///< 0 or 1
-        uint8_t (*Write)(IKeldLogTarget *self, const LogRecord *record);
+        void (*Attach)(IKeldLogTarget *self);                                    ///< adds itself to its logger, once
+        void (*Detach)(IKeldLogTarget *self); ///< removes itself; a logger that ends asks all of its targets for it
+        uint8_t (*IsAttached)(IKeldLogTarget *self);                     ///< 0 or 1
+        uint8_t (*Write)(IKeldLogTarget *self, const LogRecord *record); ///< 1 when written; the logger does not look
     };
 
 #ifdef __cplusplus
