@@ -13,6 +13,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Keld::Test
@@ -54,6 +55,31 @@ protected:
         }
         return root + steps + std::string(name);
     }
+
+    // The modes 0 to 7 that are granted on "file" with these rights for everyone, one bit for each. Asked by a process
+    // that is not the superuser, to whom everything is granted.
+    uint32 ModesGrantedWith(fs::perms rights) const
+    {
+        fs::permissions(mTree.Root(), fs::perms(0755));
+        fs::permissions(mTree.Path("file"), rights);
+        const pid_t child = fork();
+        if (child == 0)
+        {
+            const bool stranger = chdir(mTree.Root().c_str()) == 0 && (geteuid() != 0 || setuid(NobodysId) == 0);
+            int granted = 0;
+            for (int mode = 0; mode < 8; ++mode)
+            {
+                granted |= stranger && std_access("file", mode) ? 1 << mode : 0;
+            }
+            _exit(granted);
+        }
+        int status = 0;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFEXITED(status));
+        return static_cast<uint32>(WEXITSTATUS(status));
+    }
+
+    static constexpr uid_t NobodysId = 65534;
 
     TempTree mTree;
 };
@@ -193,6 +219,15 @@ TEST_F(FileCallsTest, AsksForAccess)
         EXPECT_TRUE(std_access(file.c_str(), mode)) << mode;
         EXPECT_FALSE(std_access(mTree.Path("missing").c_str(), mode)) << mode;
     }
+}
+
+TEST_F(FileCallsTest, AsksForTheRightsThatTheModeNames)
+{
+    mTree.Write("file", "x");
+    EXPECT_EQ(ModesGrantedWith(fs::perms(0000)), 0b10101011u);
+    EXPECT_EQ(ModesGrantedWith(fs::perms(0444)), 0b10111011u);
+    EXPECT_EQ(ModesGrantedWith(fs::perms(0222)), 0b10101111u);
+    EXPECT_EQ(ModesGrantedWith(fs::perms(0666)), 0b11111111u);
 }
 
 // No one may execute this file, so the platform would refuse mode 1 even to the superuser.
