@@ -3,6 +3,7 @@
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/file/FileIteratorMacOSX.h"
 #include "KeldFoundation/file/IFile.h"
+#include "KeldFoundation/file/StreamCloser.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -16,12 +17,6 @@ namespace Keld::File
 namespace
 {
 constexpr uint_size StreamBufferSize = 64000;
-
-struct StreamCloser
-{
-    void operator()(FILE *stream) const { std_fclose(stream); }
-};
-using Stream = std::unique_ptr<FILE, StreamCloser>;
 
 struct TextFreer
 {

@@ -1,21 +1,14 @@
 #include "KeldMorvIO/blocks/WholeFile.h"
 
 #include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/file/StreamCloser.h"
 #include "KeldMorvIO/ReaderLog.h"
-
-#include <memory>
 
 namespace Keld::MORV::Reader
 {
 namespace
 {
 constexpr uint_size ErrorTextSize = 4096;
-
-struct StreamCloser
-{
-    void operator()(FILE *stream) const { std_fclose(stream); }
-};
-using Stream = std::unique_ptr<FILE, StreamCloser>;
 
 /// Reports an open that failed, under the signature of the call that the user made. Gives the error number.
 errno_t ReportFailedOpen(const char *signature, const char *path, const char *mode)

@@ -1,10 +1,10 @@
 #include "KeldMorvIO/environment/ConfigurationManifest.h"
 
 #include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/file/StreamCloser.h"
 #include "KeldMorvIO/ReaderLog.h"
 #include "KeldMorvIO/blocks/WholeFile.h"
 #include "KeldMorvIO/environment/ManifestFields.h"
-#include "KeldMorvIO/environment/StreamCloser.h"
 
 #include <algorithm>
 
@@ -48,7 +48,7 @@ HRESULT ConfigurationManifest::Load(const std::string &path)
         LogError("%s: Failed to open configuration file \"%s\".", LoadSignature, path.c_str());
         return E_FAIL;
     }
-    std::unique_ptr<FILE, StreamCloser> file(stream);
+    Stream file(stream);
     const HRESULT result = LoadFields(file.get());
     return CloseAfter(result, file.release());
 }

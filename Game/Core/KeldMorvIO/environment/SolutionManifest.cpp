@@ -1,8 +1,9 @@
 #include "KeldMorvIO/environment/SolutionManifest.h"
 
+#include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/file/StreamCloser.h"
 #include "KeldMorvIO/ReaderLog.h"
 #include "KeldMorvIO/environment/ManifestFields.h"
-#include "KeldMorvIO/environment/StreamCloser.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -73,7 +74,7 @@ HRESULT SolutionManifest::Load(const std::string &path)
     mProjects.clear();
     mConfigurations.clear();
 
-    const std::unique_ptr<FILE, StreamCloser> file(std_fopen(path.c_str(), "rt"));
+    const Stream file(std_fopen(path.c_str(), "rt"));
     if (file == nullptr)
     {
         LogErrorText(signature, std_errno());

@@ -3,6 +3,7 @@
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/CStd/FileMode.h"
 #include "KeldFoundation/file/ByteView.h"
+#include "KeldFoundation/file/StreamCloser.h"
 #include "KeldMorvIO/ReaderLog.h"
 #include "KeldMorvIO/listing/ReleaseManifestFormat.h"
 #include "KeldMorvIO/listing/ReleaseManifestTemplate.h"
@@ -26,11 +27,6 @@ constexpr uint32 LeadSize = 8;
 
 /// What a stream reports as its error once a read has failed.
 constexpr int StreamErrorIndicator = 1;
-
-struct StreamCloser
-{
-    void operator()(std::FILE *stream) const { std_fclose(stream); }
-};
 
 template <class EntryType>
 std::unique_ptr<ReleaseManifest> MakeManifest(std::vector<char> &image)
@@ -88,7 +84,7 @@ bool ReadImage(const char *filename, std::vector<char> &image)
     {
         return ReportReadFailure(StreamErrorIndicator);
     }
-    const std::unique_ptr<std::FILE, StreamCloser> stream(std_fopen(filename, "rb"));
+    const Stream stream(std_fopen(filename, "rb"));
     if (stream == nullptr)
     {
         LogError("%s: Failed to open \"%s\".", LoadSignature, filename);
