@@ -152,6 +152,16 @@ TEST_F(ArchiveFileTest, FindEntryIndexTakesTheHashItIsGiven)
     EXPECT_EQ(-1, archive.FindEntryIndex(0x61, nullptr));
 }
 
+TEST_F(ArchiveFileTest, HashesAreComparedAsUnsignedNumbers)
+{
+    ByteImage image = ArchiveImage().File("a", 1, 10).File("b", 2, 20).File("c", 3, 30).Image();
+    image.Word(ArchiveImage::RecordOffset(1), 0x7FFFFFFF).Word(ArchiveImage::RecordOffset(2), 0x80000000);
+    const ArchiveFile &archive = Load(image.Bytes());
+    EXPECT_EQ(0, archive.FindEntryIndex(0x61, "a"));
+    EXPECT_EQ(1, archive.FindEntryIndex(0x7FFFFFFF, "b"));
+    EXPECT_EQ(2, archive.FindEntryIndex(0x80000000, "c"));
+}
+
 TEST_F(ArchiveFileTest, EntriesAreTheRecordsOfTheFile)
 {
     const ArchiveFile &archive = Load(mSample.Bytes());
