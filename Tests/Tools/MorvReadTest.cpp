@@ -139,6 +139,24 @@ TEST_F(MorvReadTest, AFullStandardOutputIsAnError)
     EXPECT_NE(std::system(script.c_str()), 0);
 }
 
+TEST_F(MorvReadTest, CatWorksWithoutAStandardInput)
+{
+    const std::string script = "cd " + mTree.Path("MORV/projects/game/releases/1.0.0.0") +
+                               " && " KELD_MORV_PROGRAM " cat docs/readme.txt managed.bin stored.raw text.z <&- > all";
+    ASSERT_EQ(std::system(script.c_str()), 0);
+    EXPECT_EQ(mTree.Read("MORV/projects/game/releases/1.0.0.0/all"),
+              "read me\n" + std::string("\0\xFF", 2) + "stored" + std::string(2000, 'z'));
+}
+
+TEST_F(MorvReadTest, AClosedStandardOutputIsAnError)
+{
+    const std::string script = "cd " + mTree.Path("MORV/projects/game/releases/1.0.0.0") +
+                               " && " KELD_MORV_PROGRAM " cat docs/readme.txt >&- 2>error";
+    EXPECT_NE(std::system(script.c_str()), 0);
+    EXPECT_EQ(mTree.Read("MORV/projects/game/releases/1.0.0.0/error"),
+              "morv: cannot write to standard output: Bad file descriptor\n");
+}
+
 TEST_F(MorvReadTest, StatShowsWhereThePlainFilesLie)
 {
     const std::string root = mTree.Path("MORV/projects/game/");

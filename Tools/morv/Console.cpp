@@ -10,6 +10,9 @@
 #include <cstring>
 #include <stdexcept>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace Keld::Morv
 {
 namespace
@@ -60,6 +63,18 @@ constexpr IKeldLogger MakeLogger()
 
 constexpr IKeldLogger ConsoleLogger = MakeLogger();
 } // namespace
+
+void OccupyStandardDescriptors()
+{
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
+    {
+        if (fcntl(descriptor, F_GETFD) < 0)
+        {
+            // The lowest free number is this one, since those below it are in use.
+            open("/dev/null", O_RDONLY);
+        }
+    }
+}
 
 void PrintError(const std::string &text)
 {

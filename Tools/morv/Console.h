@@ -12,6 +12,11 @@ enum ExitCode : int
     ExitUsage = 2    ///< the command line cannot be understood
 };
 
+/// Puts something harmless on each standard descriptor that the caller of the process has closed. Otherwise the next
+/// file to be opened would get its number: the library takes descriptor 0 for a failure, and what is printed could end
+/// up in that file. Writing to a standard output that was closed goes on to be an error.
+void OccupyStandardDescriptors();
+
 /// Writes to standard error, each line behind the tool's name.
 void PrintError(const std::string &text);
 
