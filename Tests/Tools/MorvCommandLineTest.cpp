@@ -71,6 +71,11 @@ TEST(MorvCommandLineTest, WhatCannotBeUnderstoodIsAUsageError)
     EXPECT_FALSE(tree.Exists("MORV"));
 }
 
+TEST(MorvCommandLineTest, AnUnknownCommandIsNamed)
+{
+    EXPECT_EQ(RunMorv("/", {"-v", "unpack", "x"}).error.rfind("morv: \"unpack\" is no command\n", 0), 0U);
+}
+
 TEST(MorvCommandLineTest, OutsideOfAReleaseEveryReadingCommandSaysWhereToGo)
 {
     const TempTree tree;

@@ -120,6 +120,11 @@ TEST_F(MorvReadTest, CatGoesOnBehindAFileThatIsNotThere)
     EXPECT_NE(result.error.find("morv: docs: is a directory"), std::string::npos);
 }
 
+TEST_F(MorvReadTest, CatNamesTheRootThatItRefuses)
+{
+    ExpectRefused({"cat", "/"}, "/: is a directory");
+}
+
 TEST_F(MorvReadTest, CatTellsWhereAShortenedFileEnds)
 {
     mTree.Write("MORV/projects/game/releases/1.0.0.0/deploy/Docs/readme.txt", "re");

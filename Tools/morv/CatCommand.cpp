@@ -22,7 +22,7 @@ void CatOne(Library &library, const std::string &path, bool readAgain)
     }
     if (library.IsDirectory(path))
     {
-        throw TreeError(path + ": is a directory; name the files in it");
+        throw TreeError((path.empty() ? "/" : path) + ": is a directory; name the files in it");
     }
     library.ReadFile(path, readAgain,
                      [](std::string_view piece)
@@ -30,7 +30,6 @@ void CatOne(Library &library, const std::string &path, bool readAgain)
                          std::fwrite(piece.data(), 1, piece.size(), stdout);
                      });
 }
-
 } // namespace
 
 ExitCode Cat(const std::string &workingDirectory, const std::vector<std::string> &typed)

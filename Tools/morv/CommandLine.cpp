@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <optional>
 
 // The one unit that knows the option parser, whose header is costly to compile.
 namespace Keld::Morv
@@ -90,7 +91,7 @@ public:
         }
         catch (const CLI::ParseError &error)
         {
-            PrintError(error.what());
+            PrintError(UnknownCommand().value_or(error.what()));
             PrintError("try \"morv --help\", or \"morv COMMAND --help\"");
             return ExitUsage;
         }
@@ -101,6 +102,17 @@ public:
     }
 
 private:
+    /// What to say when a word stands where a command belongs: the parser itself speaks only of a missing one.
+    std::optional<std::string> UnknownCommand() const
+    {
+        const std::vector<std::string> words = mApp.remaining();
+        if (!mApp.get_subcommands().empty() || words.empty())
+        {
+            return std::nullopt;
+        }
+        return "\"" + words.front() + "\" is no command";
+    }
+
     std::string ResolvedDirectory() const
     {
         return std::filesystem::weakly_canonical(std::filesystem::absolute(mDirectory)).string();
