@@ -1,5 +1,6 @@
 #include "KeldMorvIO/blocks/AsyncFile.h"
 
+#include "KeldMorvIO/blocks/Descriptors.h"
 #include "Support/ReaderLogCapture.h"
 #include "Support/TempTree.h"
 
@@ -17,16 +18,13 @@
 
 namespace Keld::MORV::Reader
 {
+using Test::ClosedStandardInput;
+using Test::IsOpenDescriptor;
 using Test::ReaderLogCapture;
 using Test::TempTree;
 
 namespace
 {
-bool IsOpenDescriptor(AsyncFile file)
-{
-    return fcntl(static_cast<int>(file), F_GETFD) != -1;
-}
-
 class AsyncFileTest : public testing::Test
 {
 protected:
@@ -161,28 +159,14 @@ TEST_F(AsyncFileTest, ClosesItsHandle)
     mFile = AsyncFile::Null;
 }
 
-TEST_F(AsyncFileTest, LeavesStandardInputOpenWhenTheNullHandleIsClosed)
-{
-    const int saved = dup(STDIN_FILENO);
-    const std::string path = mTree.Write("input", "x");
-    const int replacement = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    ASSERT_EQ(dup2(replacement, STDIN_FILENO), STDIN_FILENO);
-    close(replacement);
-    AsyncClose(AsyncFile::Null);
-    EXPECT_TRUE(IsOpenDescriptor(AsyncFile::Null));
-    saved == -1 ? close(STDIN_FILENO) : dup2(saved, STDIN_FILENO);
-    close(saved);
-}
-
 TEST_F(AsyncFileTest, GivesTheNullHandleForAFileThatGetsDescriptorZero)
 {
-    const int saved = dup(STDIN_FILENO);
     const std::string path = mTree.Write("file", "x");
-    close(STDIN_FILENO);
+    const ClosedStandardInput closed;
     EXPECT_EQ(AsyncOpen(path.c_str()), AsyncFile::Null);
     EXPECT_TRUE(IsOpenDescriptor(AsyncFile::Null));
-    saved == -1 ? close(STDIN_FILENO) : dup2(saved, STDIN_FILENO);
-    close(saved);
+    AsyncClose(AsyncFile::Null);
+    EXPECT_TRUE(IsOpenDescriptor(AsyncFile::Null)) << "closing the null handle does nothing";
 }
 
 TEST_F(AsyncFileTest, LogsNothing)

@@ -58,40 +58,6 @@ private:
     std::vector<MORV::Reader::UncompressedBlock> mBlocks;
 };
 
-inline bool IsOpenDescriptor(MORV::Reader::AsyncFile file)
-{
-    return fcntl(static_cast<int>(file), F_GETFD) != -1;
-}
-
-/// The number that the next file would get: it stays the same where nothing leaks.
-inline int LowestFreeDescriptor()
-{
-    const int descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    close(descriptor);
-    return descriptor;
-}
-
-/// Closes standard input for a while, so that the next file gets descriptor 0, which is the null handle.
-class ClosedStandardInput
-{
-public:
-    ClosedStandardInput() : mSaved(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)) { close(STDIN_FILENO); }
-    ~ClosedStandardInput()
-    {
-        close(STDIN_FILENO);
-        if (mSaved != -1)
-        {
-            dup2(mSaved, STDIN_FILENO);
-            close(mSaved);
-        }
-    }
-    ClosedStandardInput(const ClosedStandardInput &) = delete;
-    ClosedStandardInput &operator=(const ClosedStandardInput &) = delete;
-
-private:
-    int mSaved;
-};
-
 /// Puts bytes into a file at an offset that may lie far behind its end; what is between takes no room on the disk.
 inline bool WriteSparse(const std::string &path, std::uint64_t offset, std::string_view bytes)
 {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KeldMorvIO/blocks/BlockRow.h"
+#include "KeldMorvIO/blocks/Descriptors.h"
 #include "KeldMorvIO/blocks/LzmaAdapter.h"
 #include "Support/ReaderLogCapture.h"
 #include "Support/TempTree.h"

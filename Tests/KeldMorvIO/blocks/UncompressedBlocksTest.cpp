@@ -1,6 +1,7 @@
 #include "KeldMorvIO/blocks/UncompressedBlocks.h"
 
 #include "KeldMorvIO/blocks/BlockRow.h"
+#include "KeldMorvIO/blocks/Descriptors.h"
 #include "Support/CompressedStream.h"
 #include "Support/ReaderLogCapture.h"
 #include "Support/TempTree.h"
