@@ -7,6 +7,8 @@
 
 namespace Keld::MORV::Reader
 {
+// Close-on-exec: data files stay open for as long as the library is up, and no program that the consumer starts shall
+// inherit them.
 AsyncFile AsyncOpen(const char *path)
 {
     const int descriptor = open(path, O_RDONLY | O_CLOEXEC);

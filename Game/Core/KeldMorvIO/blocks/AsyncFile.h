@@ -11,7 +11,8 @@ enum class AsyncFile : int32
     Null = 0
 };
 
-/// Gives `AsyncFile::Null` when the file cannot be opened; `errno` then tells why.
+/// Opens for reading; the caller closes the handle. Gives `AsyncFile::Null` when the file cannot be opened, and `errno`
+/// tells why. A directory opens as well, and every read of it fails.
 AsyncFile AsyncOpen(const char *path);
 
 /// Does nothing for the null handle.
@@ -19,7 +20,10 @@ void AsyncClose(AsyncFile file);
 
 /// Reads `size` bytes from byte `offset` on and waits for them. At most four reads are in flight in the process;
 /// further callers sleep. Any thread may call it.
-/// \param bytesRead out, may be null: bytes delivered, fewer at the end of the file; 0xFFFFFFFF after an error.
-/// \returns true when the read ended without an error, however many bytes came.
+/// \param bytesRead out, may be null: bytes delivered, fewer at the end of the file and where the platform's limit for
+///                  one transfer (2 GiB less a page) is reached. 0xFFFFFFFF when the read failed, 0 when it could not
+///                  be started, not written when no slot could be had.
+/// \returns true when the read ended without an error, however many bytes came. False also when a signal ended the
+///          sleep for a slot.
 bool AsyncRead(AsyncFile file, uint64 offset, uint32 size, uint32 *bytesRead, void *buffer);
 } // namespace Keld::MORV::Reader

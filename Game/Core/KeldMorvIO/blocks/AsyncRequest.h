@@ -27,8 +27,8 @@ struct AsyncRequest
 /// \returns null when no slot could be had, as when a signal ends the sleep.
 AsyncRequest *AsyncBeginRead(AsyncFile file, uint64 offset, uint32 size, void *buffer);
 
-/// Waits until the read has ended, at most `timeoutMs` milliseconds. A read that does not end in time counts as
-/// finished as well: the result is true, and the error is EINPROGRESS.
+/// Waits until the read has ended, at most `timeoutMs` milliseconds. When the time runs out, or a signal comes while it
+/// runs, the read counts as finished as well: the result is true, and the error is EINPROGRESS.
 bool AsyncWait(AsyncRequest *request, uint32 timeoutMs);
 
 // The result, waiting for it where it is not there yet.
