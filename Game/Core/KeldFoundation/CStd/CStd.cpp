@@ -34,12 +34,7 @@ uint_size std_strlen(const char *str)
 uint_size std_strnlen(const char *pStr, uint_size count)
 {
     KELD_ASSERT(pStr, nullptr, "uint_size Keld::std_strnlen(const char *, uint_size)");
-    uint_size length = 0;
-    while (length < count && pStr[length] != '\0')
-    {
-        ++length;
-    }
-    return length;
+    return strnlen(pStr, count);
 }
 
 char *std_strncpy(char *pDest, uint_size num, const char *pSrc, uint_size count)
