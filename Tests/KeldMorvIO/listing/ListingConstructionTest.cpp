@@ -163,6 +163,31 @@ TEST_F(ListingConstructionTest, PutsEveryEntryIntoTheBucketOfItsPathOnce)
     }
 }
 
+TEST_F(ListingConstructionTest, FindsTheLongestPathsThatCanBeAskedFor)
+{
+    // No file system has so long a name: the file lies in an archive, which has nothing of it but a text.
+    const std::string name(1023, 'n');
+    const std::string longer(1024, 'n');
+    mTree.Archived(name, "1").Archived("dir/" + name.substr(4), "2").Archived(longer, "3").Archived(longer + "x", "4");
+    const auto listing = mTree.Load();
+    ASSERT_NE(listing, nullptr);
+    EXPECT_STREQ(GetListingEntry(listing->FindEntry(name.c_str())).mName, name.c_str());
+    EXPECT_STREQ(GetListingEntry(listing->FindEntry(("DIR/" + name.substr(4)).c_str())).mName, name.c_str() + 4);
+    EXPECT_EQ(ChainOf(*listing).size(), 6u);
+    EXPECT_EQ(NamesIn(listing->FindEntry("")), (std::vector<std::string>{"dir/", name, longer, longer + "x"}));
+}
+
+TEST_F(ListingConstructionTest, KeepsADirectoryWhoseNameIsLongerThanAnyPath)
+{
+    const std::string name(20000, 'n');
+    mTree.Naked("a.txt", "A").Absent(name + "/b/c.txt");
+    const auto listing = mTree.Load();
+    ASSERT_NE(listing, nullptr);
+    EXPECT_EQ(NamesIn(listing->FindEntry("")), (std::vector<std::string>{name + "/", "a.txt"}));
+    EXPECT_EQ(ChainOf(*listing).size(), 4u);
+    EXPECT_EQ(listing->FindEntry(name.substr(0, 1023).c_str()), nullptr);
+}
+
 TEST_F(ListingConstructionTest, KeepsOneChainInARow)
 {
     for (int index = 0; index < 30; ++index)

@@ -87,6 +87,65 @@ TEST(ManifestFileIterator, GivesParentZeroToWhatNoDirectoryHolds)
     EXPECT_THAT(parents, ElementsAre(0, 0, 1, 0));
 }
 
+TEST(ManifestFileIterator, MakesThePathsThatAreAskedForAlone)
+{
+    ManifestImage image;
+    for (const char *const path : {"a/a/a/1", "a/a/b/2", "a/b/a/3", "b/4", "b/a/5", "b/a/a/a/6"})
+    {
+        image.File(path);
+    }
+    const auto manifest = Keld::Test::ParseManifest(image.Bytes());
+    for (const std::size_t step : {1u, 2u, 3u, 5u})
+    {
+        std::vector<uint32> parents;
+        std::vector<std::string> files;
+        std::size_t entryCount = 0;
+        for (ManifestFileIterator<FileTableEntry> entry(*manifest, parents); entry.IsValid(); entry.Next())
+        {
+            ++entryCount;
+            if (entry.GetFile() != nullptr || entryCount % step == 0)
+            {
+                const std::string path = entry.GetPath();
+                EXPECT_EQ(entry.GetPath(), path);
+                files.insert(files.end(), entry.GetFile() != nullptr ? 1 : 0, path);
+            }
+        }
+        EXPECT_THAT(files, ElementsAre("b/4", "b/a/5", "a/a/a/1", "a/a/b/2", "a/b/a/3", "b/a/a/a/6"));
+    }
+}
+
+TEST(ManifestFileIterator, CutsALongPathAtTheLimitAndNoOther)
+{
+    const std::string fits(ManifestPathLimit, 'f');
+    const std::string name = fits + "more";
+    ManifestImage image;
+    image.File("a/1").File(name).File(name + "/2").File("b/" + name + "/3").File("b/4").File("b/" + name + "/c/d/5");
+    EXPECT_THAT(
+        Keld::Test::WalkManifest(*Keld::Test::ParseManifest(image.Bytes())),
+        ElementsAre("a/", "b/", fits + "/", fits, "a/1", ("b/" + fits).substr(0, ManifestPathLimit) + "/", "b/4", fits,
+                    ("b/" + fits).substr(0, ManifestPathLimit) + "/", ("b/" + fits).substr(0, ManifestPathLimit),
+                    ("b/" + fits).substr(0, ManifestPathLimit) + "/", ("b/" + fits).substr(0, ManifestPathLimit)));
+}
+
+TEST(ManifestFileIterator, GoesOnBehindATreeThatIsDeeperThanTheLimit)
+{
+    std::string path;
+    ManifestImage image;
+    for (uint32 level = 0; level < ManifestPathLimit; ++level)
+    {
+        path += "d/";
+    }
+    image.File(path + "leaf").File("e/1").File("e/e/2");
+    const std::vector<std::string> walk = Keld::Test::WalkManifest(*Keld::Test::ParseManifest(image.Bytes()));
+    ASSERT_EQ(walk.size(), ManifestPathLimit + 5u);
+    EXPECT_EQ(walk.back(), path.substr(0, ManifestPathLimit));
+    EXPECT_EQ(walk[3], "e/e/");
+    EXPECT_EQ(walk[4], "e/1");
+    EXPECT_EQ(walk[5], "d/d/d/");
+    EXPECT_EQ(walk[6], "e/e/2");
+    EXPECT_EQ(walk[7], "d/d/d/d/");
+}
+
 TEST(ManifestFileIterator, WalksAVeryDeepTree)
 {
     std::string path;

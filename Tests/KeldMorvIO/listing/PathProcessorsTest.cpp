@@ -194,6 +194,18 @@ TEST(PathLength, CountsNoSeparatorBehindAnEmptyName)
     EXPECT_EQ(ProjectListing::GetPathLength(EntryChain("", {"ab", ""}, "c").File()), 5u);
 }
 
+TEST(PathLength, DoesNotWrapAround)
+{
+    const std::string name(1 << 26, 'n');
+    std::array<DirectoryEntry, 65> directories{}; // the root, and 64 directories with 2^32 bytes of names
+    for (std::size_t depth = 0; depth < directories.size(); ++depth)
+    {
+        directories[depth].mEntry = {name.c_str(), depth != 0 ? &directories[depth - 1] : nullptr};
+    }
+    EXPECT_EQ(ProjectListing::GetPathLength(AsFileEntry(&directories.back())), 0xFFFFFFFFu);
+    EXPECT_EQ(ProjectListing::GetFilePath(AsFileEntry(&directories.back())), "");
+}
+
 TEST(FilePath, IsWrittenWithItsCaseAndTerminator)
 {
     const EntryChain chain("root", {"Data", "maps"}, "Arena.bin");

@@ -43,6 +43,13 @@ TEST(ReleaseManifestSort, DoesNotFoldBytesOutsideAscii)
     EXPECT_THAT(SortedNames({"\xC4", "\xE4", "\xC5"}), ElementsAre("\xC4", "\xC5", "\xE4"));
 }
 
+TEST(ReleaseManifestSort, LooksAtAllOfALongName)
+{
+    const std::string stem(3000, 's');
+    EXPECT_THAT(SortedNames({stem + "b", stem + "C", stem, stem + "a"}),
+                ElementsAre(stem, stem + "a", stem + "b", stem + "C"));
+}
+
 TEST(ReleaseManifestSort, PutsSubdirectoriesInTheSameOrderAndBeforeFiles)
 {
     ManifestImage image;

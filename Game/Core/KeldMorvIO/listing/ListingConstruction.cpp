@@ -12,6 +12,20 @@
 // copied into one block of exactly the size that it needs. Manifest and archive indexes can go at once afterwards.
 namespace Keld::MORV::Reader
 {
+namespace
+{
+/// Goes on with a hash over a name, or as much of it as can be part of a path that is looked up. The rest of a longer
+/// one would be read again for each entry that has it, and all these hashes serve for is to be looked up.
+uint32 HashName(uint32 hash, const char *name)
+{
+    for (uint32 index = 0; index < PathBufferSize && name[index] != '\0'; ++index)
+    {
+        hash = HashPathLowerStep(hash, name[index]);
+    }
+    return hash;
+}
+} // namespace
+
 ArchiveFilesGuard::~ArchiveFilesGuard()
 {
     if (mMetadata == nullptr)
@@ -120,7 +134,7 @@ uint32 ReleaseManifestTemplate<EntryType>::BuildHashPairs(std::vector<std::pair<
 }
 
 // A child's hash goes on from its parent's, so that each name is hashed once and no path is ever made. The results
-// equal HashPathLower of the full paths. The root's name takes no part in any path.
+// equal HashPathLower of the full paths, for all that can be looked up. The root's name takes no part in any path.
 template <class EntryType>
 void ReleaseManifestTemplate<EntryType>::BuildEntryHashes(std::vector<uint32> &hashes) const
 {
@@ -137,18 +151,18 @@ void ReleaseManifestTemplate<EntryType>::BuildEntryHashes(std::vector<uint32> &h
         for (uint32 position = 0; position < directory.subdirectoryCount; ++position)
         {
             const uint32 child = directory.firstSubdirectory + position;
-            hashes[child] = HashPathLower(prefix, GetString(GetDirectory(child).nameIndex));
+            hashes[child] = HashName(prefix, GetString(GetDirectory(child).nameIndex));
             queue.push_back(child);
         }
         for (uint32 position = 0; position < directory.fileCount; ++position)
         {
             const uint32 file = directory.firstFile + position;
-            hashes[directoryCount + file] = HashPathLower(prefix, GetString(GetFile(file).nameIndex));
+            hashes[directoryCount + file] = HashName(prefix, GetString(GetFile(file).nameIndex));
         }
     }
 }
 
-// Strings behind the string data, in the image's trailing bytes, are not copied. Nothing refers to them.
+// All of the string data, also behind the last string that a record refers to.
 template <class EntryType>
 void ReleaseManifestTemplate<EntryType>::CopyStrings(char *destination, std::vector<const char *> &strings) const
 {
@@ -158,8 +172,7 @@ void ReleaseManifestTemplate<EntryType>::CopyStrings(char *destination, std::vec
     strings.reserve(mStrings.size());
     for (const char *const string : mStrings)
     {
-        const auto offset = static_cast<uint_size>(string - first);
-        strings.push_back(offset < size ? destination + offset : nullptr);
+        strings.push_back(destination + (string - first));
     }
 }
 

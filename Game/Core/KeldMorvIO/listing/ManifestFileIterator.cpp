@@ -1,5 +1,9 @@
 #include "KeldMorvIO/listing/ManifestFileIterator.h"
 
+#include "KeldFoundation/CStd/CStd.h"
+
+#include <algorithm>
+
 namespace Keld::MORV::Reader
 {
 namespace
@@ -18,7 +22,7 @@ ManifestFileIterator<EntryType>::ManifestFileIterator(const ReleaseManifestTempl
     mParents.assign(uint_size{mManifest.GetDirectoryCount()} + mManifest.GetFileCount(), 0);
     if (HasChildren(mManifest.GetDirectory(0)))
     {
-        EnterDirectory(0);
+        EnterDirectory({mPrefix, 0});
     }
 }
 
@@ -35,10 +39,18 @@ void ManifestFileIterator<EntryType>::Next()
     mFile = nullptr;
     if (!mQueue.empty())
     {
-        const uint32 index = mQueue.front();
+        const QueuedDirectory directory = mQueue.front();
         mQueue.pop();
-        EnterDirectory(index);
+        EnterDirectory(directory);
     }
+}
+
+template <class EntryType>
+const std::string &ManifestFileIterator<EntryType>::GetPath()
+{
+    MakePrefix();
+    Append(mName);
+    return mPath;
 }
 
 template <class EntryType>
@@ -47,34 +59,19 @@ uint32 ManifestFileIterator<EntryType>::GetFileIndex() const
     return mDirectory->firstFile + (mPosition - mDirectory->subdirectoryCount);
 }
 
-/// The path is made from the parents when the directory's turn comes. The directories that wait would otherwise hold
-/// the text of all their paths, which grows with the square of the manifest.
 template <class EntryType>
-void ManifestFileIterator<EntryType>::EnterDirectory(uint32 index)
+void ManifestFileIterator<EntryType>::EnterDirectory(const QueuedDirectory &directory)
 {
-    mDirectoryIndex = index;
-    mDirectory = &mManifest.GetDirectory(index);
+    mDirectoryIndex = directory.index;
+    mDirectory = &mManifest.GetDirectory(directory.index);
+    mPrefix = directory.prefix;
     mPosition = 0;
-
-    std::vector<uint32> ancestors;
-    for (uint32 directory = index; directory != 0; directory = mParents[directory])
-    {
-        ancestors.push_back(directory);
-    }
-    mPath.clear();
-    for (auto ancestor = ancestors.rbegin(); ancestor != ancestors.rend(); ++ancestor)
-    {
-        mPath += mManifest.GetString(mManifest.GetDirectory(*ancestor).nameIndex);
-        mPath += '/';
-    }
-    mPrefixLength = mPath.size();
     LoadEntry();
 }
 
 template <class EntryType>
 void ManifestFileIterator<EntryType>::LoadEntry()
 {
-    mPath.resize(mPrefixLength);
     if (mPosition < mDirectory->subdirectoryCount)
     {
         LoadSubdirectory(mDirectory->firstSubdirectory + mPosition);
@@ -89,12 +86,12 @@ template <class EntryType>
 void ManifestFileIterator<EntryType>::LoadSubdirectory(uint32 index)
 {
     const DirectoryTableEntry &subdirectory = mManifest.GetDirectory(index);
-    mPath += mManifest.GetString(subdirectory.nameIndex);
+    mName = mManifest.GetString(subdirectory.nameIndex);
     mFile = nullptr;
     mParents[index] = mDirectoryIndex;
     if (HasChildren(subdirectory))
     {
-        mQueue.push(index);
+        mQueue.push({PrefixBelow(index), index});
     }
 }
 
@@ -102,8 +99,53 @@ template <class EntryType>
 void ManifestFileIterator<EntryType>::LoadFile(uint32 index)
 {
     mFile = &mManifest.GetFile(index);
-    mPath += mManifest.GetString(mFile->nameIndex);
+    mName = mManifest.GetString(mFile->nameIndex);
     mParents[uint_size{mManifest.GetDirectoryCount()} + index] = mDirectoryIndex;
+}
+
+/// Of the current subdirectory's children.
+template <class EntryType>
+auto ManifestFileIterator<EntryType>::PrefixBelow(uint32 subdirectory) const -> Prefix
+{
+    const uint32 room = ManifestPathLimit - mPrefix.length;
+    if (room == 0)
+    {
+        return mPrefix;
+    }
+    const auto nameLength = static_cast<uint32>(std_strnlen(mName, room));
+    return {subdirectory, mPrefix.depth + 1, mPrefix.length + std::min(nameLength + 1, room)};
+}
+
+/// The text is made from the parents when it is asked for: the directories that wait would otherwise hold the text of
+/// all their paths. What it has in common with the last one stays.
+template <class EntryType>
+void ManifestFileIterator<EntryType>::MakePrefix()
+{
+    std::vector<uint32> added;
+    uint32 depth = mPrefix.depth;
+    for (uint32 directory = mPrefix.directory; depth != 0; directory = mParents[directory], --depth)
+    {
+        if (depth <= mMadePrefixes.size() && mMadePrefixes[depth - 1].directory == directory)
+        {
+            break;
+        }
+        added.push_back(directory);
+    }
+    mMadePrefixes.resize(depth);
+    mPath.resize(depth != 0 ? mMadePrefixes.back().length : 0);
+    for (auto directory = added.rbegin(); directory != added.rend(); ++directory)
+    {
+        Append(mManifest.GetString(mManifest.GetDirectory(*directory).nameIndex));
+        Append("/");
+        ++depth;
+        mMadePrefixes.push_back({*directory, depth, static_cast<uint32>(mPath.size())});
+    }
+}
+
+template <class EntryType>
+void ManifestFileIterator<EntryType>::Append(const char *text)
+{
+    mPath.append(text, std_strnlen(text, ManifestPathLimit - mPath.size()));
 }
 
 template class ManifestFileIterator<FileTableEntry>;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KeldFoundation/logger/LineFormat.h"
 #include "KeldMorvIO/listing/ReleaseManifestTemplate.h"
 
 #include <queue>
@@ -8,6 +9,10 @@
 
 namespace Keld::MORV::Reader
 {
+/// As much of a path as a walk makes, in bytes: it fills a log line, and is more than any path on disk may have. The
+/// paths of a damaged manifest can be longer than itself: many entries may share a long name, or lie below each other.
+inline constexpr uint32 ManifestPathLimit = Logger::LineBufferSize;
+
 /// Walks all entries of a manifest but its root, level by level; in each directory the subdirectories come first, then
 /// the files. Paths are virtual paths: without a leading '/', and without the root's name.
 template <class EntryType>
@@ -23,8 +28,9 @@ public:
     bool IsValid() const { return mDirectory != nullptr; }
     void Next();
 
-    /// The full path of the current entry.
-    const std::string &GetPath() const { return mPath; }
+    /// The full path of the current entry, or as much of it as ManifestPathLimit allows. Made when it is asked for;
+    /// good until the next step.
+    const std::string &GetPath();
 
     /// The current file's record, or null on a directory.
     const EntryType *GetFile() const { return mFile; }
@@ -33,19 +39,39 @@ public:
     uint32 GetFileIndex() const;
 
 private:
-    void EnterDirectory(uint32 index);
+    /// What the paths of a directory's children begin with: the path of a directory and a '/'. The directory is the
+    /// children's own, unless an ancestor's path has reached the limit already.
+    struct Prefix
+    {
+        uint32 directory;
+        uint32 depth;  ///< levels below the root
+        uint32 length; ///< bytes
+    };
+
+    struct QueuedDirectory
+    {
+        Prefix prefix;
+        uint32 index;
+    };
+
+    void EnterDirectory(const QueuedDirectory &directory);
     void LoadEntry();
     void LoadSubdirectory(uint32 index);
     void LoadFile(uint32 index);
+    Prefix PrefixBelow(uint32 subdirectory) const;
+    void MakePrefix();
+    void Append(const char *text);
 
     const ReleaseManifestTemplate<EntryType> &mManifest;
     std::vector<uint32> &mParents;
     uint32 mDirectoryIndex = 0;
     const DirectoryTableEntry *mDirectory = nullptr; ///< null at the end
-    std::queue<uint32> mQueue;                       ///< directories with children, whose turn comes later
-    uint_size mPrefixLength = 0;                     ///< of `mPath`: the current directory's path and its '/'
+    std::queue<QueuedDirectory> mQueue;              ///< directories with children, whose turn comes later
+    Prefix mPrefix = {0, 0, 0};                      ///< of the current directory's children
+    std::vector<Prefix> mMadePrefixes;               ///< those that `mPath` begins with, by depth from 1 on
     std::string mPath;
-    uint32 mPosition = 0; ///< among the current directory's children
+    const char *mName = nullptr; ///< the current entry's
+    uint32 mPosition = 0;        ///< among the current directory's children
     const EntryType *mFile = nullptr;
 };
 } // namespace Keld::MORV::Reader

@@ -3,6 +3,9 @@
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldMorvIO/ReaderTypes.h"
 
+#include <algorithm>
+#include <limits>
+
 namespace Keld::MORV::Reader
 {
 PathMatcher::PathMatcher(const char *text) : mBegin(text), mEnd(text + std_strlen(text)) {}
@@ -19,8 +22,8 @@ bool PathMatcher::Process(const ProjectListing::FileEntry *entry)
     }
 
     const char *const name = GetListingEntry(entry).mName;
-    const uint_size length = std_strlen(name);
     const auto unmatched = static_cast<uint_size>(mEnd - mBegin);
+    const uint_size length = std_strnlen(name, unmatched + 1); // a damaged manifest may have names of any length
     if (length > unmatched)
     {
         return false;
@@ -45,8 +48,9 @@ bool PathMatcher::Process(const ProjectListing::FileEntry *entry)
 
 bool PathLengthProcessor::Process(const ProjectListing::FileEntry *entry)
 {
-    const uint32 separator = mLength != 0 ? 1 : 0;
-    mLength += static_cast<uint32>(std_strlen(GetListingEntry(entry).mName)) + separator;
+    const uint_size separator = mLength != 0 ? 1 : 0;
+    const uint_size length = mLength + separator + std_strlen(GetListingEntry(entry).mName);
+    mLength = static_cast<uint32>(std::min(length, uint_size{std::numeric_limits<uint32>::max()}));
     return true;
 }
 

@@ -36,7 +36,7 @@ private:
     bool mFullMatch = false;
 };
 
-/// Measures a path, without a terminator.
+/// Measures a path, without a terminator; one that is too long for its number has the highest.
 class PathLengthProcessor final : public ProjectListing::PathProcessor
 {
 public:

@@ -3,9 +3,9 @@
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/file/ByteView.h"
 #include "KeldMorvIO/listing/ManifestTreeCheck.h"
+#include "KeldMorvIO/listing/NameOrder.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <stdexcept>
 
@@ -20,14 +20,15 @@ Record *GetTable(const ByteView &image, uint_size offset, uint32 count)
     return const_cast<Record *>(image.Records<Record>(offset, count));
 }
 
+/// The highest name index of the records, or `highest` if that is above them all.
 template <class Record>
-bool AllNamesExist(const Record *records, uint32 recordCount, uint32 stringCount)
+uint32 HighestNameIndex(const Record *records, uint32 count, uint32 highest)
 {
-    return std::all_of(records, records + recordCount,
-                       [stringCount](const Record &record)
-                       {
-                           return record.nameIndex < stringCount;
-                       });
+    for (uint32 index = 0; index < count; ++index)
+    {
+        highest = std::max<uint32>(highest, records[index].nameIndex);
+    }
+    return highest;
 }
 } // namespace
 
@@ -106,28 +107,26 @@ bool ReleaseManifestTemplate<EntryType>::CheckTree() const
 {
     const char *const strings = GetStringData();
     const auto stringCount = static_cast<uint32>(std::count(strings, strings + mStringTable->dataSize, '\0'));
-    return mIdentity->projectNameIndex < stringCount && AllNamesExist(mDirectories, *mDirectoryCount, stringCount) &&
-           AllNamesExist(mFiles, *mFileCount, stringCount) &&
-           DirectoriesFormTrees(mDirectories, *mDirectoryCount, *mFileCount);
+    return GetHighestNameIndex() < stringCount && DirectoriesFormTrees(mDirectories, *mDirectoryCount, *mFileCount);
 }
 
-/// Goes on to the end of the image, behind the string data: what is found there is never referred to. The file's own
-/// count is no more than a hint at how many strings there will be, and no string is shorter than its NUL.
+template <class EntryType>
+uint32 ReleaseManifestTemplate<EntryType>::GetHighestNameIndex() const
+{
+    const uint32 highest = HighestNameIndex(mDirectories, *mDirectoryCount, mIdentity->projectNameIndex);
+    return HighestNameIndex(mFiles, *mFileCount, highest);
+}
+
+/// The strings found define the indices, whatever number the file states. Those behind the last one that is referred to
+/// are left alone, as a file can hold one in each of its bytes.
 template <class EntryType>
 void ReleaseManifestTemplate<EntryType>::IndexStrings()
 {
-    const char *begin = GetStringData();
-    const uint32 stringCount = mStringTable->stringCount;
-    mStrings.reserve(std::min(uint_size{stringCount}, static_cast<uint_size>(mEnd - begin)));
-    while (begin != mEnd)
+    const uint_size count = uint_size{GetHighestNameIndex()} + 1;
+    mStrings.reserve(count);
+    for (const char *string = GetStringData(); mStrings.size() < count; string += std_strlen(string) + 1)
     {
-        const void *const end = std::memchr(begin, '\0', static_cast<uint_size>(mEnd - begin));
-        if (end == nullptr)
-        {
-            return;
-        }
-        mStrings.push_back(begin);
-        begin = static_cast<const char *>(end) + 1;
+        mStrings.push_back(string);
     }
 }
 
@@ -135,11 +134,12 @@ void ReleaseManifestTemplate<EntryType>::IndexStrings()
 template <class EntryType>
 void ReleaseManifestTemplate<EntryType>::SortTree()
 {
+    const NameOrder names(mStrings);
     std::vector<uint32> queue{0};
     for (uint_size next = 0; next < queue.size(); ++next)
     {
         const DirectoryTableEntry &directory = mDirectories[queue[next]];
-        SortDirectory(directory);
+        SortDirectory(directory, names);
         for (uint32 child = 0; child < directory.subdirectoryCount; ++child)
         {
             queue.push_back(directory.firstSubdirectory + child);
@@ -150,21 +150,16 @@ void ReleaseManifestTemplate<EntryType>::SortTree()
 /// Brings both runs of children into ascending order without regard to case, which those who merge several listings
 /// rely on. A range of no children may begin anywhere and is not looked at.
 template <class EntryType>
-void ReleaseManifestTemplate<EntryType>::SortDirectory(const DirectoryTableEntry &directory)
+void ReleaseManifestTemplate<EntryType>::SortDirectory(const DirectoryTableEntry &directory, const NameOrder &names)
 {
-    const auto compare = [this](const auto &lhs, const auto &rhs)
-    {
-        return lhs.nameIndex == rhs.nameIndex ? 0 : std_stricmp(GetString(lhs.nameIndex), GetString(rhs.nameIndex));
-    };
-
     if (directory.subdirectoryCount > 1)
     {
         DirectoryTableEntry *const first = mDirectories + directory.firstSubdirectory;
         DirectoryTableEntry *const end = first + directory.subdirectoryCount;
         std::sort(first, end,
-                  [compare](const auto &lhs, const auto &rhs)
+                  [&names](const auto &lhs, const auto &rhs)
                   {
-                      return compare(lhs, rhs) > 0;
+                      return names.ComesBefore(rhs.nameIndex, lhs.nameIndex);
                   });
         std::reverse(first, end);
     }
@@ -173,9 +168,9 @@ void ReleaseManifestTemplate<EntryType>::SortDirectory(const DirectoryTableEntry
         EntryType *const first = mFiles + directory.firstFile;
         EntryType *const end = first + directory.fileCount;
         std::sort(first, end,
-                  [compare](const auto &lhs, const auto &rhs)
+                  [&names](const auto &lhs, const auto &rhs)
                   {
-                      return compare(lhs, rhs) < 0;
+                      return names.ComesBefore(lhs.nameIndex, rhs.nameIndex);
                   });
     }
 }

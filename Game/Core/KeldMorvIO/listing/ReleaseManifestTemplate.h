@@ -12,6 +12,8 @@
 
 namespace Keld::MORV::Reader
 {
+class NameOrder;
+
 /// The manifest for one version of the file record, which sets the stride of the file table and nothing else.
 ///
 /// The image is checked whole at construction: table sizes, string indices, child ranges, and that the directories form
@@ -57,9 +59,10 @@ private:
     // The steps of construction
     bool SetPointers();
     bool CheckTree() const;
+    uint32 GetHighestNameIndex() const;
     void IndexStrings();
     void SortTree();
-    void SortDirectory(const DirectoryTableEntry &directory);
+    void SortDirectory(const DirectoryTableEntry &directory, const NameOrder &names);
 
     // The steps of CreateListing
     void BuildFileRemap(std::vector<uint32> &remap, const std::vector<uint32> &missing) const;
@@ -75,7 +78,7 @@ private:
     const Little32 *mFileCount = nullptr;
     EntryType *mFiles = nullptr; ///< sorted in place
     const StringTableHeader *mStringTable = nullptr;
-    const char *mEnd = nullptr; ///< of the image; its start when the image is not valid
-    std::vector<const char *> mStrings;
+    const char *mEnd = nullptr;         ///< of the image; its start when the image is not valid
+    std::vector<const char *> mStrings; ///< up to the last one that a record refers to
 };
 } // namespace Keld::MORV::Reader

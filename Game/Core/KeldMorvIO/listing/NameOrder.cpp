@@ -1,0 +1,42 @@
+#include "KeldMorvIO/listing/NameOrder.h"
+
+#include "KeldFoundation/CStd/CStd.h"
+
+#include <algorithm>
+
+namespace Keld::MORV::Reader
+{
+namespace
+{
+/// How many bytes a comparison looks at. A string with as many is long.
+constexpr uint_size ComparedSize = 64;
+} // namespace
+
+NameOrder::NameOrder(const std::vector<const char *> &strings) : mStrings(strings), mRanks(strings.size())
+{
+    std::vector<uint32> longStrings;
+    for (uint32 index = 0; index < mStrings.size(); ++index)
+    {
+        if (std_strnlen(mStrings[index], ComparedSize) == ComparedSize)
+        {
+            longStrings.push_back(index);
+        }
+    }
+    // A merging sort: in each of its rounds a text is read about once, whatever the texts are.
+    std::stable_sort(longStrings.begin(), longStrings.end(),
+                     [this](uint32 lhs, uint32 rhs)
+                     {
+                         return std_stricmp(mStrings[lhs], mStrings[rhs]) < 0;
+                     });
+    for (uint32 rank = 0; rank < longStrings.size(); ++rank)
+    {
+        mRanks[longStrings[rank]] = rank;
+    }
+}
+
+bool NameOrder::ComesBefore(uint32 lhs, uint32 rhs) const
+{
+    const int order = std_strnicmp(mStrings[lhs], mStrings[rhs], ComparedSize);
+    return order != 0 ? order < 0 : mRanks[lhs] < mRanks[rhs];
+}
+} // namespace Keld::MORV::Reader

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "KeldFoundation/CStd/BasicTypes.h"
+
+#include <vector>
+
+namespace Keld::MORV::Reader
+{
+/// The ascending order of a manifest's strings without regard to ASCII case, by their indices.
+///
+/// Any number of records may share a long name, and a sort compares it with each of them. Long strings are therefore
+/// put in order among themselves once, so that no comparison looks at more than their first bytes.
+class NameOrder
+{
+public:
+    /// \param strings borrowed.
+    explicit NameOrder(const std::vector<const char *> &strings);
+
+    bool ComesBefore(uint32 lhs, uint32 rhs) const;
+
+private:
+    const std::vector<const char *> &mStrings;
+    std::vector<uint32> mRanks; ///< by index: the place among the long strings, 0 for short ones
+};
+} // namespace Keld::MORV::Reader
