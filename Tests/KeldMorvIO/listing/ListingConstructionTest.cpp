@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
 #include <set>
 
@@ -474,6 +475,20 @@ TEST_F(ArchiveFilesGuardTest, ClosesEveryDataFileOfAListingThatDoesNotComeToBe)
     }
     EXPECT_FALSE(IsOpen(mFirst));
     EXPECT_FALSE(IsOpen(mSecond));
+    EXPECT_EQ(CountDescriptors(), before - 2);
+}
+
+TEST_F(ArchiveFilesGuardTest, ClosesEachOnceInWhateverOrderTheRecordsAre)
+{
+    mMetadata.push_back(mMetadata[0]);
+    mMetadata.push_back(mMetadata[2]);
+    mMetadata.push_back(mMetadata[0]);
+    const std::size_t before = CountDescriptors();
+    errno = 0;
+    {
+        const ArchiveFilesGuard guard(mMetadata);
+    }
+    EXPECT_EQ(errno, 0); // as it is left by closing what is open
     EXPECT_EQ(CountDescriptors(), before - 2);
 }
 

@@ -32,6 +32,11 @@ ArchiveFilesGuard::~ArchiveFilesGuard()
     {
         return;
     }
+    std::sort(mMetadata->begin(), mMetadata->end(),
+              [](const FileArchiveMetadata &lhs, const FileArchiveMetadata &rhs)
+              {
+                  return lhs.file < rhs.file;
+              });
     AsyncFile previous = AsyncFile::Null;
     for (const FileArchiveMetadata &found : *mMetadata)
     {
@@ -62,8 +67,8 @@ ProjectListing *ReleaseManifestTemplate<EntryType>::CreateListing(const char *ro
     }
 
     ListingSources sources;
-    GetFileArchiveMetadata(root, projectRoot, sources.metadata, sources.missing, sources.parents, sources.handles);
     ArchiveFilesGuard archiveFiles(sources.metadata);
+    GetFileArchiveMetadata(root, projectRoot, sources.metadata, sources.missing, sources.parents, sources.handles);
     BuildFileRemap(sources.remap, sources.missing);
     if (GetFileCount() == sources.missing.size())
     {

@@ -29,12 +29,12 @@ constexpr uint32 CompressionOfFlags(uint32 flags)
     return (flags & FileFlagLzma) != 0 ? CompressionLzma : CompressionNone;
 }
 
-/// Holds the archive data files of a listing in the making: closes each once, unless the listing takes them over.
-/// Records that share a file are neighbours.
+/// Holds the archive data files of a listing in the making, from before the first is opened: closes each once, unless
+/// the listing takes them over. The records may be in any order, and are in another afterwards.
 class ArchiveFilesGuard
 {
 public:
-    explicit ArchiveFilesGuard(const std::vector<FileArchiveMetadata> &metadata) : mMetadata(&metadata) {}
+    explicit ArchiveFilesGuard(std::vector<FileArchiveMetadata> &metadata) : mMetadata(&metadata) {}
     ~ArchiveFilesGuard();
 
     ArchiveFilesGuard(const ArchiveFilesGuard &) = delete;
@@ -43,7 +43,7 @@ public:
     void Release() { mMetadata = nullptr; }
 
 private:
-    const std::vector<FileArchiveMetadata> *mMetadata;
+    std::vector<FileArchiveMetadata> *mMetadata;
 };
 
 /// What a block is filled from, besides the manifest.
