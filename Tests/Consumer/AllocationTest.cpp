@@ -1,6 +1,9 @@
+#include "Support/ArchiveImage.h"
 #include "Support/ReleaseFixture.h"
 
 #include <cstdlib>
+#include <filesystem>
+#include <iterator>
 #include <new>
 
 namespace
@@ -216,6 +219,51 @@ TEST_F(AllocationTest, AStartWithoutMemoryForItsLastStepLeavesNothingLoaded)
     EXPECT_EQ(gAllocationsLeft, -1);
     EXPECT_EQ(Initialize(directory), S_OK);
     EXPECT_EQ(MorvFileExists(Naked), 1u);
+}
+
+/// Open descriptors of this process.
+std::ptrdiff_t CountDescriptors()
+{
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+}
+
+TEST_F(AllocationTest, AStartThatRunsOutOfMemoryAnywhereLeavesNoFileOpen)
+{
+    const std::string archives = "MORV/projects/packed/filearchives/1.0.0.0/";
+    ManifestImage manifest("packed", 0x01000000);
+    for (const char *const name : {"first", "second"})
+    {
+        const std::string path = std::string(name) + "/a-name-that-is-long-enough-not-to-fit-in-a-small-string.txt";
+        mTree.Disk().Write(archives + name + ".vka", ArchiveImage().File(path, 0, 7).Bytes());
+        mTree.Disk().Write(archives + name + ".vka.dat", "content");
+        manifest.File(path, {.flags = 0x02, .size = 7});
+    }
+    mTree.Disk().Write("MORV/projects/packed/releases/1.0.0.0/releasemanifest", manifest.Bytes());
+    const std::string directory = mTree.Path("projects/packed/releases/1.0.0.0");
+    MorvShutdown();
+    const auto descriptors = CountDescriptors();
+    const long allocations = Count(
+        [&directory]
+        {
+            Start(directory);
+        });
+    EXPECT_EQ(CountDescriptors(), descriptors + 2);
+
+    for (long succeeding = 0; succeeding < allocations; ++succeeding)
+    {
+        MorvShutdown();
+        LogRecorder::Clear();
+        gAllocationsLeft = succeeding;
+        try
+        {
+            Initialize(directory);
+        }
+        catch (const std::bad_alloc &)
+        {
+            EXPECT_EQ(CountDescriptors(), descriptors) << "after " << succeeding << " allocations";
+        }
+        gAllocationsLeft = -1;
+    }
 }
 
 TEST_F(AllocationTest, AnOpenThatFindsNothingAllocatesNothing)

@@ -9,6 +9,8 @@
 #include "KeldMorvIO/listing/ReleaseManifest.h"
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 namespace Keld::MORV::Reader
 {
@@ -55,6 +57,36 @@ bool DetectNameAndRelease([[maybe_unused]] const char *path, const char *start, 
         return false;
     }
     return true;
+}
+
+void DeleteListings(std::vector<ProjectListing *> &listings)
+{
+    for (ProjectListing *const listing : listings)
+    {
+        delete listing;
+    }
+    listings.clear();
+}
+
+// Deletes what is left in a vector of listings: all of it when an exception passes, nothing when somebody has taken it.
+class ListingsGuard
+{
+public:
+    explicit ListingsGuard(std::vector<ProjectListing *> &listings) : mListings(listings) {}
+    ~ListingsGuard() { DeleteListings(mListings); }
+
+    ListingsGuard(const ListingsGuard &) = delete;
+    ListingsGuard &operator=(const ListingsGuard &) = delete;
+
+private:
+    std::vector<ProjectListing *> &mListings;
+};
+
+// The vector owns the listing afterwards.
+void AddListing(std::vector<ProjectListing *> &listings, std::unique_ptr<ProjectListing> listing)
+{
+    listings.push_back(listing.get());
+    listing.release();
 }
 
 // Makes the listing of one project release. The manifest is gone again when this returns.
@@ -135,14 +167,14 @@ bool AppendListing(const char *morvRoot, const SolutionManifest::PROJECT &projec
                  LoadSolutionSignature, morvRoot, project.name.c_str(), versionText.c_str());
         return false;
     }
-    ProjectListing *const listing = CreateListing(morvRoot, projectPath);
+    std::unique_ptr<ProjectListing> listing(CreateListing(morvRoot, projectPath));
     if (listing == nullptr)
     {
         LogError("%s: MORV runtime environment load solution failed to create project listing: projectPath=\"%s\".",
                  LoadSolutionSignature, projectPath);
         return false;
     }
-    listings.push_back(listing);
+    AddListing(listings, std::move(listing));
     return true;
 }
 
@@ -161,11 +193,7 @@ bool LoadSolution(const char *morvRoot, const char *localRoot, std::vector<class
                                       });
     if (!complete)
     {
-        for (ProjectListing *const listing : listings)
-        {
-            delete listing;
-        }
-        listings.clear();
+        DeleteListings(listings);
     }
     return complete;
 }
@@ -200,6 +228,7 @@ RuntimeEnvironment *RuntimeEnvironment::Create(const char *path)
     const std::string versionText = FormatVersion(version);
     std::string deployRoot;
     std::vector<ProjectListing *> listings;
+    const ListingsGuard guard(listings);
     if (!CollectProjects(type, root.c_str(), name.c_str(), versionText.c_str(), deployRoot, listings))
     {
         LogError("%s: MORV runtime environment creation failed because it was unable to collect the projects.",
@@ -278,9 +307,10 @@ bool RuntimeEnvironment::CollectProjects(RuntimeEnvironment::RuntimeType type, c
             return false;
         }
         // A project that cannot be loaded is no failure: the library runs on, empty.
-        if (ProjectListing *const listing = CreateListing(morvRoot, releaseRoot))
+        std::unique_ptr<ProjectListing> listing(CreateListing(morvRoot, releaseRoot));
+        if (listing != nullptr)
         {
-            listings.push_back(listing);
+            AddListing(listings, std::move(listing));
         }
     }
     deployRoot = std::string(releaseRoot) + "/deploy";
