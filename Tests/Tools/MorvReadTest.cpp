@@ -144,6 +144,20 @@ TEST_F(MorvReadTest, AFullStandardOutputIsAnError)
     EXPECT_NE(std::system(script.c_str()), 0);
 }
 
+TEST_F(MorvReadTest, ANameInBracketsIsTakenAsItIsTyped)
+{
+    mTree.Write("brackets/[x]", "in brackets");
+    mTree.Write("brackets/x", "plain");
+    mTree.Write("brackets/[a,b]", "a list?");
+    ASSERT_EQ(RunMorv(mTree.Root(), {"pack", "brackets", "--root", "MORV", "--project", "game", "--release", "2.0.0.0"})
+                  .exitCode,
+              0);
+    const std::string release = mTree.Path("MORV/projects/game/releases/2.0.0.0");
+    EXPECT_EQ(RunMorv(release, {"cat", "[x]", "x", "[a,b]"}).out, "in bracketsplaina list?");
+    EXPECT_EQ(RunMorv(release, {"ls", "[x]"}).out, "[x]\n");
+    EXPECT_EQ(RunMorv(release, {"stat", "[x]"}).out.rfind("[x]\n", 0), 0u);
+}
+
 TEST_F(MorvReadTest, CatWorksWithoutAStandardInput)
 {
     const std::string script = "cd " + mTree.Path("MORV/projects/game/releases/1.0.0.0") +

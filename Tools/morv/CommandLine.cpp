@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -55,6 +56,11 @@ std::string RefuseSeparators(const std::string &pattern)
     return pattern.find_first_of("/\\") == std::string::npos ? "" : "a pattern is for names and has no separator";
 }
 
+bool IsInBrackets(const std::string &word)
+{
+    return word.size() > 1 && word.front() == '[' && word.back() == ']';
+}
+
 /// The commands with their options and help, and what was typed for them.
 class CommandLine
 {
@@ -81,7 +87,7 @@ public:
     {
         try
         {
-            mApp.parse(argumentCount, arguments);
+            Parse(argumentCount, arguments);
         }
         catch (const CLI::Success &help)
         {
@@ -102,6 +108,25 @@ public:
     }
 
 private:
+    /// The parser takes a word in brackets for a list of words, but "[x]" is a name like any other. Behind "./" it is
+    /// left alone, and a path stays the same by it; so the commands whose words are paths are read once more.
+    void Parse(int argumentCount, char **arguments)
+    {
+        mApp.parse(argumentCount, arguments);
+        std::vector<std::string> words(arguments + 1, arguments + argumentCount);
+        const bool takesPaths = mApp.got_subcommand("cat") || mApp.got_subcommand("ls") || mApp.got_subcommand("stat");
+        if (!takesPaths || std::none_of(words.begin(), words.end(), IsInBrackets))
+        {
+            return;
+        }
+        for (std::string &word : words)
+        {
+            word.insert(0, IsInBrackets(word) ? "./" : "");
+        }
+        std::reverse(words.begin(), words.end());
+        mApp.parse(words);
+    }
+
     /// What to say when a word stands where a command belongs: the parser itself speaks only of a missing one.
     std::optional<std::string> UnknownCommand() const
     {
