@@ -158,6 +158,20 @@ TEST_F(MorvReadTest, ANameInBracketsIsTakenAsItIsTyped)
     EXPECT_EQ(RunMorv(release, {"stat", "[x]"}).out.rfind("[x]\n", 0), 0u);
 }
 
+TEST_F(MorvReadTest, ADirectoryWithoutANameIsNoWayBackIntoTheOneThatListsIt)
+{
+    const std::string path = "MORV/projects/game/releases/1.0.0.0/releasemanifest";
+    std::string manifest = mTree.Read(path);
+    const std::size_t name = manifest.find(std::string("\0docs2\0", 7));
+    ASSERT_NE(name, std::string::npos);
+    manifest[name + 1] = '/';
+    manifest[name + 2] = '/';
+    manifest.replace(name + 3, 3, "///");
+    mTree.Write(path, manifest);
+    EXPECT_EQ(Morv({"find", "--name", "stored.raw"}).out, "stored.raw\n");
+    EXPECT_NE(Morv({"tree"}).out.find("directories, 5 files"), std::string::npos);
+}
+
 TEST_F(MorvReadTest, CatWorksWithoutAStandardInput)
 {
     const std::string script = "cd " + mTree.Path("MORV/projects/game/releases/1.0.0.0") +

@@ -25,7 +25,7 @@ uint64 FindBelow(const Library &library, const std::string &directory, const Fin
     library.Enumerate(directory, "*",
                       [&](const Library::Entry &entry)
                       {
-                          if (entry.isDirectory)
+                          if (entry.isDirectory && CanBeAskedFor(entry.name))
                           {
                               subdirectories.push_back(JoinVirtual(directory, entry.name));
                           }

@@ -145,6 +145,11 @@ std::string VirtualPath(std::string typed)
     return typed == "." ? "" : typed;
 }
 
+bool CanBeAskedFor(const std::string &name)
+{
+    return !name.empty() && name.find_first_of("/\\") == std::string::npos;
+}
+
 std::string JoinVirtual(const std::string &directory, const std::string &name)
 {
     return directory.empty() ? name : directory + "/" + name;

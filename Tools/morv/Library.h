@@ -58,6 +58,10 @@ private:
 /// A path as it is typed in a shell, in the form of virtual paths: a leading "/" or "./" and trailing separators go.
 std::string VirtualPath(std::string typed);
 
+/// Whether an entry's name leads to it. A damaged release can list an empty name or one with separators, and the path
+/// that such a name gives is that of another entry, which may be the very directory that lists it.
+bool CanBeAskedFor(const std::string &name);
+
 /// "directory/name", or the name alone in the root.
 std::string JoinVirtual(const std::string &directory, const std::string &name);
 } // namespace Keld::Morv

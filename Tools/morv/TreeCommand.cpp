@@ -29,7 +29,10 @@ bool PrintDirectory(const Library &library, const std::string &path, const std::
         if (entry.isDirectory)
         {
             ++totals.directories;
-            PrintDirectory(library, JoinVirtual(path, entry.name), indent + (last ? "    " : "│   "), totals);
+            if (CanBeAskedFor(entry.name))
+            {
+                PrintDirectory(library, JoinVirtual(path, entry.name), indent + (last ? "    " : "│   "), totals);
+            }
         }
         else
         {
