@@ -9,7 +9,7 @@
 namespace Keld::MORV::Reader
 {
 /// The text file "configurationmanifest" of a solution release: which of the solution's projects this installation
-/// uses. Drawn in Docs/Formats/ConfigurationManifest.md.
+/// uses. Drawn in Docs/Formats/SolutionManifest.md.
 ///
 /// A local object of the starting thread. After a failed load it holds what was read up to then.
 class ConfigurationManifest
