@@ -131,13 +131,14 @@ extern "C"
     /// At most four reads of uncompressed files are in flight in the process; further ones wait.
     ///
     /// \param handle     borrowed, from MorvOpenFile. Null gives E_HANDLE, whatever the size.
-    /// \param offset     bytes from the start of the content, uncompressed. The low 32 bits count for a compressed
-    /// file. \param size       bytes wanted. 0 gives S_OK at once and writes nothing, bytesRead included. \param
-    /// bytesRead  out, may be null: bytes delivered. Also written by a read that fails: a compressed file that
+    /// \param offset     bytes from the start of the content, uncompressed; for a compressed file its low 32 bits.
+    /// \param size       bytes wanted. 0 gives S_OK at once and writes nothing, bytesRead included.
+    /// \param bytesRead  out, may be null: bytes delivered. Also written by a read that fails: a compressed file that
     ///                   ends early tells how much came, and a device error gives 0xFFFFFFFF.
-    /// \param buffer     out, the caller's: room for `size` bytes.
-    /// \returns S_OK, with fewer bytes than wanted where a naked or managed file ends; E_HANDLE; E_FAIL when the read
-    ///          failed or a compressed file ended early. An uncompressed archived file is not measured: a read beyond
+    /// \param buffer     out, the caller's: room for `size` bytes. Null is a programming error.
+    /// \returns S_OK, with fewer bytes than wanted where a naked or managed file ends, and never more than 2147479552
+    ///          of an uncompressed one; E_HANDLE; E_FAIL when the read failed, when a signal ended the wait for a turn,
+    ///          or when a compressed file ended early. An uncompressed archived file is not measured: a read beyond
     ///          its end delivers what follows it in the archive.
     MORV_EXPORT HRESULT MorvRead(OpenFileHandle *handle, uint64_t offset, uint32_t size, uint32_t *bytesRead,
                                  void *buffer);

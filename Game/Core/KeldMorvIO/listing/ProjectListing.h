@@ -93,9 +93,9 @@ public:
 
     /// Reads `count` bytes from byte `offset` of the content on. Not limited by the file's size: an uncompressed
     /// archived file reads on into its data file.
-    /// \param bytesRead out, may be null: bytes delivered. Untouched when `count` is 0, which always succeeds on a
-    /// file. \returns false for null, directories, closed plain files, failed reads, and short reads of compressed
-    /// files.
+    /// \param bytesRead out, may be null: bytes delivered. Untouched when `count` is 0, which always succeeds for a
+    ///                  file.
+    /// \returns false for null, directories, closed plain files, failed reads, and short reads of compressed files.
     bool Read(const FileEntry *entry, uint64 offset, uint32 count, uint32 *bytesRead, void *buffer) const;
 
     /// Takes an opener away; the last one closes a plain file or frees the decompressed content.
