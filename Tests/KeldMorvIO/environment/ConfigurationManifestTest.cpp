@@ -109,6 +109,8 @@ TEST_F(ConfigurationManifestTest, TakesAsManyNamesAsTheFileHolds)
     ASSERT_EQ(Load(lines), S_OK);
     ASSERT_EQ(mManifest.GetProjects().size(), 70000u);
     EXPECT_EQ(mManifest.GetProjects().back(), "last");
+    // A line costs what it holds, and not the room in which it was read.
+    EXPECT_LT(mManifest.GetProjects().back().capacity(), 100u);
 }
 
 TEST_F(ConfigurationManifestTest, RefusesAnotherMagicLine)

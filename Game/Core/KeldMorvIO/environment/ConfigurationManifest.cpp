@@ -100,9 +100,9 @@ HRESULT ConfigurationManifest::LoadFields(FILE *const file)
 HRESULT ConfigurationManifest::LoadProjectNames(FILE *const file, DWORD count)
 {
     uint32 missing = 0;
+    std::string name;
     for (DWORD index = 0; index < count; ++index)
     {
-        std::string name;
         HRESULT result = ReadString(file, name, ManifestLineLimit);
         if (result >= 0 && name.empty() && std::feof(file) != 0 && ++missing > MissingNameLimit)
         {
@@ -114,7 +114,7 @@ HRESULT ConfigurationManifest::LoadProjectNames(FILE *const file, DWORD count)
                      static_cast<int>(count));
             return result;
         }
-        mProjects.push_back(std::move(name));
+        mProjects.push_back(name); // a copy, which is as long as the name: what was read keeps room for a whole line
     }
     return S_OK;
 }
