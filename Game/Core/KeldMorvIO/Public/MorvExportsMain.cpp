@@ -12,6 +12,11 @@ namespace
 constinit MorvExportsMain gExportsMain;
 } // namespace
 
+MorvExportsMain::~MorvExportsMain()
+{
+    Shutdown();
+}
+
 HRESULT MorvExportsMain::Initialize(const char *workingDirectory)
 {
     constexpr const char *signature = "HRESULT Keld::MORV::Reader::MorvExportsMain::Initialize(const char *)";

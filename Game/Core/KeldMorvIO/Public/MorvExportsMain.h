@@ -9,13 +9,14 @@ namespace Keld::MORV::Reader
 class RuntimeEnvironment;
 
 /// What the exported calls to start and stop work on: the slot of the one environment of the process. There is one
-/// static instance, and its destructor at process exit releases what is still loaded.
+/// static instance, and its destructor at process exit releases what is still loaded, as `Shutdown` does.
 ///
 /// The slot has no lock: starting and stopping are the consumer's to keep apart from all other calls.
 class MorvExportsMain
 {
 public:
     constexpr MorvExportsMain() = default;
+    ~MorvExportsMain();
 
     MorvExportsMain(const MorvExportsMain &) = delete;
     MorvExportsMain &operator=(const MorvExportsMain &) = delete;
