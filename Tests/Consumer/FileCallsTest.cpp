@@ -84,6 +84,21 @@ TEST_F(FileCallsTest, TreatAPathThatDoesNotFitAsAbsent)
     ExpectAll({});
 }
 
+TEST_F(FileCallsTest, FindAPathOfExactlyAsManyBytesAsFit)
+{
+    const std::string step(254, 'd');
+    const std::string path = step + "/" + step + "/" + step + "/" + std::string(258, 'e');
+    ASSERT_EQ(path.size(), 1023u);
+    Start(mTree.Project("atlas", "1.0.0.0", {{"x", "x"}, {path + "/"}, {path.substr(0, 1022) + "/"}}));
+    LogRecorder::Clear();
+    EXPECT_EQ(MorvFileExists(path.c_str()), 1u);
+    EXPECT_EQ(MorvFileExists((path + "/").c_str()), 1u);
+    EXPECT_EQ(MorvFileExists((path + "\\//").c_str()), 1u);
+    EXPECT_EQ(MorvFileExists((path + "e").c_str()), 0u);
+    EXPECT_EQ(MorvFileExists((path + "/e").c_str()), 0u);
+    ExpectAll({});
+}
+
 TEST_F(FileCallsTest, KeepTheDirectoriesOfAFileWhoseDiskPathDoesNotFit)
 {
     const std::string directory = std::string(255, 'a') + "/" + std::string(255, 'b') + "/" + std::string(255, 'c');
