@@ -28,11 +28,16 @@ void AddLine(const std::string &line, std::string &bytes)
         bytes += static_cast<char>(value);
     }
 }
+
+std::string PathOf(std::string_view page)
+{
+    return std::string(KELD_SOURCE_DIRECTORY "/") + std::string(page);
+}
 } // namespace
 
 std::string ReadHexDump(std::string_view page)
 {
-    const std::string path = std::string(KELD_SOURCE_DIRECTORY "/") + std::string(page);
+    const std::string path = PathOf(page);
     std::ifstream stream(path);
     std::string line;
     while (std::getline(stream, line) && line != "```hexdump")
@@ -48,5 +53,28 @@ std::string ReadHexDump(std::string_view page)
         throw std::runtime_error("no dump in " + path);
     }
     return bytes;
+}
+
+std::string ReadTextBlock(std::string_view page, std::string_view firstLine)
+{
+    std::ifstream stream(PathOf(page));
+    std::string line;
+    std::string text;
+    while (std::getline(stream, line))
+    {
+        if (line != "```text")
+        {
+            continue;
+        }
+        for (text.clear(); std::getline(stream, line) && line != "```";)
+        {
+            text += line + "\n";
+        }
+        if (text.starts_with(std::string(firstLine) + "\n"))
+        {
+            return text;
+        }
+    }
+    throw std::runtime_error("no such block in " + PathOf(page));
 }
 } // namespace Keld::Test

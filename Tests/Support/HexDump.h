@@ -10,4 +10,8 @@ namespace Keld::Test
 /// or a line says something else.
 /// \param page a path relative to the project's own root, as in "Docs/Formats/ReleaseManifest.md".
 std::string ReadHexDump(std::string_view page);
+
+/// The lines of the first block of a documentation page that is fenced as "text" and begins with `firstLine`, each with
+/// its line end. Throws when the page has none.
+std::string ReadTextBlock(std::string_view page, std::string_view firstLine);
 } // namespace Keld::Test
