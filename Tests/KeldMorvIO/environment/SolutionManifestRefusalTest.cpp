@@ -118,10 +118,15 @@ TEST_F(SolutionManifestRefusalTest, EndsAHugeCountAtTheEndOfTheFile)
 TEST_F(SolutionManifestRefusalTest, SaturatesACountInsteadOfCuttingIt)
 {
     // 4294967297 cut to 32 bits would be one project, and the file would load.
-    Texts lines = With({"4294967297", "client", "1.0.0.0", "1", "0"});
-    ExpectRefusal(lines, "projects",
-                  {Progress(Text(0)), Error("Failed to convert version string \"\"."),
-                   Error("Failed to read project version", ProjectsSignature)});
+    ExpectRefusal(
+        With({"4294967297", "client", "1.0.0.0", "1", "0"}), "projects",
+        {Error(Text(ERANGE)), Error("fgets failed"), Error("Failed to read project version", ProjectsSignature)});
+
+    // -4294967295 would be one, too; below 1 the next line is the number of configurations.
+    errno = 0;
+    EXPECT_EQ(Load(With({"-4294967295", "0", "1.0.0.0", "1", "0"})), S_OK);
+    EXPECT_EQ(ProjectNames(), Texts());
+    EXPECT_EQ(errno, ERANGE);
 }
 
 TEST_F(SolutionManifestRefusalTest, NamesWhatCannotBeReadFromAStream)

@@ -6,6 +6,7 @@
 #include "KeldMorvIO/environment/ManifestFields.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <limits>
 
@@ -21,11 +22,17 @@ constexpr const char *LoadProjectsSignature = "HRESULT Keld::MORV::Reader::Solut
 constexpr const char *LoadConfigurationsSignature =
     "HRESULT Keld::MORV::Reader::SolutionManifest::LoadConfigurations(FILE *const)";
 
-// `atoi` with a result for numbers out of range: they saturate. Decimal only, unlike the other numbers of the file.
+// `atoi` on a platform where `long` has 32 bits: saturates, with ERANGE. Decimal only, unlike the other numbers of the
+// file.
 int ParseCount(const char *text)
 {
     const long value = std::strtol(text, nullptr, 10);
-    return static_cast<int>(std::clamp<long>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+    const long count = std::clamp<long>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
+    if (count != value)
+    {
+        errno = ERANGE;
+    }
+    return static_cast<int>(count);
 }
 
 // At the end of the file the count is 0, unless an old error number makes the line a failure. Both tables share the
