@@ -1,9 +1,8 @@
 /* A consumer in C11: starts the library in a directory, reads one file, lists by one pattern. With a directory alone it
    leaves the messages to the library's own logger. With a directory and a file it ends with the file open and the
    library running. */
+#include "KeldLogger.h"
 #include "KeldMorvIO.h"
-
-#include "KeldFoundation/logger/IKeldLogger.h"
 
 #include <inttypes.h>
 #include <stdio.h>

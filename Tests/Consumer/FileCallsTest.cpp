@@ -153,6 +153,17 @@ TEST_F(FileCallsTest, ReadAtAnyOffset)
     ExpectAll({});
 }
 
+TEST_F(FileCallsTest, FailAReadOfAPlainFileIntoNothing)
+{
+    StartAtlas();
+    OpenFileHandle *const handle = MorvOpenFile("data/b.bin");
+    ASSERT_NE(handle, nullptr);
+    std::uint32_t bytesRead = 77;
+    EXPECT_EQ(MorvRead(handle, 0, 1, &bytesRead, nullptr), E_FAIL);
+    EXPECT_EQ(bytesRead, 0xFFFFFFFFu);
+    MorvCloseFile(handle);
+}
+
 TEST_F(FileCallsTest, ReadNothingForASizeOfZero)
 {
     StartAtlas();
