@@ -2,6 +2,7 @@
 
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldMorvIO/ReaderTypes.h"
+#include "KeldMorvIO/blocks/Descriptors.h"
 #include "Support/ReaderLogCapture.h"
 #include "Support/TempTree.h"
 
@@ -235,6 +236,24 @@ TEST_F(NakedFileTest, LogsThePathAndTheSystemsErrorWhenItCannotOpen)
               AsyncFile::Null);
     mLog.ExpectAll({Error("Failed to open: " + projectRoot + "/managedfiles/5.6.7.8/loop", openSignature),
                     Error(text, openSignature)});
+}
+
+TEST_F(NakedFileTest, TakesAFileThatGetsDescriptorZeroForOneThatCannotBeOpened)
+{
+    mTree.Write("projects/atlas/managedfiles/5.6.7.8/a", "managed");
+    const std::string projectRoot = mTree.Path("projects/atlas");
+    AsyncFile file = static_cast<AsyncFile>(-1);
+    {
+        const Keld::Test::ClosedStandardInput closed;
+        errno = 0;
+        file = ProjectListing::OpenNakedFile(ProjectListing::FileTypeManaged, projectRoot.c_str(), releaseVersion,
+                                             fileVersion, "a");
+    }
+    EXPECT_EQ(file, AsyncFile::Null);
+    char text[1024];
+    std_strerror(0, text, sizeof text);
+    mLog.ExpectAll({Error("Failed to open: " + projectRoot + "/managedfiles/5.6.7.8/a", openSignature),
+                    Keld::Test::Progress(text, openSignature)});
 }
 
 TEST_F(NakedFileTest, OpensNothingAtAPathThatDoesNotFit)
