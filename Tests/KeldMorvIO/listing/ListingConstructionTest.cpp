@@ -172,8 +172,12 @@ TEST_F(ListingConstructionTest, FindsTheLongestPathsThatCanBeAskedFor)
     mTree.Archived(name, "1").Archived("dir/" + name.substr(4), "2").Archived(longer, "3").Archived(longer + "x", "4");
     const auto listing = mTree.Load();
     ASSERT_NE(listing, nullptr);
-    EXPECT_STREQ(GetListingEntry(listing->FindEntry(name.c_str())).mName, name.c_str());
-    EXPECT_STREQ(GetListingEntry(listing->FindEntry(("DIR/" + name.substr(4)).c_str())).mName, name.c_str() + 4);
+    for (const std::string &path : {name, "DIR/" + name.substr(4)})
+    {
+        const FileEntry *const entry = listing->FindEntry(path.c_str());
+        ASSERT_NE(entry, nullptr);
+        EXPECT_EQ(GetListingEntry(entry).mName, path.substr(path.find('/') + 1));
+    }
     EXPECT_EQ(ChainOf(*listing).size(), 6u);
     EXPECT_EQ(NamesIn(listing->FindEntry("")), (std::vector<std::string>{"dir/", name, longer, longer + "x"}));
 }
