@@ -1,6 +1,9 @@
 #include "Tools/TreeWriter/Compression.h"
 
+#include "Support/TempTree.h"
+
 #include "KeldFoundation/CStd/BasicTypes.h"
+#include "KeldMorvIO/blocks/ZlibAdapter.h"
 #include "Tools/TreeWriter/ContentDigest.h"
 
 #include <gtest/gtest.h>
@@ -29,6 +32,19 @@ std::string Noise(std::size_t size)
     return noise;
 }
 
+/// Few symbols of uneven frequency, so that the code for the end of a block is a long one.
+std::string SkewedNoise(uint32 spread, std::size_t size)
+{
+    std::mt19937 random(spread);
+    std::string noise(size, '\0');
+    for (char &character : noise)
+    {
+        const uint32 value = static_cast<uint32>(random() % 1000);
+        character = static_cast<char>(value * value / (spread * 1000 + 7000));
+    }
+    return noise;
+}
+
 std::string Inflate(const std::string &stream, std::size_t size)
 {
     std::string content(size, '\0');
@@ -53,13 +69,13 @@ TEST(CompressionTest, KnowsTheSizesWhoseEndLiesAloneInAChunk)
     for (const std::size_t chunks : {std::size_t{1}, std::size_t{2}, std::size_t{100}})
     {
         EXPECT_FALSE(ZlibEndsAloneInChunk(chunks * 65536));
-        for (std::size_t rest = 1; rest <= 5; ++rest)
+        for (std::size_t rest = 1; rest <= 8; ++rest)
         {
             EXPECT_TRUE(ZlibEndsAloneInChunk(chunks * 65536 + rest));
         }
-        EXPECT_FALSE(ZlibEndsAloneInChunk(chunks * 65536 + 6));
+        EXPECT_FALSE(ZlibEndsAloneInChunk(chunks * 65536 + 9));
     }
-    EXPECT_FALSE(ZlibEndsAloneInChunk(5));
+    EXPECT_FALSE(ZlibEndsAloneInChunk(8));
 }
 
 TEST(CompressionTest, NoZlibStreamEndsAloneInAChunk)
@@ -73,6 +89,24 @@ TEST(CompressionTest, NoZlibStreamEndsAloneInAChunk)
             EXPECT_FALSE(ZlibEndsAloneInChunk(stream->size())) << size;
             EXPECT_EQ(Inflate(*stream, size), content);
         }
+    }
+}
+
+TEST(CompressionTest, TheReaderTakesAStreamWhoseBlockEndsWithALongCodeAtAChunk)
+{
+    // At the default level each of these has six bytes behind its content in the second chunk.
+    const std::pair<uint32, std::size_t> lengths[] = {{1, 78534}, {2, 80366}, {4, 83574}, {12, 92550}, {14, 94303}};
+    const TempTree tree;
+    for (const auto &[spread, length] : lengths)
+    {
+        const std::string content = SkewedNoise(spread, length);
+        const std::string stream = CompressZlib(content).value();
+        const std::string path = tree.Write("stream", stream);
+        std::string inflated(length, '\0');
+        EXPECT_TRUE(MORV::Reader::DecompressZlib(path.c_str(), 0, static_cast<uint32>(stream.size()), inflated.data(),
+                                                 static_cast<uint32>(length)))
+            << stream.size();
+        EXPECT_TRUE(inflated == content);
     }
 }
 

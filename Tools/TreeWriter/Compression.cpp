@@ -13,7 +13,10 @@ namespace Keld::TreeWriter
 namespace
 {
 constexpr std::size_t ReaderChunkSize = 65536;
-constexpr std::size_t LongestEndAlone = 5;
+
+// What can follow the last byte of content: the end code of its block (at most 15 bits), an empty last block (10 bits),
+// the bits up to a whole byte, and four bytes of checksum.
+constexpr std::size_t LongestEndAlone = 8;
 
 std::string DeflateAt(std::string_view content, int level)
 {
