@@ -1,10 +1,13 @@
 #include "Tools/TreeWriter/ReleaseManifestWriter.h"
 
 #include "Support/ByteImage.h"
+#include "Support/TempTree.h"
 
 #include "Tools/TreeReader/TreeError.h"
 
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
 
 namespace Keld::Test
 {
@@ -170,6 +173,29 @@ TEST(ReleaseManifestReaderTest, RefusesDamageThatPointsOutsideOrInACircle)
         ByteImage damaged(image);
         damaged.Word(offset, value);
         EXPECT_THROW(ParseReleaseManifest(damaged.Bytes(), "manifest"), TreeError) << offset;
+    }
+}
+
+TEST(ReleaseManifestReaderTest, LeavesOutPathsThatNobodyCouldAskFor)
+{
+    const std::string longest(1023, 'n');
+    ReleaseContents contents;
+    contents.directories = {longest + "d", longest + "d/below"};
+    contents.files = {{longest, 0, {}, 0, 1}, {longest + "d/below/file", 0, {}, 0, 1}, {longest + "f", 0, {}, 0, 1}};
+    const ReleaseContents read = ParseReleaseManifest(BuildReleaseManifest(contents), "manifest");
+    EXPECT_EQ(read.directories, std::vector<std::string>());
+    EXPECT_EQ(read.files, (std::vector{contents.files[0]}));
+}
+
+TEST(ReleaseManifestReaderTest, RefusesWhatIsNoRegularFileWithoutOpeningIt)
+{
+    const TempTree tree;
+    const std::string directory = tree.MakeDirectory("directory");
+    const std::string pipe = tree.Path("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string &path : {directory, pipe, tree.Path("missing")})
+    {
+        EXPECT_THROW(TreeReader::ReadReleaseManifest(path), TreeError) << path;
     }
 }
 } // namespace

@@ -3,13 +3,13 @@
 #include "Tools/TreeReader/TreeError.h"
 
 #include "KeldFoundation/file/ByteView.h"
+#include "KeldMorvIO/ReaderTypes.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <deque>
 #include <fstream>
-#include <iterator>
 
 namespace Keld::TreeReader
 {
@@ -39,6 +39,7 @@ public:
         contents.project = String(mHeader->identity.projectNameIndex);
         contents.release = mHeader->identity.releaseVersion;
         contents.formatVersion = mHeader->version;
+        uint64 listed = 0;
         std::vector<bool> seen(mHeader->directoryCount);
         std::deque<std::pair<uint32, std::string>> queue{{0, ""}};
         seen[0] = true;
@@ -46,13 +47,19 @@ public:
         {
             const auto [index, prefix] = queue.front();
             queue.pop_front();
+            listed += mDirectories[index].fileCount;
+            Require(listed <= mFileCount); // files that many directories share would never end
             ReadFiles(mDirectories[index], prefix, contents);
             for (const uint32 child : Subdirectories(mDirectories[index]))
             {
                 Require(!seen[child]);
                 seen[child] = true;
-                contents.directories.push_back(prefix + String(mDirectories[child].nameIndex));
-                queue.emplace_back(child, contents.directories.back() + "/");
+                const std::string &name = String(mDirectories[child].nameIndex);
+                if (CanBeAskedFor(prefix, name))
+                {
+                    contents.directories.push_back(prefix + name);
+                    queue.emplace_back(child, contents.directories.back() + "/");
+                }
             }
         }
         return contents;
@@ -116,17 +123,27 @@ private:
         const uint32 first = directory.firstFile;
         const uint32 count = directory.fileCount;
         Require(count == 0 || (first < mFileCount && count <= mFileCount - first));
-        Require(contents.files.size() + count <= mFileCount); // files that two directories share would never end
         for (uint32 index = 0; index < count; ++index)
         {
             const auto *record = mView.At<FileTableFields>(mFileOffset + (uint_size{first} + index) * mFileStride);
+            const std::string &name = String(record->nameIndex);
+            if (!CanBeAskedFor(prefix, name))
+            {
+                continue;
+            }
             ReleaseFile &file = contents.files.emplace_back();
-            file.path = prefix + String(record->nameIndex);
+            file.path = prefix + name;
             file.version = record->version;
             std::copy(std::begin(record->digest), std::end(record->digest), file.digest.begin());
             file.flags = record->flags;
             file.size = record->size;
         }
+    }
+
+    /// Paths grow with each level: without a limit a small damaged file could fill the memory.
+    static bool CanBeAskedFor(const std::string &prefix, const std::string &name)
+    {
+        return prefix.size() + name.size() < PathBufferSize;
     }
 
     ByteView mView;
@@ -164,12 +181,21 @@ ReleaseContents ReadReleaseManifest(const std::filesystem::path &path)
 
 std::string ReadWholeFile(const std::filesystem::path &path)
 {
-    errno = 0;
-    std::ifstream stream(path, std::ios::binary);
-    std::string bytes{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    if (!stream.is_open() || stream.bad())
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
     {
-        throw TreeError("cannot read " + path.string() + ": " + std::strerror(errno));
+        throw TreeError("cannot read " + path.string() + ": it is no regular file"); // and a pipe would not even open
+    }
+    errno = 0;
+    std::ifstream stream(path, std::ios::binary | std::ios::ate);
+    const auto size = stream.tellg();
+    std::string bytes(size > 0 ? static_cast<uint_size>(size) : 0, '\0');
+    stream.seekg(0);
+    stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (!stream)
+    {
+        throw TreeError("cannot read " + path.string() + ": " + (errno != 0 ? std::strerror(errno) : "it ended early"));
     }
     return bytes;
 }

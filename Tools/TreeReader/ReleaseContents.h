@@ -38,7 +38,7 @@ struct ReleaseContents
 };
 
 /// Reads a release manifest file. Directories and files come level by level, in the order of the tables. Throws
-/// TreeError when the file cannot be read or is no release manifest.
+/// TreeError when the file cannot be read or is no release manifest. Left out are paths too long to be asked for.
 ReleaseContents ReadReleaseManifest(const std::filesystem::path &path);
 
 /// The same from the bytes of the file; `name` is for messages.
