@@ -24,11 +24,7 @@ void CatOne(Library &library, const std::string &path, bool readAgain)
     {
         throw TreeError((path.empty() ? "/" : path) + ": is a directory; name the files in it");
     }
-    library.ReadFile(path, readAgain,
-                     [](std::string_view piece)
-                     {
-                         std::fwrite(piece.data(), 1, piece.size(), stdout);
-                     });
+    library.ReadFile(path, readAgain, WriteOutput);
 }
 } // namespace
 

@@ -62,6 +62,11 @@ constexpr IKeldLogger MakeLogger()
 }
 
 constexpr IKeldLogger ConsoleLogger = MakeLogger();
+
+[[noreturn]] void FailToWrite()
+{
+    throw std::runtime_error(std::string("cannot write to standard output: ") + std::strerror(errno));
+}
 } // namespace
 
 void OccupyStandardDescriptors()
@@ -97,11 +102,19 @@ void HideLibraryLog()
     gLogView = LogView::Hidden;
 }
 
+void WriteOutput(std::string_view bytes)
+{
+    if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size())
+    {
+        FailToWrite();
+    }
+}
+
 void FlushOutput()
 {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
     {
-        throw std::runtime_error(std::string("cannot write to standard output: ") + std::strerror(errno));
+        FailToWrite();
     }
 }
 } // namespace Keld::Morv

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace Keld::Morv
 {
@@ -25,6 +26,9 @@ void ShowLibraryLog(bool everything);
 
 /// Keeps what the library logs from now on to itself.
 void HideLibraryLog();
+
+/// Writes bytes to standard output. Throws as FlushOutput.
+void WriteOutput(std::string_view bytes);
 
 /// Pushes everything out to standard output. Throws std::runtime_error when that cannot take it, as a full disk.
 void FlushOutput();

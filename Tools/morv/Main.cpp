@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <new>
 
 int main(int argumentCount, char **arguments)
 {
@@ -10,6 +11,12 @@ int main(int argumentCount, char **arguments)
     try
     {
         return Keld::Morv::RunCommandLine(argumentCount, arguments);
+    }
+    catch (const std::bad_alloc &)
+    {
+        std::fflush(stdout);
+        Keld::Morv::PrintError("not enough memory: a file that is compressed is held in memory whole");
+        return Keld::Morv::ExitRefused;
     }
     catch (const std::exception &error)
     {
