@@ -71,9 +71,27 @@ TEST(MorvCommandLineTest, WhatCannotBeUnderstoodIsAUsageError)
     EXPECT_FALSE(tree.Exists("MORV"));
 }
 
-TEST(MorvCommandLineTest, AnUnknownCommandIsNamed)
+TEST(MorvCommandLineTest, AUsageErrorNamesTheWordAndTheHelpThatExplainsIt)
 {
-    EXPECT_EQ(RunMorv("/", {"-v", "unpack", "x"}).error.rfind("morv: \"unpack\" is no command\n", 0), 0U);
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{}, "morv: a command is missing\nmorv: try \"morv --help\"\n"},
+        {{"-v", "unpack", "x"}, "morv: \"unpack\" is no command\nmorv: try \"morv --help\"\n"},
+        {{"--lst"}, "morv: \"--lst\" is no option\nmorv: try \"morv --help\"\n"},
+        {{"ls", "-C"}, "morv: --directory: 1 required DIR missing\nmorv: try \"morv ls --help\"\n"},
+        {{"cat"}, "morv: PATH is required\nmorv: try \"morv cat --help\"\n"},
+    };
+    for (const auto &[arguments, error] : cases)
+    {
+        EXPECT_EQ(RunMorv("/", arguments).error, error);
+    }
+}
+
+TEST(MorvCommandLineTest, TellsItsVersion)
+{
+    const ToolResult result = RunMorv("/", {"--version"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.out.rfind("morv ", 0), 0u) << result.out;
+    EXPECT_EQ(result.error, "");
 }
 
 TEST(MorvCommandLineTest, OutsideOfAReleaseEveryReadingCommandSaysWhereToGo)

@@ -99,6 +99,35 @@ TEST_F(MorvReadTest, FindMatchesNamesByTheLibrarysPatterns)
     ExpectRefused({"find", "stored.raw"}, "stored.raw: is no directory");
 }
 
+TEST_F(MorvReadTest, FindTellsWhereAPatternGoesAndEndsPathsAsAsked)
+{
+    ExpectRefused({"find", "*.txt"}, "*.txt: is no directory here; a pattern goes behind --name");
+    ExpectOutput({"find", "-0", "--name", "*.txt"}, std::string("Docs/readme.txt\0", 16));
+}
+
+TEST_F(MorvReadTest, NamesThatAShellOrAParserWouldTakeForMoreAreNames)
+{
+    const std::vector<std::string> names{"-l",         "--help", "[]", "[a,b]", "[[x]]",
+                                         "two\nlines", "{}",     "%s", "\xFF",  "a b"};
+    for (const std::string &name : names)
+    {
+        mTree.Write("names/" + name, name);
+    }
+    ASSERT_EQ(RunMorv(mTree.Root(), {"pack", "names", "--root", "MORV", "--project", "names", "--release", "1.0.0.0"})
+                  .exitCode,
+              0);
+    for (const std::string &name : names)
+    {
+        for (const std::string command : {"cat", "ls", "stat"})
+        {
+            const ToolResult result =
+                RunMorv(mTree.Path("MORV/projects/names/releases/1.0.0.0"), {command, "--", name});
+            EXPECT_EQ(result.exitCode, 0) << command << " " << name << result.error;
+            EXPECT_EQ(result.out.substr(0, name.size()), name) << command;
+        }
+    }
+}
+
 TEST_F(MorvReadTest, CatStreamsFilesOfEveryStorage)
 {
     ExpectOutput({"cat", "docs/readme.txt", "stored.raw", "managed.bin"}, "read me\nstored" + std::string("\0\xFF", 2));

@@ -114,7 +114,7 @@ TEST_F(SourceTreeTest, RefusesAFileOfFourGigabytes)
 {
     const std::string path = mTree.Write("large", "");
     fs::resize_file(path, 0xFFFFFFFF); // a hole: takes no room
-    EXPECT_NE(Refusal().find("4 GiB or larger"), std::string::npos);
+    EXPECT_NE(Refusal().find("larger than 4294967294 bytes"), std::string::npos);
     fs::resize_file(path, 0xFFFFFFFE);
     EXPECT_EQ(Refusal(), "");
 }

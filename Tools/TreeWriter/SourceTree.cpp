@@ -139,7 +139,7 @@ private:
         }
         else if (size > LargestFile)
         {
-            Refuse(path.string() + ": is 4 GiB or larger, and sizes in a manifest have 32 bits: split it");
+            Refuse(path.string() + ": is larger than 4294967294 bytes, the most that a manifest can tell: split it");
         }
         else
         {

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
-#include <optional>
 
 // The one unit that knows the option parser, whose header is costly to compile.
 namespace Keld::Morv
@@ -71,6 +70,7 @@ public:
         mApp.add_option("-C,--directory", mDirectory, "Work in this directory of a release instead of the current one")
             ->type_name("DIR");
         mApp.add_flag("-v,--verbose", mVerbose, "Show all that the library logs");
+        mApp.set_version_flag("--version", "morv " KELD_VERSION, "Print the version and exit");
         mApp.fallthrough();
         mApp.require_subcommand(1);
         AddPackCommand();
@@ -87,7 +87,7 @@ public:
     {
         try
         {
-            Parse(argumentCount, arguments);
+            mApp.parse(ParserWords(argumentCount, arguments));
         }
         catch (const CLI::Success &help)
         {
@@ -97,8 +97,7 @@ public:
         }
         catch (const CLI::ParseError &error)
         {
-            PrintError(UnknownCommand().value_or(error.what()));
-            PrintError("try \"morv --help\", or \"morv COMMAND --help\"");
+            ExplainUsage(error);
             return ExitUsage;
         }
         ShowLibraryLog(mVerbose);
@@ -108,34 +107,43 @@ public:
     }
 
 private:
-    /// The parser takes a word in brackets for a list of words, but "[x]" is a name like any other. Behind "./" it is
-    /// left alone, and a path stays the same by it; so the commands whose words are paths are read once more.
-    void Parse(int argumentCount, char **arguments)
+    /// What was typed, last word first, as the parser wants it. It takes "[a,b]" for a list where several paths may
+    /// stand; behind "./" it is the path that it was.
+    std::vector<std::string> ParserWords(int argumentCount, char **arguments) const
     {
-        mApp.parse(argumentCount, arguments);
-        std::vector<std::string> words(arguments + 1, arguments + argumentCount);
-        const bool takesPaths = mApp.got_subcommand("cat") || mApp.got_subcommand("ls") || mApp.got_subcommand("stat");
-        if (!takesPaths || std::none_of(words.begin(), words.end(), IsInBrackets))
+        std::vector<std::string> words(arguments + 1, arguments + std::max(argumentCount, 1));
+        const auto isCommand = [this](const std::string &word)
         {
-            return;
-        }
-        for (std::string &word : words)
+            const auto hasName = [&word](const CLI::App *command)
+            {
+                return command->get_name() == word;
+            };
+            return !mApp.get_subcommands(hasName).empty();
+        };
+        const auto command = std::find_if(words.begin(), words.end(), isCommand);
+        const bool takesPaths = command != words.end() && (*command == "ls" || *command == "cat" || *command == "stat");
+        for (auto word = command; takesPaths && word != words.end(); ++word)
         {
-            word.insert(0, IsInBrackets(word) ? "./" : "");
+            word->insert(0, IsInBrackets(*word) ? "./" : "");
         }
         std::reverse(words.begin(), words.end());
-        mApp.parse(words);
+        return words;
     }
 
-    /// What to say when a word stands where a command belongs: the parser itself speaks only of a missing one.
-    std::optional<std::string> UnknownCommand() const
+    void ExplainUsage(const CLI::ParseError &error) const
     {
-        const std::vector<std::string> words = mApp.remaining();
-        if (!mApp.get_subcommands().empty() || words.empty())
+        const std::vector<CLI::App *> commands = mApp.get_subcommands();
+        const std::vector<std::string> unknown = mApp.remaining();
+        const bool lacksCommand = commands.empty() && error.get_name() == "RequiredError";
+        if (lacksCommand && !unknown.empty())
         {
-            return std::nullopt;
+            PrintError("\"" + unknown.front() + "\" is no " + (unknown.front()[0] == '-' ? "option" : "command"));
         }
-        return "\"" + words.front() + "\" is no command";
+        else
+        {
+            PrintError(lacksCommand ? "a command is missing" : error.what());
+        }
+        PrintError("try \"morv " + (commands.empty() ? "" : commands.front()->get_name() + " ") + "--help\"");
     }
 
     std::string ResolvedDirectory() const
@@ -280,12 +288,14 @@ private:
         command->add_option("-t,--type", mFind.type, "f for files alone, d for directories alone")
             ->type_name("f|d")
             ->check(CLI::IsMember({"f", "d"}));
+        command->add_flag("-0,--null", mFind.endWithNul, "End each path with a NUL instead of a line end");
         command->footer(
             "\nIn a pattern * is any run of characters, ? is one, and . is a dot or the end of the name; case\n"
             "does not count. It is matched in one pass without trying again: *.dds does not match a.b.dds.\n"
             "\nExamples:\n"
             "  morv find --name '*.txt'\n"
-            "  morv find textures --type d");
+            "  morv find textures --type d\n"
+            "  morv find -0 --type f | xargs -0 morv cat");
         command->callback(
             [this]
             {

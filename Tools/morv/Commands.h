@@ -30,6 +30,7 @@ struct FindOptions
     std::string path;
     std::string pattern = "*";
     std::string type;
+    bool endWithNul = false;
 };
 
 // The commands. Each prints what it found or did to standard output and what it refuses to standard error; what ends it

@@ -18,7 +18,7 @@ uint64 FindBelow(const Library &library, const std::string &directory, const Fin
                           if (wanted)
                           {
                               ++matches;
-                              fmt::print("{}\n", JoinVirtual(directory, entry.name));
+                              fmt::print("{}{}", JoinVirtual(directory, entry.name), options.endWithNul ? '\0' : '\n');
                           }
                       });
     std::vector<std::string> subdirectories;
@@ -45,7 +45,9 @@ ExitCode Find(const std::string &workingDirectory, const FindOptions &options)
     const std::string directory = VirtualPath(options.path);
     if (!library.IsDirectory(directory))
     {
-        PrintError(options.path + ": is no directory here; \"morv tree\" shows all there is");
+        const bool isPattern = options.path.find_first_of("*?") != std::string::npos;
+        PrintError(options.path + ": is no directory here; " +
+                   (isPattern ? "a pattern goes behind --name" : "\"morv tree\" shows all there is"));
         return ExitRefused;
     }
     if (FindBelow(library, directory, options) == 0)
