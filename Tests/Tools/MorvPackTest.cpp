@@ -4,12 +4,18 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
+
+#include <sys/wait.h>
 
 namespace Keld::Test
 {
 namespace
 {
+namespace fs = std::filesystem;
+
 class MorvPackTest : public testing::Test
 {
 protected:
@@ -116,6 +122,28 @@ TEST_F(MorvPackTest, ARootThatIsNotNamedMorvIsRefusedWithTheRightName)
     const ToolResult result =
         RunMorv(mTree.Root(), {"pack", "source", "--root", "tree", "--project", "game", "--release", "1.0.0.0"});
     ExpectRefused(result, "use --root tree/MORV");
+}
+
+TEST_F(MorvPackTest, AnInterruptLeavesNothingHalfMade)
+{
+    mTree.Write("source/large", "");
+    fs::resize_file(mTree.Path("source/large"), 200'000'000);
+    const std::string script = "cd " + mTree.Root() +
+                               " && " KELD_MORV_PROGRAM
+                               " pack source --root MORV --project game --release 1.0.0.0 >out 2>error & pid=$!;"
+                               "cd " +
+                               mTree.Root() +
+                               "; until ls MORV/projects/game | grep -q packing; do"
+                               " kill -0 $pid || break; done 2>/dev/null; kill -TERM $pid; wait $pid";
+    const int status = std::system(("sh -c '" + script + "' 2>/dev/null").c_str());
+    const bool interrupted = WEXITSTATUS(status) == 128 + SIGTERM;
+    EXPECT_TRUE(interrupted || WEXITSTATUS(status) == 0) << status;
+    EXPECT_EQ(mTree.Exists("MORV/projects/game/releases/1.0.0.0/releasemanifest"), !interrupted);
+    EXPECT_EQ(mTree.Read("error"), interrupted ? "morv: interrupted: no release was made or changed\n" : "");
+    for (const auto &entry : fs::directory_iterator(mTree.Path("MORV/projects/game")))
+    {
+        EXPECT_NE(entry.path().filename().string().rfind("packing", 0), 0u) << entry.path();
+    }
 }
 
 TEST_F(MorvPackTest, ABaseThatIsNotThereIsRefused)

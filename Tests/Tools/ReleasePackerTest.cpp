@@ -1,18 +1,11 @@
 #include "Tools/TreeWriter/ReleasePacker.h"
 
-#include "Tools/ReleaseReader.h"
-
-#include "Support/TempTree.h"
+#include "Tools/PackFixture.h"
 
 #include "Tools/TreeReader/ArchiveIndex.h"
-#include "Tools/TreeReader/DeploymentTree.h"
-#include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeWriter/ContentDigest.h"
 #include "Tools/TreeWriter/PackPlan.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <filesystem>
 #include <random>
 
@@ -29,82 +22,7 @@ using TreeReader::TreeError;
 using TreeWriter::PackReport;
 using TreeWriter::PackRequest;
 
-constexpr MorvVersion First = 0x01000000;
-constexpr MorvVersion Second = 0x01000001;
-constexpr MorvVersion Third = 0x01000002;
-
-class ReleasePackerTest : public testing::Test
-{
-protected:
-    PackRequest Request(Storage storage, Compression compression = Compression::None, MorvVersion release = First) const
-    {
-        PackRequest request;
-        request.source = mTree.Path("source");
-        request.root = mTree.Path("MORV");
-        request.project = "game";
-        request.release = release;
-        request.choice = {storage, compression};
-        return request;
-    }
-
-    ReleaseContents Contents(MorvVersion release = First) const
-    {
-        return TreeReader::ReadReleaseManifest(
-            TreeReader::DeploymentTree(mTree.Path("MORV")).ReleaseManifest("game", release));
-    }
-
-    ReleaseFile File(const std::string &path, MorvVersion release = First) const
-    {
-        for (const ReleaseFile &file : Contents(release).files)
-        {
-            if (file.path == path)
-            {
-                return file;
-            }
-        }
-        ADD_FAILURE() << path << " is not in the manifest";
-        return {};
-    }
-
-    std::string ReadBack(const std::string &path, MorvVersion release = First) const
-    {
-        const ReleaseReader reader(mTree.Path("MORV/projects/game/releases/" + FormatVersion(release)));
-        return reader.Read(path);
-    }
-
-    std::string Refusal(const PackRequest &request) const
-    {
-        try
-        {
-            TreeWriter::PackRelease(request);
-        }
-        catch (const TreeError &error)
-        {
-            return error.what();
-        }
-        return "";
-    }
-
-    void ExpectRefusal(const PackRequest &request, const std::string &reason) const
-    {
-        const std::string refusal = Refusal(request);
-        EXPECT_NE(refusal.find(reason), std::string::npos) << refusal;
-    }
-
-    /// Names in the project's directory, so that nothing half-made stays unseen.
-    std::vector<std::string> ProjectEntries() const
-    {
-        std::vector<std::string> names;
-        for (const auto &entry : fs::directory_iterator(mTree.Path("MORV/projects/game")))
-        {
-            names.push_back(entry.path().filename().string());
-        }
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-
-    TempTree mTree;
-};
+using ReleasePackerTest = PackFixture;
 
 TEST_F(ReleasePackerTest, NakedFilesLieInTheReleaseUnderTheirOwnPaths)
 {
@@ -228,92 +146,6 @@ TEST_F(ReleasePackerTest, EmptyDirectoriesStay)
     EXPECT_TRUE(reader.Exists("Empty/Deep"));
 }
 
-TEST_F(ReleasePackerTest, ADeltaStoresWhatChangedAndServesTheRestFromTheBase)
-{
-    mTree.Write("source/same", "same");
-    mTree.Write("source/changed", "old");
-    mTree.Write("source/gone", "gone");
-    TreeWriter::PackRelease(Request(Storage::Archive));
-    mTree.Write("source/changed", "new");
-    mTree.Write("source/added", "more");
-    mTree.Remove("source/gone");
-    PackRequest delta = Request(Storage::Managed, Compression::None, Second);
-    delta.base = First;
-    const PackReport report = TreeWriter::PackRelease(delta);
-    EXPECT_EQ(report.kept, 1u);
-    EXPECT_EQ(report.managed, 2u);
-    EXPECT_EQ(report.storedSize, 7u);
-    EXPECT_EQ(File("same", Second), File("same", First));
-    EXPECT_EQ(File("changed", Second).version, Second);
-    EXPECT_EQ(ReadBack("same", Second), "same");
-    EXPECT_EQ(ReadBack("changed", Second), "new");
-    EXPECT_EQ(ReadBack("gone", Second), "<cannot be opened>");
-    EXPECT_EQ(ReadBack("changed", First), "old");
-}
-
-TEST_F(ReleasePackerTest, ADeltaOfADeltaReachesBackToTheFirstRelease)
-{
-    mTree.Write("source/a", "1");
-    mTree.Write("source/b", "1");
-    mTree.Write("source/c", "1");
-    TreeWriter::PackRelease(Request(Storage::Archive));
-    for (const auto &[release, path] : {std::pair{Second, "source/b"}, {Third, "source/c"}})
-    {
-        mTree.Write(path, "changed");
-        PackRequest delta = Request(Storage::Archive, Compression::None, release);
-        delta.base = release - 1;
-        TreeWriter::PackRelease(delta);
-    }
-    EXPECT_EQ(File("a", Third).version, First);
-    EXPECT_EQ(File("b", Third).version, Second);
-    EXPECT_EQ(File("c", Third).version, Third);
-    EXPECT_EQ(ReadBack("a", Third) + ReadBack("b", Third) + ReadBack("c", Third), "1changedchanged");
-}
-
-TEST_F(ReleasePackerTest, AnUnchangedNakedFileIsCopiedIntoTheNewReleaseAndKeepsItsVersion)
-{
-    mTree.Write("source/a", "x");
-    TreeWriter::PackRelease(Request(Storage::Naked));
-    PackRequest delta = Request(Storage::Naked, Compression::None, Second);
-    delta.base = First;
-    TreeWriter::PackRelease(delta);
-    EXPECT_EQ(mTree.Read("MORV/projects/game/releases/1.0.0.1/deploy/a"), "x");
-    EXPECT_EQ(File("a", Second).version, First);
-}
-
-TEST_F(ReleasePackerTest, AFileThatTheBaseHasLostIsStoredAnew)
-{
-    mTree.Write("source/a", "x");
-    TreeWriter::PackRelease(Request(Storage::Archive));
-    mTree.Remove("MORV/projects/game/filearchives/1.0.0.0/files-0001.vka.dat");
-    PackRequest delta = Request(Storage::Archive, Compression::None, Second);
-    delta.base = First;
-    EXPECT_EQ(TreeWriter::PackRelease(delta).kept, 0u);
-    EXPECT_EQ(ReadBack("a", Second), "x");
-}
-
-TEST_F(ReleasePackerTest, AFileWhoseSpellingChangedIsStoredAnew)
-{
-    mTree.Write("source/name", "x");
-    TreeWriter::PackRelease(Request(Storage::Managed));
-    mTree.Remove("source/name");
-    mTree.Write("source/Name", "x");
-    PackRequest delta = Request(Storage::Managed, Compression::None, Second);
-    delta.base = First;
-    EXPECT_EQ(TreeWriter::PackRelease(delta).kept, 0u);
-    EXPECT_EQ(ReadBack("name", Second), "x");
-}
-
-TEST_F(ReleasePackerTest, RefusesABaseThatIsNotThereOrIsTheReleaseItself)
-{
-    mTree.Write("source/a", "x");
-    PackRequest request = Request(Storage::Naked);
-    request.base = Second;
-    ExpectRefusal(request, "has no release 1.0.0.1 to be the base");
-    request.base = First;
-    ExpectRefusal(request, "its own base");
-}
-
 TEST_F(ReleasePackerTest, RefusesAReleaseThatIsThereAndLeavesItAlone)
 {
     mTree.Write("source/a", "old");
@@ -365,6 +197,63 @@ TEST_F(ReleasePackerTest, AFailureOnTheWayLeavesNoReleaseAndNoRemains)
     EXPECT_ANY_THROW(TreeWriter::PackRelease(Request(Storage::Managed)));
     EXPECT_FALSE(mTree.Exists("MORV/projects/game/releases/1.0.0.0/releasemanifest"));
     EXPECT_EQ(ProjectEntries(), std::vector<std::string>{"managedfiles"});
+}
+
+TEST_F(ReleasePackerTest, WhatACheckpointThrowsEndsThePackingAndLeavesNothing)
+{
+    mTree.Write("source/a", "x");
+    mTree.Write("source/b", "y");
+    for (int last = 1; last <= 4; ++last) // each file is read for its digest, then stored
+    {
+        PackRequest request = Request(Storage::Archive);
+        int calls = 0;
+        request.checkpoint = [&calls, last]
+        {
+            if (++calls == last)
+            {
+                throw std::logic_error("enough");
+            }
+        };
+        EXPECT_THROW(TreeWriter::PackRelease(request), std::logic_error) << last;
+        EXPECT_FALSE(mTree.Exists("MORV/projects/game") && !ProjectEntries().empty()) << last;
+    }
+}
+
+TEST_F(ReleasePackerTest, AReleaseThatAppearsMeanwhileIsNotReplaced)
+{
+    mTree.Write("source/a", "mine");
+    mTree.Write("other/a", "theirs");
+    PackRequest other = Request(Storage::Archive);
+    other.source = mTree.Path("other");
+    PackRequest request = Request(Storage::Managed);
+    request.checkpoint = [&other, this]
+    {
+        if (!mTree.Exists("MORV/projects/game/releases/1.0.0.0"))
+        {
+            TreeWriter::PackRelease(other);
+        }
+    };
+    ExpectRefusal(request, "is already there");
+    EXPECT_EQ(ReadBack("a"), "theirs");
+    EXPECT_EQ(ProjectEntries(), (std::vector<std::string>{"filearchives", "releases"}));
+}
+
+TEST_F(ReleasePackerTest, TheSameSourceGivesTheSameBytes)
+{
+    for (const char *name : {"b", "A", "dir/c", "dir/D"})
+    {
+        mTree.Write(std::string("source/") + name, std::string(5000, *name));
+    }
+    for (const Compression compression : {Compression::None, Compression::Zlib, Compression::Lzma})
+    {
+        PackRequest request = Request(Storage::Archive, compression);
+        request.replace = true;
+        TreeWriter::PackRelease(request);
+        const std::map<std::string, std::string> first = ProjectFiles();
+        TreeWriter::PackRelease(request);
+        EXPECT_GE(first.size(), 3u);
+        EXPECT_TRUE(ProjectFiles() == first);
+    }
 }
 
 TEST_F(ReleasePackerTest, RefusesASourceAndATreeInsideEachOther)

@@ -145,7 +145,11 @@ std::vector<PlannedFile> PlanRelease(const PackRequest &request, const Deploymen
     plan.reserve(source.files.size());
     for (const SourceFile &file : source.files)
     {
-        const ContentSummary content = ReadContent(source.root / file.path, [](std::string_view) {});
+        const ContentSummary content = ReadContent(source.root / file.path,
+                                                   [&request](std::string_view)
+                                                   {
+                                                       request.checkpoint();
+                                                   });
         if (content.size != file.size)
         {
             throw TreeError((source.root / file.path).string() + ": changed while it was read: pack again");

@@ -5,6 +5,7 @@
 #include "KeldFoundation/version/MorvVersion.h"
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -43,5 +44,8 @@ struct PackRequest
     bool replace = false;                    ///< take the place of an existing release
     bool compressAlways = false;             ///< compress also where the result is no smaller
     bool longRecords = false;                ///< write the manifest in the older format, which has longer records
+
+    /// Called again and again while content is read. What it throws ends the packing, and nothing of it stays.
+    std::function<void()> checkpoint = [] {};
 };
 } // namespace Keld::TreeWriter

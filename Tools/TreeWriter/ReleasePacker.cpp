@@ -72,7 +72,12 @@ private:
     void CopyContent(const PlannedFile &planned, const std::function<void(std::string_view)> &sink)
     {
         const fs::path file = mSource.root / planned.entry.path;
-        const ContentSummary content = ReadContent(file, sink);
+        const ContentSummary content = ReadContent(file,
+                                                   [&](std::string_view piece)
+                                                   {
+                                                       mRequest.checkpoint();
+                                                       sink(piece);
+                                                   });
         if (content != ContentSummary{planned.entry.size, planned.entry.digest})
         {
             throw TreeError(file.string() + ": changed while it was packed: pack again");
@@ -218,7 +223,9 @@ PackReport PackRelease(const PackRequest &request)
         Count(planned, report);
         contents.files.push_back(std::move(planned.entry));
     }
-    staging.Publish(BuildReleaseManifest(contents));
+    const std::string manifest = BuildReleaseManifest(contents);
+    RequireFreeRelease(tree, request.project, request.release, request.replace); // somebody else may have been faster
+    staging.Publish(manifest);
     report.directories = source.directories.size();
     report.archives = storer.GetArchiveCount();
     report.storedSize = storer.GetStoredSize();

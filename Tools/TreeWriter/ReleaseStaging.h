@@ -9,8 +9,8 @@
 namespace Keld::TreeWriter
 {
 /// A directory beside the project's releases in which one is prepared, so that nothing of it can be seen before all of
-/// it is there. What is left in it at the end is removed; a killed process leaves a "packing-..." directory behind,
-/// which nobody reads.
+/// it is there. What is left in it at the end is removed; a process that is killed outright leaves a "packing-..."
+/// directory behind, which nobody reads.
 class ReleaseStaging
 {
 public:

@@ -36,8 +36,8 @@ Storage:
 
 An lzma file gets an archive of its own, since its first open closes the archive for all that share it. A program
 should open such a file once and keep it open: after the last close it cannot be opened again until a new start.
-Where compression saves nothing the file is stored as it is. Empty files cannot have an archive to themselves; where
-there is no other they become managed.
+A file is compressed in memory, whole. Where that saves nothing the file is stored as it is. Empty files cannot have an
+archive to themselves; where there is no other they become managed.
 
 A GLOB without / is held against names, one with / against whole paths; the first rule that matches decides.
 

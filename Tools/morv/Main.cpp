@@ -1,5 +1,6 @@
 #include "Tools/morv/CommandLine.h"
 #include "Tools/morv/Console.h"
+#include "Tools/morv/Interrupt.h"
 
 #include <cstdio>
 #include <exception>
@@ -11,6 +12,12 @@ int main(int argumentCount, char **arguments)
     try
     {
         return Keld::Morv::RunCommandLine(argumentCount, arguments);
+    }
+    catch (const Keld::Morv::Interrupted &interruption)
+    {
+        Keld::Morv::PrintError("interrupted: no release was made or changed");
+        Keld::Morv::EndBySignal(interruption.GetSignal());
+        return Keld::Morv::ExitRefused;
     }
     catch (const std::bad_alloc &)
     {

@@ -1,4 +1,5 @@
 #include "Tools/morv/Commands.h"
+#include "Tools/morv/Interrupt.h"
 #include "Tools/morv/PackOptions.h"
 
 #include "Tools/TreeReader/DeploymentTree.h"
@@ -31,14 +32,21 @@ void PrintReport(const TreeWriter::PackRequest &request, const TreeWriter::PackR
     }
 }
 
+/// An interrupt ends the packing at its next checkpoint, and nothing of it stays.
+TreeWriter::PackReport PackInterruptibly(const TreeWriter::PackRequest &request)
+{
+    const InterruptGuard guard;
+    return TreeWriter::PackRelease(request);
+}
 } // namespace
 
 ExitCode Pack(const PackOptions &options)
 {
     try
     {
-        const TreeWriter::PackRequest request = MakePackRequest(options);
-        PrintReport(request, TreeWriter::PackRelease(request));
+        TreeWriter::PackRequest request = MakePackRequest(options);
+        request.checkpoint = InterruptGuard::Check;
+        PrintReport(request, PackInterruptibly(request));
         return ExitDone;
     }
     catch (const UsageError &error)

@@ -1,0 +1,55 @@
+#include "Tools/morv/Interrupt.h"
+
+#include <iterator>
+
+namespace Keld::Morv
+{
+namespace
+{
+volatile std::sig_atomic_t gNotedSignal = 0;
+
+void NoteSignal(int signal)
+{
+    gNotedSignal = signal;
+}
+} // namespace
+
+InterruptGuard::InterruptGuard()
+{
+    static_assert(std::size(Signals) == sizeof mPrevious / sizeof *mPrevious);
+    gNotedSignal = 0;
+    for (std::size_t index = 0; index < std::size(Signals); ++index)
+    {
+        struct sigaction noting = {};
+        noting.sa_handler = NoteSignal;
+        noting.sa_flags = SA_RESTART;
+        sigaction(Signals[index], nullptr, &mPrevious[index]);
+        if (mPrevious[index].sa_handler != SIG_IGN)
+        {
+            sigaction(Signals[index], &noting, nullptr);
+        }
+    }
+}
+
+InterruptGuard::~InterruptGuard()
+{
+    for (std::size_t index = 0; index < std::size(Signals); ++index)
+    {
+        sigaction(Signals[index], &mPrevious[index], nullptr);
+    }
+}
+
+void InterruptGuard::Check()
+{
+    if (gNotedSignal != 0)
+    {
+        throw Interrupted(gNotedSignal);
+    }
+}
+
+void EndBySignal(int signal)
+{
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+} // namespace Keld::Morv

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <csignal>
+#include <exception>
+
+namespace Keld::Morv
+{
+/// Somebody wants the program to end. Not an error: what was begun is taken back on the way out.
+class Interrupted : public std::exception
+{
+public:
+    explicit Interrupted(int signal) : mSignal(signal) {}
+
+    int GetSignal() const { return mSignal; }
+
+private:
+    int mSignal;
+};
+
+/// While it lives, the signals that end a program (interrupt, hang-up, terminate) are only noted. One at a time. A
+/// signal that was ignored before stays so.
+class InterruptGuard
+{
+public:
+    InterruptGuard();
+    ~InterruptGuard();
+
+    InterruptGuard(const InterruptGuard &) = delete;
+    InterruptGuard &operator=(const InterruptGuard &) = delete;
+
+    /// Throws Interrupted when a signal was noted.
+    static void Check();
+
+private:
+    static constexpr int Signals[] = {SIGINT, SIGHUP, SIGTERM};
+
+    struct sigaction mPrevious[3];
+};
+
+/// Ends the process by a signal, so that whoever started it sees why it ended.
+void EndBySignal(int signal);
+} // namespace Keld::Morv
