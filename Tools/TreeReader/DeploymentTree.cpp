@@ -63,11 +63,10 @@ std::string FoldPath(std::string path)
 
 bool EqualsIgnoringCase(const std::string &left, const std::string &right)
 {
-    return FoldPath(left) == FoldPath(right);
-}
-
-bool LessIgnoringCase(const std::string &left, const std::string &right)
-{
-    return FoldPath(left) < FoldPath(right); // std::string compares bytes as unsigned
+    return left.size() == right.size() && std::equal(left.begin(), left.end(), right.begin(),
+                                                     [](char leftByte, char rightByte)
+                                                     {
+                                                         return FoldCase(leftByte) == FoldCase(rightByte);
+                                                     });
 }
 } // namespace Keld::TreeReader

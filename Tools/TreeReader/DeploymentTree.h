@@ -36,9 +36,8 @@ inline constexpr const char *ConfigurationManifestName = "configurationmanifest"
 /// Reads "a.b.c.d" and nothing else: the text must be the version's own form. Throws TreeError.
 MorvVersion ParseVersionText(const std::string &text);
 
-/// Compares without regard to ASCII case, by the order that listings and archive indexes are sorted in.
+/// Compares without regard to ASCII case, as the reader does.
 bool EqualsIgnoringCase(const std::string &left, const std::string &right);
-bool LessIgnoringCase(const std::string &left, const std::string &right);
 
 /// The text with 'A' to 'Z' in lower case: equal for paths that the reader takes for one.
 std::string FoldPath(std::string path);

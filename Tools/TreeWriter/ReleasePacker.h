@@ -21,6 +21,7 @@ struct PackReport
 };
 
 /// Makes a release. Nothing of it is visible before all of it is on disk, and its manifest comes last. Throws TreeError
-/// for what it refuses and std::system_error when the disk fails it; no release is then changed.
+/// for what it refuses and std::system_error when the disk fails it; no release is then changed, but one that was being
+/// replaced may be gone when the disk fails at the very end.
 PackReport PackRelease(const PackRequest &request);
 } // namespace Keld::TreeWriter

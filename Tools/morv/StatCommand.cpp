@@ -7,6 +7,8 @@
 
 #include <fmt/format.h>
 
+#include <map>
+
 namespace Keld::Morv
 {
 using TreeReader::DeployedFile;
@@ -39,13 +41,24 @@ void PrintPlace(const FileLocation &location, const ReleaseFile &file)
     fmt::print("  stored size  {}\n", location.storedSize);
 }
 
-FileLocation Locate(const TreeReader::Deployment &deployment, const DeployedRelease &release, const ReleaseFile &file)
+/// Where the files of a deployment lie. What was read of a release's archives serves all files asked for.
+class Places
 {
-    TreeReader::FileLocator locator(TreeReader::DeploymentTree(deployment.root), release.contents.project);
-    return locator.Locate(file, release.contents.release);
-}
+public:
+    explicit Places(const TreeReader::Deployment &deployment) : mTree(deployment.root) {}
 
-void PrintFile(const TreeReader::Deployment &deployment, const DeployedFile &found)
+    FileLocation Locate(const DeployedRelease &release, const ReleaseFile &file)
+    {
+        const auto locator = mLocators.try_emplace(&release, mTree, release.contents.project).first;
+        return locator->second.Locate(file, release.contents.release);
+    }
+
+private:
+    TreeReader::DeploymentTree mTree;
+    std::map<const DeployedRelease *, TreeReader::FileLocator> mLocators;
+};
+
+void PrintFile(Places &places, const DeployedFile &found)
 {
     const ReleaseFile &file = *found.file;
     fmt::print("{}\n", file.path);
@@ -53,7 +66,7 @@ void PrintFile(const TreeReader::Deployment &deployment, const DeployedFile &fou
     fmt::print("  size         {}\n", file.size);
     PrintRelease(*found.release);
     fmt::print("  version      {}\n", FormatVersion(file.version));
-    PrintPlace(Locate(deployment, *found.release, file), file);
+    PrintPlace(places.Locate(*found.release, file), file);
     fmt::print("  digest       {}\n", TreeReader::DigestText(file.digest));
 }
 
@@ -71,7 +84,7 @@ void PrintDirectory(const Library &library, const std::string &path, const Deplo
     PrintRelease(release);
 }
 
-void ExplainAbsence(const TreeReader::Deployment &deployment, const std::string &path)
+void ExplainAbsence(Places &places, const TreeReader::Deployment &deployment, const std::string &path)
 {
     const auto anyFile = [](const DeployedRelease &, const ReleaseFile &)
     {
@@ -84,26 +97,26 @@ void ExplainAbsence(const TreeReader::Deployment &deployment, const std::string 
         return;
     }
     PrintError(path + ": is listed by " + listed.release->project + " " + FormatVersion(listed.release->version) +
-               " but missing on disk: " + Locate(deployment, *listed.release, *listed.file).file.string() +
+               " but missing on disk: " + places.Locate(*listed.release, *listed.file).file.string() +
                "; pack the release again");
 }
 
-bool StatOne(const Library &library, const TreeReader::Deployment &deployment, const std::string &typed)
+bool StatOne(const Library &library, Places &places, const TreeReader::Deployment &deployment, const std::string &typed)
 {
     const std::string path = VirtualPath(typed);
-    const auto isPresent = [&deployment](const DeployedRelease &release, const ReleaseFile &file)
+    const auto isPresent = [&places](const DeployedRelease &release, const ReleaseFile &file)
     {
-        return Locate(deployment, release, file).found;
+        return places.Locate(release, file).found;
     };
     const DeployedFile found = FindInDeployment(deployment, path, isPresent);
     if (found.release == nullptr || !library.Exists(path))
     {
-        ExplainAbsence(deployment, path);
+        ExplainAbsence(places, deployment, path);
         return false;
     }
     if (found.file != nullptr)
     {
-        PrintFile(deployment, found);
+        PrintFile(places, found);
     }
     else
     {
@@ -118,10 +131,11 @@ ExitCode Stat(const std::string &workingDirectory, const std::vector<std::string
 {
     const Library library(workingDirectory);
     const TreeReader::Deployment deployment = TreeReader::ResolveDeployment(workingDirectory);
+    Places places(deployment);
     ExitCode result = ExitDone;
     for (const std::string &path : paths)
     {
-        result = StatOne(library, deployment, path) ? result : ExitRefused;
+        result = StatOne(library, places, deployment, path) ? result : ExitRefused;
     }
     return result;
 }
