@@ -108,6 +108,9 @@ extern "C"
     /// Where several projects hold the path, the one of the highest priority is opened; if that one is a directory or
     /// cannot be opened, the call fails.
     ///
+    /// An LZMA file is to be opened once and kept open: after its last close it cannot be opened again before a new
+    /// start, and its open closes the archive that it lies in for every other file of that archive.
+    ///
     /// \param path  borrowed. Null and "" give null and start nothing.
     /// \returns a handle, to be closed with MorvCloseFile; null if the path is not there, is a directory, is too long,
     ///          or cannot be opened, or if the library cannot start.
