@@ -1,18 +1,11 @@
-#include "KeldFoundation/CStd/Hash.h"
-#include "KeldMorvIO/ReaderLog.h"
-#include "KeldMorvIO/listing/ListingFiller.h"
 #include "KeldMorvIO/listing/ReleaseManifestTemplate.h"
 #include "ListingTree.h"
 #include "Support/ReaderLogCapture.h"
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <cstring>
 #include <set>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace Keld::MORV::Reader
 {
@@ -29,19 +22,6 @@ const char *const CreateSignature = "Keld::MORV::Reader::ProjectListing "
 class ListingConstructionTest : public testing::Test
 {
 protected:
-    /// Every entry that the hash table holds.
-    static std::vector<const FileEntry *> ChainOf(const ProjectListing &listing)
-    {
-        std::vector<const FileEntry *> entries;
-        for (uint32 index = 0; index < listing.GetHeader().mBucketCount; ++index)
-        {
-            const HashBucket &bucket = listing.GetBuckets()[index];
-            EXPECT_EQ(bucket.mCount == 0, bucket.mFirst == nullptr) << "bucket " << index;
-            entries.insert(entries.end(), bucket.mFirst, bucket.mFirst + bucket.mCount);
-        }
-        return entries;
-    }
-
     static const ProjectListing::ArchiveFile &ArchiveRecord(const FileEntry *entry)
     {
         return *static_cast<const ProjectListing::ArchiveFile *>(entry->mOpenState);
@@ -117,100 +97,6 @@ TEST_F(ListingConstructionTest, TakesNameAndVersionFromTheManifest)
     EXPECT_EQ(listing->GetProjectRootText(), mTree.ProjectRoot());
     EXPECT_EQ(listing->GetHeader().mDirectoryCount, 2u);
     EXPECT_EQ(listing->GetHeader().mFileCount, 2u);
-}
-
-TEST_F(ListingConstructionTest, MakesAsManyBucketsAsEntriesForAFew)
-{
-    mTree.Naked("a.txt", "A");
-    const auto listing = mTree.Load();
-    ASSERT_NE(listing, nullptr);
-    EXPECT_EQ(listing->GetHeader().mBucketCount, 2u);
-}
-
-TEST_F(ListingConstructionTest, CountsBucketsWithoutTheDroppedFiles)
-{
-    for (int index = 0; index < 15; ++index)
-    {
-        mTree.Naked("kept" + std::to_string(index), "K").Absent("lost" + std::to_string(index));
-    }
-    const auto listing = mTree.Load();
-    ASSERT_NE(listing, nullptr);
-    EXPECT_EQ(listing->GetHeader().mFileCount, 15u);
-    EXPECT_EQ(listing->GetHeader().mBucketCount, 14u); // 16 entries
-    EXPECT_EQ(ChainOf(*listing).size(), 16u);
-}
-
-TEST_F(ListingConstructionTest, PutsEveryEntryIntoTheBucketOfItsPathOnce)
-{
-    for (int index = 0; index < 40; ++index)
-    {
-        const std::string directory = "Dir" + std::to_string(index % 7) + "/sub\xC3\xA4" + std::to_string(index % 3);
-        mTree.Naked(directory + "/File" + std::to_string(index), "x");
-    }
-    const auto listing = mTree.Load();
-    ASSERT_NE(listing, nullptr);
-    const ListingHeader &header = listing->GetHeader();
-    const std::vector<const FileEntry *> chain = ChainOf(*listing);
-    EXPECT_EQ(chain.size(), header.mDirectoryCount + header.mFileCount);
-    EXPECT_EQ(std::set<const FileEntry *>(chain.begin(), chain.end()).size(), chain.size());
-    for (uint32 index = 0; index < header.mBucketCount; ++index)
-    {
-        const HashBucket &bucket = listing->GetBuckets()[index];
-        for (uint32 slot = 0; slot < bucket.mCount; ++slot)
-        {
-            const std::string path = ProjectListing::GetFilePath(bucket.mFirst[slot]);
-            EXPECT_EQ(HashPathLower(path.c_str()) % header.mBucketCount, index) << path;
-        }
-    }
-}
-
-TEST_F(ListingConstructionTest, FindsTheLongestPathsThatCanBeAskedFor)
-{
-    // No file system has so long a name: the file lies in an archive, which has nothing of it but a text.
-    const std::string name(1023, 'n');
-    const std::string longer(1024, 'n');
-    mTree.Archived(name, "1").Archived("dir/" + name.substr(4), "2").Archived(longer, "3").Archived(longer + "x", "4");
-    const auto listing = mTree.Load();
-    ASSERT_NE(listing, nullptr);
-    for (const std::string &path : {name, "DIR/" + name.substr(4)})
-    {
-        const FileEntry *const entry = listing->FindEntry(path.c_str());
-        ASSERT_NE(entry, nullptr);
-        EXPECT_EQ(GetListingEntry(entry).mName, path.substr(path.find('/') + 1));
-    }
-    EXPECT_EQ(ChainOf(*listing).size(), 6u);
-    EXPECT_EQ(NamesIn(listing->FindEntry("")), (std::vector<std::string>{"dir/", name, longer, longer + "x"}));
-}
-
-TEST_F(ListingConstructionTest, KeepsADirectoryWhoseNameIsLongerThanAnyPath)
-{
-    const std::string name(20000, 'n');
-    mTree.Naked("a.txt", "A").Absent(name + "/b/c.txt");
-    const auto listing = mTree.Load();
-    ASSERT_NE(listing, nullptr);
-    EXPECT_EQ(NamesIn(listing->FindEntry("")), (std::vector<std::string>{name + "/", "a.txt"}));
-    EXPECT_EQ(ChainOf(*listing).size(), 4u);
-    EXPECT_EQ(listing->FindEntry(name.substr(0, 1023).c_str()), nullptr);
-}
-
-TEST_F(ListingConstructionTest, KeepsOneChainInARow)
-{
-    for (int index = 0; index < 30; ++index)
-    {
-        mTree.Naked("file" + std::to_string(index), "x");
-    }
-    const auto listing = mTree.Load();
-    ASSERT_NE(listing, nullptr);
-    const FileEntry *const *next = nullptr;
-    for (uint32 index = 0; index < listing->GetHeader().mBucketCount; ++index)
-    {
-        const HashBucket &bucket = listing->GetBuckets()[index];
-        if (bucket.mCount != 0)
-        {
-            EXPECT_TRUE(next == nullptr || next == bucket.mFirst);
-            next = bucket.mFirst + bucket.mCount;
-        }
-    }
 }
 
 TEST_F(ListingConstructionTest, DropsAMissingFileAndClosesTheGap)
@@ -428,84 +314,6 @@ TEST_F(ListingConstructionTest, KeepsADirectoryThatNoDirectoryHoldsOutOfReach)
         }
     }
     mLog.ExpectAll({});
-}
-
-TEST(CompressionOfFlagsTest, FollowsTheBitsOfTheRecord)
-{
-    struct Row
-    {
-        uint32 flags;
-        uint32 tag;
-    };
-    const Row rows[] = {
-        {0x02, CompressionNone},        {0x02 | 0x04, CompressionNone}, {0x02 | 0x20, CompressionNone},
-        {0x02 | 0x24, CompressionNone}, {0x12, CompressionNone},        {0x12 | 0x04, CompressionZlib},
-        {0x12 | 0x20, CompressionLzma}, {0x12 | 0x24, CompressionZlib}, {0x13 | 0x20 | 0xFFFFFF08, CompressionLzma},
-    };
-    for (const Row &row : rows)
-    {
-        EXPECT_EQ(CompressionOfFlags(row.flags), row.tag) << std::hex << row.flags;
-    }
-}
-
-class ArchiveFilesGuardTest : public testing::Test
-{
-protected:
-    ArchiveFilesGuardTest()
-    {
-        const int first = open("/dev/null", O_RDONLY);
-        const int second = open("/dev/null", O_RDONLY);
-        mFirst = static_cast<AsyncFile>(first);
-        mSecond = static_cast<AsyncFile>(second);
-        mMetadata = {{mFirst, 0, 2, 0, 0},
-                     {mFirst, 1, 2, 0, 0},
-                     {mSecond, 2, 2, 0, 0},
-                     {AsyncFile::Null, 3, 1, 0, 0},
-                     {AsyncFile::Null, 4, 0, 0, 0}};
-    }
-
-    static bool IsOpen(AsyncFile file) { return fcntl(static_cast<int>(file), F_GETFD) != -1; }
-
-    AsyncFile mFirst;
-    AsyncFile mSecond;
-    std::vector<FileArchiveMetadata> mMetadata;
-};
-
-TEST_F(ArchiveFilesGuardTest, ClosesEveryDataFileOfAListingThatDoesNotComeToBe)
-{
-    const std::size_t before = CountDescriptors();
-    {
-        const ArchiveFilesGuard guard(mMetadata);
-    }
-    EXPECT_FALSE(IsOpen(mFirst));
-    EXPECT_FALSE(IsOpen(mSecond));
-    EXPECT_EQ(CountDescriptors(), before - 2);
-}
-
-TEST_F(ArchiveFilesGuardTest, ClosesEachOnceInWhateverOrderTheRecordsAre)
-{
-    mMetadata.push_back(mMetadata[0]);
-    mMetadata.push_back(mMetadata[2]);
-    mMetadata.push_back(mMetadata[0]);
-    const std::size_t before = CountDescriptors();
-    errno = 0;
-    {
-        const ArchiveFilesGuard guard(mMetadata);
-    }
-    EXPECT_EQ(errno, 0); // as it is left by closing what is open
-    EXPECT_EQ(CountDescriptors(), before - 2);
-}
-
-TEST_F(ArchiveFilesGuardTest, LeavesThemToTheListingThatTakesThemOver)
-{
-    {
-        ArchiveFilesGuard guard(mMetadata);
-        guard.Release();
-    }
-    EXPECT_TRUE(IsOpen(mFirst));
-    EXPECT_TRUE(IsOpen(mSecond));
-    close(static_cast<int>(mFirst));
-    close(static_cast<int>(mSecond));
 }
 } // namespace
 } // namespace Keld::MORV::Reader

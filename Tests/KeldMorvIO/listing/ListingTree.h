@@ -6,6 +6,8 @@
 #include "Support/ManifestImage.h"
 #include "Support/TempTree.h"
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <iterator>
 #include <map>
@@ -166,5 +168,18 @@ inline std::string ReadWhole(const MORV::Reader::ProjectListing &listing,
     std::uint32_t bytesRead = 0;
     const bool read = listing.Read(entry, 0, static_cast<std::uint32_t>(content.size()), &bytesRead, content.data());
     return read && bytesRead == content.size() ? content : std::string();
+}
+
+/// Every entry that a listing's hash table holds.
+inline std::vector<const MORV::Reader::ProjectListing::FileEntry *> ChainOf(const MORV::Reader::ProjectListing &listing)
+{
+    std::vector<const MORV::Reader::ProjectListing::FileEntry *> entries;
+    for (std::uint32_t index = 0; index < listing.GetHeader().mBucketCount; ++index)
+    {
+        const MORV::Reader::HashBucket &bucket = listing.GetBuckets()[index];
+        EXPECT_EQ(bucket.mCount == 0, bucket.mFirst == nullptr) << "bucket " << index;
+        entries.insert(entries.end(), bucket.mFirst, bucket.mFirst + bucket.mCount);
+    }
+    return entries;
 }
 } // namespace Keld::Test
