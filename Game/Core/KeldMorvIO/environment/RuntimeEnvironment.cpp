@@ -68,20 +68,6 @@ void DeleteListings(std::vector<ProjectListing *> &listings)
     listings.clear();
 }
 
-// Deletes what is left in a vector of listings: all of it when an exception passes, nothing when somebody has taken it.
-class ListingsGuard
-{
-public:
-    explicit ListingsGuard(std::vector<ProjectListing *> &listings) : mListings(listings) {}
-    ~ListingsGuard() { DeleteListings(mListings); }
-
-    ListingsGuard(const ListingsGuard &) = delete;
-    ListingsGuard &operator=(const ListingsGuard &) = delete;
-
-private:
-    std::vector<ProjectListing *> &mListings;
-};
-
 // The vector owns the listing afterwards.
 void AddListing(std::vector<ProjectListing *> &listings, std::unique_ptr<ProjectListing> listing)
 {
@@ -227,8 +213,8 @@ RuntimeEnvironment *RuntimeEnvironment::Create(const char *path)
     // Formatted anew, so that "01.02.03.04" in the path loads the release 1.2.3.4.
     const std::string versionText = FormatVersion(version);
     std::string deployRoot;
+    // Plain pointers on purpose: when memory runs out from here on, the exception leaves what was appended undestroyed.
     std::vector<ProjectListing *> listings;
-    const ListingsGuard guard(listings);
     if (!CollectProjects(type, root.c_str(), name.c_str(), versionText.c_str(), deployRoot, listings))
     {
         LogError("%s: MORV runtime environment creation failed because it was unable to collect the projects.",
