@@ -49,13 +49,15 @@ TEST(SharedMutexTest, ARecursiveOneMayBeLockedTwice)
     shared.Get().Lock();
     shared.Get().Unlock();
     shared.Get().Unlock();
+    bool locked = false;
     std::thread other(
         [&]
         {
             const MutexLock lock(shared.Get());
+            locked = true;
         });
     other.join();
-    SUCCEED();
+    EXPECT_TRUE(locked);
 }
 } // namespace
 } // namespace Keld::Test
