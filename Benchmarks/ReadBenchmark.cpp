@@ -105,8 +105,8 @@ void BlockRead_UncompressedBlocks(benchmark::State &state)
     SetBytes(state);
 }
 
-BENCHMARK(PlainRead_BarePread)->Arg(4 << 10)->Arg(64 << 10)->Arg(1 << 20)->UseRealTime();
-BENCHMARK(PlainRead_AsyncRead)->Arg(4 << 10)->Arg(64 << 10)->Arg(1 << 20)->UseRealTime();
+BENCHMARK(PlainRead_BarePread)->Arg(4 << 10)->Arg(64 << 10)->Arg(1 << 20)->MeasureProcessCPUTime()->UseRealTime();
+BENCHMARK(PlainRead_AsyncRead)->Arg(4 << 10)->Arg(64 << 10)->Arg(1 << 20)->MeasureProcessCPUTime()->UseRealTime();
 BENCHMARK(BlockRead_BareCopy)->Arg(64)->Arg(4 << 10)->Arg(512 << 10);
 BENCHMARK(BlockRead_UncompressedBlocks)->Arg(64)->Arg(4 << 10)->Arg(512 << 10);
 } // namespace
