@@ -64,7 +64,8 @@ char *std_strncat(char *pDest, uint_size num, const char *pSrc, uint_size count)
     constexpr const char *signature = "char *Keld::std_strncat(char *, uint_size, const char *, uint_size)";
     KELD_ASSERT(pDest, nullptr, signature);
     KELD_ASSERT(pSrc, nullptr, signature);
-    const uint_size DestLength = std_strnlen(pDest, num); // so spelled, since the report shows the expression
+    // So spelled, since the report shows the expression.
+    const uint_size DestLength = std_strnlen(pDest, num); // NOLINT(readability-identifier-naming)
     KELD_ASSERT(num > DestLength, "Trying to std_strncat to a non-null-terminated string", signature);
 
     std_strncpy(pDest + DestLength, num - DestLength, pSrc, count);

@@ -6,8 +6,8 @@ namespace Keld::Logger
 {
 const char *GetSeverityName(int32 severity)
 {
-    static constexpr std::array<const char *, 4> Names = {"  OKAY", "  WARN", " ERROR", "ALWAYS"};
+    static constexpr std::array<const char *, 4> names = {"  OKAY", "  WARN", " ERROR", "ALWAYS"};
     const auto index = static_cast<uint32>(severity);
-    return index < Names.size() ? Names[index] : "??????";
+    return index < names.size() ? names[index] : "??????";
 }
 } // namespace Keld::Logger

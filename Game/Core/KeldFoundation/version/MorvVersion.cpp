@@ -94,7 +94,7 @@ uint_size DigitValue(char character)
 // Reads "%N", "%(W)N", "%(.P)N" or "%(W.P)N", each letter a digit. P has no effect.
 Field ReadField(const char *percent)
 {
-    constexpr Field None{0, 0, 0};
+    constexpr Field none{0, 0, 0};
     const char *cursor = percent + 1;
     uint_size width = 0;
     if (*cursor == '(')
@@ -112,13 +112,13 @@ Field ReadField(const char *percent)
         }
         if ((!hasWidth && !hasPrecision) || *cursor != ')')
         {
-            return None;
+            return none;
         }
         ++cursor;
     }
     if (!IsDigit(*cursor))
     {
-        return None;
+        return none;
     }
     return Field{static_cast<uint_size>(cursor + 1 - percent), width, DigitValue(*cursor)};
 }
