@@ -14,6 +14,7 @@ public:
     uint_size Place(uint_size count)
     {
         const uint_size start = (mOffset + alignof(Record) - 1) / alignof(Record) * alignof(Record);
+        // A region of pointers is as wide as they are. NOLINTNEXTLINE(bugprone-sizeof-expression)
         mOffset = start + count * sizeof(Record);
         mFits = mFits && mOffset <= ListingSizeLimit;
         return start;
@@ -35,7 +36,6 @@ Record *At(char *block, uint_size offset)
 } // namespace
 
 // Walking up to the root and one slot back gives the owner, so nothing may stand between that slot and the directories.
-static_assert(sizeof(ProjectListing *) % alignof(DirectoryEntry) == 0);
 static_assert(alignof(ProjectListing *) == alignof(DirectoryEntry));
 
 bool ComputeListingLayout(const ListingCounts &counts, ListingLayout &layout)

@@ -107,8 +107,7 @@ ProjectListing *ProjectListing::GetOwner(const FileEntry *entry)
         ancestor = &ancestor->mParent->mEntry;
     }
     // The root is the first directory record, and the owner's slot stands directly before it.
-    const auto *const slot = static_cast<const char *>(static_cast<const void *>(ancestor)) - sizeof(ProjectListing *);
-    return *static_cast<ProjectListing *const *>(static_cast<const void *>(slot));
+    return *(static_cast<ProjectListing *const *>(static_cast<const void *>(ancestor)) - 1);
 }
 
 const char *ProjectListing::GetProjectName() const
