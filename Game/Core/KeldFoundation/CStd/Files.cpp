@@ -89,7 +89,7 @@ bool CopyMetadata(const struct stat &status, int to)
 
 std::string PlaceOf(const char *source, const char *target)
 {
-    const std::string place = target;
+    std::string place = target;
     if (!std_directory_exists(target))
     {
         return place;

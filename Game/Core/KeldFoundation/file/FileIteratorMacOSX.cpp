@@ -16,7 +16,7 @@ constexpr uint32 OwnerReadable = 0x100;
 /// One for the process and not guarded: whoever creates iterators serialises it.
 char gPattern[PathCapacity];
 
-class FileIteratorMacOSX : public FileIterator
+class FileIteratorMacOSX final : public FileIterator
 {
 public:
     FileIteratorMacOSX(const char *pattern, int flags);

@@ -72,7 +72,7 @@ void DeleteListings(std::vector<ProjectListing *> &listings)
 void AddListing(std::vector<ProjectListing *> &listings, std::unique_ptr<ProjectListing> listing)
 {
     listings.push_back(listing.get());
-    listing.release();
+    static_cast<void>(listing.release());
 }
 
 // Makes the listing of one project release. The manifest is gone again when this returns.
