@@ -11,29 +11,36 @@ namespace Keld::TreeReader
 {
 using namespace MORV::Reader;
 
+namespace
+{
+[[noreturn]] void Refuse(const std::filesystem::path &path)
+{
+    throw TreeError(path.string() + " is no archive index, or a damaged one: pack the release again");
+}
+} // namespace
+
 std::vector<ArchivedFile> ReadArchiveIndex(const std::filesystem::path &path)
 {
     const std::string image = ReadWholeFile(path);
     const ByteView view(image.data(), image.size());
-    const TreeError damaged(path.string() + " is no archive index, or a damaged one: pack the release again");
 
     const ArchiveHeader *header = view.At<ArchiveHeader>(0);
     if (header == nullptr || header->magic != ArchiveMagic || header->version != ArchiveVersion)
     {
-        throw damaged;
+        Refuse(path);
     }
     const uint_size pathsAt = header->pathListOffset;
     const Little32 *count = view.At<Little32>(header->fileListOffset);
     const ArchivePathList *paths = view.At<ArchivePathList>(pathsAt);
     if (count == nullptr || paths == nullptr)
     {
-        throw damaged;
+        Refuse(path);
     }
     const auto *records = view.Records<ArchiveFileEntry>(header->fileListOffset + sizeof(Little32), *count);
     const auto *texts = view.Records<ArchivePathEntry>(pathsAt + sizeof(ArchivePathList), paths->count);
     if (records == nullptr || texts == nullptr)
     {
-        throw damaged;
+        Refuse(path);
     }
 
     std::vector<ArchivedFile> files;

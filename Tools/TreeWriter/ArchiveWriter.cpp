@@ -76,7 +76,7 @@ std::string BuildPathList(const std::vector<SortKey> &keys)
 }
 } // namespace
 
-std::string BuildArchiveIndex(std::vector<ArchivedFile> files)
+std::string BuildArchiveIndex(const std::vector<ArchivedFile> &files)
 {
     uint32 sizeSum = 0;
     for (const ArchivedFile &file : files)
@@ -117,7 +117,7 @@ std::string BuildArchiveIndex(std::vector<ArchivedFile> files)
     return image;
 }
 
-ArchiveWriter::ArchiveWriter(std::filesystem::path directory, const std::string &name)
+ArchiveWriter::ArchiveWriter(const std::filesystem::path &directory, const std::string &name)
     : mIndex(directory / (name + "." + ArchiveIndexExtension)), mData(mIndex.string() + "." + ArchiveDataExtension)
 {
 }
@@ -140,7 +140,7 @@ void ArchiveWriter::Append(std::string_view stored)
 
 void ArchiveWriter::Finish()
 {
-    const std::string index = BuildArchiveIndex(std::move(mFiles));
+    const std::string index = BuildArchiveIndex(mFiles);
     mData.Close();
     WriteFile(mIndex, index);
 }

@@ -13,7 +13,7 @@ namespace Keld::TreeWriter
 /// The bytes of an archive index "<name>.vka". Records are put into the order that the reader searches by: hash, then
 /// path without regard to case. Throws TreeError for two records of one path, and for sizes that add up to 0 modulo
 /// 2^32: the reader deletes such an index.
-std::string BuildArchiveIndex(std::vector<TreeReader::ArchivedFile> files);
+std::string BuildArchiveIndex(const std::vector<TreeReader::ArchivedFile> &files);
 
 /// Writes an archive: the data file as files are added, the index at the end.
 class ArchiveWriter
@@ -23,7 +23,7 @@ public:
     static constexpr uint64 LargestSize = 0xFFFFFFFF;
 
     /// Makes "<directory>/<name>.vka.dat", and the directory too.
-    ArchiveWriter(std::filesystem::path directory, const std::string &name);
+    ArchiveWriter(const std::filesystem::path &directory, const std::string &name);
 
     /// Starts a stored form that `Append` then fills, until the next `Begin` or `Finish`.
     void Begin(std::string path);

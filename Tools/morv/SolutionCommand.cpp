@@ -114,6 +114,7 @@ void RequireProjectsInUse(const SolutionContents &solution, const SolutionConfig
                                        });
         if (!known)
         {
+            // Built once. NOLINTNEXTLINE(performance-inefficient-string-concatenation)
             throw TreeError("\"" + name + "\" is to be used but is no project of the solution: add --project " + name +
                             "=VERSION:PRIORITY");
         }
