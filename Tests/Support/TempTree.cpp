@@ -33,7 +33,7 @@ std::string TempTree::Path(std::string_view relative) const
 
 std::string TempTree::Write(std::string_view relative, std::string_view bytes) const
 {
-    const std::string path = Path(relative);
+    std::string path = Path(relative);
     fs::create_directories(fs::path(path).parent_path());
     std::ofstream stream(path, std::ios::binary | std::ios::trunc);
     stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
@@ -47,7 +47,7 @@ std::string TempTree::Write(std::string_view relative, std::string_view bytes) c
 
 std::string TempTree::MakeDirectory(std::string_view relative) const
 {
-    const std::string path = Path(relative);
+    std::string path = Path(relative);
     fs::create_directories(path);
     return path;
 }
