@@ -203,17 +203,17 @@ Children RandomChildren(std::mt19937 &random)
 
 TEST_F(MergedEnumerationTest, AgreesWithAModelOfTheRuleOverRandomProjects)
 {
-    constexpr std::size_t Directories = 40;
+    constexpr std::size_t directoryCount = 40;
     std::mt19937 random(20101);
     for (std::size_t projectCount = 1; projectCount <= 5; ++projectCount)
     {
         SCOPED_TRACE(std::to_string(projectCount) + " projects");
         // Each directory of the solution is a round of its own.
         std::vector<Children> projects(projectCount);
-        std::vector<std::vector<Children>> rounds(Directories);
+        std::vector<std::vector<Children>> rounds(directoryCount);
         for (Children &project : projects)
         {
-            for (std::size_t directory = 0; directory < Directories; ++directory)
+            for (std::size_t directory = 0; directory < directoryCount; ++directory)
             {
                 const Children children = RandomChildren(random);
                 for (const std::string &child : children)
@@ -227,7 +227,7 @@ TEST_F(MergedEnumerationTest, AgreesWithAModelOfTheRuleOverRandomProjects)
             }
         }
         StartWith(projects);
-        for (std::size_t directory = 0; directory < Directories; ++directory)
+        for (std::size_t directory = 0; directory < directoryCount; ++directory)
         {
             SCOPED_TRACE("directory " + std::to_string(directory));
             const Children expected =

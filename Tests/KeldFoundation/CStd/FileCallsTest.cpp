@@ -27,14 +27,14 @@ class FileCallsTest : public testing::Test
 protected:
     std::string MakePipe(const char *name) const
     {
-        const std::string path = mTree.Path(name);
+        std::string path = mTree.Path(name);
         EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
         return path;
     }
 
     std::string MakeSocket(const char *name) const
     {
-        const std::string path = mTree.Path(name);
+        std::string path = mTree.Path(name);
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         path.copy(address.sun_path, sizeof address.sun_path - 1);
