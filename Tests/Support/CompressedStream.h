@@ -6,6 +6,12 @@
 
 namespace Keld::Test
 {
+/// The bytes of a text, as the reader counts them.
+inline std::uint32_t SizeOf(std::string_view text)
+{
+    return static_cast<std::uint32_t>(text.size());
+}
+
 /// Bytes without any pattern, the same for the same seed: they do not compress.
 std::string RandomBytes(std::size_t size, std::uint32_t seed);
 

@@ -1,8 +1,6 @@
 #include "KeldMorvIO/archive/ArchiveVersionManager.h"
 
-#include "Support/ArchiveImage.h"
-#include "Support/ReaderLogCapture.h"
-#include "Support/TempTree.h"
+#include "KeldMorvIO/archive/ArchiveDirectoryFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -23,18 +21,10 @@ namespace Keld::MORV::Reader
 namespace
 {
 using Test::ArchiveImage;
+using Test::CreateSignature;
 using Test::Error;
-using Test::ReaderLogCapture;
-using Test::TempTree;
+using Test::LoadSignature;
 using Test::Warning;
-
-constexpr const char *CreateSignature = "static const Keld::MORV::Reader::ArchiveVersionManager *"
-                                        "Keld::MORV::Reader::ArchiveVersionManager::Create(const std::string &)";
-constexpr const char *LoadSignature =
-    "static const Keld::MORV::Reader::ArchiveFile *"
-    "Keld::MORV::Reader::ArchiveVersionManager::LoadArchiveFile(const char *, const char *)";
-
-using Manager = std::unique_ptr<const ArchiveVersionManager>;
 
 std::string OpenText(const std::string &path)
 {
@@ -46,31 +36,7 @@ std::string ZeroText(const std::string &path)
     return "Zero sized archive " + path + " will be deleted and ignored";
 }
 
-class ArchiveDeletionTest : public testing::Test
-{
-protected:
-    std::string NoneText() const
-    {
-        return "No valid archive files were found in the directory: " + mTree.Path("1.0.0.0") + "/*.vka";
-    }
-
-    void WriteArchive(const std::string &name, const ArchiveImage &image) const
-    {
-        mTree.Write("1.0.0.0/" + name, image.Bytes());
-        mTree.Write("1.0.0.0/" + name + ".dat", "data");
-    }
-
-    Manager Create() const { return Manager(ArchiveVersionManager::Create(mTree.Path("1.0.0.0"))); }
-
-    /// Loads one file of the directory on its own.
-    const ArchiveFile *Load(const char *name) const
-    {
-        return ArchiveVersionManager::LoadArchiveFile(mTree.Path("1.0.0.0").c_str(), name);
-    }
-
-    TempTree mTree;
-    ReaderLogCapture mLog;
-};
+using ArchiveDeletionTest = Test::ArchiveDirectoryFixture;
 
 TEST_F(ArchiveDeletionTest, OnlyIndexFilesAreLookedAt)
 {

@@ -1,8 +1,6 @@
 #include "KeldMorvIO/archive/ArchiveFile.h"
 
-#include "Support/ArchiveImage.h"
-#include "Support/ReaderLogCapture.h"
-#include "Support/TempTree.h"
+#include "KeldMorvIO/archive/ArchiveFileFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -18,35 +16,16 @@ using Test::ArchiveImage;
 using Test::ByteImage;
 using Test::Error;
 using Test::LogRecorder;
-using Test::ReaderLogCapture;
-using Test::TempTree;
 
 constexpr const char *ReadInSignature = "bool Keld::MORV::Reader::ArchiveFile::Read(const std::string &, bool *)";
 constexpr const char *UnreadableText = "Failed to read our archive directory";
 
-class ArchiveFileRefusalTest : public testing::Test
+class ArchiveFileRefusalTest : public Test::ArchiveFileFixture
 {
 protected:
-    ArchiveFileRefusalTest()
-    {
-        mSample.File("data/file.bin", 100, 11).File("Readme.txt", 200, 22).File("a/B/c", 300, 33);
-    }
-
     std::string InvalidText() const
     {
         return "Incorrect magic value or version, invalid archive " + mTree.Path("maps.vka");
-    }
-
-    /// Holds that `bytes` are an archive, and hands it out.
-    ArchiveFile &Load(const std::string &bytes)
-    {
-        mTree.Write("maps.vka", bytes);
-        mArchive = std::make_unique<ArchiveFile>("maps.vka", mTree.Root(), static_cast<unsigned char>(0));
-        bool invalid = false;
-        EXPECT_TRUE(mArchive->Read(&invalid));
-        EXPECT_FALSE(invalid);
-        mLog.ExpectFailures({});
-        return *mArchive;
     }
 
     void ExpectRefused(const std::string &bytes)
@@ -74,22 +53,6 @@ protected:
         EXPECT_EQ(0u, archive.GetEntryCount());
         EXPECT_EQ(-1, archive.FindEntryIndex(0, "data/file.bin"));
     }
-
-    static void ExpectFound(const ArchiveFile &archive, const char *name, uint32 offset, uint32 size)
-    {
-        SCOPED_TRACE(name);
-        uint32 foundOffset = 0;
-        uint32 foundSize = 0;
-        EXPECT_TRUE(archive.Find(name));
-        EXPECT_TRUE(archive.Search(name, foundOffset, foundSize));
-        EXPECT_EQ(offset, foundOffset);
-        EXPECT_EQ(size, foundSize);
-    }
-
-    TempTree mTree;
-    ReaderLogCapture mLog;
-    ArchiveImage mSample;
-    std::unique_ptr<ArchiveFile> mArchive;
 };
 
 TEST_F(ArchiveFileRefusalTest, AnArchiveWithoutRecordsIsRead)

@@ -1,10 +1,8 @@
 #include "KeldMorvIO/archive/ArchiveFile.h"
 
 #include "KeldFoundation/CStd/Hash.h"
-#include "Support/ArchiveImage.h"
+#include "KeldMorvIO/archive/ArchiveFileFixture.h"
 #include "Support/HexDump.h"
-#include "Support/ReaderLogCapture.h"
-#include "Support/TempTree.h"
 
 #include <gtest/gtest.h>
 
@@ -21,9 +19,7 @@ using Test::ArchiveHash;
 using Test::ArchiveImage;
 using Test::ByteImage;
 using Test::Error;
-using Test::ReaderLogCapture;
 using Test::ReadHexDump;
-using Test::TempTree;
 using Test::Trace;
 
 constexpr const char *ConstructorSignature =
@@ -38,39 +34,7 @@ constexpr const char *ContentsSignature =
     "void Keld::MORV::Reader::ArchiveFile::GetContents(std::vector<std::string> &) const";
 constexpr const char *UnreadableText = "Failed to read our archive directory";
 
-class ArchiveFileTest : public testing::Test
-{
-protected:
-    ArchiveFileTest() { mSample.File("data/file.bin", 100, 11).File("Readme.txt", 200, 22).File("a/B/c", 300, 33); }
-
-    /// Holds that `bytes` are an archive, and hands it out.
-    ArchiveFile &Load(const std::string &bytes)
-    {
-        mTree.Write("maps.vka", bytes);
-        mArchive = std::make_unique<ArchiveFile>("maps.vka", mTree.Root(), static_cast<unsigned char>(0));
-        bool invalid = false;
-        EXPECT_TRUE(mArchive->Read(&invalid));
-        EXPECT_FALSE(invalid);
-        mLog.ExpectFailures({});
-        return *mArchive;
-    }
-
-    static void ExpectFound(const ArchiveFile &archive, const char *name, uint32 offset, uint32 size)
-    {
-        SCOPED_TRACE(name);
-        uint32 foundOffset = 0;
-        uint32 foundSize = 0;
-        EXPECT_TRUE(archive.Find(name));
-        EXPECT_TRUE(archive.Search(name, foundOffset, foundSize));
-        EXPECT_EQ(offset, foundOffset);
-        EXPECT_EQ(size, foundSize);
-    }
-
-    TempTree mTree;
-    ReaderLogCapture mLog;
-    ArchiveImage mSample;
-    std::unique_ptr<ArchiveFile> mArchive;
-};
+using ArchiveFileTest = Test::ArchiveFileFixture;
 
 TEST_F(ArchiveFileTest, FindsEveryFileWithItsRange)
 {

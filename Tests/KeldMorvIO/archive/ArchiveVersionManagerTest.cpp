@@ -1,9 +1,7 @@
 #include "KeldMorvIO/archive/ArchiveVersionManager.h"
 
 #include "KeldFoundation/file/FileIterator.h"
-#include "Support/ArchiveImage.h"
-#include "Support/ReaderLogCapture.h"
-#include "Support/TempTree.h"
+#include "KeldMorvIO/archive/ArchiveDirectoryFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -18,17 +16,12 @@ namespace Keld::MORV::Reader
 namespace
 {
 using Test::ArchiveImage;
+using Test::CreateSignature;
 using Test::Error;
+using Test::LoadSignature;
 using Test::LogRecorder;
-using Test::ReaderLogCapture;
-using Test::TempTree;
 using Test::Trace;
 
-constexpr const char *CreateSignature = "static const Keld::MORV::Reader::ArchiveVersionManager *"
-                                        "Keld::MORV::Reader::ArchiveVersionManager::Create(const std::string &)";
-constexpr const char *LoadSignature =
-    "static const Keld::MORV::Reader::ArchiveFile *"
-    "Keld::MORV::Reader::ArchiveVersionManager::LoadArchiveFile(const char *, const char *)";
 constexpr const char *ConstructorSignature = "Keld::MORV::Reader::ArchiveVersionManager::ArchiveVersionManager("
                                              "const std::string &, std::vector<const ArchiveFile *> &)";
 constexpr const char *ExistsSignature =
@@ -39,33 +32,7 @@ constexpr const char *FindArchiveSignature =
 constexpr const char *FindSignature = "bool Keld::MORV::Reader::ArchiveVersionManager::Find(const std::string &, "
                                       "std::string &, uint32 &, uint32 &) const";
 
-using Manager = std::unique_ptr<const ArchiveVersionManager>;
-
-class ArchiveVersionManagerTest : public testing::Test
-{
-protected:
-    std::string NoneText() const
-    {
-        return "No valid archive files were found in the directory: " + mTree.Path("1.0.0.0") + "/*.vka";
-    }
-
-    void WriteArchive(const std::string &name, const ArchiveImage &image) const
-    {
-        mTree.Write("1.0.0.0/" + name, image.Bytes());
-        mTree.Write("1.0.0.0/" + name + ".dat", "data");
-    }
-
-    Manager Create() const { return Manager(ArchiveVersionManager::Create(mTree.Path("1.0.0.0"))); }
-
-    /// Loads one file of the directory on its own.
-    const ArchiveFile *Load(const char *name) const
-    {
-        return ArchiveVersionManager::LoadArchiveFile(mTree.Path("1.0.0.0").c_str(), name);
-    }
-
-    TempTree mTree;
-    ReaderLogCapture mLog;
-};
+using ArchiveVersionManagerTest = Test::ArchiveDirectoryFixture;
 
 TEST_F(ArchiveVersionManagerTest, FindsFilesInEveryArchive)
 {

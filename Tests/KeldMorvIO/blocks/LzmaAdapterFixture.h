@@ -3,6 +3,7 @@
 #include "KeldMorvIO/blocks/BlockRow.h"
 #include "KeldMorvIO/blocks/Descriptors.h"
 #include "KeldMorvIO/blocks/LzmaAdapter.h"
+#include "Support/CompressedStream.h"
 #include "Support/ReaderLogCapture.h"
 #include "Support/TempTree.h"
 
@@ -14,11 +15,6 @@ namespace Keld::Test
 {
 /// What an LZMA2 stream ends with.
 inline const std::string EndMark(1, '\0');
-
-inline uint32 SizeOf(const std::string &text)
-{
-    return static_cast<uint32>(text.size());
-}
 
 /// Decodes through the LZMA adapter, and holds every line that it logs.
 class LzmaAdapterFixture : public testing::Test

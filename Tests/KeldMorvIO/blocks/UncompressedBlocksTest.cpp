@@ -16,6 +16,7 @@ namespace Keld::MORV::Reader
 {
 using Keld::Test::PatternedBytes;
 using Keld::Test::RandomBytes;
+using Keld::Test::SizeOf;
 
 namespace
 {
@@ -26,11 +27,6 @@ constexpr const char *FromHandleSignature =
     "bool Keld::MORV::Reader::UncompressedBlocks::FromFile(AsyncFile, Keld::uint64, Keld::uint32)";
 constexpr const char *FromPathSignature =
     "bool Keld::MORV::Reader::UncompressedBlocks::FromFile(const char *, Keld::uint64, Keld::uint32)";
-
-uint32 SizeOf(const std::string &text)
-{
-    return static_cast<uint32>(text.size());
-}
 
 std::string ReadAll(const UncompressedBlocks &blocks, uint32 offset, uint32 size)
 {

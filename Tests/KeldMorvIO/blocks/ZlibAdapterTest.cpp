@@ -17,17 +17,13 @@ namespace Keld::MORV::Reader
 using Keld::Test::BlockRow;
 using Keld::Test::PatternedBytes;
 using Keld::Test::RandomBytes;
+using Keld::Test::SizeOf;
 using Keld::Test::ZlibStream;
 
 namespace
 {
 constexpr const char *OpenSignature = "bool Keld::MORV::Reader::DecompressZlib(const char *, Keld::uint64, "
                                       "Keld::uint32, Keld::MORV::Reader::UncompressedBlock *, const Keld::uint32)";
-
-uint32 SizeOf(const std::string &text)
-{
-    return static_cast<uint32>(text.size());
-}
 
 class ZlibAdapterTest : public testing::Test
 {

@@ -13,11 +13,6 @@ using namespace Keld::Test;
 const ExpectedLine ClosedTooOften = Error("Attempting to close a file multiple times!",
                                           "void Keld::MORV::Reader::ProjectListing::ArchiveFile::Close()");
 
-uint32 Size(std::string_view text)
-{
-    return static_cast<uint32>(text.size());
-}
-
 class CompressedFilesTest : public ArchivedListingTest
 {
 };
@@ -43,7 +38,7 @@ TEST_F(CompressedFilesTest, OpensACompressedFileOfSizeZeroWhateverIsStored)
 TEST_F(CompressedFilesTest, DecompressesAtTheFirstOpenAndFreesAtTheLastClose)
 {
     const std::string plain = PatternBytes(1000);
-    mTree.Archived("z", ZlibStream(plain), Size(plain), ArchivedZlibFlags);
+    mTree.Archived("z", ZlibStream(plain), SizeOf(plain), ArchivedZlibFlags);
     Load();
     ASSERT_TRUE(mListing->Open(Entry("z")));
     // From now on the data file is not looked at.
@@ -67,7 +62,7 @@ TEST_F(CompressedFilesTest, DecompressesAtTheFirstOpenAndFreesAtTheLastClose)
 TEST_F(CompressedFilesTest, ReadsACompressedFileFromAnyOffset)
 {
     const std::string plain = PatternBytes(0x40000 + 1000);
-    mTree.Archived("z", ZlibStream(plain), Size(plain), ArchivedZlibFlags);
+    mTree.Archived("z", ZlibStream(plain), SizeOf(plain), ArchivedZlibFlags);
     Load();
     ASSERT_TRUE(mListing->Open(Entry("z")));
     for (const uint32 offset : {0u, 1u, 0x3FFF0u, 0x40000u, 0x40010u})
@@ -154,12 +149,12 @@ TEST_F(CompressedFilesTest, RefusesADamagedCompressedFileAndTriesAgainLater)
     const std::string stream = ZlibStream(plain);
     std::string flipped = stream;
     flipped[flipped.size() - 1] = static_cast<char>(flipped.back() ^ 1); // in the checksum
-    mTree.Archived("truncated", stream.substr(0, stream.size() - 1), Size(plain), ArchivedZlibFlags);
-    mTree.Archived("stray", stream + "x", Size(plain), ArchivedZlibFlags);
-    mTree.Archived("flipped", flipped, Size(plain), ArchivedZlibFlags);
-    mTree.Archived("short", stream, Size(plain) + 1, ArchivedZlibFlags);
-    mTree.Archived("long", stream, Size(plain) - 1, ArchivedZlibFlags);
-    mTree.Archived("whole", stream, Size(plain), ArchivedZlibFlags);
+    mTree.Archived("truncated", stream.substr(0, stream.size() - 1), SizeOf(plain), ArchivedZlibFlags);
+    mTree.Archived("stray", stream + "x", SizeOf(plain), ArchivedZlibFlags);
+    mTree.Archived("flipped", flipped, SizeOf(plain), ArchivedZlibFlags);
+    mTree.Archived("short", stream, SizeOf(plain) + 1, ArchivedZlibFlags);
+    mTree.Archived("long", stream, SizeOf(plain) - 1, ArchivedZlibFlags);
+    mTree.Archived("whole", stream, SizeOf(plain), ArchivedZlibFlags);
     Load();
     for (const char *const path : {"truncated", "stray", "flipped", "short", "long"})
     {
