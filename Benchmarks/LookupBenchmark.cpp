@@ -7,8 +7,8 @@
 #include "KeldMorvIO/environment/RuntimeEnvironment.h"
 #include "KeldMorvIO/listing/ProjectListing.h"
 #include "Support/TempTree.h"
-#include "Tools/TreeReader/DeploymentTree.h"
 #include "Tools/TreeReader/Storage.h"
+#include "Tools/TreeReader/TreePlaces.h"
 #include "Tools/TreeWriter/ArchiveWriter.h"
 #include "Tools/TreeWriter/FileOutput.h"
 #include "Tools/TreeWriter/ReleaseManifestWriter.h"
@@ -114,7 +114,7 @@ private:
     }
 
     Test::TempTree mTree;
-    TreeReader::DeploymentTree mPlaces;
+    TreeReader::TreePlaces mPlaces;
 };
 
 const Release &ArchivedRelease()

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "KeldMorvIO.h"
-#include "Support/DeploymentTree.h"
 #include "Support/LogRecorder.h"
+#include "Support/TestTree.h"
 
 #include <gtest/gtest.h>
 
@@ -104,6 +104,6 @@ protected:
         LogRecorder::Clear();
     }
 
-    DeploymentTree mTree;
+    TestTree mTree;
 };
 } // namespace Keld::Test

@@ -10,10 +10,10 @@ namespace Keld::Test
 {
 namespace
 {
-using TreeReader::DeploymentTree;
 using TreeReader::FileLocation;
 using TreeReader::FileLocator;
 using TreeReader::ReleaseFile;
+using TreeReader::TreePlaces;
 
 constexpr MorvVersion Release = 0x01000002;
 constexpr MorvVersion Version = 0x01000000;
@@ -23,7 +23,7 @@ class FileLocatorTest : public testing::Test
 protected:
     FileLocation Locate(const std::string &path, uint32 flags)
     {
-        FileLocator locator(DeploymentTree(mTree.Root()), "game");
+        FileLocator locator(TreePlaces(mTree.Root()), "game");
         return locator.Locate(ReleaseFile{path, Version, {}, flags, 1}, Release);
     }
 

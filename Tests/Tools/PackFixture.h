@@ -4,9 +4,9 @@
 
 #include "Support/TempTree.h"
 
-#include "Tools/TreeReader/DeploymentTree.h"
 #include "Tools/TreeReader/ReleaseContents.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeReader/TreePlaces.h"
 #include "Tools/TreeWriter/ReleasePacker.h"
 
 #include <gtest/gtest.h>
@@ -41,7 +41,7 @@ protected:
     TreeReader::ReleaseContents Contents(MorvVersion release = First) const
     {
         return TreeReader::ReadReleaseManifest(
-            TreeReader::DeploymentTree(mTree.Path("MORV")).ReleaseManifest("game", release));
+            TreeReader::TreePlaces(mTree.Path("MORV")).ReleaseManifest("game", release));
     }
 
     TreeReader::ReleaseFile File(const std::string &path, MorvVersion release = First) const

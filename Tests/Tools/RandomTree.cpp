@@ -1,6 +1,6 @@
 #include "Tools/RandomTree.h"
 
-#include "Tools/TreeReader/DeploymentTree.h"
+#include "Tools/TreeReader/TreeText.h"
 
 #include <algorithm>
 

@@ -5,7 +5,7 @@
 #include "Support/ReaderLogCapture.h"
 #include "Support/TempTree.h"
 
-#include "Tools/TreeReader/DeploymentTree.h"
+#include "Tools/TreeReader/TreePlaces.h"
 #include "Tools/TreeWriter/ReleasePacker.h"
 
 #include <gtest/gtest.h>
@@ -74,7 +74,7 @@ protected:
 
     void ExpectServed(uint32 number, const FileContents &files, RandomTree &random)
     {
-        const TreeReader::DeploymentTree tree(mTree.Path("MORV"));
+        const TreeReader::TreePlaces tree(mTree.Path("MORV"));
         const ReleaseReader reader(tree.Release("content", FirstVersion + number).string());
         ASSERT_TRUE(reader.IsStarted());
         std::map<std::string, uint64> sizes;

@@ -2,8 +2,8 @@
 
 #include "Support/TempTree.h"
 
-#include "Tools/TreeReader/DeploymentTree.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeReader/TreeText.h"
 
 #include <gtest/gtest.h>
 

@@ -1,22 +1,23 @@
 #include "Tools/TreeReader/Deployment.h"
 
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeReader/TreeText.h"
 
 #include "KeldFoundation/path/Path.h"
-#include "KeldMorvIO/environment/GatherProjects.h"
-#include "KeldMorvIO/environment/RuntimeEnvironment.h"
+#include "KeldMorvIO/TreeWords.h"
+#include "KeldMorvIO/environment/SearchOrder.h"
+#include "KeldMorvIO/environment/WorkingDirectory.h"
 
 #include <algorithm>
 
 namespace Keld::TreeReader
 {
 namespace fs = std::filesystem;
-using MORV::Reader::RuntimeEnvironment;
-using MORV::Reader::SolutionManifest;
+using namespace MORV::Reader;
 
 namespace
 {
-DeployedRelease LoadRelease(const DeploymentTree &tree, const std::string &project, MorvVersion version)
+DeployedRelease LoadRelease(const TreePlaces &tree, const std::string &project, MorvVersion version)
 {
     const fs::path manifest = tree.ReleaseManifest(project, version);
     std::error_code error;
@@ -32,26 +33,21 @@ DeployedRelease LoadRelease(const DeploymentTree &tree, const std::string &proje
     return release;
 }
 
-/// The projects in use, in the order of the search: by descending priority, and by name where those are equal.
+/// The projects in use, in the order of the search.
 std::vector<SolutionManifest::PROJECT> GatherSolution(const fs::path &release, std::string &configurationName)
 {
     SolutionManifest solution;
-    MORV::Reader::ConfigurationManifest configuration;
+    ConfigurationManifest configuration;
     std::vector<SolutionManifest::PROJECT> projects;
     const bool loaded = solution.Load((release / SolutionManifestName).string()) >= 0 &&
                         configuration.Load((release / ConfigurationManifestName).string()) >= 0 &&
-                        GatherProjects(configuration, solution, projects) >= 0;
+                        GatherInSearchOrder(configuration, solution, projects) >= 0;
     if (!loaded)
     {
         throw TreeError("the solution release " + release.string() +
                         " has no usable manifests: write them with \"morv solution\"");
     }
     configurationName = configuration.GetName();
-    std::stable_sort(projects.begin(), projects.end(),
-                     [](const auto &left, const auto &right)
-                     {
-                         return left.priority > right.priority;
-                     });
     return projects;
 }
 
@@ -68,19 +64,18 @@ bool HoldsDirectory(const ReleaseContents &contents, const std::string &path)
 Deployment ResolveDeployment(const std::string &workingDirectory)
 {
     char path[PathCapacity];
-    auto type = RuntimeEnvironment::RuntimeTypeProject;
+    auto type = RuntimeTypeProject;
     Deployment deployment;
-    const bool resolved =
-        CanonicalizePathBounded(workingDirectory.c_str(), path, sizeof path, 0) &&
-        RuntimeEnvironment::GetProjectTypeNameAndVersion(path, type, deployment.name, deployment.version);
+    const bool resolved = CanonicalizePathBounded(workingDirectory.c_str(), path, sizeof path, 0) &&
+                          GetProjectTypeNameAndVersion(path, type, deployment.name, deployment.version);
     if (!resolved)
     {
         throw TreeError(workingDirectory + " lies in no release: change to ROOT/MORV/projects/NAME/releases/VERSION or "
                                            "ROOT/MORV/solutions/NAME/releases/VERSION, or name it with -C");
     }
-    deployment.root = MORV::Reader::GetMorvRootDirectory(path);
-    deployment.isSolution = type == RuntimeEnvironment::RuntimeTypeSolution;
-    const DeploymentTree tree(deployment.root);
+    deployment.root = GetMorvRootDirectory(path);
+    deployment.isSolution = type == RuntimeTypeSolution;
+    const TreePlaces tree(deployment.root);
     if (!deployment.isSolution)
     {
         deployment.releases.push_back(LoadRelease(tree, deployment.name, deployment.version));

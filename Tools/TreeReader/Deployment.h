@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Tools/TreeReader/DeploymentTree.h"
 #include "Tools/TreeReader/ReleaseContents.h"
+#include "Tools/TreeReader/TreePlaces.h"
 
 #include <functional>
 #include <string>

@@ -2,6 +2,7 @@
 
 #include "Tools/TreeReader/Storage.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeReader/TreeText.h"
 
 #include "KeldMorvIO/archive/ArchiveFormat.h"
 
@@ -22,10 +23,7 @@ FileLocation LocatePlain(fs::path file)
 }
 } // namespace
 
-FileLocator::FileLocator(DeploymentTree tree, std::string project)
-    : mTree(std::move(tree)), mProject(std::move(project))
-{
-}
+FileLocator::FileLocator(TreePlaces tree, std::string project) : mTree(std::move(tree)), mProject(std::move(project)) {}
 
 FileLocation FileLocator::Locate(const ReleaseFile &file, MorvVersion release)
 {

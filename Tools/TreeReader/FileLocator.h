@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Tools/TreeReader/ArchiveIndex.h"
-#include "Tools/TreeReader/DeploymentTree.h"
 #include "Tools/TreeReader/ReleaseContents.h"
+#include "Tools/TreeReader/TreePlaces.h"
 
 #include <map>
 #include <string>
@@ -23,7 +23,7 @@ struct FileLocation
 class FileLocator
 {
 public:
-    FileLocator(DeploymentTree tree, std::string project);
+    FileLocator(TreePlaces tree, std::string project);
 
     /// `release` selects the directory of naked files; all others lie under their own version.
     FileLocation Locate(const ReleaseFile &file, MorvVersion release);
@@ -34,7 +34,7 @@ private:
     const ArchiveContents &GetArchives(MorvVersion version);
     static void AddArchive(const std::filesystem::path &index, ArchiveContents &contents);
 
-    DeploymentTree mTree;
+    TreePlaces mTree;
     std::string mProject;
     std::map<MorvVersion, ArchiveContents> mArchives;
 };

@@ -1,7 +1,7 @@
 #include "Tools/TreeWriter/ArchiveWriter.h"
 
-#include "Tools/TreeReader/DeploymentTree.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeReader/TreeText.h"
 
 #include "KeldFoundation/CStd/Hash.h"
 #include "KeldMorvIO/archive/ArchiveFormat.h"

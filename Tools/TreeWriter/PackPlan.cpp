@@ -12,12 +12,12 @@
 namespace Keld::TreeWriter
 {
 namespace fs = std::filesystem;
-using TreeReader::DeploymentTree;
 using TreeReader::FileLocator;
 using TreeReader::ReleaseContents;
 using TreeReader::ReleaseFile;
 using TreeReader::Storage;
 using TreeReader::TreeError;
+using TreeReader::TreePlaces;
 
 namespace
 {
@@ -25,7 +25,7 @@ namespace
 class BaseRelease
 {
 public:
-    BaseRelease(const PackRequest &request, const DeploymentTree &tree)
+    BaseRelease(const PackRequest &request, const TreePlaces &tree)
         : mContents(Load(request, tree)), mLocator(tree, request.project)
     {
         for (const ReleaseFile &file : mContents.files)
@@ -53,7 +53,7 @@ public:
     }
 
 private:
-    static ReleaseContents Load(const PackRequest &request, const DeploymentTree &tree)
+    static ReleaseContents Load(const PackRequest &request, const TreePlaces &tree)
     {
         if (!request.base)
         {
@@ -99,7 +99,7 @@ PlannedFile PlanFile(const PackRequest &request, const std::string &path, const 
     return planned;
 }
 
-fs::path PlaceOnDisk(const PackRequest &request, const DeploymentTree &tree, const PlannedFile &planned)
+fs::path PlaceOnDisk(const PackRequest &request, const TreePlaces &tree, const PlannedFile &planned)
 {
     switch (planned.choice.storage)
     {
@@ -137,7 +137,7 @@ StorageChoice ChooseStorage(const PackRequest &request, const std::string &path)
     return request.choice;
 }
 
-std::vector<PlannedFile> PlanRelease(const PackRequest &request, const DeploymentTree &tree, const SourceTree &source)
+std::vector<PlannedFile> PlanRelease(const PackRequest &request, const TreePlaces &tree, const SourceTree &source)
 {
     RequireHeldByReader(tree.ReleaseManifest(request.project, request.release), "use a root with a shorter path");
     BaseRelease base(request, tree);

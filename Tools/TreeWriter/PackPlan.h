@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tools/TreeReader/DeploymentTree.h"
+#include "Tools/TreeReader/TreePlaces.h"
 #include "Tools/TreeWriter/PackRequest.h"
 #include "Tools/TreeWriter/SourceTree.h"
 
@@ -20,6 +20,6 @@ StorageChoice ChooseStorage(const PackRequest &request, const std::string &path)
 
 /// Reads every file once for its digest, compares with the base release, and refuses, by TreeError, what would end at a
 /// path on disk that the reader cannot hold.
-std::vector<PlannedFile> PlanRelease(const PackRequest &request, const TreeReader::DeploymentTree &tree,
+std::vector<PlannedFile> PlanRelease(const PackRequest &request, const TreeReader::TreePlaces &tree,
                                      const SourceTree &source);
 } // namespace Keld::TreeWriter

@@ -1,7 +1,7 @@
 #include "Tools/TreeWriter/ReleaseManifestWriter.h"
 
-#include "Tools/TreeReader/DeploymentTree.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeReader/TreeText.h"
 
 #include <algorithm>
 #include <deque>

@@ -14,9 +14,9 @@ namespace Keld::TreeWriter
 {
 namespace fs = std::filesystem;
 using TreeReader::Compression;
-using TreeReader::DeploymentTree;
 using TreeReader::Storage;
 using TreeReader::TreeError;
+using TreeReader::TreePlaces;
 
 namespace
 {
@@ -197,7 +197,7 @@ void RequireSeparate(const fs::path &root, const fs::path &source)
 PackReport PackRelease(const PackRequest &request)
 {
     RequireUsableName("project", request.project);
-    const DeploymentTree tree(RequireUsableRoot(request.root));
+    const TreePlaces tree(RequireUsableRoot(request.root));
     RequireSeparate(tree.GetRoot(), request.source);
     RequireFreeRelease(tree, request.project, request.release, request.replace);
     const SourceTree source = ScanSource(request.source);

@@ -5,6 +5,8 @@
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeWriter/FileOutput.h"
 
+#include "KeldMorvIO/TreeWords.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
@@ -14,10 +16,10 @@
 namespace Keld::TreeWriter
 {
 namespace fs = std::filesystem;
-using TreeReader::DeploymentTree;
 using TreeReader::ReleaseFile;
 using TreeReader::Storage;
 using TreeReader::TreeError;
+using TreeReader::TreePlaces;
 
 namespace
 {
@@ -49,12 +51,13 @@ bool UsesFilesOf(const fs::path &manifest, MorvVersion version)
 }
 
 /// A delta release refers to files of the versions before it: without them it would be served with holes.
-void RequireNoDependents(const DeploymentTree &tree, const std::string &project, MorvVersion release)
+void RequireNoDependents(const TreePlaces &tree, const std::string &project, MorvVersion release)
 {
     std::error_code error;
-    for (const fs::directory_entry &entry : fs::directory_iterator(tree.Project(project) / "releases", error))
+    for (const fs::directory_entry &entry :
+         fs::directory_iterator(tree.Project(project) / MORV::Reader::ReleasesDirectory, error))
     {
-        const fs::path manifest = entry.path() / TreeReader::ReleaseManifestName;
+        const fs::path manifest = entry.path() / MORV::Reader::ReleaseManifestName;
         const bool other = entry.path().filename() != FormatVersion(release);
         if (other && fs::exists(manifest, error) && UsesFilesOf(manifest, release))
         {
@@ -66,7 +69,7 @@ void RequireNoDependents(const DeploymentTree &tree, const std::string &project,
 }
 } // namespace
 
-ReleaseStaging::ReleaseStaging(DeploymentTree tree, std::string project, MorvVersion release)
+ReleaseStaging::ReleaseStaging(TreePlaces tree, std::string project, MorvVersion release)
     : mTree(std::move(tree)), mProject(std::move(project)), mRelease(release),
       mDirectory(MakeUniqueDirectory(mTree.Project(mProject) / ("packing-" + FormatVersion(release))))
 {
@@ -78,9 +81,24 @@ ReleaseStaging::~ReleaseStaging()
     fs::remove_all(mDirectory, ignored);
 }
 
+fs::path ReleaseStaging::NakedFiles() const
+{
+    return mDirectory / MORV::Reader::DeployDirectory;
+}
+
+fs::path ReleaseStaging::ManagedFiles() const
+{
+    return mDirectory / MORV::Reader::ManagedFilesDirectory;
+}
+
+fs::path ReleaseStaging::Archives() const
+{
+    return mDirectory / MORV::Reader::FileArchivesDirectory;
+}
+
 void ReleaseStaging::Publish(std::string_view manifest)
 {
-    const fs::path finished = mDirectory / TreeReader::ReleaseManifestName;
+    const fs::path finished = mDirectory / MORV::Reader::ReleaseManifestName;
     WriteFile(finished, manifest);
     fs::create_directories(NakedFiles()); // the place that consumers start in, also when it stays empty
 
@@ -105,7 +123,7 @@ void ReleaseStaging::MoveIntoPlace(const fs::path &from, const fs::path &to)
     }
 }
 
-void RequireFreeRelease(const DeploymentTree &tree, const std::string &project, MorvVersion release, bool replace)
+void RequireFreeRelease(const TreePlaces &tree, const std::string &project, MorvVersion release, bool replace)
 {
     const bool storesFiles =
         HoldsAnything(tree.Archives(project, release)) || HoldsAnything(tree.ManagedFiles(project, release));

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tools/TreeReader/DeploymentTree.h"
+#include "Tools/TreeReader/TreePlaces.h"
 
 #include <filesystem>
 #include <string>
@@ -14,15 +14,15 @@ namespace Keld::TreeWriter
 class ReleaseStaging
 {
 public:
-    ReleaseStaging(TreeReader::DeploymentTree tree, std::string project, MorvVersion release);
+    ReleaseStaging(TreeReader::TreePlaces tree, std::string project, MorvVersion release);
     ~ReleaseStaging();
 
     ReleaseStaging(const ReleaseStaging &) = delete;
     ReleaseStaging &operator=(const ReleaseStaging &) = delete;
 
-    std::filesystem::path NakedFiles() const { return mDirectory / "deploy"; }
-    std::filesystem::path ManagedFiles() const { return mDirectory / "managedfiles"; }
-    std::filesystem::path Archives() const { return mDirectory / "filearchives"; }
+    std::filesystem::path NakedFiles() const;
+    std::filesystem::path ManagedFiles() const;
+    std::filesystem::path Archives() const;
 
     /// Moves everything to its place, the manifest last. A release that is already there loses its manifest first and
     /// its files then, so that at no moment a manifest stands beside files of the other release.
@@ -31,7 +31,7 @@ public:
 private:
     void MoveIntoPlace(const std::filesystem::path &from, const std::filesystem::path &to);
 
-    TreeReader::DeploymentTree mTree;
+    TreeReader::TreePlaces mTree;
     std::string mProject;
     MorvVersion mRelease;
     std::filesystem::path mDirectory;
@@ -39,6 +39,6 @@ private:
 
 /// Refuses, by TreeError, to make a release where one is, or where files of that version lie. With `replace` it refuses
 /// only when another release is served from the files that would go.
-void RequireFreeRelease(const TreeReader::DeploymentTree &tree, const std::string &project, MorvVersion release,
+void RequireFreeRelease(const TreeReader::TreePlaces &tree, const std::string &project, MorvVersion release,
                         bool replace);
 } // namespace Keld::TreeWriter

@@ -1,7 +1,9 @@
 #include "Tools/TreeWriter/SolutionWriter.h"
 
-#include "Tools/TreeReader/DeploymentTree.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeReader/TreeText.h"
+
+#include "KeldMorvIO/TreeWords.h"
 
 #include <set>
 
@@ -27,6 +29,12 @@ std::string Line(const std::string &value)
 std::string Line(uint64 value)
 {
     return std::to_string(value) + "\n";
+}
+
+/// The two lines by which a text manifest is known.
+std::string Head(const char *magic)
+{
+    return Line(magic) + Line(FormatVersion(MORV::Reader::TextManifestVersion));
 }
 
 void AddOnce(std::set<std::string> &names, const std::string &name, const std::string &what)
@@ -64,7 +72,7 @@ void RequireKnownProjects(const SolutionConfiguration &configuration, const std:
 
 std::string BuildSolutionManifest(const SolutionContents &solution)
 {
-    std::string text = "MORV Solution Manifest\n1.0.0.0\n";
+    std::string text = Head(MORV::Reader::SolutionManifestMagic);
     text += Line(solution.name) + Line(FormatVersion(solution.release)) + Line(solution.projects.size());
     std::set<std::string> projects;
     for (const SolutionProject &project : solution.projects)
@@ -87,6 +95,6 @@ std::string BuildSolutionManifest(const SolutionContents &solution)
 
 std::string BuildConfigurationManifest(const SolutionConfiguration &configuration)
 {
-    return "MORV Configuration Manifest\n1.0.0.0\n" + Line(configuration.name) + ProjectLines(configuration);
+    return Head(MORV::Reader::ConfigurationManifestMagic) + Line(configuration.name) + ProjectLines(configuration);
 }
 } // namespace Keld::TreeWriter

@@ -1,7 +1,7 @@
 #include "Tools/TreeWriter/SourceTree.h"
 
-#include "Tools/TreeReader/DeploymentTree.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeReader/TreeText.h"
 #include "Tools/TreeWriter/ContentDigest.h"
 
 #include "KeldFoundation/CStd/CStd.h"

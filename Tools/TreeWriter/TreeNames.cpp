@@ -2,9 +2,12 @@
 
 #include "Tools/TreeReader/TreeError.h"
 
+#include "KeldMorvIO/TreeWords.h"
+
 namespace Keld::TreeWriter
 {
 namespace fs = std::filesystem;
+using namespace MORV::Reader;
 using TreeReader::TreeError;
 
 namespace
@@ -31,7 +34,7 @@ void RequireUsableName(const std::string &what, const std::string &name)
     {
         refuse("must not hold any of * ? [ \\");
     }
-    for (const std::string word : {"MORV", "projects", "solutions", "releases"})
+    for (const std::string word : {RootDirectory, ProjectsDirectory, SolutionsDirectory, ReleasesDirectory})
     {
         if (name.size() >= word.size() && name.compare(name.size() - word.size(), word.size(), word) == 0)
         {
@@ -47,10 +50,10 @@ fs::path RequireUsableRoot(const fs::path &root)
     {
         absolute = absolute.parent_path();
     }
-    if (absolute.filename() != "MORV")
+    if (absolute.filename() != RootDirectory)
     {
         throw TreeError("the root of a deployment tree must be named MORV: use --root " +
-                        (root / "MORV").lexically_normal().string());
+                        (root / RootDirectory).lexically_normal().string());
     }
     if (absolute.string().find_first_of(WildcardCharacters) != std::string::npos)
     {
@@ -66,7 +69,7 @@ fs::path RequireUsableRoot(const fs::path &root)
 
 void RequireRootForSolutions(const fs::path &root)
 {
-    if ((root.string() + "/").find("projects/") != std::string::npos)
+    if ((root.string() + "/").find(std::string(ProjectsDirectory) + "/") != std::string::npos)
     {
         throw TreeError("no solution starts under " + root.string() +
                         ": a path with \"projects/\" in it is always taken for a project; put the tree elsewhere");

@@ -1,8 +1,8 @@
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/Library.h"
 
-#include "Tools/TreeReader/DeploymentTree.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeReader/TreeText.h"
 
 #include <algorithm>
 #include <cstdio>

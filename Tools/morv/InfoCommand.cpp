@@ -45,7 +45,7 @@ void Count(const ReleaseFile &file, StorageCounts &counts)
 
 StorageCounts CountFiles(const TreeReader::Deployment &deployment, const DeployedRelease &release)
 {
-    TreeReader::FileLocator locator(TreeReader::DeploymentTree(deployment.root), release.contents.project);
+    TreeReader::FileLocator locator(TreeReader::TreePlaces(deployment.root), release.contents.project);
     StorageCounts counts;
     for (const ReleaseFile &file : release.contents.files)
     {

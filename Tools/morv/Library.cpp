@@ -2,6 +2,7 @@
 
 #include "Tools/TreeReader/Deployment.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeReader/TreeText.h"
 #include "Tools/morv/Console.h"
 
 #include "KeldFoundation/path/Path.h"

@@ -2,7 +2,6 @@
 #include "Tools/morv/Interrupt.h"
 #include "Tools/morv/PackOptions.h"
 
-#include "Tools/TreeReader/DeploymentTree.h"
 #include "Tools/TreeWriter/ReleasePacker.h"
 
 #include <fmt/format.h>

@@ -1,7 +1,7 @@
 #include "Tools/morv/PackOptions.h"
 
-#include "Tools/TreeReader/DeploymentTree.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeReader/TreeText.h"
 #include "Tools/TreeWriter/ArchiveWriter.h"
 
 #include <algorithm>

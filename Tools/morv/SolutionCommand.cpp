@@ -1,11 +1,14 @@
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/PackOptions.h"
 
-#include "Tools/TreeReader/DeploymentTree.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeReader/TreePlaces.h"
+#include "Tools/TreeReader/TreeText.h"
 #include "Tools/TreeWriter/FileOutput.h"
 #include "Tools/TreeWriter/SolutionWriter.h"
 #include "Tools/TreeWriter/TreeNames.h"
+
+#include "KeldMorvIO/TreeWords.h"
 
 #include <fmt/format.h>
 
@@ -16,8 +19,8 @@
 namespace Keld::Morv
 {
 namespace fs = std::filesystem;
-using TreeReader::DeploymentTree;
 using TreeReader::TreeError;
+using TreeReader::TreePlaces;
 using TreeWriter::SolutionConfiguration;
 using TreeWriter::SolutionContents;
 using TreeWriter::SolutionProject;
@@ -122,7 +125,7 @@ void RequireProjectsInUse(const SolutionContents &solution, const SolutionConfig
 }
 
 /// One release that is missing keeps the whole solution from starting.
-void RequireReleases(const DeploymentTree &tree, const SolutionContents &solution)
+void RequireReleases(const TreePlaces &tree, const SolutionContents &solution)
 {
     for (const SolutionProject &project : solution.projects)
     {
@@ -140,7 +143,7 @@ void RequireReleases(const DeploymentTree &tree, const SolutionContents &solutio
 
 ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &solution)
 {
-    const DeploymentTree tree(TreeWriter::RequireUsableRoot(options.root));
+    const TreePlaces tree(TreeWriter::RequireUsableRoot(options.root));
     TreeWriter::RequireUsableName("solution", solution.name);
     TreeWriter::RequireRootForSolutions(tree.GetRoot());
     RequireReleases(tree, solution);
@@ -148,7 +151,7 @@ ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &s
     RequireProjectsInUse(solution, configuration);
 
     const fs::path release = tree.Solution(solution.name, solution.release);
-    const fs::path manifest = release / TreeReader::SolutionManifestName;
+    const fs::path manifest = release / MORV::Reader::SolutionManifestName;
     if (fs::exists(manifest) && !options.force)
     {
         throw TreeError("release " + options.release + " of the solution " + solution.name +
@@ -156,8 +159,8 @@ ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &s
     }
     const std::string solutionText = TreeWriter::BuildSolutionManifest(solution);
     const std::string configurationText = TreeWriter::BuildConfigurationManifest(configuration);
-    fs::create_directories(release / "deploy");
-    TreeWriter::ReplaceFile(release / TreeReader::ConfigurationManifestName, configurationText);
+    fs::create_directories(release / MORV::Reader::DeployDirectory);
+    TreeWriter::ReplaceFile(release / MORV::Reader::ConfigurationManifestName, configurationText);
     TreeWriter::ReplaceFile(manifest, solutionText);
     fmt::print("{} {}: {} projects, {} in use\n  {}\n", solution.name, options.release, solution.projects.size(),
                configuration.projects.size(), release.string());

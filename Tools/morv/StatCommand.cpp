@@ -54,7 +54,7 @@ public:
     }
 
 private:
-    TreeReader::DeploymentTree mTree;
+    TreeReader::TreePlaces mTree;
     std::map<const DeployedRelease *, TreeReader::FileLocator> mLocators;
 };
 

@@ -2,8 +2,8 @@
 
 #include "KeldMorvIO/environment/StreamFaults.h"
 #include "KeldMorvIO/environment/TextFile.h"
-#include "Support/DeploymentTree.h"
 #include "Support/ReaderLogCapture.h"
+#include "Support/TestTree.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "KeldMorvIO/Public/MorvExportsMain.h"
 
 #include "KeldMorvIO/environment/RuntimeEnvironment.h"
-#include "Support/DeploymentTree.h"
 #include "Support/ReaderLogCapture.h"
+#include "Support/TestTree.h"
 
 #include <gtest/gtest.h>
 
@@ -54,7 +54,7 @@ protected:
         EXPECT_EQ(gMessagesWithEmptySlot, 1);
     }
 
-    DeploymentTree mTree;
+    TestTree mTree;
     ReaderLogCapture mLog;
 };
 

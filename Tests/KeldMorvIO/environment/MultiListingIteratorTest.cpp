@@ -1,8 +1,8 @@
 #include "KeldMorvIO/environment/MultiListingIterator.h"
 
 #include "KeldMorvIO/environment/RuntimeEnvironment.h"
-#include "Support/DeploymentTree.h"
 #include "Support/ReaderLogCapture.h"
+#include "Support/TestTree.h"
 
 #include <gtest/gtest.h>
 
@@ -39,7 +39,7 @@ protected:
         return names;
     }
 
-    DeploymentTree mTree;
+    TestTree mTree;
     ReaderLogCapture mLog;
     std::unique_ptr<RuntimeEnvironment> mEnvironment;
 };

@@ -1,8 +1,8 @@
 #include "KeldMorvIO/environment/RuntimeEnvironment.h"
 
 #include "KeldMorvIO/environment/MultiListingIterator.h"
-#include "Support/DeploymentTree.h"
 #include "Support/ReaderLogCapture.h"
+#include "Support/TestTree.h"
 
 #include <gtest/gtest.h>
 
@@ -15,33 +15,6 @@ using namespace MORV::Reader;
 class RuntimeEnvironmentTest : public testing::Test
 {
 protected:
-    struct Parsed
-    {
-        bool known = false;
-        RuntimeEnvironment::RuntimeType type = RuntimeEnvironment::RuntimeTypeSolution;
-        std::string name = "before";
-        MorvVersion version = 77;
-    };
-
-    static Parsed Parse(const std::string &path)
-    {
-        Parsed parsed;
-        parsed.known =
-            RuntimeEnvironment::GetProjectTypeNameAndVersion(path.c_str(), parsed.type, parsed.name, parsed.version);
-        return parsed;
-    }
-
-    static void ExpectRelease(const std::string &path, RuntimeEnvironment::RuntimeType type, const std::string &name,
-                              MorvVersion version)
-    {
-        SCOPED_TRACE(path);
-        const Parsed parsed = Parse(path);
-        EXPECT_TRUE(parsed.known);
-        EXPECT_EQ(parsed.type, type);
-        EXPECT_EQ(parsed.name, name);
-        EXPECT_EQ(parsed.version, version);
-    }
-
     // A project without a manifest gives an environment all the same, which tells what was made of the path.
     static std::unique_ptr<RuntimeEnvironment> Create(const std::string &path)
     {
@@ -58,55 +31,9 @@ protected:
         EXPECT_TRUE(environment->GetListings().empty());
     }
 
-    DeploymentTree mTree;
+    TestTree mTree;
     ReaderLogCapture mLog;
 };
-
-TEST_F(RuntimeEnvironmentTest, ReadsKindNameAndVersion)
-{
-    ExpectRelease("/a/MORV/projects/x/releases/1.2.3.4", RuntimeEnvironment::RuntimeTypeProject, "x", 0x01020304);
-    ExpectRelease("/a/MORV/projects/x/releases/1.2.3.4/", RuntimeEnvironment::RuntimeTypeProject, "x", 0x01020304);
-    ExpectRelease("/a/MORV/projects/x/releases/1.2.3.4/deploy/sub", RuntimeEnvironment::RuntimeTypeProject, "x",
-                  0x01020304);
-    ExpectRelease("/a/MORV/solutions/suite/releases/0.0.1.7/deploy", RuntimeEnvironment::RuntimeTypeSolution, "suite",
-                  0x00000107);
-    mLog.ExpectAll({});
-}
-
-TEST_F(RuntimeEnvironmentTest, SkipsDirectoriesBetweenNameAndReleases)
-{
-    ExpectRelease("/a/MORV/projects/x/sub/releases/1.2.3.4", RuntimeEnvironment::RuntimeTypeProject, "x", 0x01020304);
-    ExpectRelease("/a/MORV/projects/x/y/z/myreleases/1.2.3.4", RuntimeEnvironment::RuntimeTypeProject, "x", 0x01020304);
-}
-
-TEST_F(RuntimeEnvironmentTest, MatchesKeywordsAsBareTextsAtTheirLastPlace)
-{
-    ExpectRelease("/a/MORV/myprojects/x/releases/1.2.3.4", RuntimeEnvironment::RuntimeTypeProject, "x", 0x01020304);
-    ExpectRelease("/projects/old/releases/9.9.9.9/MORV/projects/x/releases/1.2.3.4",
-                  RuntimeEnvironment::RuntimeTypeProject, "x", 0x01020304);
-    EXPECT_FALSE(Parse("/a/MORV/projects/x/releases/1.2.3.4/deploy/projects/foo").known);
-}
-
-TEST_F(RuntimeEnvironmentTest, TakesAPathWithBothKeywordsForAProject)
-{
-    ExpectRelease("/a/MORV/solutions/projects/releases/1.2.3.4", RuntimeEnvironment::RuntimeTypeProject, "releases",
-                  0x01020304);
-    ExpectRelease("/a/projects/x/releases/1.2.3.4/solutions/y/releases/5.6.7.8", RuntimeEnvironment::RuntimeTypeProject,
-                  "x", 0x01020304);
-}
-
-TEST_F(RuntimeEnvironmentTest, KeepsTheNameWhenALaterStepFails)
-{
-    EXPECT_EQ(Parse("/a/MORV/projects/x/nothing/here").name, "x");
-    EXPECT_EQ(Parse("/a/MORV/projects/x/releases/1.2.3").name, "x");
-    EXPECT_EQ(Parse("/a/MORV/projects/x").name, "before");
-}
-
-TEST_F(RuntimeEnvironmentTest, RefusesAnEmptyName)
-{
-    EXPECT_FALSE(Parse("projects//releases/1.2.3.4").known);
-    mLog.ExpectAll({Error("Failed to determine name and version from the path projects//releases/1.2.3.4")});
-}
 
 TEST_F(RuntimeEnvironmentTest, CutsTheRootBehindTheLastKeyword)
 {
@@ -305,17 +232,5 @@ TEST_F(RuntimeEnvironmentTest, TakesTheTextsOfItsConstructorOver)
     static_assert(sizeof(RuntimeEnvironment::RuntimeType) == 4);
 }
 
-TEST_F(RuntimeEnvironmentTest, ComputesARootByItself)
-{
-    EXPECT_EQ(GetMorvRootDirectory("/a/MORV/projects/x"), "/a/MORV");
-    EXPECT_EQ(GetMorvRootDirectory("\\a\\\\MORV\\"), "/a/MORV");
-    EXPECT_EQ(GetMorvRootDirectory("/a/MORV"), "/a/MORV");
-    EXPECT_EQ(GetMorvRootDirectory("/a//b/"), "/a/b/");
-    EXPECT_EQ(GetMorvRootDirectory(""), "");
-    // A path that does not fit is cut before it is looked at.
-    EXPECT_EQ(GetMorvRootDirectory((std::string(1023, 'r') + "/MORV/x").c_str()), std::string(1023, 'r'));
-    EXPECT_EQ(GetMorvRootDirectory((std::string(1017, 'r') + "/MORV/x").c_str()), std::string(1017, 'r') + "/MORV");
-    EXPECT_EQ(GetMorvRootDirectory((std::string(1018, 'r') + "/MORV/x").c_str()), std::string(1018, 'r') + "/MORV");
-}
 } // namespace
 } // namespace Keld::Test

@@ -3,8 +3,8 @@
 #include "KeldMorvIO/environment/SolutionManifest.h"
 
 #include "KeldMorvIO/environment/TextFile.h"
-#include "Support/DeploymentTree.h"
 #include "Support/ReaderLogCapture.h"
+#include "Support/TestTree.h"
 
 #include <gtest/gtest.h>
 

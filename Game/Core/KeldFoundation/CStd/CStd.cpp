@@ -139,6 +139,11 @@ int std_strnicmp(const char *lhs, const char *rhs, uint_size len)
     return 0;
 }
 
+const char *TextOrEmpty(const char *text)
+{
+    return text != nullptr ? text : "";
+}
+
 const char *std_strchr(const char *str, int ch)
 {
     return std::strchr(str, ch);

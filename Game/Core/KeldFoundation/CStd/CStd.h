@@ -45,6 +45,9 @@ int std_strcmp(const char *lhs, const char *rhs);
 int std_stricmp(const char *lhs, const char *rhs);
 int std_strnicmp(const char *lhs, const char *rhs, uint_size len);
 
+/// The text itself, or an empty one for null: a path may do without a piece, a format may not.
+const char *TextOrEmpty(const char *text);
+
 const char *std_strchr(const char *str, int ch);
 const char *std_strrchr(const char *str, int ch);
 const char *std_strstr(const char *str, const char *sub);

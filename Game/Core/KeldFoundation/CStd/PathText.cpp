@@ -16,11 +16,6 @@ bool EndsInSeparator(const char *text)
     const uint_size length = std_strlen(text);
     return length != 0 && IsSeparator(text[length - 1]);
 }
-
-const char *OrEmpty(const char *text)
-{
-    return text != nullptr ? text : "";
-}
 } // namespace
 
 bool std_path_join(char *dest, uint_size size, const char *first, const char *second)
@@ -49,10 +44,10 @@ bool std_makepath(char *dest, uint_size size, const char *dir, const char *fname
     {
         return false;
     }
-    const char *const directory = OrEmpty(dir);
+    const char *const directory = TextOrEmpty(dir);
     const bool needsSeparator = directory[0] != '\0' && !EndsInSeparator(directory);
-    const bool fits = std_snprintf(dest, size, "%s%s%s%s", directory, needsSeparator ? "/" : "", OrEmpty(fname),
-                                   OrEmpty(ext)) != static_cast<uint_size>(-1);
+    const bool fits = std_snprintf(dest, size, "%s%s%s%s", directory, needsSeparator ? "/" : "", TextOrEmpty(fname),
+                                   TextOrEmpty(ext)) != static_cast<uint_size>(-1);
     if (!fits)
     {
         dest[0] = '\0';

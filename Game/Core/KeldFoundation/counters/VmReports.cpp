@@ -1,5 +1,6 @@
 #include "KeldFoundation/counters/VmReports.h"
 
+#include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/counters/MemoryFigures.h"
 #include "KeldFoundation/logger/Log.h"
 
@@ -11,17 +12,12 @@ int GetMemoryMegabytes()
 {
     return static_cast<int>(GetVirtualMemorySize() >> 20);
 }
-
-const char *OrEmpty(const char *text)
-{
-    return text != nullptr ? text : "";
-}
 } // namespace
 
 void VmReportStatus(const char *label, const char *name, int32 value)
 {
-    Log(ALWAYS, DBG | MEM, 0, "VM: Current status at \"%s\": %dMB (%s: %d) \n", OrEmpty(label), GetMemoryMegabytes(),
-        OrEmpty(name), value);
+    Log(ALWAYS, DBG | MEM, 0, "VM: Current status at \"%s\": %dMB (%s: %d) \n", TextOrEmpty(label),
+        GetMemoryMegabytes(), TextOrEmpty(name), value);
 }
 
 VmDeltaReport::VmDeltaReport(const char *label, const char *name, int32 value, int32 threshold)
@@ -36,7 +32,7 @@ VmDeltaReport::~VmDeltaReport()
     {
         return;
     }
-    Log(ALWAYS, DBG | MEM, 0, "VM: Delta during \"%s\": %s%d (%dMB) (%s: %d) \n", OrEmpty(mLabel),
-        mDelta < 0 ? "+" : "", -mDelta, GetMemoryMegabytes(), OrEmpty(mName), mValue);
+    Log(ALWAYS, DBG | MEM, 0, "VM: Delta during \"%s\": %s%d (%dMB) (%s: %d) \n", TextOrEmpty(mLabel),
+        mDelta < 0 ? "+" : "", -mDelta, GetMemoryMegabytes(), TextOrEmpty(mName), mValue);
 }
 } // namespace Keld

@@ -1,6 +1,7 @@
 #include "KeldMorvIO/archive/ArchiveManager.h"
 
 #include "KeldMorvIO/ReaderLog.h"
+#include "KeldMorvIO/TreeWords.h"
 
 #include <memory>
 
@@ -35,7 +36,8 @@ const ArchiveVersionManager *ArchiveManager::GetVersionManager(const std::string
     const std::string versionText = FormatVersion(version);
 
     // Joined as it stands: a root that ends in a separator gives a doubled one, an empty root an absolute path.
-    const std::string directory = root + "/projects/" + project + "/filearchives/" + versionText;
+    const std::string directory =
+        root + "/" + ProjectsDirectory + "/" + project + "/" + FileArchivesDirectory + "/" + versionText;
     std::unique_ptr<const ArchiveVersionManager> created(ArchiveVersionManager::Create(directory));
     if (created == nullptr)
     {

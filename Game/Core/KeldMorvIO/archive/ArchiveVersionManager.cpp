@@ -14,11 +14,6 @@ namespace
 constexpr int EnumerationFlags = 2;             // no iterator looks at this bit
 constexpr unsigned char ArchiveTraceValue = 10; // shows in the entry trace of each archive, and nowhere else
 
-const char *TextOrEmpty(const char *text)
-{
-    return text != nullptr ? text : "";
-}
-
 /// Deletes an index that gave no usable archive. The one place where the library changes the deployment tree.
 void DeleteUnusableArchive(const char *signature, const std::string &directory, const char *name, bool invalid)
 {

@@ -3,6 +3,7 @@
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/file/StreamCloser.h"
 #include "KeldMorvIO/ReaderLog.h"
+#include "KeldMorvIO/TreeWords.h"
 #include "KeldMorvIO/blocks/WholeFile.h"
 #include "KeldMorvIO/environment/ManifestFields.h"
 
@@ -12,9 +13,6 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-constexpr const char *Magic = "MORV Configuration Manifest";
-constexpr uint32 FileVersion = 0x1000000;
-
 // A count may promise four billion names. This many may be missing behind the end of the file before it is refused.
 constexpr uint32 MissingNameLimit = 65536;
 
@@ -62,7 +60,7 @@ HRESULT ConfigurationManifest::LoadFields(FILE *const file)
         LogError("%s: Failure while getting magic string", LoadSignature);
         return result;
     }
-    if (std_stricmp(text.c_str(), Magic) != 0)
+    if (std_stricmp(text.c_str(), ConfigurationManifestMagic) != 0)
     {
         LogError("%s: Magic string does not match", LoadSignature);
         return E_FAIL;
@@ -75,7 +73,7 @@ HRESULT ConfigurationManifest::LoadFields(FILE *const file)
         LogError("%s: Failed to read version", LoadSignature);
         return result;
     }
-    if (version != FileVersion)
+    if (version != TextManifestVersion)
     {
         LogError("%s: File version mismatch", LoadSignature);
         return E_FAIL;

@@ -4,8 +4,9 @@
 #include "KeldFoundation/path/Path.h"
 #include "KeldMorvIO/ReaderLog.h"
 #include "KeldMorvIO/ReaderTypes.h"
-#include "KeldMorvIO/environment/GatherProjects.h"
+#include "KeldMorvIO/TreeWords.h"
 #include "KeldMorvIO/environment/MultiListingIterator.h"
+#include "KeldMorvIO/environment/SearchOrder.h"
 #include "KeldMorvIO/listing/ReleaseManifest.h"
 
 #include <algorithm>
@@ -16,48 +17,8 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-// Both keywords are bare substrings: a directory in front may end in one of them, and the last occurrence counts.
-constexpr const char *RootKeyword = "MORV/";
-constexpr const char *ProjectKeyword = "projects/";
-constexpr const char *SolutionKeyword = "solutions/";
-constexpr const char *ReleaseKeyword = "releases/";
-
 constexpr const char *LoadSolutionSignature =
     "bool Keld::MORV::Reader::LoadSolution(const char *, const char *, std::vector<class ProjectListing *> &)";
-
-// `start` points into `path`, directly behind the keyword. Whatever lies between the name and the releases is skipped
-// over. `name` keeps its text when a later step fails.
-bool DetectNameAndRelease([[maybe_unused]] const char *path, const char *start, std::string &name, MorvVersion &release)
-{
-    constexpr const char *signature = "bool Keld::MORV::Reader::DetectNameAndRelease(const char *, const char *, "
-                                      "std::string &, MorvVersion &)";
-    const char *const nameEnd = std_strchr(start, '/');
-    if (nameEnd == nullptr)
-    {
-        return false;
-    }
-    name.assign(start, nameEnd);
-
-    const char *const keyword = std_strstr(start, ReleaseKeyword);
-    if (keyword == nullptr)
-    {
-        return false;
-    }
-    const char *const versionStart = keyword + std_strlen(ReleaseKeyword);
-    const char *const versionEnd = std_strchr(versionStart, '/');
-    const std::string versionText =
-        versionEnd != nullptr ? std::string(versionStart, versionEnd) : std::string(versionStart);
-    if (name.empty() || versionText.empty())
-    {
-        return false;
-    }
-    if (!ParseVersion(versionText.c_str(), &release))
-    {
-        LogError("%s: Invalid release format \"%s\".", signature, versionText.c_str());
-        return false;
-    }
-    return true;
-}
 
 void DeleteListings(std::vector<ProjectListing *> &listings)
 {
@@ -81,7 +42,7 @@ ProjectListing *CreateListing(const char *morvRoot, const char *projectPath)
     constexpr const char *signature =
         "Keld::MORV::Reader::ProjectListing *Keld::MORV::Reader::CreateListing(const char *, const char *)";
     char manifestPath[PathBufferSize];
-    if (!JoinPath(manifestPath, sizeof manifestPath, {projectPath, "releasemanifest"}))
+    if (!JoinPath(manifestPath, sizeof manifestPath, {projectPath, ReleaseManifestName}))
     {
         LogError("%s: MORV runtime environment listing creation failed to join the path: projectPath=\"%s\".",
                  signature, projectPath);
@@ -100,14 +61,14 @@ ProjectListing *CreateListing(const char *morvRoot, const char *projectPath)
 bool LoadSolutionProjects(const char *localRoot, std::vector<SolutionManifest::PROJECT> &projects)
 {
     char solutionPath[PathBufferSize];
-    if (!JoinPath(solutionPath, sizeof solutionPath, {localRoot, "solutionmanifest"}))
+    if (!JoinPath(solutionPath, sizeof solutionPath, {localRoot, SolutionManifestName}))
     {
         LogError("%s: MORV runtime environment load solution failed to build solution manifest path: localRoot=\"%s\".",
                  LoadSolutionSignature, localRoot);
         return false;
     }
     char configurationPath[PathBufferSize];
-    if (!JoinPath(configurationPath, sizeof configurationPath, {localRoot, "configurationmanifest"}))
+    if (!JoinPath(configurationPath, sizeof configurationPath, {localRoot, ConfigurationManifestName}))
     {
         LogError("%s: MORV runtime environment load solution failed to build configuration manifest path: "
                  "localRoot=\"%s\".",
@@ -126,17 +87,11 @@ bool LoadSolutionProjects(const char *localRoot, std::vector<SolutionManifest::P
         LogError("%s: Failure to load configuration manifest \"%s\".", LoadSolutionSignature, configurationPath);
         return false;
     }
-    if (GatherProjects(configuration, solution, projects) < 0)
+    if (GatherInSearchOrder(configuration, solution, projects) < 0)
     {
         LogError("%s: Failed to gather projects for %s", LoadSolutionSignature, solutionPath);
         return false;
     }
-    // Stable, so that equal priorities keep the order of names in which they were gathered.
-    std::stable_sort(projects.begin(), projects.end(),
-                     [](const SolutionManifest::PROJECT &lhs, const SolutionManifest::PROJECT &rhs)
-                     {
-                         return lhs.priority > rhs.priority;
-                     });
     return true;
 }
 
@@ -146,7 +101,7 @@ bool AppendListing(const char *morvRoot, const SolutionManifest::PROJECT &projec
     const std::string versionText = FormatVersion(project.version);
     char projectPath[PathBufferSize];
     if (!JoinPath(projectPath, sizeof projectPath,
-                  {morvRoot, "projects", project.name.c_str(), "releases", versionText.c_str()}))
+                  {morvRoot, ProjectsDirectory, project.name.c_str(), ReleasesDirectory, versionText.c_str()}))
     {
         LogError("%s: MORV runtime environment load solution failed to build project path: morvRoot=\"%s\", "
                  "project=\"%s\", project-version=\"%s\".",
@@ -227,37 +182,7 @@ RuntimeEnvironment *RuntimeEnvironment::Create(const char *path)
 bool RuntimeEnvironment::GetProjectTypeNameAndVersion(const char *path, RuntimeEnvironment::RuntimeType &type,
                                                       std::string &name, MorvVersion &version)
 {
-    constexpr const char *signature =
-        "static bool Keld::MORV::Reader::RuntimeEnvironment::GetProjectTypeNameAndVersion(const char *, "
-        "RuntimeEnvironment::RuntimeType &, std::string &, MorvVersion &)";
-    const char *start = nullptr;
-    // Projects first, over the whole path: a path with both keywords is a project, whichever comes later.
-    if (const char *const project = std_strrstr(path, ProjectKeyword))
-    {
-        type = RuntimeTypeProject;
-        start = project + std_strlen(ProjectKeyword);
-    }
-    else if (const char *const solution = std_strrstr(path, SolutionKeyword))
-    {
-        type = RuntimeTypeSolution;
-        start = solution + std_strlen(SolutionKeyword);
-    }
-    else
-    {
-        LogWarning("%s: Did not find keywords \"projects\" or \"solutions\" in path %s", signature, path);
-        return false;
-    }
-    if (*start == '\0')
-    {
-        LogError("%s: Incomplete path: %s", signature, path);
-        return false;
-    }
-    if (!DetectNameAndRelease(path, start, name, version))
-    {
-        LogError("%s: Failed to determine name and version from the path %s", signature, path);
-        return false;
-    }
-    return true;
+    return Reader::GetProjectTypeNameAndVersion(path, type, name, version);
 }
 
 bool RuntimeEnvironment::CollectProjects(RuntimeEnvironment::RuntimeType type, const char *morvRoot, const char *name,
@@ -270,7 +195,8 @@ bool RuntimeEnvironment::CollectProjects(RuntimeEnvironment::RuntimeType type, c
     char releaseRoot[PathBufferSize];
     if (type == RuntimeTypeSolution)
     {
-        if (!JoinPath(releaseRoot, sizeof releaseRoot, {morvRoot, "solutions", name, "releases", version}))
+        if (!JoinPath(releaseRoot, sizeof releaseRoot,
+                      {morvRoot, SolutionsDirectory, name, ReleasesDirectory, version}))
         {
             LogError("%s: MORV solution runtime environment project collection failed to build the root folder path: "
                      "morvRoot=\"%s\", name=\"%s\", version=\"%s\".",
@@ -285,7 +211,7 @@ bool RuntimeEnvironment::CollectProjects(RuntimeEnvironment::RuntimeType type, c
     }
     else
     {
-        if (!JoinPath(releaseRoot, sizeof releaseRoot, {morvRoot, "projects", name, "releases", version}))
+        if (!JoinPath(releaseRoot, sizeof releaseRoot, {morvRoot, ProjectsDirectory, name, ReleasesDirectory, version}))
         {
             LogError("%s: MORV project runtime environment project collection failed to build the root folder path: "
                      "morvRoot=\"%s\", name=\"%s\", version=\"%s\".",
@@ -299,7 +225,7 @@ bool RuntimeEnvironment::CollectProjects(RuntimeEnvironment::RuntimeType type, c
             AddListing(listings, std::move(listing));
         }
     }
-    deployRoot = std::string(releaseRoot) + "/deploy";
+    deployRoot = std::string(releaseRoot) + "/" + DeployDirectory;
     return true;
 }
 
@@ -347,16 +273,5 @@ std::unique_ptr<MultiListingIterator> RuntimeEnvironment::CreateDirectoryIterato
         }
     }
     return iterators.empty() ? nullptr : std::make_unique<MultiListingIterator>(std::move(iterators));
-}
-
-std::string GetMorvRootDirectory(const char *path)
-{
-    char root[PathBufferSize];
-    std_strncpy(root, sizeof root, path, TRUNCATE);
-    CanonicalizePath(root, root, 0);
-    const char *const keyword = std_strrstr(root, RootKeyword);
-    // Ends behind the four letters: the separator is not part of the root.
-    return keyword != nullptr ? std::string(static_cast<const char *>(root), keyword + std_strlen(RootKeyword) - 1)
-                              : std::string(root);
 }
 } // namespace Keld::MORV::Reader

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KeldFoundation/version/MorvVersion.h"
+#include "KeldMorvIO/environment/WorkingDirectory.h"
 #include "KeldMorvIO/listing/ProjectListing.h"
 
 #include <memory>
@@ -19,17 +20,14 @@ class MultiListingIterator;
 class RuntimeEnvironment
 {
 public:
-    enum RuntimeType : uint32
-    {
-        RuntimeTypeProject = 0, ///< inside a project release: one listing, or none when it could not be made
-        RuntimeTypeSolution = 1 ///< inside a solution release: one listing for each project of its configuration
-    };
+    using RuntimeType = Reader::RuntimeType;
+    using enum Reader::RuntimeType;
 
     /// Works out what is deployed around a directory and loads it. Null when it cannot be made out, or when a
     /// solution cannot be loaded; a project whose manifest is missing gives an environment without listings.
     static RuntimeEnvironment *Create(const char *path);
 
-    /// Reads kind, name and version out of a canonical path.
+    /// Reads kind, name and version out of a canonical path, as told in WorkingDirectory.h.
     static bool GetProjectTypeNameAndVersion(const char *path, RuntimeType &type, std::string &name,
                                              MorvVersion &version);
 
@@ -69,8 +67,4 @@ private:
     std::string mName;
     MorvVersion mVersion;
 };
-
-/// The root of the tree that a directory lies in: everything up to the last "MORV/", or the whole path where there is
-/// none. A path that does not fit in a path buffer is cut first.
-std::string GetMorvRootDirectory(const char *path);
 } // namespace Keld::MORV::Reader

@@ -3,6 +3,7 @@
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/file/StreamCloser.h"
 #include "KeldMorvIO/ReaderLog.h"
+#include "KeldMorvIO/TreeWords.h"
 #include "KeldMorvIO/environment/ManifestFields.h"
 
 #include <algorithm>
@@ -14,8 +15,6 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-constexpr const char *Magic = "MORV Solution Manifest";
-constexpr MorvVersion FileVersion = 0x1000000;
 constexpr MorvVersion UnknownVersion = 0xFFFFFFFF;
 
 constexpr const char *LoadProjectsSignature = "HRESULT Keld::MORV::Reader::SolutionManifest::LoadProjects(FILE *const)";
@@ -116,7 +115,7 @@ HRESULT SolutionManifest::LoadHeader(FILE *const file)
         LogError("%s: Failure while getting magic string", signature);
         return result;
     }
-    if (std_stricmp(text.c_str(), Magic) != 0)
+    if (std_stricmp(text.c_str(), SolutionManifestMagic) != 0)
     {
         LogError("%s: Magic string does not match", signature);
         return E_FAIL;
@@ -131,7 +130,7 @@ HRESULT SolutionManifest::LoadHeader(FILE *const file)
     // A text that is no version counts as version 0.
     MorvVersion fileVersion = 0;
     ParseVersion(text.c_str(), &fileVersion);
-    if (fileVersion != FileVersion)
+    if (fileVersion != TextManifestVersion)
     {
         LogError("%s: File version mismatch", signature);
         return E_FAIL;

@@ -7,17 +7,12 @@
 #include "KeldFoundation/path/Path.h"
 #include "KeldMorvIO/ReaderLog.h"
 #include "KeldMorvIO/ReaderTypes.h"
+#include "KeldMorvIO/TreeWords.h"
 
 namespace Keld::MORV::Reader
 {
 namespace
 {
-/// A path joins without a piece that is null; a log line needs a text.
-const char *TextOf(const char *piece)
-{
-    return piece != nullptr ? piece : "";
-}
-
 AsyncFile OpenOrReport(const char *path, const char *signature)
 {
     const AsyncFile file = AsyncOpen(path);
@@ -34,9 +29,10 @@ bool ProjectListing::GetProjectRoot(char *buffer, uint32 size, const char *root,
 {
     constexpr const char *signature =
         "static bool Keld::MORV::Reader::ProjectListing::GetProjectRoot(char *, uint32, const char *, const char *)";
-    if (!JoinPath(buffer, size, {root, "projects", project}))
+    if (!JoinPath(buffer, size, {root, ProjectsDirectory, project}))
     {
-        LogError("%s: The project path is too long: %s/projects/%s", signature, TextOf(root), TextOf(project));
+        LogError("%s: The project path is too long: %s/projects/%s", signature, TextOrEmpty(root),
+                 TextOrEmpty(project));
         return false;
     }
     return true;
@@ -51,26 +47,26 @@ bool ProjectListing::GetNakedFile(char *buffer, uint32 size, FileType type, cons
     switch (type)
     {
     case FileTypeDeploy:
-        if (!JoinPath(buffer, size, {projectRoot, "releases", version.c_str(), "deploy", name}))
+        if (!JoinPath(buffer, size, {projectRoot, ReleasesDirectory, version.c_str(), DeployDirectory, name}))
         {
-            LogError("%s: The path is too long: %s/releases/%s/deploy/%s", signature, TextOf(projectRoot),
-                     version.c_str(), TextOf(name));
+            LogError("%s: The path is too long: %s/releases/%s/deploy/%s", signature, TextOrEmpty(projectRoot),
+                     version.c_str(), TextOrEmpty(name));
             return false;
         }
         return true;
     case FileTypeManaged:
-        if (!JoinPath(buffer, size, {projectRoot, "managedfiles", version.c_str(), name}))
+        if (!JoinPath(buffer, size, {projectRoot, ManagedFilesDirectory, version.c_str(), name}))
         {
-            LogError("%s: The path is too long: %s/managedfiles/%s/%s", signature, TextOf(projectRoot), version.c_str(),
-                     TextOf(name));
+            LogError("%s: The path is too long: %s/managedfiles/%s/%s", signature, TextOrEmpty(projectRoot),
+                     version.c_str(), TextOrEmpty(name));
             return false;
         }
         return true;
     case FileTypeArchive:
-        if (!JoinPath(buffer, size, {projectRoot, "filearchives", version.c_str(), name}))
+        if (!JoinPath(buffer, size, {projectRoot, FileArchivesDirectory, version.c_str(), name}))
         {
-            LogError("%s: The path is too long: %s/filearchives/%s/%s", signature, TextOf(projectRoot), version.c_str(),
-                     TextOf(name));
+            LogError("%s: The path is too long: %s/filearchives/%s/%s", signature, TextOrEmpty(projectRoot),
+                     version.c_str(), TextOrEmpty(name));
             return false;
         }
         return true;

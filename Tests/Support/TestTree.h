@@ -31,7 +31,7 @@ std::uint32_t VersionNumber(const std::string &text);
 
 /// A deployment tree on the real disk, below a directory of its own: `<temporary>/MORV/projects` and so on. Each call
 /// gives the absolute path of the release directory that it has made, which is a working directory to start from.
-class DeploymentTree
+class TestTree
 {
 public:
     const TempTree &Disk() const { return mDisk; }

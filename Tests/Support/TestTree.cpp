@@ -1,4 +1,4 @@
-#include "Support/DeploymentTree.h"
+#include "Support/TestTree.h"
 
 #include <fcntl.h>
 #include <sstream>
@@ -25,8 +25,8 @@ std::uint32_t VersionNumber(const std::string &text)
     return number;
 }
 
-std::string DeploymentTree::Project(const std::string &name, const std::string &version,
-                                    const std::vector<ReleaseFile> &files) const
+std::string TestTree::Project(const std::string &name, const std::string &version,
+                              const std::vector<ReleaseFile> &files) const
 {
     const std::string project = "MORV/projects/" + name;
     const std::string release = project + "/releases/" + version;
@@ -54,8 +54,8 @@ std::string DeploymentTree::Project(const std::string &name, const std::string &
     return mDisk.Path(release);
 }
 
-std::string DeploymentTree::Solution(const std::string &name, const std::string &version,
-                                     const std::vector<SolutionProject> &projects) const
+std::string TestTree::Solution(const std::string &name, const std::string &version,
+                               const std::vector<SolutionProject> &projects) const
 {
     std::vector<std::string> names;
     for (const SolutionProject &project : projects)
@@ -65,9 +65,9 @@ std::string DeploymentTree::Solution(const std::string &name, const std::string 
     return Solution(name, version, projects, names);
 }
 
-std::string DeploymentTree::Solution(const std::string &name, const std::string &version,
-                                     const std::vector<SolutionProject> &projects,
-                                     const std::vector<std::string> &configuration) const
+std::string TestTree::Solution(const std::string &name, const std::string &version,
+                               const std::vector<SolutionProject> &projects,
+                               const std::vector<std::string> &configuration) const
 {
     std::vector<std::string> solution = {"MORV Solution Manifest", "1.0.0.0", name, version,
                                          std::to_string(projects.size())};
