@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 namespace Keld::Test
 {
 namespace
@@ -114,6 +116,30 @@ TEST(MorvCommandLineTest, AReleaseWithoutAManifestIsNamed)
     const ToolResult result = RunMorv(release, {"ls"});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_NE(result.error.find("there is no release 1.0.0.0 of the project game"), std::string::npos);
+}
+
+TEST(MorvCommandLineTest, AClosedPipeIsNoError)
+{
+    const TempTree tree;
+    const std::string script =
+        "cd " + tree.Root() + "; (sleep 0.2; " KELD_MORV_PROGRAM " --help 2>error; echo $? >status) | true; sleep 0.3";
+    ASSERT_EQ(std::system(script.c_str()), 0);
+    EXPECT_EQ(tree.Read("status"), "0\n");
+    EXPECT_EQ(tree.Read("error"), "");
+}
+
+TEST(MorvCommandLineTest, OptionsOfEveryCommandStandBeforeItsNameOrBehindIt)
+{
+    const TempTree tree;
+    for (const std::vector<std::string> &arguments : std::vector<std::vector<std::string>>{
+             {"--color", "always", "ls"}, {"ls", "--color", "always"}, {"-q", "ls", "--color=always"}})
+    {
+        const ToolResult result = RunMorv(tree.Root(), arguments);
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_NE(result.error.find("\x1b[1;31mmorv:\x1b[0m "), std::string::npos) << result.error;
+    }
+    EXPECT_EQ(RunMorv(tree.Root(), {"ls", "--color", "red"}).exitCode, 2);
+    EXPECT_EQ(RunMorv(tree.Root(), {"ls", "--json"}).exitCode, 2);
 }
 
 TEST(MorvCommandLineTest, VerboseShowsWhatTheLibraryLogs)

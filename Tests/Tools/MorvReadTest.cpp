@@ -170,7 +170,7 @@ TEST_F(MorvReadTest, AFullStandardOutputIsAnError)
 {
     const std::string script = "cd " + mTree.Path("MORV/projects/game/releases/1.0.0.0") +
                                " && " KELD_MORV_PROGRAM " cat text.l > /dev/full 2>/dev/null";
-    EXPECT_EQ(WEXITSTATUS(std::system(script.c_str())), 1);
+    EXPECT_EQ(WEXITSTATUS(std::system(script.c_str())), 2);
 }
 
 TEST_F(MorvReadTest, ANameInBracketsIsTakenAsItIsTyped)

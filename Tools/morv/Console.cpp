@@ -1,10 +1,13 @@
 #include "Tools/morv/Console.h"
 
+#include "Tools/morv/Terminal.h"
+
 #include "KeldFoundation/logger/IKeldLogger.h"
 #include "KeldMorvIO/Public/KeldMorvIO.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -63,9 +66,24 @@ constexpr IKeldLogger MakeLogger()
 
 constexpr IKeldLogger ConsoleLogger = MakeLogger();
 
+bool gNotesQuiet = false;
+
 [[noreturn]] void FailToWrite()
 {
+    if (errno == EPIPE)
+    {
+        throw OutputClosed();
+    }
     throw std::runtime_error(std::string("cannot write to standard output: ") + std::strerror(errno));
+}
+void PrintLines(const std::string &prefix, const std::string &text)
+{
+    for (std::size_t begin = 0; begin <= text.size();)
+    {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        std::fprintf(stderr, "%s %s\n", prefix.c_str(), text.substr(begin, end - begin).c_str());
+        begin = end + 1;
+    }
 }
 } // namespace
 
@@ -83,12 +101,25 @@ void OccupyStandardDescriptors()
 
 void PrintError(const std::string &text)
 {
-    for (std::size_t begin = 0; begin <= text.size();)
+    PrintLines(Paint(STDERR_FILENO, Ink::Red, "morv:"), text);
+}
+
+void PrintNote(const std::string &text)
+{
+    if (!gNotesQuiet)
     {
-        const std::size_t end = std::min(text.find('\n', begin), text.size());
-        std::fprintf(stderr, "morv: %s\n", text.substr(begin, end - begin).c_str());
-        begin = end + 1;
+        PrintLines("morv: " + Paint(STDERR_FILENO, Ink::Yellow, "note:"), text);
     }
+}
+
+void QuietNotes()
+{
+    gNotesQuiet = true;
+}
+
+void IgnoreClosedPipes()
+{
+    std::signal(SIGPIPE, SIG_IGN);
 }
 
 void ShowLibraryLog(bool everything)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <string>
 #include <string_view>
 
@@ -10,7 +11,8 @@ enum ExitCode : int
 {
     ExitDone = 0,
     ExitRefused = 1, ///< not found, or not done, and standard error says why
-    ExitUsage = 2    ///< the command line cannot be understood
+    ExitUsage = 2,   ///< the command line cannot be understood
+    ExitTrouble = 2  ///< the system failed: no memory, a full disk
 };
 
 /// Puts something harmless on each standard descriptor that the caller of the process has closed. Otherwise the next
@@ -18,8 +20,17 @@ enum ExitCode : int
 /// up in that file. Writing to a standard output that was closed goes on to be an error.
 void OccupyStandardDescriptors();
 
+/// Nobody reads standard output any more, as behind "| head". Not an error: the command ends at once, with status 0.
+class OutputClosed : public std::exception
+{
+};
+
 /// Writes to standard error, each line behind the tool's name.
 void PrintError(const std::string &text);
+
+/// The same for what is worth knowing but no failure. Silent after QuietNotes.
+void PrintNote(const std::string &text);
+void QuietNotes();
 
 /// Sends what the library logs to standard error: warnings and errors in short, or everything as it stands.
 void ShowLibraryLog(bool everything);
@@ -27,9 +38,13 @@ void ShowLibraryLog(bool everything);
 /// Keeps what the library logs from now on to itself.
 void HideLibraryLog();
 
+/// Makes a write to a closed pipe fail instead of ending the process, so that it ends as OutputClosed.
+void IgnoreClosedPipes();
+
 /// Writes bytes to standard output. Throws as FlushOutput.
 void WriteOutput(std::string_view bytes);
 
-/// Pushes everything out to standard output. Throws std::runtime_error when that cannot take it, as a full disk.
+/// Pushes everything out to standard output. Throws std::runtime_error when that cannot take it, as a full disk,
+/// and OutputClosed.
 void FlushOutput();
 } // namespace Keld::Morv

@@ -1,12 +1,14 @@
 #include "Tools/morv/Interrupt.h"
 
+#include <atomic>
 #include <iterator>
 
 namespace Keld::Morv
 {
 namespace
 {
-volatile std::sig_atomic_t gNotedSignal = 0;
+std::atomic<int> gNotedSignal{0}; // any thread may look
+static_assert(std::atomic<int>::is_always_lock_free, "it is written by a signal handler");
 
 void NoteSignal(int signal)
 {
@@ -41,9 +43,9 @@ InterruptGuard::~InterruptGuard()
 
 void InterruptGuard::Check()
 {
-    if (gNotedSignal != 0)
+    if (const int signal = gNotedSignal; signal != 0)
     {
-        throw Interrupted(gNotedSignal);
+        throw Interrupted(signal);
     }
 }
 

@@ -28,7 +28,7 @@ public:
     InterruptGuard(const InterruptGuard &) = delete;
     InterruptGuard &operator=(const InterruptGuard &) = delete;
 
-    /// Throws Interrupted when a signal was noted.
+    /// Throws Interrupted when a signal was noted. For any thread.
     static void Check();
 
 private:

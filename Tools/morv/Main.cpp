@@ -2,16 +2,34 @@
 #include "Tools/morv/Console.h"
 #include "Tools/morv/Interrupt.h"
 
+#include "Tools/TreeReader/TreeError.h"
+
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <system_error>
+
+namespace
+{
+int Fail(const std::exception &error)
+{
+    std::fflush(stdout);
+    Keld::Morv::PrintError(error.what());
+    return Keld::Morv::ExitTrouble;
+}
+} // namespace
 
 int main(int argumentCount, char **arguments)
 {
     Keld::Morv::OccupyStandardDescriptors();
+    Keld::Morv::IgnoreClosedPipes();
     try
     {
         return Keld::Morv::RunCommandLine(argumentCount, arguments);
+    }
+    catch (const Keld::Morv::OutputClosed &)
+    {
+        return Keld::Morv::ExitDone;
     }
     catch (const Keld::Morv::Interrupted &interruption)
     {
@@ -23,12 +41,24 @@ int main(int argumentCount, char **arguments)
     {
         std::fflush(stdout);
         Keld::Morv::PrintError("not enough memory: a file that is compressed is held in memory whole");
-        return Keld::Morv::ExitRefused;
+        return Keld::Morv::ExitTrouble;
     }
-    catch (const std::exception &error)
+    catch (const Keld::TreeReader::TreeError &error)
     {
         std::fflush(stdout);
         Keld::Morv::PrintError(error.what());
         return Keld::Morv::ExitRefused;
+    }
+    catch (const std::system_error &error)
+    {
+        if (error.code() == std::errc::broken_pipe)
+        {
+            return Keld::Morv::ExitDone; // of what prints, not all goes through WriteOutput
+        }
+        return Fail(error);
+    }
+    catch (const std::exception &error)
+    {
+        return Fail(error);
     }
 }
