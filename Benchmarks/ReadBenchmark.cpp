@@ -1,7 +1,7 @@
 // What does a read through the request pool cost beside the bare system call, and a read of a decompressed file beside
 // the bare copy? The first of each pair is the limit.
 
-#include "KeldMorvIO/blocks/AsyncFile.h"
+#include "KeldMorvIO/blocks/AsyncRequest.h"
 #include "KeldMorvIO/blocks/UncompressedBlocks.h"
 #include "Support/CompressedStream.h"
 #include "Support/TempTree.h"

@@ -1,18 +1,19 @@
 #include "Tools/TreeWriter/Compression.h"
 
-#include "KeldFoundation/CStd/BasicTypes.h"
+#include "KeldMorvIO/blocks/CompressedFormat.h"
 
 #include <lzma.h>
 #include <zlib.h>
 
 #include <algorithm>
+#include <cstring>
 #include <stdexcept>
 
 namespace Keld::TreeWriter
 {
 namespace
 {
-constexpr std::size_t ReaderChunkSize = 65536;
+using MORV::Reader::InputChunkSize;
 
 // What can follow the last byte of content: the end code of its block (at most 15 bits), an empty last block (10 bits),
 // the bits up to a whole byte, and four bytes of checksum.
@@ -57,8 +58,8 @@ void Require(lzma_ret result)
 
 bool ZlibEndsAloneInChunk(std::size_t compressedSize)
 {
-    const std::size_t rest = compressedSize % ReaderChunkSize;
-    return compressedSize > ReaderChunkSize && rest >= 1 && rest <= LongestEndAlone;
+    const std::size_t rest = compressedSize % InputChunkSize;
+    return compressedSize > InputChunkSize && rest >= 1 && rest <= LongestEndAlone;
 }
 
 std::optional<std::string> CompressZlib(std::string_view content)
@@ -79,15 +80,14 @@ std::string CompressLzma(std::string_view content)
     lzma_options_lzma options = EncoderOptions(content.size());
     const lzma_filter filters[] = {{LZMA_FILTER_LZMA2, &options}, {LZMA_VLI_UNKNOWN, nullptr}};
 
-    std::string stored(1, '\0');
-    Require(lzma_properties_encode(&filters[0], reinterpret_cast<uint8_t *>(stored.data())));
-    for (int shift = 0; shift < 64; shift += 8)
-    {
-        stored += static_cast<char>(uint64{content.size()} >> shift & 0xFF);
-    }
+    MORV::Reader::LzmaFileHeader header;
+    Require(lzma_properties_encode(&filters[0], &header.dictionaryProperty));
+    header.contentSizeLow = static_cast<uint32>(content.size());
+    header.contentSizeHigh = static_cast<uint32>(uint64{content.size()} >> 32);
 
-    std::size_t size = stored.size();
-    stored.resize(size + lzma_stream_buffer_bound(content.size()));
+    std::size_t size = sizeof header;
+    std::string stored(size + lzma_stream_buffer_bound(content.size()), '\0');
+    std::memcpy(stored.data(), &header, sizeof header);
     Require(lzma_raw_buffer_encode(filters, nullptr, reinterpret_cast<const uint8_t *>(content.data()), content.size(),
                                    reinterpret_cast<uint8_t *>(stored.data()), &size, stored.size()));
     stored.resize(size);

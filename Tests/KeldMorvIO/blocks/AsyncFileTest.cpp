@@ -1,5 +1,6 @@
 #include "KeldMorvIO/blocks/AsyncFile.h"
 
+#include "KeldMorvIO/blocks/AsyncRequest.h"
 #include "KeldMorvIO/blocks/Descriptors.h"
 #include "Support/ReaderLogCapture.h"
 #include "Support/TempTree.h"

@@ -1,5 +1,6 @@
 #include "KeldMorvIO/blocks/AsyncRequestPool.h"
 
+#include "KeldMorvIO/blocks/AsyncRequest.h"
 #include "KeldMorvIO/blocks/Interruption.h"
 
 #include <gtest/gtest.h>

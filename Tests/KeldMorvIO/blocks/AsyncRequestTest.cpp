@@ -1,5 +1,6 @@
 #include "KeldMorvIO/blocks/AsyncRequest.h"
 
+#include "KeldMorvIO/blocks/AsyncRequestPool.h"
 #include "KeldMorvIO/blocks/Descriptors.h"
 #include "KeldMorvIO/blocks/Interruption.h"
 #include "Support/ReaderLogCapture.h"

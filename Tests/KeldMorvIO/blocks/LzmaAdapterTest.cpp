@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <cstring>
 #include <string>
 
 namespace Keld::MORV::Reader
@@ -25,8 +23,6 @@ namespace
 {
 constexpr const char *WorkerSignature =
     "bool Keld::MORV::Reader::DecompressLzma(ILzmaIn &, UncompressedBlock *, uint32)";
-constexpr const char *OpenSignature =
-    "bool Keld::MORV::Reader::LzmaInFile::Initialize(const char *, Keld::uint64, Keld::uint32)";
 
 /// A source that gives what a test puts into it.
 class ScriptedSource final : public ILzmaIn
@@ -297,47 +293,6 @@ TEST_F(LzmaAdapterTest, RefusesArgumentsOfZeroWithoutALineAndLeavesTheHandleOpen
     EXPECT_FALSE(DecompressLzma(bytes.data(), size, noRoom, 5));
     EXPECT_FALSE(DecompressLzma(bytes.data(), size, room, 0));
     mLog.ExpectAll({});
-}
-
-TEST_F(LzmaAdapterTest, ReadsAPathIntoBlocksAndIntoMemory)
-{
-    const std::string plain = PatternedBytes(1000, 17);
-    const std::string bytes = LzmaFile(plain);
-    const std::string path = mTree.Write("data", "before" + bytes);
-    const int descriptor = Keld::Test::LowestFreeDescriptor();
-    BlockRow blocks = BlockRow::Of(plain.size(), 300);
-    EXPECT_TRUE(DecompressLzma(path.c_str(), 6, SizeOf(bytes), blocks.Data(), blocks.Count()));
-    EXPECT_EQ(blocks.Content(), plain);
-    std::string room(plain.size(), '#');
-    EXPECT_TRUE(DecompressLzma(path.c_str(), 6, SizeOf(bytes), room.data(), SizeOf(room)));
-    EXPECT_EQ(room, plain);
-    EXPECT_FALSE(DecompressLzma(path.c_str(), 6, SizeOf(bytes), room.data(), SizeOf(room) - 1));
-    EXPECT_EQ(Keld::Test::LowestFreeDescriptor(), descriptor);
-    mLog.ExpectAll({});
-}
-
-TEST_F(LzmaAdapterTest, ReportsAPathThatCannotBeOpened)
-{
-    const std::string path = mTree.Path("missing");
-    const std::vector<Keld::Test::ExpectedLine> lines = {Keld::Test::Error("Failed to open: " + path, OpenSignature),
-                                                         Keld::Test::Error(std::strerror(ENOENT), OpenSignature)};
-    BlockRow blocks({5});
-    EXPECT_FALSE(DecompressLzma(path.c_str(), 0, 50, blocks.Data(), 1));
-    mLog.ExpectAll(lines);
-    char room[5];
-    EXPECT_FALSE(DecompressLzma(path.c_str(), 0, 50, room, 5));
-    mLog.ExpectAll(lines);
-}
-
-TEST_F(LzmaAdapterTest, ReportsAPathThatGetsTheNullHandleWithoutAnError)
-{
-    const std::string path = mTree.Write("data", "x");
-    const Keld::Test::ClosedStandardInput closed;
-    BlockRow blocks({5});
-    errno = 0;
-    EXPECT_FALSE(DecompressLzma(path.c_str(), 0, 1, blocks.Data(), 1));
-    mLog.ExpectAll({Keld::Test::Error("Failed to open: " + path, OpenSignature),
-                    Keld::Test::Progress(std::strerror(0), OpenSignature)});
 }
 } // namespace
 } // namespace Keld::MORV::Reader

@@ -8,8 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <cstring>
 #include <string>
 
 namespace Keld::MORV::Reader
@@ -22,9 +20,6 @@ using Keld::Test::ZlibStream;
 
 namespace
 {
-constexpr const char *OpenSignature = "bool Keld::MORV::Reader::DecompressZlib(const char *, Keld::uint64, "
-                                      "Keld::uint32, Keld::MORV::Reader::UncompressedBlock *, const Keld::uint32)";
-
 class ZlibAdapterTest : public testing::Test
 {
 protected:
@@ -238,48 +233,6 @@ TEST_F(ZlibAdapterTest, RefusesArgumentsOfZeroWithoutALine)
     EXPECT_FALSE(DecompressZlib(stream.data(), size, noRoom, 5));
     EXPECT_FALSE(DecompressZlib(stream.data(), size, room, 0));
     mLog.ExpectAll({});
-}
-
-TEST_F(ZlibAdapterTest, ReadsAPathIntoBlocksAndIntoMemory)
-{
-    const std::string plain = PatternedBytes(1000, 12);
-    const std::string stream = ZlibStream(plain);
-    const std::string path = mTree.Write("data", "before" + stream);
-    const int descriptor = Keld::Test::LowestFreeDescriptor();
-    BlockRow blocks = BlockRow::Of(plain.size(), 300);
-    EXPECT_TRUE(DecompressZlib(path.c_str(), 6, SizeOf(stream), blocks.Data(), blocks.Count()));
-    EXPECT_EQ(blocks.Content(), plain);
-    std::string memory(plain.size(), '#');
-    EXPECT_TRUE(DecompressZlib(path.c_str(), 6, SizeOf(stream), memory.data(), SizeOf(memory)));
-    EXPECT_EQ(memory, plain);
-    EXPECT_FALSE(DecompressZlib(path.c_str(), 5, SizeOf(stream), memory.data(), SizeOf(memory)));
-    EXPECT_FALSE(DecompressZlib(path.c_str(), 6, SizeOf(stream), memory.data(), SizeOf(memory) - 1));
-    EXPECT_EQ(Keld::Test::LowestFreeDescriptor(), descriptor);
-    mLog.ExpectAll({});
-}
-
-TEST_F(ZlibAdapterTest, ReportsAPathThatCannotBeOpened)
-{
-    const std::string path = mTree.Path("missing");
-    const std::vector<Keld::Test::ExpectedLine> lines = {Keld::Test::Error("Failed to open: " + path, OpenSignature),
-                                                         Keld::Test::Error(std::strerror(ENOENT), OpenSignature)};
-    BlockRow blocks({5});
-    EXPECT_FALSE(DecompressZlib(path.c_str(), 0, 5, blocks.Data(), 1));
-    mLog.ExpectAll(lines);
-    char room[5];
-    EXPECT_FALSE(DecompressZlib(path.c_str(), 0, 5, room, 5));
-    mLog.ExpectAll(lines);
-}
-
-TEST_F(ZlibAdapterTest, ReportsAPathThatGetsTheNullHandleWithoutAnError)
-{
-    const std::string path = mTree.Write("data", "x");
-    const Keld::Test::ClosedStandardInput closed;
-    BlockRow blocks({5});
-    errno = 0;
-    EXPECT_FALSE(DecompressZlib(path.c_str(), 0, 1, blocks.Data(), 1));
-    mLog.ExpectAll({Keld::Test::Error("Failed to open: " + path, OpenSignature),
-                    Keld::Test::Progress(std::strerror(0), OpenSignature)});
 }
 
 TEST_F(ZlibAdapterTest, TakesAShorterStreamAndStrayBytesFromMemory)

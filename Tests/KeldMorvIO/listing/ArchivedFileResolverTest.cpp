@@ -1,5 +1,6 @@
 #include "KeldMorvIO/listing/ArchivedFileResolver.h"
 
+#include "KeldMorvIO/blocks/AsyncRequest.h"
 #include "KeldMorvIO/listing/LocatedFiles.h"
 #include "Support/ArchiveImage.h"
 

@@ -2,6 +2,7 @@
 
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldMorvIO/ReaderTypes.h"
+#include "KeldMorvIO/blocks/AsyncRequest.h"
 #include "KeldMorvIO/blocks/Descriptors.h"
 #include "Support/ReaderLogCapture.h"
 #include "Support/TempTree.h"

@@ -17,13 +17,4 @@ AsyncFile AsyncOpen(const char *path);
 
 /// Does nothing for the null handle.
 void AsyncClose(AsyncFile file);
-
-/// Reads `size` bytes from byte `offset` on and waits for them. At most four reads are in flight in the process;
-/// further callers sleep. Any thread may call it.
-/// \param bytesRead out, may be null: bytes delivered, fewer at the end of the file and where the platform's limit for
-///                  one transfer (2 GiB less a page) is reached. 0xFFFFFFFF when the read failed, 0 when it could not
-///                  be started, not written when no slot could be had.
-/// \returns true when the read ended without an error, however many bytes came. False also when a signal ended the
-///          sleep for a slot.
-bool AsyncRead(AsyncFile file, uint64 offset, uint32 size, uint32 *bytesRead, void *buffer);
 } // namespace Keld::MORV::Reader

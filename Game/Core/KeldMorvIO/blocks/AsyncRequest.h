@@ -3,23 +3,23 @@
 #include "KeldFoundation/CStd/BasicTypes.h"
 #include "KeldMorvIO/blocks/AsyncFile.h"
 
-struct aiocb;
-
 namespace Keld::MORV::Reader
 {
+/// Reads `size` bytes from byte `offset` on and waits for them: the one call that the rest of the reader uses. At most
+/// four reads are in flight in the process; further callers sleep. Any thread may call it.
+/// \param bytesRead out, may be null: bytes delivered, fewer at the end of the file and where the platform's limit for
+///                  one transfer (2 GiB less a page) is reached. 0xFFFFFFFF when the read failed, 0 when it could not
+///                  be started, not written when no slot could be had.
+/// \returns true when the read ended without an error, however many bytes came. False also when a signal ended the
+///          sleep for a slot.
+bool AsyncRead(AsyncFile file, uint64 offset, uint32 size, uint32 *bytesRead, void *buffer);
+
+// The same step by step. A request is a slot of the pool, borrowed from `AsyncBeginRead` until `AsyncRelease`; in
+// between it is the borrower's alone and takes no lock.
+struct AsyncRequest;
+
 /// As a time limit: wait for as long as it takes.
 inline constexpr uint32 AsyncWaitForever = 0xFFFFFFFF;
-
-/// One slot of the pool: one read, from its start to its collected result. Borrowed from `AsyncBeginRead` until
-/// `AsyncRelease`; in between it is the borrower's alone and takes no lock.
-struct AsyncRequest
-{
-    AsyncFile mFile;      ///< not null: a read was given to the platform, and its result was not collected
-    aiocb *mControlBlock; ///< set once by the pool, never changed
-    int32 mBytesRead;     ///< as `aio_return` gave it
-    int32 mError;         ///< as `aio_error` gave it, or the `errno` of a start that failed
-    char mErrorText[100]; ///< filled on demand; empty until then
-};
 
 /// Takes a slot, sleeping while none is free, and starts the read. A start that fails reads as a finished request
 /// with that error; a `size` of 0 as a finished one with no error, and the file is not touched. `buffer` must stay

@@ -2,7 +2,10 @@
 
 #include "KeldFoundation/CStd/CStd.h"
 
+#include <cerrno>
 #include <functional>
+
+#include <time.h>
 
 namespace Keld::MORV::Reader
 {
@@ -11,12 +14,46 @@ namespace
 // Built before, and destroyed after, the other static objects of the library.
 [[gnu::init_priority(200)]] AsyncRequestPool gAsyncRequestPool;
 
+// Compared with what the platform's wait returns, not with `errno`. Here that is 0 or -1, so a wait that runs out of
+// time counts as finished.
+constexpr int StillWaiting = EAGAIN;
+
 void ClearResults(AsyncRequest &request)
 {
     request.mFile = AsyncFile::Null;
     request.mBytesRead = 0;
     request.mError = 0;
     request.mErrorText[0] = '\0';
+}
+
+void StoreResult(AsyncRequest &request)
+{
+    request.mError = aio_error(request.mControlBlock);
+    request.mBytesRead = static_cast<int32>(aio_return(request.mControlBlock));
+    request.mFile = AsyncFile::Null;
+}
+
+// Waits without limit until the platform has done with a control block; at once for one that was never started. A
+// signal handler of the consumer ends the platform's wait early. The read goes on and still writes to the caller's
+// buffer, so the wait starts again.
+int WaitForPlatform(const aiocb &controlBlock)
+{
+    const aiocb *const list[] = {&controlBlock};
+    int result = 0;
+    while (aio_error(&controlBlock) == EINPROGRESS)
+    {
+        result = aio_suspend(list, 1, nullptr);
+    }
+    return result;
+}
+
+int WaitForPlatformAtMost(const aiocb &controlBlock, uint32 timeoutMs)
+{
+    const aiocb *const list[] = {&controlBlock};
+    timespec limit{};
+    limit.tv_sec = static_cast<time_t>(timeoutMs / 1000);
+    limit.tv_nsec = static_cast<long>(timeoutMs % 1000) * 1'000'000;
+    return aio_suspend(list, 1, &limit);
 }
 } // namespace
 
@@ -64,15 +101,6 @@ AsyncRequest *AsyncRequestPool::TakeFreeSlot()
     return nullptr;
 }
 
-void AsyncRequestPool::AsyncReset(AsyncRequest &request)
-{
-    if (request.mFile != AsyncFile::Null)
-    {
-        CollectResult(request);
-    }
-    ClearResults(request);
-}
-
 void AsyncRequestPool::AsyncRelease(AsyncRequest *request)
 {
     const std::less<const AsyncRequest *> before; // a total order, for a pointer from anywhere
@@ -88,12 +116,57 @@ void AsyncRequestPool::AsyncRelease(AsyncRequest *request)
     }
     if (mRequests[index].mFile != AsyncFile::Null)
     {
-        CollectResult(mRequests[index]);
+        Collect(mRequests[index]);
     }
     // A read that was given up after a time limit is no longer marked as in flight, but the platform still writes to
     // its buffer and to the control block, which the next holder clears.
     WaitForPlatform(mControlBlocks[index]);
     mInUse[index] = false;
     mSemaphore.Post();
+}
+
+void AsyncRequestPool::AsyncReset(AsyncRequest &request)
+{
+    if (request.mFile != AsyncFile::Null)
+    {
+        Collect(request);
+    }
+    ClearResults(request);
+}
+
+void AsyncRequestPool::Start(AsyncRequest &request, AsyncFile file, uint64 offset, uint32 size, void *buffer)
+{
+    aiocb &controlBlock = *request.mControlBlock;
+    controlBlock.aio_fildes = static_cast<int>(file);
+    controlBlock.aio_offset = static_cast<off_t>(offset);
+    controlBlock.aio_buf = buffer;
+    controlBlock.aio_nbytes = size;
+    controlBlock.aio_lio_opcode = LIO_READ;
+    if (aio_read(&controlBlock) != 0)
+    {
+        request.mError = errno;
+        return;
+    }
+    request.mFile = file;
+}
+
+bool AsyncRequestPool::Collect(AsyncRequest &request)
+{
+    if (WaitForPlatform(*request.mControlBlock) == StillWaiting)
+    {
+        return false;
+    }
+    StoreResult(request);
+    return true;
+}
+
+bool AsyncRequestPool::CollectWithin(AsyncRequest &request, uint32 timeoutMs)
+{
+    if (WaitForPlatformAtMost(*request.mControlBlock, timeoutMs) == StillWaiting)
+    {
+        return false;
+    }
+    StoreResult(request);
+    return true;
 }
 } // namespace Keld::MORV::Reader

@@ -1,13 +1,24 @@
 #pragma once
 
+#include "KeldFoundation/CStd/BasicTypes.h"
 #include "KeldFoundation/sync/Mutex.h"
 #include "KeldFoundation/sync/Semaphore.h"
-#include "KeldMorvIO/blocks/AsyncRequest.h"
+#include "KeldMorvIO/blocks/AsyncFile.h"
 
 #include <aio.h>
 
 namespace Keld::MORV::Reader
 {
+/// One slot of the pool: one read, from its start to its collected result.
+struct AsyncRequest
+{
+    AsyncFile mFile;      ///< not null: a read was given to the platform, and its result was not collected
+    aiocb *mControlBlock; ///< set once by the pool, never changed
+    int32 mBytesRead;     ///< as `aio_return` gave it
+    int32 mError;         ///< as `aio_error` gave it, or the `errno` of a start that failed
+    char mErrorText[100]; ///< filled on demand; empty until then
+};
+
 /// The request slots: their number is what limits the reads in flight. Order of taking: semaphore, then mutex.
 class AsyncRequestPool
 {
@@ -22,11 +33,24 @@ public:
     /// A cleared slot, sleeping while all are taken; null when a signal ends the sleep.
     AsyncRequest *AsyncAcquire();
 
-    /// Collects what is in flight and clears the results of a slot that the caller holds.
+    /// Waits for what is in flight. Ignores a pointer that is no slot of this pool, and a slot that is free.
+    void AsyncRelease(AsyncRequest *request);
+
+    // The calls below are for whoever holds the slot, and take no lock.
+
+    /// Collects what is in flight and clears the results.
     static void AsyncReset(AsyncRequest &request);
 
-    /// Ignores a pointer that is no slot of this pool, and a slot that is free.
-    void AsyncRelease(AsyncRequest *request);
+    /// Gives a read to the platform. When that fails, the request reads as finished with the error.
+    static void Start(AsyncRequest &request, AsyncFile file, uint64 offset, uint32 size, void *buffer);
+
+    /// Waits for the read in flight, stores its results, and marks the slot as no longer in flight. False, with nothing
+    /// stored, is left to platforms whose wait returns EAGAIN.
+    static bool Collect(AsyncRequest &request);
+
+    /// The same with a time limit. A read that has not ended in time is collected as it stands, with the error
+    /// EINPROGRESS.
+    static bool CollectWithin(AsyncRequest &request, uint32 timeoutMs);
 
 private:
     AsyncRequest *TakeFreeSlot();
@@ -40,11 +64,4 @@ private:
 
 /// The pool of the process.
 AsyncRequestPool &GetAsyncRequestPool();
-
-/// Waits without limit until the platform has done with a control block; at once for one that was never started.
-/// Gives what the platform's wait returned, or 0 where there was nothing to wait for.
-int WaitForPlatform(const aiocb &controlBlock);
-
-/// Waits for the read of a slot without limit, stores its results, and marks the slot as no longer in flight.
-void CollectResult(AsyncRequest &request);
 } // namespace Keld::MORV::Reader

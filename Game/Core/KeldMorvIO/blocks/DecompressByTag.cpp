@@ -1,5 +1,6 @@
 #include "KeldMorvIO/blocks/DecompressByTag.h"
 
+#include "KeldMorvIO/blocks/CompressedFormat.h"
 #include "KeldMorvIO/blocks/LzmaAdapter.h"
 #include "KeldMorvIO/blocks/ZlibAdapter.h"
 

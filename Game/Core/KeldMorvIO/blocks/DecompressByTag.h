@@ -2,7 +2,7 @@
 
 #include "KeldFoundation/CStd/BasicTypes.h"
 #include "KeldMorvIO/blocks/AsyncFile.h"
-#include "KeldMorvIO/blocks/UncompressedBlocks.h"
+#include "KeldMorvIO/blocks/UncompressedBlock.h"
 
 namespace Keld::MORV::Reader
 {

@@ -1,7 +1,7 @@
 #include "KeldMorvIO/blocks/LzmaAdapter.h"
 
 #include "KeldMorvIO/ReaderLog.h"
-#include "KeldMorvIO/blocks/CompressedInput.h"
+#include "KeldMorvIO/blocks/CompressedFormat.h"
 #include "KeldMorvIO/blocks/Lzma2Decoder.h"
 #include "KeldMorvIO/blocks/LzmaInBuffer.h"
 #include "KeldMorvIO/blocks/LzmaInFile.h"
@@ -10,7 +10,7 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-constexpr uint32 HeaderSize = 9; // the property byte, and eight bytes that nobody reads
+constexpr uint32 HeaderSize = sizeof(LzmaFileHeader);
 
 /// The chunk that is being decoded.
 struct Chunk
@@ -55,8 +55,8 @@ bool BlockDecoder::Run(Chunk chunk)
     {
         if (chunk.position == chunk.size)
         {
-            // When the read fails the old chunk stays, and goes through once more from its start. The stream cannot
-            // end well by that: the bytes that were not read are still counted as left.
+            // When the read fails, the old chunk stays and is decoded once more from its start. The result is false
+            // all the same: the bytes that were not read still count as left.
             mSource.Read(chunk.data, chunk.size);
             chunk.position = 0;
         }
@@ -114,7 +114,8 @@ bool DecompressLzma(ILzmaIn &source, UncompressedBlock *blocks, uint32 blockCoun
         return false;
     }
     Lzma2Decoder decoder;
-    if (!decoder.Allocate(*static_cast<const uint8 *>(chunk.data), *outputSize))
+    const auto *const header = static_cast<const LzmaFileHeader *>(chunk.data);
+    if (!decoder.Allocate(header->dictionaryProperty, *outputSize))
     {
         LogError("%s: Allocating the lzma compression state failed.", signature);
         return false;

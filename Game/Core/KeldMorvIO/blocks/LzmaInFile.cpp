@@ -1,7 +1,7 @@
 #include "KeldMorvIO/blocks/LzmaInFile.h"
 
-#include "KeldFoundation/CStd/CStd.h"
-#include "KeldMorvIO/ReaderLog.h"
+#include "KeldMorvIO/blocks/AsyncRequest.h"
+#include "KeldMorvIO/blocks/ReportedOpen.h"
 
 #include <algorithm>
 
@@ -16,11 +16,9 @@ bool LzmaInFile::Initialize(const char *path, uint64 offset, uint32 size)
 {
     constexpr const char *signature =
         "bool Keld::MORV::Reader::LzmaInFile::Initialize(const char *, Keld::uint64, Keld::uint32)";
-    const AsyncFile file = AsyncOpen(path);
+    const AsyncFile file = OpenOrReport(signature, path);
     if (file == AsyncFile::Null)
     {
-        LogError("%s: Failed to open: %s", signature, path);
-        LogErrorText(signature, std_errno());
         return false;
     }
     Initialize(file, offset, size);

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "KeldMorvIO/blocks/AsyncFile.h"
-#include "KeldMorvIO/blocks/CompressedInput.h"
+#include "KeldMorvIO/blocks/CompressedFormat.h"
 #include "KeldMorvIO/blocks/ILzmaIn.h"
 
 namespace Keld::MORV::Reader
 {
-/// Compressed bytes in a range of a file, read in chunks of 64 KiB into the object itself, which is at home on a
-/// stack. Its end closes the file handle in every case, also one that was given to it.
+/// Compressed bytes in a range of a file, read in chunks of 64 KiB into the object itself, which is meant to stand on
+/// the stack. The destructor closes the file handle in every case, also one that was given to it.
 class LzmaInFile final : public ILzmaIn
 {
 public:
@@ -32,7 +32,7 @@ private:
     uint32 mSize = 0;
     uint32 mConsumed = 0;     ///< bytes
     uint64 mStart = 0;        ///< bytes from the start of the file; all 64 bits count
-    bool mOpenedHere = false; ///< by path. Nothing depends on it: a handle from outside is closed as well
+    bool mOpenedHere = false; ///< by path. Nothing depends on it: a given handle is closed as well
     uint8 mBuffer[InputChunkSize];
 };
 } // namespace Keld::MORV::Reader

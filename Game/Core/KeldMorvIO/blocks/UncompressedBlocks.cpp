@@ -2,27 +2,18 @@
 
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldMorvIO/ReaderLog.h"
+#include "KeldMorvIO/blocks/AsyncRequest.h"
 #include "KeldMorvIO/blocks/DecompressByTag.h"
+#include "KeldMorvIO/blocks/ReportedOpen.h"
 
 #include <algorithm>
-#include <cassert>
 #include <cstring>
 
 namespace Keld::MORV::Reader
 {
-namespace
-{
-void LogOpenFailure(const char *signature, const char *path)
-{
-    LogError("%s: Failed to open: %s", signature, path);
-    LogErrorText(signature, std_errno());
-}
-} // namespace
-
 UncompressedBlocks::UncompressedBlocks(uint32 blockSize)
     : mBlocks(nullptr), mBlockCount(0), mBlockSize(blockSize), mTotalSize(0)
 {
-    assert(blockSize != 0);
 }
 
 UncompressedBlocks::~UncompressedBlocks()
@@ -82,15 +73,14 @@ bool UncompressedBlocks::Decompress(const uint32 tag, const char *path, uint64 o
 {
     constexpr const char *signature = "bool Keld::MORV::Reader::UncompressedBlocks::Decompress(const Keld::uint32, "
                                       "const char *, Keld::uint64, Keld::uint32, Keld::uint32)";
-    const AsyncFile file = AsyncOpen(path);
+    const AsyncFile file = OpenOrReport(signature, path);
     if (file == AsyncFile::Null)
     {
-        LogOpenFailure(signature, path);
         return false;
     }
     const bool result = DecompressByTag(tag, file, offset, compressedSize, mBlocks, mBlockCount);
-    // The LZMA adapter has closed the handle, unless its arguments were refused. By now the number may be another
-    // thread's, so it is not closed again.
+    // The LZMA adapter has closed the handle, unless it refused its arguments. The number may have gone to another
+    // thread since then, so it is not closed again.
     const bool refused = compressedSize == 0 || mBlocks == nullptr || mBlockCount == 0;
     if (tag != CompressionLzma || refused)
     {
@@ -113,7 +103,7 @@ bool UncompressedBlocks::FromFile(AsyncFile file, uint64 offset, uint32 size)
     {
         const UncompressedBlock &block = mBlocks[index];
         uint32 bytesRead = 0;
-        // The offset is the same for every block: a range of more than one block fills each from its start.
+        // Required: the offset does not advance, so each block is filled from the start of the range.
         complete = AsyncRead(file, offset, block.mSize, &bytesRead, block.mData) && bytesRead == block.mSize;
     }
     if (!complete)
@@ -130,10 +120,9 @@ bool UncompressedBlocks::FromFile(const char *path, uint64 offset, uint32 size)
 {
     constexpr const char *signature =
         "bool Keld::MORV::Reader::UncompressedBlocks::FromFile(const char *, Keld::uint64, Keld::uint32)";
-    const AsyncFile file = AsyncOpen(path);
+    const AsyncFile file = OpenOrReport(signature, path);
     if (file == AsyncFile::Null)
     {
-        LogOpenFailure(signature, path);
         return false;
     }
     const bool result = FromFile(file, offset, size);

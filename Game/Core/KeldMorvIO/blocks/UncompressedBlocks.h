@@ -2,26 +2,17 @@
 
 #include "KeldFoundation/CStd/BasicTypes.h"
 #include "KeldMorvIO/blocks/AsyncFile.h"
+#include "KeldMorvIO/blocks/CompressedFormat.h"
+#include "KeldMorvIO/blocks/UncompressedBlock.h"
 
 namespace Keld::MORV::Reader
 {
-// Compression tags: four ASCII characters, the first in the lowest byte.
-inline constexpr uint32 CompressionNone = 0x454E4F4E; // "NONE"
-inline constexpr uint32 CompressionZlib = 0x42494C5A; // "ZLIB"
-inline constexpr uint32 CompressionLzma = 0x414D5A4C; // "LZMA"
-
-/// One block of a decompressed file.
-struct UncompressedBlock
-{
-    void *mData;  ///< from malloc
-    uint32 mSize; ///< bytes in this block
-};
-
 /// One whole decompressed file as a row of equal blocks, so that no single allocation is as large as the file. Empty
 /// until it is filled. Objects have no lock: filling is the owner's to serialise, reads of a full object may overlap.
 class UncompressedBlocks
 {
 public:
+    /// \param blockSize bytes of every block but the last, never 0
     explicit UncompressedBlocks(uint32 blockSize);
     ~UncompressedBlocks();
 
@@ -53,7 +44,7 @@ public:
     uint32 FindByte(uint8 value, uint32 offset) const;
 
 private:
-    UncompressedBlock *mBlocks;
+    UncompressedBlock *mBlocks; ///< from malloc, as the data of each
     uint32 mBlockCount;
     uint32 mBlockSize; ///< bytes; set at construction and never changed
     uint32 mTotalSize; ///< bytes of the file

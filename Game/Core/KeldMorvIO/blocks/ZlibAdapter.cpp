@@ -1,8 +1,8 @@
 #include "KeldMorvIO/blocks/ZlibAdapter.h"
 
-#include "KeldFoundation/CStd/CStd.h"
-#include "KeldMorvIO/ReaderLog.h"
-#include "KeldMorvIO/blocks/CompressedInput.h"
+#include "KeldMorvIO/blocks/AsyncRequest.h"
+#include "KeldMorvIO/blocks/CompressedFormat.h"
+#include "KeldMorvIO/blocks/ReportedOpen.h"
 
 #include <algorithm>
 
@@ -81,7 +81,7 @@ bool BlockInflater::Run()
         }
         if (mStream.avail_in == 0 || mStream.avail_out == 0)
         {
-            break; // with no room left the end of the stream counts only if it was met by now
+            break; // with no room left, the stream counts as ended only if its end was met before
         }
         result = inflate(&mStream, Z_NO_FLUSH);
         if (IsFatal(result))
@@ -145,11 +145,9 @@ bool DecompressZlib(const char *path, uint64 offset, uint32 compressedSize, Unco
     {
         return false;
     }
-    const AsyncFile file = AsyncOpen(path);
+    const AsyncFile file = OpenOrReport(signature, path);
     if (file == AsyncFile::Null)
     {
-        LogError("%s: Failed to open: %s", signature, path);
-        LogErrorText(signature, std_errno());
         return false;
     }
     const bool result = DecompressZlib(file, offset, compressedSize, blocks, blockCount);

@@ -1,5 +1,6 @@
 #include "KeldMorvIO/ReaderLog.h"
 #include "KeldMorvIO/ReaderTypes.h"
+#include "KeldMorvIO/blocks/AsyncRequest.h"
 #include "KeldMorvIO/listing/ProjectListing.h"
 
 // The open-state records. `Open` and `Close` run under the listing's lock, which guards count and handle.

@@ -8,23 +8,10 @@
 #include "KeldMorvIO/ReaderLog.h"
 #include "KeldMorvIO/ReaderTypes.h"
 #include "KeldMorvIO/TreeWords.h"
+#include "KeldMorvIO/blocks/ReportedOpen.h"
 
 namespace Keld::MORV::Reader
 {
-namespace
-{
-AsyncFile OpenOrReport(const char *path, const char *signature)
-{
-    const AsyncFile file = AsyncOpen(path);
-    if (file == AsyncFile::Null)
-    {
-        LogError("%s: Failed to open: %s", signature, path);
-        LogErrorText(signature, std_errno());
-    }
-    return file;
-}
-} // namespace
-
 bool ProjectListing::GetProjectRoot(char *buffer, uint32 size, const char *root, const char *project)
 {
     constexpr const char *signature =
@@ -93,7 +80,7 @@ AsyncFile ProjectListing::OpenNakedFile(FileType type, const char *projectRoot, 
     {
         return AsyncFile::Null;
     }
-    return OpenOrReport(path, signature);
+    return OpenOrReport(signature, path);
 }
 
 AsyncFile ProjectListing::OpenNakedFile(FileType type, const char *root, const char *project,
@@ -107,6 +94,6 @@ AsyncFile ProjectListing::OpenNakedFile(FileType type, const char *root, const c
     {
         return AsyncFile::Null;
     }
-    return OpenOrReport(path, signature);
+    return OpenOrReport(signature, path);
 }
 } // namespace Keld::MORV::Reader

@@ -1,14 +1,17 @@
 #pragma once
 
 #include "KeldFoundation/CStd/BasicTypes.h"
-#include "KeldMorvIO/blocks/UncompressedBlocks.h"
 
 #include <optional>
 
 namespace Keld::MORV::Reader
 {
-/// The most that the adapters read from a file at a time, in bytes.
-inline constexpr uint32 InputChunkSize = 0x10000;
+/// One block of a decompressed file, or of the room that one is decompressed into.
+struct UncompressedBlock
+{
+    void *mData;
+    uint32 mSize; ///< bytes in this block
+};
 
 /// The bytes that a row of blocks holds, or nothing when one of them is empty or without memory.
 inline std::optional<uint64> SumBlockSizes(const UncompressedBlock *blocks, uint32 blockCount)
