@@ -164,6 +164,41 @@ TEST_F(FileCallsTest, FailAReadOfAPlainFileIntoNothing)
     MorvCloseFile(handle);
 }
 
+TEST_F(FileCallsTest, ReadNothingIntoNothingAtTheEndOfAPlainFile)
+{
+    StartAtlas();
+    OpenFileHandle *const handle = MorvOpenFile("data/b.bin");
+    ASSERT_NE(handle, nullptr);
+    for (const std::uint64_t offset : {10u, 1000u})
+    {
+        std::uint32_t bytesRead = 77;
+        EXPECT_EQ(MorvRead(handle, offset, 1, &bytesRead, nullptr), S_OK);
+        EXPECT_EQ(bytesRead, 0u);
+    }
+    MorvCloseFile(handle);
+}
+
+TEST_F(FileCallsTest, FailAReadAtAnOffsetThatNoFileReaches)
+{
+    StartAtlas();
+    OpenFileHandle *const handle = MorvOpenFile("data/b.bin");
+    ASSERT_NE(handle, nullptr);
+    char byte = 'k';
+    std::uint32_t bytesRead = 77;
+    EXPECT_EQ(MorvRead(handle, std::uint64_t{1} << 62, 1, &bytesRead, &byte), S_OK);
+    EXPECT_EQ(bytesRead, 0u);
+    for (const std::uint64_t offset : {std::uint64_t{1} << 63, ~std::uint64_t{0}})
+    {
+        bytesRead = 77;
+        EXPECT_EQ(MorvRead(handle, offset, 1, &bytesRead, &byte), E_FAIL) << offset;
+        EXPECT_EQ(bytesRead, 0xFFFFFFFFu) << offset;
+        EXPECT_EQ(MorvRead(handle, offset, 1, nullptr, nullptr), E_FAIL) << offset;
+    }
+    EXPECT_EQ(byte, 'k');
+    MorvCloseFile(handle);
+    ExpectAll({});
+}
+
 TEST_F(FileCallsTest, ReadNothingForASizeOfZero)
 {
     StartAtlas();

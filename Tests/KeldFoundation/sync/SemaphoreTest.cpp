@@ -7,6 +7,7 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 namespace Keld::Test
@@ -62,6 +63,32 @@ TEST_F(SemaphoreTest, AWaiterGoesOnWhenAnotherThreadPosts)
     semaphore.Post();
     waiter.join();
     EXPECT_TRUE(sawThePost);
+}
+
+TEST_F(SemaphoreTest, AWaitThatASignalEndsFailsAndTakesNothing)
+{
+    struct sigaction action = {};
+    struct sigaction before = {};
+    action.sa_handler = [](int) {}; // without SA_RESTART, so that it interrupts
+    ASSERT_EQ(sigaction(SIGUSR1, &action, &before), 0);
+    Semaphore semaphore(0);
+    std::atomic<bool> finished{false};
+    std::thread waiter(
+        [&]
+        {
+            EXPECT_FALSE(semaphore.Wait());
+            finished = true;
+        });
+    while (!finished)
+    {
+        pthread_kill(waiter.native_handle(), SIGUSR1);
+        std::this_thread::yield();
+    }
+    waiter.join();
+    sigaction(SIGUSR1, &before, nullptr);
+    EXPECT_TRUE(semaphore.Post());
+    EXPECT_TRUE(semaphore.TryWait());
+    EXPECT_FALSE(semaphore.TryWait());
 }
 
 TEST_F(SemaphoreTest, PrivateOnesAreIndependent)
