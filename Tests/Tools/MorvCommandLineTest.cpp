@@ -38,6 +38,8 @@ TEST(MorvCommandLineTest, WhatCannotBeUnderstoodIsAUsageError)
         {"ls", "--unknown"},
         {"find", "--type", "x"},
         {"find", "--name", "a/b"},
+        {"ls", "--color", "blue"},
+        {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0.0.0", "--unknown"},
         {"pack"},
         {"pack", "a", "--root", "MORV", "--project", "p"},
         {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0"},
@@ -81,6 +83,7 @@ TEST(MorvCommandLineTest, AUsageErrorNamesTheWordAndTheHelpThatExplainsIt)
         {{"--lst"}, "morv: \"--lst\" is no option\nmorv: try \"morv --help\"\n"},
         {{"ls", "-C"}, "morv: --directory: 1 required DIR missing\nmorv: try \"morv ls --help\"\n"},
         {{"cat"}, "morv: PATH is required\nmorv: try \"morv cat --help\"\n"},
+        {{"[x]"}, "morv: \"[x]\" is no command\nmorv: try \"morv --help\"\n"},
     };
     for (const auto &[arguments, error] : cases)
     {
@@ -103,7 +106,7 @@ TEST(MorvCommandLineTest, OutsideOfAReleaseEveryReadingCommandSaysWhereToGo)
          std::vector<std::vector<std::string>>{{"ls"}, {"tree"}, {"find"}, {"info"}, {"cat", "x"}, {"stat", "x"}})
     {
         const ToolResult result = RunMorv(tree.Root(), arguments);
-        EXPECT_EQ(result.exitCode, 1) << arguments[0];
+        EXPECT_EQ(result.exitCode, 2) << arguments[0];
         EXPECT_EQ(result.out, "");
         EXPECT_NE(result.error.find("lies in no release: change to ROOT/MORV/projects"), std::string::npos);
     }
@@ -114,7 +117,7 @@ TEST(MorvCommandLineTest, AReleaseWithoutAManifestIsNamed)
     const TempTree tree;
     const std::string release = tree.MakeDirectory("MORV/projects/game/releases/1.0.0.0");
     const ToolResult result = RunMorv(release, {"ls"});
-    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.exitCode, 2);
     EXPECT_NE(result.error.find("there is no release 1.0.0.0 of the project game"), std::string::npos);
 }
 
@@ -135,11 +138,21 @@ TEST(MorvCommandLineTest, OptionsOfEveryCommandStandBeforeItsNameOrBehindIt)
              {"--color", "always", "ls"}, {"ls", "--color", "always"}, {"-q", "ls", "--color=always"}})
     {
         const ToolResult result = RunMorv(tree.Root(), arguments);
-        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_EQ(result.exitCode, 2);
         EXPECT_NE(result.error.find("\x1b[1;31mmorv:\x1b[0m "), std::string::npos) << result.error;
     }
     EXPECT_EQ(RunMorv(tree.Root(), {"ls", "--color", "red"}).exitCode, 2);
     EXPECT_EQ(RunMorv(tree.Root(), {"ls", "--json"}).exitCode, 2);
+}
+
+TEST(MorvCommandLineTest, AWorkingDirectoryThatCannotBeEnteredIsNamedWithTheCause)
+{
+    const TempTree tree;
+    tree.Write("file", "");
+    EXPECT_EQ(RunMorv(tree.Root(), {"-C", "nowhere", "ls"}).error,
+              "morv: nowhere: cannot work there: No such file or directory\n");
+    EXPECT_EQ(RunMorv(tree.Root(), {"-C", "file", "ls"}).error, "morv: file: cannot work there: Not a directory\n");
+    EXPECT_EQ(RunMorv(tree.Root(), {"-C", "file", "ls"}).exitCode, 2);
 }
 
 TEST(MorvCommandLineTest, VerboseShowsWhatTheLibraryLogs)

@@ -28,7 +28,7 @@ protected:
 
     void ExpectRefused(const ToolResult &result, const std::string &reason)
     {
-        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_EQ(result.exitCode, 2);
         EXPECT_EQ(result.out, "");
         EXPECT_EQ(result.error.rfind("morv: ", 0), 0u);
         EXPECT_NE(result.error.find(reason), std::string::npos) << result.error;

@@ -173,6 +173,16 @@ TEST_F(MorvReadTest, AFullStandardOutputIsAnError)
     EXPECT_EQ(WEXITSTATUS(std::system(script.c_str())), 2);
 }
 
+TEST_F(MorvReadTest, AReaderThatLeavesIsNoError)
+{
+    const std::string script = "cd " + mTree.Path("MORV/projects/game/releases/1.0.0.0") +
+                               " && { " KELD_MORV_PROGRAM
+                               " cat text.l text.l; echo $? >status; } 2>error | head -c 1 >/dev/null";
+    EXPECT_EQ(std::system(script.c_str()), 0);
+    EXPECT_EQ(mTree.Read("MORV/projects/game/releases/1.0.0.0/status"), "0\n");
+    EXPECT_EQ(mTree.Read("MORV/projects/game/releases/1.0.0.0/error"), "");
+}
+
 TEST_F(MorvReadTest, ANameInBracketsIsTakenAsItIsTyped)
 {
     mTree.Write("brackets/[x]", "in brackets");

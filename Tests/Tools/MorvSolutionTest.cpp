@@ -35,7 +35,7 @@ protected:
 
     void ExpectRefused(const ToolResult &result, const std::string &reason)
     {
-        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_EQ(result.exitCode, 2);
         EXPECT_NE(result.error.find(reason), std::string::npos) << result.error;
     }
 
@@ -108,7 +108,7 @@ TEST_F(MorvSolutionTest, RefusesWhatWouldNotStart)
     ExpectRefused(Solution(unknown), "add --project sound=VERSION:PRIORITY");
     std::vector<std::string> twice = Both;
     twice.insert(twice.end(), {"--project", "Client=1.0.0.7:10"});
-    EXPECT_EQ(Solution(twice).exitCode, 1);
+    EXPECT_EQ(Solution(twice).exitCode, 2);
     std::vector<std::string> stranger = Both;
     stranger.insert(stranger.end(), {"--configuration", "default=sound", "--use", "client"});
     ExpectRefused(Solution(stranger), "which is no project of the solution");

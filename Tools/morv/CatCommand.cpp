@@ -1,11 +1,13 @@
+#include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/Library.h"
 
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeReader/TreeText.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 
 namespace Keld::Morv
@@ -14,6 +16,11 @@ using TreeReader::TreeError;
 
 namespace
 {
+constexpr const char *Footer = R"(
+Examples:
+  morv cat docs/readme.txt
+  morv cat textures/sky.dds > sky.dds)";
+
 void CatOne(Library &library, const std::string &path, bool readAgain)
 {
     if (!library.Exists(path))
@@ -26,7 +33,6 @@ void CatOne(Library &library, const std::string &path, bool readAgain)
     }
     library.ReadFile(path, readAgain, WriteOutput);
 }
-} // namespace
 
 ExitCode Cat(const std::string &workingDirectory, const std::vector<std::string> &typed)
 {
@@ -46,11 +52,22 @@ ExitCode Cat(const std::string &workingDirectory, const std::vector<std::string>
         }
         catch (const TreeError &error)
         {
-            std::fflush(stdout);
             PrintError(error.what());
-            result = ExitRefused;
+            result = ExitNo;
         }
     }
     return result;
+}
+} // namespace
+
+void AddCatCommand(CommandSet &commands)
+{
+    const auto paths = std::make_shared<std::vector<std::string>>();
+    CLI::App &command = commands.Add({"cat", "Write the content of files to standard output", Footer},
+                                     [&commands, paths]
+                                     {
+                                         return Cat(commands.GetCommon().GetDirectory(), *paths);
+                                     });
+    command.add_option("PATH", *paths, "Virtual paths of files; case does not count")->required();
 }
 } // namespace Keld::Morv

@@ -1,6 +1,7 @@
 #include "Tools/morv/CommandLine.h"
 
 #include "Tools/morv/CommandSet.h"
+#include "Tools/morv/Commands.h"
 #include "Tools/morv/Terminal.h"
 
 #include <CLI/CLI.hpp>
@@ -23,7 +24,7 @@ Examples:
   morv cat textures/readme.txt   a file's content
   morv -C /srv/MORV/solutions/suite/releases/0.0.1.0 tree
 
-Exit status: 0 done, 1 not found or refused, 2 the command line is wrong or the system failed.
+Exit status: 0 good, 1 the answer is no (not found, damaged), 2 the command line is wrong or something hinders it.
 "morv COMMAND --help" tells about one command.)";
 
 ColorChoice ParseColorChoice(const std::string &word)
@@ -31,9 +32,36 @@ ColorChoice ParseColorChoice(const std::string &word)
     return word == "always" ? ColorChoice::Always : word == "never" ? ColorChoice::Never : ColorChoice::Auto;
 }
 
-bool IsInBrackets(const std::string &word)
+// The parser takes "[a,b]" for a list where several words may stand. A word that begins with a NUL, which nobody can
+// type, is none; the mark goes before anybody sees the word.
+constexpr char WordMark = '\0';
+
+void MarkBrackets(std::string &word)
 {
-    return word.size() > 1 && word.front() == '[' && word.back() == ']';
+    const bool inBrackets = word.size() > 1 && word.front() == '[' && word.back() == ']';
+    word.insert(0, inBrackets ? 1 : 0, WordMark);
+}
+
+std::string WithoutMarks(std::string text)
+{
+    text.erase(std::remove(text.begin(), text.end(), WordMark), text.end());
+    return text;
+}
+
+void RemoveMarksFrom(CLI::App &command)
+{
+    for (CLI::Option *option : command.get_options())
+    {
+        if (option->get_items_expected_max() > 0)
+        {
+            option->transform(WithoutMarks);
+        }
+    }
+}
+
+bool IsAny(const CLI::App *)
+{
+    return true;
 }
 
 /// The commands, and what was typed for them.
@@ -47,9 +75,11 @@ public:
         mApp.fallthrough();
         mApp.require_subcommand(1);
         mCommands.AddGlobalOptions();
-        AddPackCommand(mCommands);
-        AddSolutionCommand(mCommands);
-        AddReadingCommands(mCommands);
+        AddAllCommands(mCommands);
+        for (CLI::App *command : mApp.get_subcommands(IsAny))
+        {
+            RemoveMarksFrom(*command);
+        }
     }
 
     ExitCode Run(int argumentCount, char **arguments)
@@ -75,49 +105,55 @@ public:
             QuietNotes();
         }
         ShowLibraryLog(mCommands.GetCommon().verbose);
-        const ExitCode result = mCommands.RunChosen();
-        FlushOutput();
-        return result;
+        return RunChosen();
     }
 
 private:
-    /// What was typed, last word first, as the parser wants it. It takes "[a,b]" for a list where several paths may
-    /// stand; behind "./" it is the path that it was.
-    std::vector<std::string> ParserWords(int argumentCount, char **arguments) const
+    ExitCode RunChosen() const
+    {
+        try
+        {
+            const ExitCode result = mCommands.RunChosen();
+            FlushOutput();
+            return result;
+        }
+        catch (const UsageError &error)
+        {
+            PrintError(error.what());
+            PrintError("try \"" + HelpCall() + "\"");
+            return ExitUsage;
+        }
+    }
+
+    std::string HelpCall() const
+    {
+        const std::vector<CLI::App *> commands = mApp.get_subcommands();
+        return "morv " + (commands.empty() ? "" : commands.front()->get_name() + " ") + "--help";
+    }
+
+    /// What was typed, last word first, as the parser wants it.
+    static std::vector<std::string> ParserWords(int argumentCount, char **arguments)
     {
         std::vector<std::string> words(arguments + 1, arguments + std::max(argumentCount, 1));
-        const auto isCommand = [this](const std::string &word)
-        {
-            const auto hasName = [&word](const CLI::App *command)
-            {
-                return command->get_name() == word;
-            };
-            return !mApp.get_subcommands(hasName).empty();
-        };
-        const auto command = std::find_if(words.begin(), words.end(), isCommand);
-        const bool takesPaths = command != words.end() && (*command == "ls" || *command == "cat" || *command == "stat");
-        for (auto word = command; takesPaths && word != words.end(); ++word)
-        {
-            word->insert(0, IsInBrackets(*word) ? "./" : "");
-        }
+        std::for_each(words.begin(), words.end(), MarkBrackets);
         std::reverse(words.begin(), words.end());
         return words;
     }
 
     void ExplainUsage(const CLI::ParseError &error) const
     {
-        const std::vector<CLI::App *> commands = mApp.get_subcommands();
         const std::vector<std::string> unknown = mApp.remaining();
-        const bool lacksCommand = commands.empty() && error.get_name() == "RequiredError";
+        const bool lacksCommand = mApp.get_subcommands().empty() && error.get_name() == "RequiredError";
         if (lacksCommand && !unknown.empty())
         {
-            PrintError("\"" + unknown.front() + "\" is no " + (unknown.front()[0] == '-' ? "option" : "command"));
+            const std::string word = WithoutMarks(unknown.front());
+            PrintError("\"" + word + "\" is no " + (word.starts_with('-') ? "option" : "command"));
         }
         else
         {
-            PrintError(lacksCommand ? "a command is missing" : error.what());
+            PrintError(lacksCommand ? "a command is missing" : WithoutMarks(error.what()));
         }
-        PrintError("try \"morv " + (commands.empty() ? "" : commands.front()->get_name() + " ") + "--help\"");
+        PrintError("try \"" + HelpCall() + "\"");
     }
 
     CLI::App mApp;

@@ -1,10 +1,17 @@
 #include "Tools/morv/CommandSet.h"
 
 #include "Tools/Common/ParallelWork.h"
+#include "Tools/TreeReader/TreeError.h"
 
 #include <CLI/CLI.hpp>
 
-#include <filesystem>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace Keld::Morv
 {
@@ -12,11 +19,35 @@ namespace
 {
 constexpr unsigned MostThreads = 256;
 constexpr const char *CommonGroup = "Options of every command";
+
+struct Freer
+{
+    void operator()(char *text) const { std::free(text); }
+};
+
+[[noreturn]] void RefuseDirectory(const std::string &directory, int error)
+{
+    throw TreeReader::TreeError(directory + ": cannot work there: " + std::strerror(error));
+}
 } // namespace
 
 std::string CommonOptions::GetDirectory() const
 {
-    return std::filesystem::weakly_canonical(std::filesystem::absolute(directory)).string();
+    const std::unique_ptr<char, Freer> resolved(realpath(directory.c_str(), nullptr));
+    struct stat status = {};
+    if (resolved == nullptr || stat(resolved.get(), &status) != 0)
+    {
+        RefuseDirectory(directory, errno);
+    }
+    if (!S_ISDIR(status.st_mode))
+    {
+        RefuseDirectory(directory, ENOTDIR);
+    }
+    if (access(resolved.get(), X_OK) != 0)
+    {
+        RefuseDirectory(directory, errno);
+    }
+    return resolved.get();
 }
 
 unsigned CommonOptions::GetThreadCount() const

@@ -3,6 +3,7 @@
 #include "Tools/morv/Console.h"
 
 #include <functional>
+#include <stdexcept>
 #include <string>
 
 namespace CLI
@@ -12,6 +13,13 @@ class App;
 
 namespace Keld::Morv
 {
+/// What the command line says wrongly, in words that say how to say it. The command ends with ExitUsage.
+class UsageError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
 /// What every command understands, before its name and behind it.
 struct CommonOptions
 {
@@ -22,7 +30,8 @@ struct CommonOptions
     bool json = false; ///< for commands that write a document
     unsigned jobs = 0; ///< for commands that work on several threads; 0 stands for one per processor
 
-    /// The working directory: absolute, without symbolic links.
+    /// The working directory: absolute, without symbolic links. Throws TreeError when it is not there, is no directory
+    /// or cannot be entered.
     std::string GetDirectory() const;
 
     unsigned GetThreadCount() const;
@@ -45,7 +54,8 @@ public:
     explicit CommandSet(CLI::App &app) : mApp(app) {}
 
     /// Adds a command and the options that all have. When it is what the command line asks for, `run` is called after
-    /// everything is parsed.
+    /// everything is parsed. It gives ExitDone, or ExitNo where that is the answer; what hinders it is an exception,
+    /// which is printed and ends the tool with ExitUsage or ExitTrouble.
     CLI::App &Add(const CommandWords &words, std::function<ExitCode()> run);
 
     CLI::App &GetApp() { return mApp; }
@@ -63,8 +73,4 @@ private:
     CommonOptions mCommon;
     std::function<ExitCode()> mChosen; ///< what the command line asked for
 };
-
-void AddPackCommand(CommandSet &commands);
-void AddSolutionCommand(CommandSet &commands);
-void AddReadingCommands(CommandSet &commands);
 } // namespace Keld::Morv

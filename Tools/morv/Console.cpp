@@ -76,8 +76,10 @@ bool gNotesQuiet = false;
     }
     throw std::runtime_error(std::string("cannot write to standard output: ") + std::strerror(errno));
 }
+
 void PrintLines(const std::string &prefix, const std::string &text)
 {
+    std::fflush(stdout);
     for (std::size_t begin = 0; begin <= text.size();)
     {
         const std::size_t end = std::min(text.find('\n', begin), text.size());

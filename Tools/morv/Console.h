@@ -10,9 +10,9 @@ namespace Keld::Morv
 enum ExitCode : int
 {
     ExitDone = 0,
-    ExitRefused = 1, ///< not found, or not done, and standard error says why
-    ExitUsage = 2,   ///< the command line cannot be understood
-    ExitTrouble = 2  ///< the system failed: no memory, a full disk
+    ExitNo = 1,     ///< the answer is no: not found, damaged, different
+    ExitUsage = 2,  ///< the command line cannot be understood
+    ExitTrouble = 2 ///< something hinders the work: no release there, a full disk, no memory
 };
 
 /// Puts something harmless on each standard descriptor that the caller of the process has closed. Otherwise the next
@@ -25,7 +25,7 @@ class OutputClosed : public std::exception
 {
 };
 
-/// Writes to standard error, each line behind the tool's name.
+/// Writes to standard error, each line behind the tool's name, after what went to standard output before.
 void PrintError(const std::string &text);
 
 /// The same for what is worth knowing but no failure. Silent after QuietNotes.

@@ -1,3 +1,4 @@
+#include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/Library.h"
 
@@ -5,6 +6,7 @@
 #include "Tools/TreeReader/FileLocator.h"
 #include "Tools/TreeReader/Storage.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 namespace Keld::Morv
@@ -16,6 +18,13 @@ using TreeReader::Storage;
 
 namespace
 {
+constexpr const char *Footer = R"(
+Shows the tree's root, whether this is a project or a solution, its name and version, and the
+project releases behind the file system in the order in which they are searched.
+
+Example:
+  morv -C /srv/MORV/solutions/suite/releases/0.0.1.0 info)";
+
 struct StorageCounts
 {
     uint64 naked = 0;
@@ -79,8 +88,6 @@ void PrintRelease(const TreeReader::Deployment &deployment, const DeployedReleas
     fmt::print("\n");
 }
 
-} // namespace
-
 ExitCode Info(const std::string &workingDirectory)
 {
     const Library library(workingDirectory);
@@ -99,5 +106,15 @@ ExitCode Info(const std::string &workingDirectory)
         PrintRelease(deployment, deployment.releases[index], index + 1);
     }
     return ExitDone;
+}
+} // namespace
+
+void AddInfoCommand(CommandSet &commands)
+{
+    commands.Add({"info", "Show what the working directory resolves to", Footer},
+                 [&commands]
+                 {
+                     return Info(commands.GetCommon().GetDirectory());
+                 });
 }
 } // namespace Keld::Morv

@@ -9,12 +9,16 @@ namespace Keld::Morv
 class Interrupted : public std::exception
 {
 public:
-    explicit Interrupted(int signal) : mSignal(signal) {}
+    explicit Interrupted(int signal, const char *text = "interrupted") : mSignal(signal), mText(text) {}
 
     int GetSignal() const { return mSignal; }
 
+    /// What to tell about the state of things.
+    const char *what() const noexcept override { return mText; }
+
 private:
     int mSignal;
+    const char *mText; ///< lives as long as the program
 };
 
 /// While it lives, the signals that end a program (interrupt, hang-up, terminate) are only noted. One at a time. A

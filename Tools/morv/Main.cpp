@@ -2,9 +2,6 @@
 #include "Tools/morv/Console.h"
 #include "Tools/morv/Interrupt.h"
 
-#include "Tools/TreeReader/TreeError.h"
-
-#include <cstdio>
 #include <exception>
 #include <new>
 #include <system_error>
@@ -13,7 +10,6 @@ namespace
 {
 int Fail(const std::exception &error)
 {
-    std::fflush(stdout);
     Keld::Morv::PrintError(error.what());
     return Keld::Morv::ExitTrouble;
 }
@@ -33,21 +29,14 @@ int main(int argumentCount, char **arguments)
     }
     catch (const Keld::Morv::Interrupted &interruption)
     {
-        Keld::Morv::PrintError("interrupted: no release was made or changed");
+        Keld::Morv::PrintError(interruption.what());
         Keld::Morv::EndBySignal(interruption.GetSignal());
-        return Keld::Morv::ExitRefused;
+        return Keld::Morv::ExitTrouble;
     }
     catch (const std::bad_alloc &)
     {
-        std::fflush(stdout);
         Keld::Morv::PrintError("not enough memory: a file that is compressed is held in memory whole");
         return Keld::Morv::ExitTrouble;
-    }
-    catch (const Keld::TreeReader::TreeError &error)
-    {
-        std::fflush(stdout);
-        Keld::Morv::PrintError(error.what());
-        return Keld::Morv::ExitRefused;
     }
     catch (const std::system_error &error)
     {

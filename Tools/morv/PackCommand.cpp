@@ -34,25 +34,23 @@ void PrintReport(const TreeWriter::PackRequest &request, const TreeWriter::PackR
 /// An interrupt ends the packing at its next checkpoint, and nothing of it stays.
 TreeWriter::PackReport PackInterruptibly(const TreeWriter::PackRequest &request)
 {
-    const InterruptGuard guard;
-    return TreeWriter::PackRelease(request);
+    try
+    {
+        const InterruptGuard guard;
+        return TreeWriter::PackRelease(request);
+    }
+    catch (const Interrupted &interruption)
+    {
+        throw Interrupted(interruption.GetSignal(), "interrupted: no release was made or changed");
+    }
 }
 } // namespace
 
 ExitCode Pack(const PackOptions &options)
 {
-    try
-    {
-        TreeWriter::PackRequest request = MakePackRequest(options);
-        request.checkpoint = InterruptGuard::Check;
-        PrintReport(request, PackInterruptibly(request));
-        return ExitDone;
-    }
-    catch (const UsageError &error)
-    {
-        PrintError(error.what());
-        PrintError("try \"morv pack --help\"");
-        return ExitUsage;
-    }
+    TreeWriter::PackRequest request = MakePackRequest(options);
+    request.checkpoint = InterruptGuard::Check;
+    PrintReport(request, PackInterruptibly(request));
+    return ExitDone;
 }
 } // namespace Keld::Morv

@@ -1,20 +1,13 @@
 #pragma once
 
 #include "Tools/TreeWriter/PackRequest.h"
+#include "Tools/morv/CommandSet.h"
 
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace Keld::Morv
 {
-/// What the command line says wrongly, in words that say how to say it.
-class UsageError : public std::runtime_error
-{
-public:
-    using std::runtime_error::runtime_error;
-};
-
 /// The words of "morv pack" as they were typed.
 struct PackOptions
 {

@@ -1,3 +1,4 @@
+#include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/PackOptions.h"
 
@@ -10,6 +11,7 @@
 
 #include "KeldMorvIO/TreeWords.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -27,6 +29,24 @@ using TreeWriter::SolutionProject;
 
 namespace
 {
+constexpr const char *Footer = R"(
+Where projects hold the same path, the one with the highest priority wins.
+
+Example:
+  morv solution --root /srv/MORV --name suite --release 0.0.1.0 --project client=1.0.0.7:10 \
+      --project data=1.2.0.3:20 --configuration default=client,data --use client,data)";
+
+struct SolutionOptions
+{
+    std::string root;
+    std::string name;
+    std::string release;
+    std::vector<std::string> projects;
+    std::vector<std::string> configurations;
+    std::string use;
+    bool force = false;
+};
+
 std::vector<std::string> SplitAtCommas(const std::string &text)
 {
     std::vector<std::string> parts;
@@ -166,20 +186,35 @@ ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &s
                configuration.projects.size(), release.string());
     return ExitDone;
 }
-
 } // namespace
 
-ExitCode MakeSolution(const SolutionOptions &options)
+void AddSolutionCommand(CommandSet &commands)
 {
-    try
-    {
-        return WriteSolution(options, ParseSolution(options));
-    }
-    catch (const UsageError &error)
-    {
-        PrintError(error.what());
-        PrintError("try \"morv solution --help\"");
-        return ExitUsage;
-    }
+    const auto options = std::make_shared<SolutionOptions>();
+    CLI::App &command = commands.Add({"solution", "Bind releases of several projects into one file system", Footer},
+                                     [options]
+                                     {
+                                         return WriteSolution(*options, ParseSolution(*options));
+                                     });
+    command.add_option("--root", options->root, "The deployment tree, a directory named MORV")
+        ->type_name("DIR")
+        ->required();
+    command.add_option("--name", options->name, "The solution's name")->type_name("NAME")->required();
+    command.add_option("--release", options->release, "The solution's release, as in 0.0.1.0")
+        ->type_name("VERSION")
+        ->required();
+    command
+        .add_option("--project", options->projects, "A project; the higher its priority, the earlier it is searched")
+        ->type_name("NAME=VERSION:PRIORITY")
+        ->allow_extra_args(false)
+        ->required();
+    command.add_option("--configuration", options->configurations, "A named set of the projects")
+        ->type_name("NAME=PROJECT,...")
+        ->allow_extra_args(false);
+    command
+        .add_option("--use", options->use,
+                    "The projects in use here; without it those of the first configuration, or all")
+        ->type_name("PROJECT,...");
+    command.add_flag("--force", options->force, "Replace a release of the solution that is already there");
 }
 } // namespace Keld::Morv

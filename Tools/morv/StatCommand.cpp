@@ -1,3 +1,4 @@
+#include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/Library.h"
 
@@ -5,6 +6,7 @@
 #include "Tools/TreeReader/FileLocator.h"
 #include "Tools/TreeReader/Storage.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <map>
@@ -19,6 +21,13 @@ using TreeReader::Storage;
 
 namespace
 {
+constexpr const char *Footer = R"(
+Shows size, project, the version that stored the file, storage, compression, place on disk,
+stored size and the MD5 digest of the content. In a solution it is the file that wins.
+
+Example:
+  morv stat textures/sky.dds)";
+
 void PrintRelease(const DeployedRelease &release)
 {
     fmt::print("  project      {} {}\n", release.project, FormatVersion(release.version));
@@ -125,8 +134,6 @@ bool StatOne(const Library &library, Places &places, const TreeReader::Deploymen
     return true;
 }
 
-} // namespace
-
 ExitCode Stat(const std::string &workingDirectory, const std::vector<std::string> &paths)
 {
     const Library library(workingDirectory);
@@ -135,8 +142,20 @@ ExitCode Stat(const std::string &workingDirectory, const std::vector<std::string
     ExitCode result = ExitDone;
     for (const std::string &path : paths)
     {
-        result = StatOne(library, places, deployment, path) ? result : ExitRefused;
+        result = StatOne(library, places, deployment, path) ? result : ExitNo;
     }
     return result;
+}
+} // namespace
+
+void AddStatCommand(CommandSet &commands)
+{
+    const auto paths = std::make_shared<std::vector<std::string>>();
+    CLI::App &command = commands.Add({"stat", "Show what a path is and where its bytes lie", Footer},
+                                     [&commands, paths]
+                                     {
+                                         return Stat(commands.GetCommon().GetDirectory(), *paths);
+                                     });
+    command.add_option("PATH", *paths, "Virtual paths; / is the root")->required();
 }
 } // namespace Keld::Morv

@@ -1,12 +1,19 @@
+#include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/Library.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 namespace Keld::Morv
 {
 namespace
 {
+constexpr const char *Footer = R"(
+Examples:
+  morv tree
+  morv -C /srv/MORV/projects/client/releases/1.0.0.0 tree textures)";
+
 struct Totals
 {
     uint64 directories = 0;
@@ -43,8 +50,6 @@ bool PrintDirectory(const Library &library, const std::string &path, const std::
     return found;
 }
 
-} // namespace
-
 ExitCode Tree(const std::string &workingDirectory, const std::string &typed)
 {
     const Library library(workingDirectory);
@@ -53,11 +58,23 @@ ExitCode Tree(const std::string &workingDirectory, const std::string &typed)
     if (!library.IsDirectory(path))
     {
         PrintError(typed + ": is no directory here; \"morv tree\" without a path shows all there is");
-        return ExitRefused;
+        return ExitNo;
     }
     fmt::print("{}\n", path.empty() ? "/" : path + "/");
     PrintDirectory(library, path, "", totals);
     fmt::print("\n{} directories, {} files, {} bytes\n", totals.directories, totals.files, totals.bytes);
     return ExitDone;
+}
+} // namespace
+
+void AddTreeCommand(CommandSet &commands)
+{
+    const auto path = std::make_shared<std::string>();
+    CLI::App &command = commands.Add({"tree", "Draw a directory and all below it", Footer},
+                                     [&commands, path]
+                                     {
+                                         return Tree(commands.GetCommon().GetDirectory(), *path);
+                                     });
+    command.add_option("PATH", *path, "Virtual path of a directory; without one, the root");
 }
 } // namespace Keld::Morv

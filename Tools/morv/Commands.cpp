@@ -1,0 +1,18 @@
+#include "Tools/morv/Commands.h"
+
+namespace Keld::Morv
+{
+void AddAllCommands(CommandSet &commands)
+{
+    // What makes releases.
+    AddPackCommand(commands);
+    AddSolutionCommand(commands);
+    // What looks into them.
+    AddInfoCommand(commands);
+    AddListCommand(commands);
+    AddTreeCommand(commands);
+    AddFindCommand(commands);
+    AddCatCommand(commands);
+    AddStatCommand(commands);
+}
+} // namespace Keld::Morv
