@@ -6,6 +6,7 @@
 #include "KeldMorvIO/TreeWords.h"
 #include "KeldMorvIO/blocks/WholeFile.h"
 #include "KeldMorvIO/environment/ManifestFields.h"
+#include "KeldMorvIO/environment/ManifestSteps.h"
 
 #include <algorithm>
 
@@ -53,46 +54,18 @@ HRESULT ConfigurationManifest::Load(const std::string &path)
 
 HRESULT ConfigurationManifest::LoadFields(FILE *const file)
 {
-    std::string text;
-    HRESULT result = ReadString(file, text, ManifestLineLimit);
-    if (result < 0)
-    {
-        LogError("%s: Failure while getting magic string", LoadSignature);
-        return result;
-    }
-    if (std_stricmp(text.c_str(), ConfigurationManifestMagic) != 0)
-    {
-        LogError("%s: Magic string does not match", LoadSignature);
-        return E_FAIL;
-    }
-
+    ManifestSteps steps(LoadSignature);
+    std::string magic;
     uint32 version = 0;
-    result = ReadVersion(file, version);
-    if (result < 0)
-    {
-        LogError("%s: Failed to read version", LoadSignature);
-        return result;
-    }
-    if (version != TextManifestVersion)
-    {
-        LogError("%s: File version mismatch", LoadSignature);
-        return E_FAIL;
-    }
-
-    result = ReadString(file, mName, ManifestLineLimit);
-    if (result < 0)
-    {
-        LogError("%s: Failed to read configuration name", LoadSignature);
-        return result;
-    }
     DWORD count = 0;
-    result = ReadDWORD(file, count);
-    if (result < 0)
-    {
-        LogError("%s: Failed to read project count", LoadSignature);
-        return result;
-    }
-    return LoadProjectNames(file, count);
+    const bool complete =
+        steps.Take(ReadString(file, magic, ManifestLineLimit), "%s: Failure while getting magic string") &&
+        steps.Require(std_stricmp(magic.c_str(), ConfigurationManifestMagic) == 0, "%s: Magic string does not match") &&
+        steps.Take(ReadVersion(file, version), "%s: Failed to read version") &&
+        steps.Require(version == TextManifestVersion, "%s: File version mismatch") &&
+        steps.Take(ReadString(file, mName, ManifestLineLimit), "%s: Failed to read configuration name") &&
+        steps.Take(ReadDWORD(file, count), "%s: Failed to read project count");
+    return complete ? LoadProjectNames(file, count) : steps.GetResult();
 }
 
 HRESULT ConfigurationManifest::LoadProjectNames(FILE *const file, DWORD count)

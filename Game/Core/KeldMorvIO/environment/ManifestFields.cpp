@@ -79,13 +79,25 @@ HRESULT ReadString(FILE *const file, std::string &value, const SIZE_T limit)
     return S_OK;
 }
 
+namespace
+{
+bool ReadNumberLine(FILE *const file, char (&line)[NumberLineSize], const char *signature)
+{
+    if (!ReadLine(file, line, sizeof line, signature))
+    {
+        LogError("%s: fgets failed", signature);
+        return false;
+    }
+    return true;
+}
+} // namespace
+
 HRESULT ReadDWORD(FILE *const file, DWORD &value)
 {
     constexpr const char *signature = "HRESULT Keld::MORV::Reader::ReadDWORD(FILE *const, DWORD &)";
     char line[NumberLineSize];
-    if (!ReadLine(file, line, sizeof line, signature))
+    if (!ReadNumberLine(file, line, signature))
     {
-        LogError("%s: fgets failed", signature);
         return E_FAIL;
     }
     char *end = nullptr;
@@ -102,9 +114,8 @@ HRESULT ReadVersion(FILE *const file, uint32 &value)
 {
     constexpr const char *signature = "HRESULT Keld::MORV::Reader::ReadVersion(FILE *const, uint32 &)";
     char line[NumberLineSize];
-    if (!ReadLine(file, line, sizeof line, signature))
+    if (!ReadNumberLine(file, line, signature))
     {
-        LogError("%s: fgets failed", signature);
         return E_FAIL;
     }
     // A text that is no version leaves 0, which the caller's comparison refuses.
@@ -116,9 +127,8 @@ HRESULT ReadMorvVersion(FILE *const file, MorvVersion &value)
 {
     constexpr const char *signature = "HRESULT Keld::MORV::Reader::ReadMorvVersion(FILE *const, MorvVersion &)";
     char line[NumberLineSize];
-    if (!ReadLine(file, line, sizeof line, signature))
+    if (!ReadNumberLine(file, line, signature))
     {
-        LogError("%s: fgets failed", signature);
         return E_FAIL;
     }
     if (!ParseVersion(line, &value))

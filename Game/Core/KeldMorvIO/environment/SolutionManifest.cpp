@@ -5,11 +5,13 @@
 #include "KeldMorvIO/ReaderLog.h"
 #include "KeldMorvIO/TreeWords.h"
 #include "KeldMorvIO/environment/ManifestFields.h"
+#include "KeldMorvIO/environment/ManifestSteps.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <limits>
+#include <utility>
 
 namespace Keld::MORV::Reader
 {
@@ -48,28 +50,40 @@ HRESULT ReadCount(FILE *const file, int &count, const char *signature)
     return S_OK;
 }
 
+// What is no version counts as version 0.
+MorvVersion VersionOrZero(const std::string &text)
+{
+    MorvVersion version = 0;
+    ParseVersion(text.c_str(), &version);
+    return version;
+}
+
+// Puts a record, or a bare name, where its name belongs. False when the name is there already.
+template <class Record>
+bool InsertByName(std::vector<Record> &records, Record record)
+{
+    const auto range = std::equal_range(records.begin(), records.end(), record, ManifestNameOrder());
+    if (range.first != range.second)
+    {
+        return false;
+    }
+    records.insert(range.first, std::move(record));
+    return true;
+}
+
 // Reads the project names of one configuration, sorted. The first duplicate ends them: behind the end of the file
 // every further name would be one.
-HRESULT ReadProjectNames(FILE *const file, DWORD count, std::vector<std::string> &names)
+bool TakeProjectNames(ManifestSteps &steps, FILE *const file, DWORD count, std::vector<std::string> &names)
 {
-    for (DWORD index = 0; index < count; ++index)
+    bool complete = true;
+    for (DWORD index = 0; complete && index < count; ++index)
     {
         std::string name;
-        const HRESULT result = ReadString(file, name, ManifestLineLimit);
-        if (result < 0)
-        {
-            LogError("%s: Failed to read name of project in configuration", LoadConfigurationsSignature);
-            return result;
-        }
-        const auto range = std::equal_range(names.begin(), names.end(), name, ManifestNameOrder());
-        if (range.first != range.second)
-        {
-            LogError("%s: Duplicate project in configuration", LoadConfigurationsSignature);
-            return E_FAIL;
-        }
-        names.insert(range.first, name);
+        complete = steps.Take(ReadString(file, name, ManifestLineLimit),
+                              "%s: Failed to read name of project in configuration") &&
+                   steps.Require(InsertByName(names, name), "%s: Duplicate project in configuration");
     }
-    return S_OK;
+    return complete;
 }
 } // namespace
 
@@ -87,73 +101,33 @@ HRESULT SolutionManifest::Load(const std::string &path)
         LogError("%s: Failed to open \"%s\".", signature, path.c_str());
         return E_FAIL;
     }
-    if (LoadHeader(file.get()) < 0)
-    {
-        LogError("%s: Failed to load header", signature);
-        return E_FAIL;
-    }
-    if (LoadProjects(file.get()) < 0)
-    {
-        LogError("%s: Failed to load projects", signature);
-        return E_FAIL;
-    }
-    if (LoadConfigurations(file.get()) < 0)
-    {
-        LogError("%s: Failed to load configurations", signature);
-        return E_FAIL;
-    }
-    return S_OK;
+    ManifestSteps steps(signature);
+    const bool complete = steps.Take(LoadHeader(file.get()), "%s: Failed to load header") &&
+                          steps.Take(LoadProjects(file.get()), "%s: Failed to load projects") &&
+                          steps.Take(LoadConfigurations(file.get()), "%s: Failed to load configurations");
+    return complete ? S_OK : E_FAIL;
 }
 
 HRESULT SolutionManifest::LoadHeader(FILE *const file)
 {
     constexpr const char *signature = "HRESULT Keld::MORV::Reader::SolutionManifest::LoadHeader(FILE *const)";
-    std::string text;
-    HRESULT result = ReadString(file, text, ManifestLineLimit);
-    if (result < 0)
+    ManifestSteps steps(signature);
+    std::string magic;
+    std::string fileVersion;
+    std::string version;
+    const bool complete =
+        steps.Take(ReadString(file, magic, ManifestLineLimit), "%s: Failure while getting magic string") &&
+        steps.Require(std_stricmp(magic.c_str(), SolutionManifestMagic) == 0, "%s: Magic string does not match") &&
+        steps.Take(ReadString(file, fileVersion, ManifestLineLimit), "%s: Failure while getting file version string") &&
+        steps.Require(VersionOrZero(fileVersion) == TextManifestVersion, "%s: File version mismatch") &&
+        steps.Take(ReadString(file, mName, ManifestLineLimit), "%s: Failed to read solution name") &&
+        steps.Take(ReadString(file, version, ManifestLineLimit), "%s: Failure while getting solution version string");
+    if (complete && !ParseVersion(version.c_str(), &mVersion))
     {
-        LogError("%s: Failure while getting magic string", signature);
-        return result;
-    }
-    if (std_stricmp(text.c_str(), SolutionManifestMagic) != 0)
-    {
-        LogError("%s: Magic string does not match", signature);
+        LogError("%s: Invalid format for solution version string \"%s\".", signature, version.c_str());
         return E_FAIL;
     }
-
-    result = ReadString(file, text, ManifestLineLimit);
-    if (result < 0)
-    {
-        LogError("%s: Failure while getting file version string", signature);
-        return result;
-    }
-    // A text that is no version counts as version 0.
-    MorvVersion fileVersion = 0;
-    ParseVersion(text.c_str(), &fileVersion);
-    if (fileVersion != TextManifestVersion)
-    {
-        LogError("%s: File version mismatch", signature);
-        return E_FAIL;
-    }
-
-    result = ReadString(file, mName, ManifestLineLimit);
-    if (result < 0)
-    {
-        LogError("%s: Failed to read solution name", signature);
-        return result;
-    }
-    result = ReadString(file, text, ManifestLineLimit);
-    if (result < 0)
-    {
-        LogError("%s: Failure while getting solution version string", signature);
-        return result;
-    }
-    if (!ParseVersion(text.c_str(), &mVersion))
-    {
-        LogError("%s: Invalid format for solution version string \"%s\".", signature, text.c_str());
-        return E_FAIL;
-    }
-    return S_OK;
+    return steps.GetResult();
 }
 
 HRESULT SolutionManifest::LoadProjects(FILE *const file)
@@ -169,51 +143,25 @@ HRESULT SolutionManifest::LoadProjects(FILE *const file)
 
 HRESULT SolutionManifest::LoadProject(FILE *const file)
 {
+    ManifestSteps steps(LoadProjectsSignature);
     std::string name;
-    HRESULT result = ReadString(file, name, ManifestLineLimit);
-    if (result < 0)
-    {
-        LogError("%s: Failed to read project name", LoadProjectsSignature);
-        return result;
-    }
     MorvVersion version = UnknownVersion;
-    result = ReadMorvVersion(file, version);
-    if (result < 0)
-    {
-        LogError("%s: Failed to read project version", LoadProjectsSignature);
-        return result;
-    }
     DWORD priority = 0;
-    result = ReadDWORD(file, priority);
-    if (result < 0)
-    {
-        LogError("%s: Failed to read priority", LoadProjectsSignature);
-        return result;
-    }
     DWORD flags = 0;
-    result = ReadDWORD(file, flags);
-    if (result < 0)
+    const bool complete = steps.Take(ReadString(file, name, ManifestLineLimit), "%s: Failed to read project name") &&
+                          steps.Take(ReadMorvVersion(file, version), "%s: Failed to read project version") &&
+                          steps.Take(ReadDWORD(file, priority), "%s: Failed to read priority") &&
+                          steps.Take(ReadDWORD(file, flags), "%s: Failed to read flags");
+    if (complete)
     {
-        LogError("%s: Failed to read flags", LoadProjectsSignature);
-        return result;
+        steps.Take(AddProject(name, version, priority, flags), "%s: Failed to add project");
     }
-    result = AddProject(name, version, priority, flags);
-    if (result < 0)
-    {
-        LogError("%s: Failed to add project", LoadProjectsSignature);
-    }
-    return result;
+    return steps.GetResult();
 }
 
 HRESULT SolutionManifest::AddProject(const std::string &name, MorvVersion version, DWORD priority, DWORD flags)
 {
-    const auto range = std::equal_range(mProjects.begin(), mProjects.end(), name, ManifestNameOrder());
-    if (range.first != range.second)
-    {
-        return E_FAIL;
-    }
-    mProjects.insert(range.first, PROJECT{name, version, priority, flags});
-    return S_OK;
+    return InsertByName(mProjects, PROJECT{name, version, priority, flags}) ? S_OK : E_FAIL;
 }
 
 HRESULT SolutionManifest::LoadConfigurations(FILE *const file)
@@ -229,39 +177,20 @@ HRESULT SolutionManifest::LoadConfigurations(FILE *const file)
 
 HRESULT SolutionManifest::LoadConfiguration(FILE *const file)
 {
+    ManifestSteps steps(LoadConfigurationsSignature);
     std::string name;
-    HRESULT result = ReadString(file, name, ManifestLineLimit);
-    if (result < 0)
-    {
-        LogError("%s: Failed to read name", LoadConfigurationsSignature);
-        return result;
-    }
     DWORD flags = 0;
-    result = ReadDWORD(file, flags);
-    if (result < 0)
-    {
-        LogError("%s: Failed to read flags", LoadConfigurationsSignature);
-        return result;
-    }
     DWORD projectCount = 0;
-    result = ReadDWORD(file, projectCount);
-    if (result < 0)
-    {
-        LogError("%s: Failed to read project count", LoadConfigurationsSignature);
-        return result;
-    }
     std::vector<std::string> projects;
-    result = ReadProjectNames(file, projectCount, projects);
-    if (result < 0)
+    const bool complete = steps.Take(ReadString(file, name, ManifestLineLimit), "%s: Failed to read name") &&
+                          steps.Take(ReadDWORD(file, flags), "%s: Failed to read flags") &&
+                          steps.Take(ReadDWORD(file, projectCount), "%s: Failed to read project count") &&
+                          TakeProjectNames(steps, file, projectCount, projects);
+    if (complete)
     {
-        return result;
+        steps.Take(AddConfiguration(name, projects, flags), "%s: Failed to add configuration");
     }
-    result = AddConfiguration(name, projects, flags);
-    if (result < 0)
-    {
-        LogError("%s: Failed to add configuration", LoadConfigurationsSignature);
-    }
-    return result;
+    return steps.GetResult();
 }
 
 HRESULT SolutionManifest::AddConfiguration(const std::string &name, const std::vector<std::string> &projects,
@@ -277,13 +206,6 @@ HRESULT SolutionManifest::AddConfiguration(const std::string &name, const std::v
             return E_FAIL;
         }
     }
-    CONFIGURATION configuration{name, flags, projects};
-    const auto range = std::equal_range(mConfigurations.begin(), mConfigurations.end(), name, ManifestNameOrder());
-    if (range.first != range.second)
-    {
-        return E_FAIL;
-    }
-    mConfigurations.insert(range.first, std::move(configuration));
-    return S_OK;
+    return InsertByName(mConfigurations, CONFIGURATION{name, flags, projects}) ? S_OK : E_FAIL;
 }
 } // namespace Keld::MORV::Reader
