@@ -41,6 +41,20 @@ TEST_F(FileCallsTest, SettleSeparators)
     EXPECT_EQ(Content("data\\maps\\alpha.txt"), "alpha");
 }
 
+TEST_F(FileCallsTest, GiveDotsNoMeaning)
+{
+    StartAtlas();
+    for (const char *path : {"./data", "./data/b.bin", "data/./b.bin", "data/../data", "data/../data/b.bin",
+                             "data/maps/../b.bin", ".", "..", "data/.", "data/..", "../data"})
+    {
+        EXPECT_EQ(MorvFileExists(path), 0u) << path;
+        EXPECT_EQ(MorvOpenFile(path), nullptr) << path;
+    }
+    EXPECT_EQ(List("./*"), Names({"<null>"}));
+    EXPECT_EQ(List("data/../*"), Names({"<null>"}));
+    ExpectAll({});
+}
+
 TEST_F(FileCallsTest, TakeASingleSeparatorAsTheRoot)
 {
     StartAtlas();

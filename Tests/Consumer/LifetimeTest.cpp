@@ -176,6 +176,28 @@ TEST_F(LifetimeTest, RefusesAWorkingDirectoryThatDoesNotFit)
     ExpectAll(RefusedStart("current", ""));
 }
 
+TEST_F(LifetimeTest, RefusesAWorkingDirectoryThatIsTooDeepForTheSystem)
+{
+    // Beyond 4,096 bytes the system's call no longer answers, and the C library looks for each directory's name from
+    // the innermost outwards. Here the last names add up to exactly the buffer, and tell of a release, before it fails.
+    const std::string release = "/MORV/projects/atlas/releases/1.0.0.7";
+    std::vector<std::string> steps(20, std::string(200, 'd'));
+    steps.insert(steps.end(), 3, std::string(255, 'e'));
+    steps.push_back(std::string(1023 - 3 * 256 - release.size() - 1, 'f'));
+    for (const char *const name : {"MORV", "projects", "atlas", "releases", "1.0.0.7"})
+    {
+        steps.push_back(name);
+    }
+    const WorkingDirectory current(mTree.Disk().MakeDirectory("deep"));
+    for (const std::string &step : steps)
+    {
+        ASSERT_EQ(mkdir(step.c_str(), 0755), 0);
+        ASSERT_EQ(chdir(step.c_str()), 0);
+    }
+    EXPECT_EQ(MorvInitialize(0, 0, 0, nullptr), E_FAIL);
+    ExpectAll(RefusedStart("current", ""));
+}
+
 TEST_F(LifetimeTest, RefusesASpecifiedDirectoryThatDoesNotFit)
 {
     const std::string directory = "/" + std::string(970, 'd') + "/MORV/projects/atlas/releases/1.0.0.7/padding";

@@ -201,6 +201,34 @@ TEST_F(StartFailureTest, RefusesAReleaseWhoseRootPathDoesNotFit)
     }
 }
 
+TEST_F(StartFailureTest, MeasuresTheRootPathOfAReleaseToTheByte)
+{
+    for (const std::string kind : {"project", "solution"})
+    {
+        SCOPED_TRACE(kind);
+        const std::string end = "/" + kind + "s/x/releases/1.2.3.4";
+        std::string directory(1024 - end.size(), 'd'); // the root, to which the release is joined once more
+        directory.replace(0, 1, "/").replace(directory.size() - end.size(), end.size(), end);
+        EXPECT_EQ(Initialize(directory), E_FAIL);
+        ExpectStart(directory, directory,
+                    {Error("MORV " + kind +
+                               " runtime environment project collection failed to build the root folder path: "
+                               "morvRoot=\"" +
+                               directory + "\", name=\"x\", version=\"1.2.3.4\".",
+                           CollectSignature)},
+                    NotCollected());
+
+        // One byte less leaves room for the release, but not for a manifest in it.
+        directory.erase(1, 1);
+        EXPECT_EQ(Initialize(directory), kind == "project" ? S_OK : E_FAIL);
+        const std::vector<LogLine> failures = LogRecorder::Failures();
+        ASSERT_FALSE(failures.empty());
+        EXPECT_NE(failures[0].text.find("=\"" + directory + end + "\"."), std::string::npos) << failures[0].text;
+        LogRecorder::Clear();
+        MorvShutdown();
+    }
+}
+
 TEST_F(StartFailureTest, StartsEmptyWhenTheManifestPathOfAProjectDoesNotFit)
 {
     for (const std::size_t length : {std::size_t{1008}, std::size_t{1023}})
@@ -369,6 +397,55 @@ TEST_F(StartFailureTest, JudgesAMissingCountByTheErrorNumberThatTheConsumerLeave
     ExpectStart(directory, mTree.Root(),
                 {Progress("(\"" + solution + "\")", SolutionSignature), Progress(Text(0), section),
                  Progress("(\"" + directory + "/configurationmanifest\")", ConfigurationSignature)});
+}
+
+TEST_F(StartFailureTest, RefusesACutConfigurationManifest)
+{
+    mTree.Project("client", "1.0.0.0", {{"a.txt", "a"}});
+    mTree.Project("data", "1.0.0.0", {{"b.txt", "b"}});
+    const std::string directory =
+        mTree.Solution("suite", "0.0.1.7", {{"client", "1.0.0.0", 10}, {"data", "1.0.0.0", 20}});
+    const std::string manifest = directory + "/configurationmanifest";
+    const auto endsIn = [](const std::string &reader)
+    {
+        return Progress(Text(0), "HRESULT Keld::MORV::Reader::" + reader);
+    };
+    const auto notLoaded = [&manifest](Lines lines)
+    {
+        lines.push_back(Error("Failure to load configuration manifest \"" + manifest + "\".", LoadSolutionSignature));
+        return lines;
+    };
+    const auto notGathered = [&directory](const std::string &name)
+    {
+        return Lines{Error("Failed to find project " + name),
+                     Error("Failed to gather projects for user supplied project list"),
+                     Error("Failed to gather projects for " + directory + "/solutionmanifest", LoadSolutionSignature)};
+    };
+    const Lines noCount =
+        notLoaded({endsIn("ReadDWORD(FILE *const, DWORD &)"), Error("Could not convert string to number"),
+                   Error("Failed to read project count", ConfigurationSignature)});
+    const std::pair<std::string, Lines> cuts[] = {
+        {"", notLoaded({Error("Magic string does not match", ConfigurationSignature)})},
+        {"MORV Configuration Manifes", notLoaded({Error("Magic string does not match", ConfigurationSignature)})},
+        {"MORV Configuration Manifest\n", notLoaded({endsIn("ReadVersion(FILE *const, uint32 &)"),
+                                                     Error("File version mismatch", ConfigurationSignature)})},
+        {"MORV Configuration Manifest\n1.0.0.", notLoaded({Error("File version mismatch", ConfigurationSignature)})},
+        {"MORV Configuration Manifest\n1.0.0.0\n", noCount},
+        {"MORV Configuration Manifest\n1.0.0.0\ndefault\n", noCount},
+        {"MORV Configuration Manifest\n1.0.0.0\ndefault\n2\n", notGathered("")},
+        {"MORV Configuration Manifest\n1.0.0.0\ndefault\n2\nclient\n", notGathered("")},
+        {"MORV Configuration Manifest\n1.0.0.0\ndefault\n2\nclient\nda", notGathered("da")},
+    };
+    for (const auto &[text, lines] : cuts)
+    {
+        SCOPED_TRACE(text);
+        mTree.Disk().Write("MORV/solutions/suite/releases/0.0.1.7/configurationmanifest", text);
+        Lines middle = {Progress("(\"" + directory + "/solutionmanifest\")", SolutionSignature),
+                        Progress("(\"" + manifest + "\")", ConfigurationSignature)};
+        middle.insert(middle.end(), lines.begin(), lines.end());
+        errno = 0; // the end of a file is judged by what the consumer left here
+        ExpectFailedSolution(directory, middle);
+    }
 }
 
 TEST_F(StartFailureTest, RefusesADamagedConfigurationManifest)

@@ -28,8 +28,7 @@ HRESULT MorvExportsMain::Initialize(const char *workingDirectory)
         return E_FAIL;
     }
 
-    // Stays empty when the process's directory has gone or does not fit; the start on "" then refuses.
-    char currentDirectory[PathBufferSize] = {};
+    char currentDirectory[PathBufferSize];
     const char *directory = workingDirectory;
     if (directory != nullptr)
     {
@@ -37,7 +36,12 @@ HRESULT MorvExportsMain::Initialize(const char *workingDirectory)
     }
     else
     {
-        std_getcwd(sizeof currentDirectory, currentDirectory);
+        // When the process's directory has gone or does not fit, the start on "" refuses. The buffer says nothing then:
+        // for a directory that is too deep the C library leaves the ends of its path there.
+        if (!std_getcwd(sizeof currentDirectory, currentDirectory))
+        {
+            currentDirectory[0] = '\0';
+        }
         directory = currentDirectory;
         LogProgress("%s: MORV library initializing with current working directory \"%s\".", signature, directory);
     }
