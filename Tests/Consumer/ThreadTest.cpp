@@ -120,5 +120,48 @@ TEST_F(ThreadTest, ThreadsLogAtOnce)
     EXPECT_EQ(LogRecorder::Lines().size(), 3 * linesOfOne);
     EXPECT_GT(linesOfOne, 0u);
 }
+
+std::atomic<std::size_t> gOtherMessages{0};
+
+void CountOther(std::int32_t, std::uint32_t, std::uint32_t, const char *, va_list)
+{
+    ++gOtherMessages;
+}
+
+KeldGroupMask RegisterOther(const char *)
+{
+    return {0x200, 0};
+}
+
+TEST_F(ThreadTest, TheLoggerChangesWhileOthersLog)
+{
+    mTree.Disk().Remove("MORV/projects/second/releases/1.0.0.0/deploy/data/own");
+    EXPECT_EQ(MorvOpenFile("data/own"), nullptr);
+    const std::size_t linesOfOne = LogRecorder::Lines().size();
+    LogRecorder::Clear();
+    gOtherMessages = 0;
+
+    IKeldLogger other{};
+    other.RegisterGroup = RegisterOther;
+    other.Log = CountOther;
+    const auto failing = []
+    {
+        for (int round = 0; round < Rounds; ++round)
+        {
+            EXPECT_EQ(MorvOpenFile("data/own"), nullptr);
+        }
+    };
+    const auto changing = [&other]
+    {
+        for (int round = 0; round < Rounds; ++round)
+        {
+            MorvSetLogger(&other);
+            MorvSetLogger(LogRecorder::Table());
+        }
+    };
+    Run({failing, failing, changing});
+    // Each message has gone to one of the two.
+    EXPECT_EQ(LogRecorder::Lines().size() + gOtherMessages, 2 * Rounds * linesOfOne);
+}
 } // namespace
 } // namespace Keld::Test

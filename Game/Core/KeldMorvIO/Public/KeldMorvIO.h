@@ -5,24 +5,29 @@
 ///
 /// Conventions, which hold for every call:
 ///
-///  1. Paths. A virtual path is text in the encoding of the release's names, compared byte for byte but for the case
-///     of ASCII letters. It has no leading separator and does not name the root: "data/maps/a.dds". Backslashes count
-///     as slashes, runs of separators as one, and a trailing separator does not matter. "." and ".." mean nothing
-///     special. A path of more than 1023 bytes after that is treated like one that is not there.
-///  2. Results. A call gives an HRESULT (negative means failure), a pointer that is null on failure, or a number. No
-///     call sets `errno` to mean anything. What went wrong is told by the log (see MorvSetLogger), from the cause to
-///     the consequence; by default warnings and errors appear on standard error.
-///  3. Memory. Everything passed in is borrowed for the length of the call, the logger's table alone excepted. Handles
-///     are made by the library and belong to the caller until they are closed. When memory runs out the C++ exception
-///     std::bad_alloc passes through; nothing else does, and a C program then ends.
-///  4. Start. The library serves the release that a working directory lies in. A program either calls MorvInitialize
+///  1. Paths. A virtual path is text in the encoding of the release's names. Bytes are compared as they are, except
+///     that ASCII letters match in either case. A path has no leading separator and does not name the root:
+///     "data/maps/a.dds". A backslash counts as a slash, a run of separators as one, and a trailing separator does not
+///     matter. "." and ".." are not resolved: they are names, and releases have no such names. A path that is longer
+///     than 1023 bytes after that is treated like one that is not there.
+///  2. Results. A call gives an HRESULT (negative means failure), a pointer that is null on failure, or a number. The
+///     log tells what went wrong, from the cause to the consequence (see MorvSetLogger); by default warnings and errors
+///     appear on standard error. `errno` is no result: it stays as it is unless a call to the system fails.
+///  3. Memory. What is passed in is borrowed for the length of the call; only the logger's table is borrowed for good.
+///     Handles are made by the library and belong to the caller until they are closed.
+///  4. Exceptions. A failure is a result and never an exception, but no call catches what its allocations throw. When
+///     memory runs out, std::bad_alloc passes through. A start can also let two others pass: std::length_error for a
+///     release manifest that counts more strings than any vector can hold, and std::logic_error when it comes so late
+///     in the end of the process that the library's file providers have gone. A C program ends with each of them.
+///  5. Start. The library serves the release that a working directory lies in. A program either calls MorvInitialize
 ///     with that directory, or leaves it to the first MorvFileExists, MorvOpenFile or MorvFindFirstFile, which starts
 ///     the library with the process's working directory of that moment. Calls that take a handle never start it.
-///  5. Threads. Start, MorvSetLogger and MorvShutdown run while no other call does. After the start any thread may
-///     make any other call at any time, with two limits: a find handle serves one thread at a time, and nobody closes
-///     a file handle while another thread reads through it.
-///  6. The tree on disk is read, never written, with one exception: archive index files that turn out to be unusable
-///     are deleted at the start.
+///  6. Threads. A start and MorvShutdown run while no other call does, except for MorvSetLogger, which may come at any
+///     time, from one thread at a time. After the start any thread may make any other call at any time, with two
+///     limits: a find handle serves one thread at a time, and nobody closes a file handle while another thread reads
+///     through it.
+///  7. The tree on disk is read and never written, with one exception: a start deletes archive index files that turn
+///     out to be unusable.
 #ifndef KELD_MORV_IO_H
 #define KELD_MORV_IO_H
 
@@ -66,7 +71,7 @@ extern "C"
     /// directory itself need not exist. A project whose release manifest cannot be read starts all the same, with
     /// nothing in it; a solution starts with all of its projects or not at all.
     ///
-    /// To be called from one thread, while no other call runs.
+    /// To be called from one thread, while no other call runs, except for MorvSetLogger.
     ///
     /// \param reserved0         ignored, as are the next two.
     /// \param reserved1         ignored.
@@ -82,15 +87,17 @@ extern "C"
     /// file that was not closed is logged as an error. Without a start it does nothing. The library may be started
     /// again.
     ///
-    /// To be called while no other call runs. A process that ends without it releases everything in the same way.
+    /// To be called while no other call runs, except for MorvSetLogger. A process that ends without it releases
+    /// everything in the same way.
     MORV_EXPORT void MorvShutdown(void);
 
-    /// Sends the library's messages to a logger of the consumer's, from this call on, before or after the start.
+    /// Sends the library's messages to a logger of the consumer's from now on. It may be called at any time: before the
+    /// start, after it, and while other threads are in the library; but by one thread at a time.
     ///
     /// The table's `RegisterGroup` is called once, during this call, with the tag "MRV"; the mask that it returns is in
     /// the groups of every message from then on. Its `Log` is called from any thread that works in the library, also
-    /// while the library holds locks: it must not call back into the library. No other entry is called. What logged
-    /// before is told nothing.
+    /// while the library holds locks: it must not call back into the library. No other entry is called. The previous
+    /// logger is not notified, and a thread that was about to log may still call it.
     ///
     /// \param logger  borrowed for good: it must stay valid as long as the library may log, which includes the end of
     ///                the process. Null is refused: nothing changes.
@@ -102,14 +109,15 @@ extern "C"
     /// \returns 1 if the path is there; 0 if it is not, is too long, or the library cannot start.
     MORV_EXPORT uint32_t MorvFileExists(const char *path);
 
-    /// Opens a file for reading. Starts the library if need be. Any thread. A compressed file is decompressed whole, in
-    /// memory, by the first of the opens that overlap, and other opens and closes in its project wait for that.
+    /// Opens a file for reading. Starts the library if need be. Any thread. The first open of a compressed file
+    /// decompresses all of it into memory, where it stays until the last close; other opens and closes in its project
+    /// wait meanwhile.
     ///
     /// Where several projects hold the path, the one of the highest priority is opened; if that one is a directory or
     /// cannot be opened, the call fails.
     ///
-    /// An LZMA file is to be opened once and kept open: after its last close it cannot be opened again before a new
-    /// start, and its open closes the archive that it lies in for every other file of that archive.
+    /// A file compressed with LZMA should be opened once and kept open: after its last close it cannot be opened again
+    /// before a new start, and its first open closes its archive for all other files of that archive.
     ///
     /// \param path  borrowed. Null and "" give null and start nothing.
     /// \returns a handle, to be closed with MorvCloseFile; null if the path is not there, is a directory, is too long,
@@ -139,21 +147,24 @@ extern "C"
     /// \param bytesRead  out, may be null: bytes delivered. Also written by a read that fails: a compressed file that
     ///                   ends early tells how much came, and a device error gives 0xFFFFFFFF.
     /// \param buffer     out, the caller's: room for `size` bytes. Null is a programming error.
-    /// \returns S_OK, with fewer bytes than wanted where a naked or managed file ends, and never more than 2147479552
-    ///          of an uncompressed one; E_HANDLE; E_FAIL when the read failed, when a signal ended the wait for a turn,
-    ///          or when a compressed file ended early. An uncompressed archived file is not measured: a read beyond
-    ///          its end delivers what follows it in the archive.
+    /// \returns S_OK; E_HANDLE; E_FAIL when the read failed, when a signal ended the wait for a turn, or when a
+    ///          compressed file ended early. S_OK comes with fewer bytes than wanted where a naked or managed file
+    ///          ends, and where more than 2147479552 bytes of an uncompressed file are wanted at once. The end of an
+    ///          uncompressed archived file is not looked at: a read beyond it delivers what follows in the archive.
     MORV_EXPORT HRESULT MorvRead(OpenFileHandle *handle, uint64_t offset, uint32_t size, uint32_t *bytesRead,
                                  void *buffer);
 
     /// Begins an enumeration of one directory. Starts the library if need be. Any thread. It positions only: the first
     /// entry comes from the first MorvFindNextFile.
     ///
-    /// What stands behind the path's last separator is the pattern, what stands before it the directory: "*" lists the
-    /// root, "data/*.dds" the directory data. Since a trailing separator does not count, "data/" searches the root for
-    /// an entry of that name. In a pattern "*" is any run of characters, "?" is one, and "." is a dot or the end of the
-    /// name; case does not matter. It is matched in one forward pass without trying again, so "*.dds" does not match
-    /// "a.b.dds".
+    /// The part of the path behind its last separator is the pattern, the part before it is the directory: "*" lists
+    /// the root, "data/*.dds" the directory data. Since a trailing separator does not count, "data/" searches the root
+    /// for an entry of that name.
+    ///
+    /// In a pattern "*" is any run of characters and "?" is one character. A "." is a dot or the end of the name where
+    /// it begins the pattern or follows "*", "?" or another "." of that kind: "*.*" and "*." match "a". Behind any
+    /// other character it is just a dot: "a." does not match "a". Case does not matter. The name is matched in one
+    /// forward pass, and a "*" never tries again: "*.dds" does not match "a.b.dds".
     ///
     /// \param path  borrowed. Null gives null and starts nothing; "" is the root with a pattern that matches no name.
     /// \returns a handle, to be closed with MorvFindClose, also for an empty directory; null if no project holds the
@@ -163,8 +174,9 @@ extern "C"
     /// Delivers the next entry whose name matches, and steps on.
     ///
     /// Within one project subdirectories come before files, each group in the order of names without regard to case.
-    /// Several projects that hold the directory are walked side by side in that order, and of entries that meet under
-    /// one name the one of the highest priority is shown.
+    /// Several projects that hold the directory are merged name by name, and of entries of one name that meet in the
+    /// merge the one of the highest priority is shown. Once the first of the projects that are not used up has no more
+    /// subdirectories, its files are compared with the subdirectories of the others too.
     ///
     /// \param handle        borrowed, from MorvFindFirstFile; one thread at a time.
     /// \param isDirectory   out, may be null: 1 for a directory, 0 for a file.

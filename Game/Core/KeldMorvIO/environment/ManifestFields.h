@@ -9,9 +9,9 @@
 // The fields of the text manifests, one to a line, read from where the stream stands. Each call logs its own failure
 // and leaves the stream open; the caller adds which field it was.
 //
-// They judge a read that brings nothing differently, and that stays so: ReadString asks the stream, to which a plain
-// end of file is an empty text, and the others ask `errno`, which the end of a file does not set. They never clear it,
-// so an old error number makes them fail at the end of a file.
+// When a read brings nothing, ReadString and the others do not judge it alike. ReadString asks the stream, and the end
+// of the file is an empty text. The others ask `errno`: the end of a file does not set it, and they never clear it, so
+// that an old error number makes them fail there. Both is kept on purpose.
 namespace Keld::MORV::Reader
 {
 /// What every caller of ReadString passes as the limit: a longer line goes on in the next field.

@@ -11,8 +11,8 @@ namespace Keld::MORV::Reader
 /// entry of the earlier listing. It stands on an entry from its construction on, until it has run out.
 ///
 /// Subdirectories come before files as long as the first of the remaining listings still has subdirectories. Once that
-/// one has reached its files, they compete by name with the subdirectories of the others, and may hide one: the order
-/// falls out of a single merge, and no second pass repairs it.
+/// listing has reached its files, they are compared by name with the subdirectories of the others, and a file may hide
+/// a subdirectory of its name. That is the result of a single merge, and no second pass repairs it.
 ///
 /// Belongs to one thread at a time. It points into the listings, which must outlive every call but the destructor.
 class MultiListingIterator
