@@ -35,6 +35,7 @@ protected:
         request.project = "game";
         request.release = release;
         request.choice = {storage, compression};
+        request.sync = false; // no test loses power
         return request;
     }
 

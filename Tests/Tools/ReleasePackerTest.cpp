@@ -219,25 +219,6 @@ TEST_F(ReleasePackerTest, WhatACheckpointThrowsEndsThePackingAndLeavesNothing)
     }
 }
 
-TEST_F(ReleasePackerTest, AReleaseThatAppearsMeanwhileIsNotReplaced)
-{
-    mTree.Write("source/a", "mine");
-    mTree.Write("other/a", "theirs");
-    PackRequest other = Request(Storage::Archive);
-    other.source = mTree.Path("other");
-    PackRequest request = Request(Storage::Managed);
-    request.checkpoint = [&other, this]
-    {
-        if (!mTree.Exists("MORV/projects/game/releases/1.0.0.0"))
-        {
-            TreeWriter::PackRelease(other);
-        }
-    };
-    ExpectRefusal(request, "is already there");
-    EXPECT_EQ(ReadBack("a"), "theirs");
-    EXPECT_EQ(ProjectEntries(), (std::vector<std::string>{"filearchives", "releases"}));
-}
-
 TEST_F(ReleasePackerTest, TheSameSourceGivesTheSameBytes)
 {
     for (const char *name : {"b", "A", "dir/c", "dir/D"})

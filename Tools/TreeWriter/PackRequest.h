@@ -45,6 +45,14 @@ struct PackRequest
     bool compressAlways = false;             ///< compress also where the result is no smaller
     bool longRecords = false;                ///< write the manifest in the older format, which has longer records
 
+    bool sync = true; ///< bring the release to disk before it is seen; false is for tests
+
+    /// Told what is worth knowing and no failure, one sentence each.
+    std::function<void(const std::string &)> note = [](const std::string &) {};
+
+    /// Called before each step of publishing that changes the tree; for tests.
+    std::function<void()> publishStep = [] {};
+
     /// Called again and again while content is read. What it throws ends the packing, and nothing of it stays.
     std::function<void()> checkpoint = [] {};
 };

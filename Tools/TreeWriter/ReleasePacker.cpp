@@ -7,6 +7,7 @@
 #include "Tools/TreeWriter/ReleaseManifestWriter.h"
 #include "Tools/TreeWriter/ReleaseStaging.h"
 #include "Tools/TreeWriter/TreeNames.h"
+#include "Tools/TreeWriter/WriteLock.h"
 
 #include <algorithm>
 
@@ -192,6 +193,19 @@ void RequireSeparate(const fs::path &root, const fs::path &source)
                         " lie inside each other: keep them apart");
     }
 }
+/// Says once that it waits, and stays ready to be interrupted.
+std::function<void()> WaitForOthers(const PackRequest &request)
+{
+    return [&request, told = false]() mutable
+    {
+        if (!told)
+        {
+            request.note("waiting for another process that writes to the project " + request.project);
+            told = true;
+        }
+        request.checkpoint();
+    };
+}
 } // namespace
 
 PackReport PackRelease(const PackRequest &request)
@@ -199,11 +213,16 @@ PackReport PackRelease(const PackRequest &request)
     RequireUsableName("project", request.project);
     const TreePlaces tree(RequireUsableRoot(request.root));
     RequireSeparate(tree.GetRoot(), request.source);
+    const WriteLock lock(tree.Project(request.project), WaitForOthers(request));
+    for (const std::string &name : RemoveLeftovers(tree, request.project, request.sync))
+    {
+        request.note("removed " + name + ", which a pack that did not end left behind");
+    }
     RequireFreeRelease(tree, request.project, request.release, request.replace);
     const SourceTree source = ScanSource(request.source);
     std::vector<PlannedFile> plan = PlanRelease(request, tree, source);
 
-    ReleaseStaging staging(tree, request.project, request.release);
+    ReleaseStaging staging(tree, request.project, request.release, {request.sync, request.publishStep});
     Storer storer(request, staging, source);
     for (PlannedFile &planned : plan)
     {
@@ -224,7 +243,6 @@ PackReport PackRelease(const PackRequest &request)
         contents.files.push_back(std::move(planned.entry));
     }
     const std::string manifest = BuildReleaseManifest(contents);
-    RequireFreeRelease(tree, request.project, request.release, request.replace); // somebody else may have been faster
     staging.Publish(manifest);
     report.directories = source.directories.size();
     report.archives = storer.GetArchiveCount();

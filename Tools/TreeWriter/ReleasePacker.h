@@ -21,7 +21,7 @@ struct PackReport
 };
 
 /// Makes a release. Nothing of it is visible before all of it is on disk, and its manifest comes last. Throws TreeError
-/// for what it refuses and std::system_error when the disk fails it; no release is then changed, but one that was being
-/// replaced may be gone when the disk fails at the very end.
+/// for what it refuses and std::system_error when the disk fails it; no release is then changed. Holds the project's
+/// lock while it works, and waits for whoever else does.
 PackReport PackRelease(const PackRequest &request);
 } // namespace Keld::TreeWriter

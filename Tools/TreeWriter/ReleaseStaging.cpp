@@ -3,12 +3,15 @@
 #include "Tools/TreeReader/ReleaseContents.h"
 #include "Tools/TreeReader/Storage.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeReader/TreeText.h"
 #include "Tools/TreeWriter/FileOutput.h"
 
 #include "KeldMorvIO/TreeWords.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
+#include <optional>
 #include <system_error>
 
 #include <stdlib.h>
@@ -23,15 +26,35 @@ using TreeReader::TreePlaces;
 
 namespace
 {
+constexpr const char *Prefix = "packing-";
+
 fs::path MakeUniqueDirectory(const fs::path &prefix)
 {
-    fs::create_directories(prefix.parent_path());
     std::string pattern = prefix.string() + "-XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr)
     {
         throw std::system_error(errno, std::generic_category(), "cannot make " + pattern);
     }
     return pattern;
+}
+
+/// The release of a staging directory by its name, "packing-1.0.0.0-XXXXXX", or nothing.
+std::optional<MorvVersion> VersionOfStaging(const std::string &name)
+{
+    const std::size_t end = name.rfind('-');
+    const std::size_t begin = std::strlen(Prefix);
+    if (name.rfind(Prefix, 0) != 0 || end <= begin || name.size() - end != std::strlen("-XXXXXX"))
+    {
+        return std::nullopt;
+    }
+    try
+    {
+        return TreeReader::ParseVersionText(name.substr(begin, end - begin));
+    }
+    catch (const TreeError &)
+    {
+        return std::nullopt;
+    }
 }
 
 bool HoldsAnything(const fs::path &directory)
@@ -69,58 +92,67 @@ void RequireNoDependents(const TreePlaces &tree, const std::string &project, Mor
 }
 } // namespace
 
-ReleaseStaging::ReleaseStaging(TreePlaces tree, std::string project, MorvVersion release)
-    : mTree(std::move(tree)), mProject(std::move(project)), mRelease(release),
-      mDirectory(MakeUniqueDirectory(mTree.Project(mProject) / ("packing-" + FormatVersion(release))))
+ReleaseStaging::ReleaseStaging(const TreePlaces &tree, const std::string &project, MorvVersion release,
+                               ReleasePublisher::Options options)
+    : mDirectory(MakeUniqueDirectory(tree.Project(project) / (Prefix + FormatVersion(release)))),
+      mPublisher(tree, project, release, mDirectory, std::move(options))
 {
 }
 
 ReleaseStaging::~ReleaseStaging()
 {
-    std::error_code ignored;
-    fs::remove_all(mDirectory, ignored);
+    try
+    {
+        mPublisher.SetRight();
+        fs::remove_all(mDirectory);
+    }
+    catch (const std::exception &)
+    {
+        // What could not be set right now must stay for the next process: the release may be served from it.
+    }
 }
 
 fs::path ReleaseStaging::NakedFiles() const
 {
-    return mDirectory / MORV::Reader::DeployDirectory;
+    return mPublisher.NewPart(MORV::Reader::DeployDirectory);
 }
 
 fs::path ReleaseStaging::ManagedFiles() const
 {
-    return mDirectory / MORV::Reader::ManagedFilesDirectory;
+    return mPublisher.NewPart(MORV::Reader::ManagedFilesDirectory);
 }
 
 fs::path ReleaseStaging::Archives() const
 {
-    return mDirectory / MORV::Reader::FileArchivesDirectory;
+    return mPublisher.NewPart(MORV::Reader::FileArchivesDirectory);
 }
 
 void ReleaseStaging::Publish(std::string_view manifest)
 {
-    const fs::path finished = mDirectory / MORV::Reader::ReleaseManifestName;
-    WriteFile(finished, manifest);
+    WriteFile(mPublisher.NewPart(MORV::Reader::ReleaseManifestName), manifest);
     fs::create_directories(NakedFiles()); // the place that consumers start in, also when it stays empty
-
-    const fs::path target = mTree.ReleaseManifest(mProject, mRelease);
-    fs::remove(target);
-    MoveIntoPlace(Archives(), mTree.Archives(mProject, mRelease));
-    MoveIntoPlace(ManagedFiles(), mTree.ManagedFiles(mProject, mRelease));
-    MoveIntoPlace(NakedFiles(), mTree.NakedFiles(mProject, mRelease));
-    fs::rename(finished, target);
+    mPublisher.Publish();
 }
 
-void ReleaseStaging::MoveIntoPlace(const fs::path &from, const fs::path &to)
+std::vector<std::string> RemoveLeftovers(const TreePlaces &tree, const std::string &project, bool sync)
 {
-    if (fs::exists(to))
+    std::vector<std::string> names;
+    for (const fs::directory_entry &entry : fs::directory_iterator(tree.Project(project)))
     {
-        fs::rename(to, mDirectory / ("replaced-" + from.filename().string()));
+        if (entry.is_directory() && VersionOfStaging(entry.path().filename().string()))
+        {
+            names.push_back(entry.path().filename().string());
+        }
     }
-    if (fs::exists(from))
+    for (const std::string &name : names)
     {
-        fs::create_directories(to.parent_path());
-        fs::rename(from, to);
+        const fs::path directory = tree.Project(project) / name;
+        ReleasePublisher::Options options;
+        options.sync = sync;
+        ReleasePublisher(tree, project, *VersionOfStaging(name), directory, options).SetRight();
+        fs::remove_all(directory);
     }
+    return names;
 }
 
 void RequireFreeRelease(const TreePlaces &tree, const std::string &project, MorvVersion release, bool replace)

@@ -1,20 +1,23 @@
 #pragma once
 
 #include "Tools/TreeReader/TreePlaces.h"
+#include "Tools/TreeWriter/ReleasePublisher.h"
 
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Keld::TreeWriter
 {
 /// A directory beside the project's releases in which one is prepared, so that nothing of it can be seen before all of
-/// it is there. What is left in it at the end is removed; a process that is killed outright leaves a "packing-..."
-/// directory behind, which nobody reads.
+/// it is there. For the holder of the project's lock alone. What is left in it at the end is removed; a process that is
+/// killed outright leaves a "packing-..." directory behind, which nobody reads and the next one removes.
 class ReleaseStaging
 {
 public:
-    ReleaseStaging(TreeReader::TreePlaces tree, std::string project, MorvVersion release);
+    ReleaseStaging(const TreeReader::TreePlaces &tree, const std::string &project, MorvVersion release,
+                   ReleasePublisher::Options options);
     ~ReleaseStaging();
 
     ReleaseStaging(const ReleaseStaging &) = delete;
@@ -24,18 +27,17 @@ public:
     std::filesystem::path ManagedFiles() const;
     std::filesystem::path Archives() const;
 
-    /// Moves everything to its place, the manifest last. A release that is already there loses its manifest first and
-    /// its files then, so that at no moment a manifest stands beside files of the other release.
+    /// Makes the release visible, in place of one that is there. After a failure everything is as it was.
     void Publish(std::string_view manifest);
 
 private:
-    void MoveIntoPlace(const std::filesystem::path &from, const std::filesystem::path &to);
-
-    TreeReader::TreePlaces mTree;
-    std::string mProject;
-    MorvVersion mRelease;
     std::filesystem::path mDirectory;
+    ReleasePublisher mPublisher;
 };
+
+/// Sets right and removes what processes that were killed left in a project. For the holder of its lock alone.
+/// \returns the names of the directories that were removed
+std::vector<std::string> RemoveLeftovers(const TreeReader::TreePlaces &tree, const std::string &project, bool sync);
 
 /// Refuses, by TreeError, to make a release where one is, or where files of that version lie. With `replace` it refuses
 /// only when another release is served from the files that would go.

@@ -50,6 +50,7 @@ ExitCode Pack(const PackOptions &options)
 {
     TreeWriter::PackRequest request = MakePackRequest(options);
     request.checkpoint = InterruptGuard::Check;
+    request.note = PrintNote;
     PrintReport(request, PackInterruptibly(request));
     return ExitDone;
 }

@@ -8,6 +8,7 @@
 #include "Tools/TreeWriter/FileOutput.h"
 #include "Tools/TreeWriter/SolutionWriter.h"
 #include "Tools/TreeWriter/TreeNames.h"
+#include "Tools/TreeWriter/WriteLock.h"
 
 #include "KeldMorvIO/TreeWords.h"
 
@@ -171,6 +172,7 @@ ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &s
     RequireProjectsInUse(solution, configuration);
 
     const fs::path release = tree.Solution(solution.name, solution.release);
+    const TreeWriter::WriteLock lock(release.parent_path().parent_path(), [] {});
     const fs::path manifest = release / MORV::Reader::SolutionManifestName;
     if (fs::exists(manifest) && !options.force)
     {
