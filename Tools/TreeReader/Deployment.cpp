@@ -3,6 +3,7 @@
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeReader/TreeText.h"
 
+#include "KeldFoundation/CStd/PathLimit.h"
 #include "KeldFoundation/path/Path.h"
 #include "KeldMorvIO/TreeWords.h"
 #include "KeldMorvIO/environment/SearchOrder.h"
@@ -63,7 +64,7 @@ bool HoldsDirectory(const ReleaseContents &contents, const std::string &path)
 
 Deployment ResolveDeployment(const std::string &workingDirectory)
 {
-    char path[PathCapacity];
+    char path[PathBufferSize];
     auto type = RuntimeTypeProject;
     Deployment deployment;
     const bool resolved = CanonicalizePathBounded(workingDirectory.c_str(), path, sizeof path, 0) &&

@@ -3,7 +3,7 @@
 #include "Tools/TreeReader/FileLocator.h"
 #include "Tools/TreeReader/TreeError.h"
 
-#include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/CStd/PathLimit.h"
 
 #include <unordered_map>
 
@@ -115,7 +115,7 @@ fs::path PlaceOnDisk(const PackRequest &request, const TreePlaces &tree, const P
 
 void RequireHeldByReader(const fs::path &place, const char *remedy)
 {
-    if (place.string().size() >= PathCapacity)
+    if (place.string().size() >= PathBufferSize)
     {
         throw TreeError("the path on disk would be longer than 1023 bytes, which the reader refuses: " +
                         std::string(remedy) + ": " + place.string());

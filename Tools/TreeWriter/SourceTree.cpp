@@ -5,6 +5,7 @@
 #include "Tools/TreeWriter/ContentDigest.h"
 
 #include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/CStd/PathLimit.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -20,7 +21,7 @@ using TreeReader::TreeError;
 namespace
 {
 constexpr uint64 LargestFile = 0xFFFFFFFE; // 0xFFFFFFFF is the size of what has none
-constexpr std::size_t LongestPath = PathCapacity - 1;
+constexpr std::size_t LongestPath = PathBufferSize - 1;
 constexpr std::size_t MostProblemsTold = 20;
 
 class Scanner

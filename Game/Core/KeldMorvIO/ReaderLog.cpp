@@ -15,7 +15,7 @@ __attribute__((format(printf, 3, 0))) void LogWithOwnGroup(int32 severity, uint3
                                                            va_list arguments)
 {
     const uint64 own = gMorvLogGroups.load(std::memory_order_relaxed);
-    LogV(severity, static_cast<uint32>(own) | groups, static_cast<uint32>(own >> 32), format, arguments);
+    LogV(severity, LowWord(own) | groups, HighWord(own), format, arguments);
 }
 } // namespace
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KeldFoundation/CStd/BasicTypes.h"
+#include "KeldFoundation/CStd/PathLimit.h"
 
 namespace Keld::MORV::Reader
 {
@@ -15,7 +16,4 @@ inline constexpr HRESULT E_HANDLE = static_cast<HRESULT>(0x80070006u); ///< a nu
 using DWORD = uint32;
 using SIZE_T = uint_size;
 using errno_t = int;
-
-/// Every path and error-text buffer of the reader, in bytes, the NUL included. A longer path is refused, never cut.
-inline constexpr uint32 PathBufferSize = 1024;
 } // namespace Keld::MORV::Reader

@@ -208,6 +208,17 @@ TEST(StrnicmpTest, ComparesNoMoreThanTheLength)
     EXPECT_EQ(std_strnicmp("a", "A", 100), 0);
 }
 
+TEST(MemoryCallsTest, AllocateZerosAndFindAByte)
+{
+    auto *const block = static_cast<char *>(std_calloc(2, 3));
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(std::string(block, 6), std::string(6, '\0'));
+    block[4] = 'b';
+    EXPECT_EQ(std_memchr(block, 'b', 6), block + 4);
+    EXPECT_EQ(std_memchr(block, 'b', 4), nullptr);
+    std_free(block);
+}
+
 TEST(SearchTest, ForwardsPlainSearchesAndComparisons)
 {
     const char *const text = "a/b/c";
@@ -219,6 +230,13 @@ TEST(SearchTest, ForwardsPlainSearchesAndComparisons)
     EXPECT_EQ(std_strrchr(text, '/'), text + 3);
     EXPECT_EQ(std_strstr(text, "b/"), text + 2);
     EXPECT_EQ(std_strstr(text, "B/"), nullptr);
+}
+
+TEST(TextOrEmptyTest, TakesANullForAnEmptyText)
+{
+    const char *const text = "a";
+    EXPECT_EQ(TextOrEmpty(text), text);
+    EXPECT_STREQ(TextOrEmpty(nullptr), "");
 }
 
 TEST(StrrstrTest, FindsTheLastOccurrence)
@@ -281,6 +299,15 @@ TEST(ScanTest, ReadsFieldsByAFormat)
     EXPECT_EQ(first, 12);
     EXPECT_STREQ(second, "abc");
     EXPECT_EQ(std_sscanf("x", "%d", &first), 0);
+}
+
+TEST(ScanTest, ReadsNumbersInABase)
+{
+    const char *const text = "-12x";
+    char *end = nullptr;
+    EXPECT_EQ(std_strtol(text, &end, 10), -12L);
+    EXPECT_EQ(end, text + 3);
+    EXPECT_EQ(std_strtoul("0x1F", nullptr, 0), 31u);
 }
 
 TEST(ErrorTextTest, GivesTheTextOfAKnownNumberInBothForms)

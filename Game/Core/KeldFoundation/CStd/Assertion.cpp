@@ -1,9 +1,8 @@
 #include "KeldFoundation/CStd/Assertion.h"
 
-#include "KeldFoundation/CStd/CStd.h"
-
 #include <boost/lexical_cast.hpp>
 
+#include <cerrno>
 #include <string>
 
 namespace Keld
@@ -86,8 +85,8 @@ void ReportAssertionFailure(const char *expression, const char *description, con
 
 void AssertionStop()
 {
-    // Kept in a register or a stack slot for whoever opens the core file; it goes no further.
-    [[maybe_unused]] volatile const int error = std_errno();
+    // For whoever opens the core file; it goes no further.
+    [[maybe_unused]] volatile const int error = errno;
 #if defined(__aarch64__)
     // The trap builtin is a breakpoint with some compilers here, which would arrive as another signal.
     __asm__ volatile("udf #0");

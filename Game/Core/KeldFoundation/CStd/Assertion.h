@@ -3,11 +3,15 @@
 #include <boost/function.hpp>
 
 // An assertion guards against programming errors, never against bad data: a null pointer, a count that would cut a
-// text. Its failure is reported and never survived, in every build. It is used in the standard-call layer alone; the
-// code above reports with log lines and results.
+// text. A failed one is reported and ends the process, in every build. Only the standard-call layer asserts; the code
+// above it reports with log lines and results.
 namespace Keld
 {
 using Reporter = boost::function<void(const char *)>;
+
+/// The source unit that every assertion names: the layer is one unit to whoever reads a report, also where a call
+/// stands in a file of its own. The report's function tells which call it was.
+inline constexpr const char *AssertionFile = "Game/Core/KeldFoundation/CStd/CStd.cpp";
 
 /// The process-wide slots by which this layer reaches the logger without knowing it. Empty until `SetReporters`; made
 /// at their first use and never destroyed, so that an assertion in a late exit handler finds them alive.
@@ -15,7 +19,7 @@ Reporter &gOkayReporter();
 Reporter &gWarningReporter();
 Reporter &gErrorReporter();
 
-/// Called once, by the logger when it is made, under its lock.
+/// Called once, by the logger at its creation, under its lock.
 void SetReporters(const Reporter &okay, const Reporter &warning, const Reporter &error);
 
 /// Each hands a text to its slot. An empty slot swallows the text.
@@ -31,14 +35,13 @@ void ReportAssertionFailure(const char *expression, const char *description, con
 [[noreturn]] void AssertionStop();
 } // namespace Keld
 
-/// Ends the process unless `condition` holds. The unit defines `AssertionFile`, its own path from the root of the
-/// source tree, so that the text is the same wherever the tree is built; `function` is the full signature.
+/// Reports and ends the process unless `condition` holds. `function` is the full signature of the call.
 #define KELD_ASSERT(condition, description, function)                                                                  \
     do                                                                                                                 \
     {                                                                                                                  \
         if (!(condition))                                                                                              \
         {                                                                                                              \
-            ::Keld::ReportAssertionFailure(#condition, description, AssertionFile, __LINE__, function);                \
+            ::Keld::ReportAssertionFailure(#condition, description, ::Keld::AssertionFile, __LINE__, function);        \
             ::Keld::AssertionStop();                                                                                   \
         }                                                                                                              \
     } while (false)

@@ -16,4 +16,20 @@ using uint64 = std::uint64_t;
 
 /// An unsigned integer of pointer width: every size and count of the standard-call layer.
 using uint_size = std::size_t;
+
+/// A 64-bit number of its two words. Masks of log groups cross module boundaries as words.
+constexpr uint64 JoinWords(uint32 low, uint32 high)
+{
+    return uint64{high} << 32 | low;
+}
+
+constexpr uint32 LowWord(uint64 number)
+{
+    return static_cast<uint32>(number);
+}
+
+constexpr uint32 HighWord(uint64 number)
+{
+    return static_cast<uint32>(number >> 32);
+}
 } // namespace Keld

@@ -1,7 +1,6 @@
 #include "KeldFoundation/CStd/CStd.h"
 
 #include "KeldFoundation/CStd/Assertion.h"
-#include "KeldFoundation/CStd/Directories.h"
 #include "KeldFoundation/CStd/Hash.h"
 
 #include <cerrno>
@@ -18,8 +17,6 @@ namespace Keld
 {
 namespace
 {
-constexpr const char *AssertionFile = "Game/Core/KeldFoundation/CStd/CStd.cpp";
-
 int FoldedByte(char character)
 {
     return static_cast<unsigned char>(FoldCase(character));
@@ -95,6 +92,11 @@ void *std_memset(void *dest, int value, uint_size size)
     return std::memset(dest, value, size);
 }
 
+const void *std_memchr(const void *data, int value, uint_size size)
+{
+    return std::memchr(data, value, size);
+}
+
 void std_bzero(void *dest, uint_size size)
 {
     std::memset(dest, 0, size);
@@ -103,6 +105,11 @@ void std_bzero(void *dest, uint_size size)
 void *std_malloc(uint_size size)
 {
     return std::malloc(size);
+}
+
+void *std_calloc(uint_size count, uint_size size)
+{
+    return std::calloc(count, size);
 }
 
 void std_free(void *pointer)
@@ -187,6 +194,16 @@ char *std_strtok(char *str, const char *delimiters, char **context)
     return strtok_r(str, delimiters, context);
 }
 
+long std_strtol(const char *text, char **end, int base)
+{
+    return std::strtol(text, end, base);
+}
+
+unsigned long std_strtoul(const char *text, char **end, int base)
+{
+    return std::strtoul(text, end, base);
+}
+
 int std_sprintf(char *dest, const char *format, ...)
 {
     va_list arguments;
@@ -243,29 +260,6 @@ const char *std_error_text(int code, char *buffer, uint_size size)
         std_strlcpy(buffer, size, "Failed to get error text");
     }
     return buffer;
-}
-
-// Here, since it asserts. Parents come first; the walk up ends at the first directory that is there already, so that
-// the rights of directories which the caller did not name stay as they are.
-bool std_mkdir_tree(const char *path)
-{
-    KELD_ASSERT(path, nullptr, "bool Keld::std_mkdir_tree(const char *)");
-    std::string copy = path;
-    while (copy.size() > 1 && copy.back() == '/')
-    {
-        copy.pop_back();
-    }
-    const std::string::size_type separator = copy.rfind('/');
-    const bool hasParent = separator != std::string::npos && separator != 0;
-    if (hasParent)
-    {
-        const std::string parent = copy.substr(0, separator);
-        if (!std_directory_exists(parent.c_str()) && !std_mkdir_tree(parent.c_str()))
-        {
-            return false;
-        }
-    }
-    return std_mkdir(copy.c_str());
 }
 
 bool SplitString(const std::string &text, const std::string &delimiters, std::vector<std::string> &parts, int dropEmpty)

@@ -7,10 +7,16 @@
 #include <string>
 #include <vector>
 
-// The standard-call layer: all code above it reaches the platform's C library through these calls. Most only forward.
-// What sets the layer apart is its own truncation rule, its treatment of path separators, and a few composite helpers.
-// A programming error in an argument is an assertion, which reports and ends the process in every build (Assertion.h);
-// everything else is a return value, and nothing here logs.
+// The standard-call layer: the library reaches the C library's calls on texts, memory, numbers, streams and files
+// through these. Most only forward; what sets the layer apart is its own truncation rule, its treatment of path
+// separators, and a few composite helpers. Here stands what the library calls; the calls in Further stand on these.
+//
+// Not through the layer go the platform's other interfaces, each of which has one home: `glob` and `fstat` in file/,
+// descriptors and asynchronous reads in blocks/, mutexes and semaphores in sync/, clocks in counters/. Nor do `atexit`,
+// and what sets `errno`.
+//
+// A programming error in an argument is an assertion, which reports and ends the process in every build (Assertion.h).
+// Everything else is a return value, and nothing here logs.
 namespace Keld
 {
 /// As a count: copy as much as fits, and cut without complaint.
@@ -18,9 +24,6 @@ inline constexpr uint_size TRUNCATE = static_cast<uint_size>(-1);
 
 /// What `std_file_size` gives for anything that is no regular file, and for a file of exactly that many bytes.
 inline constexpr uint32 FileSizeUnknown = 0xFFFFFFFF;
-
-/// Every path buffer of the layer, in bytes, the NUL included.
-inline constexpr uint_size PathCapacity = 1024;
 
 uint_size std_strlen(const char *str);
 uint_size std_strnlen(const char *pStr, uint_size count);
@@ -35,13 +38,15 @@ char *std_strlcpy(char *dest, uint_size size, const char *src);
 void *std_memcpy(void *pDest, uint_size destSize, const void *pSrc, uint_size count);
 void *std_memset(void *dest, int value, uint_size size);
 void std_bzero(void *dest, uint_size size);
+const void *std_memchr(const void *data, int value, uint_size size);
 void *std_malloc(uint_size size);
+void *std_calloc(uint_size count, uint_size size);
 void std_free(void *pointer);
 
 int std_strcmp(const char *lhs, const char *rhs);
 
-/// Compare without regard to ASCII case, as unsigned bytes folded to lower case, whatever the locale. With a null the
-/// result is 0 when both are null, else 1.
+/// Compare without regard to ASCII case, as unsigned bytes folded to lower case, whatever the locale. With a null text
+/// the result is 0 when both are null, else 1.
 int std_stricmp(const char *lhs, const char *rhs);
 int std_strnicmp(const char *lhs, const char *rhs, uint_size len);
 
@@ -56,6 +61,9 @@ const char *std_strstr(const char *str, const char *sub);
 const char *std_strrstr(const char *str, const char *sub);
 char *std_strtok(char *str, const char *delimiters, char **context);
 
+long std_strtol(const char *text, char **end, int base);
+unsigned long std_strtoul(const char *text, char **end, int base);
+
 __attribute__((format(printf, 2, 3))) int std_sprintf(char *dest, const char *format, ...);
 
 /// The length of the text, or uint_size(-1) when it did not fit and was cut.
@@ -67,7 +75,8 @@ __attribute__((format(scanf, 2, 3))) int std_sscanf(const char *text, const char
 /// The calling thread's `errno`.
 int std_errno();
 
-/// The text of an error number: 0, or an error number when it is unknown (a text is written all the same) or cut.
+/// Writes the text of an error number. Gives 0, or an error number where the code is unknown (a text is written all
+/// the same) or the text was cut.
 int std_strerror(int code, char *buffer, uint_size size);
 int std_strerror(char *buffer, uint_size size, int code);
 
@@ -79,17 +88,29 @@ const char *std_error_text(int code, char *buffer, uint_size size);
 std::FILE *std_fopen(const char *path, const char *mode);
 int std_fclose(std::FILE *file);
 uint_size std_fread(void *buffer, uint_size size, uint_size count, std::FILE *file);
+uint_size std_fwrite(const void *buffer, uint_size size, uint_size count, std::FILE *file);
+char *std_fgets(char *buffer, int size, std::FILE *file);
+int std_fputs(const char *text, std::FILE *file);
+int std_fflush(std::FILE *file);
+long std_ftell(std::FILE *file);
 int std_fseek(std::FILE *file, long offset, int origin);
+int std_feof(std::FILE *file);
 int std_ferror(std::FILE *file);
+int std_setvbuf(std::FILE *file, char *buffer, int mode, uint_size size);
 
 /// The low 32 bits of a regular file's size, or FileSizeUnknown.
 uint32 std_file_size(const char *path);
 bool std_file_exists(const char *path);
+
+/// True when the entry is gone, also when it was absent before. A pipe or character device is left alone, and counts as
+/// deleted.
 bool std_file_delete(const char *path);
 
 /// For the file provider alone, since it is not thread-safe: one path buffer serves the whole process. A mode other
-/// than 0, 2, 4 or 6 counts as 0. What else asks for an entry on disk takes `GetFileStatus` (FileMode.h).
+/// than 0, 2, 4 or 6 counts as 0. All other code asks `GetFileStatus` (FileStatus.h).
 bool std_access(const char *path, int mode);
+
+/// Copies with every backslash as a slash. `dest` needs room for all of `src`.
 void std_path_to_slashes(char *dest, const char *src);
 
 /// True on success. Note the order of the arguments.
@@ -99,7 +120,8 @@ bool std_getcwd(uint_size size, char *buffer);
 bool std_splitpath(const char *path, char *drive, uint_size driveSize, char *dir, uint_size dirSize, char *fname,
                    uint_size fnameSize, char *ext, uint_size extSize);
 
-/// Local time in whole seconds; `millisecond` is always 0.
+/// Local time in whole seconds; `millisecond` is always 0. The time zone is that of TZ, or else the system's, as they
+/// are at the call. Allocates only when the zone has changed.
 void std_local_time(int32 *year, int32 *month, int32 *day, int32 *hour, int32 *minute, int32 *second,
                     int32 *millisecond);
 

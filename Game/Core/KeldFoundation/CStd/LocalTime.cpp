@@ -1,5 +1,7 @@
 #include "KeldFoundation/CStd/CStd.h"
 
+#include "KeldFoundation/CStd/FileWatch.h"
+
 #include <cstdlib>
 #include <ctime>
 #include <mutex>
@@ -11,15 +13,17 @@ namespace
 // The platform guards its time zone by itself, but out of sight of the tools that look for races.
 constinit std::mutex gTimeZoneMutex;
 
-// The platform was last told to take the zone that no variable names, the system's. Guarded by the mutex.
+// The zone that holds while TZ is not set. Guarded by the mutex, as the next.
+constinit FileWatch gSystemZone("/etc/localtime");
 constinit bool gTookSystemZone = false;
 
-// The re-entrant call does not look for a change of zone by itself. Asked again for the system's zone, the platform
-// looks at its file and allocates, which no message may cost; so that one is taken once.
+// `localtime_r` does not look for a change of zone by itself, and `tzset` allocates whenever TZ is not set, which no
+// log record may cost. So the system's zone is taken again only when its file has changed.
 void FollowTimeZone()
 {
     const bool isSystemZone = std::getenv("TZ") == nullptr;
-    if (!isSystemZone || !gTookSystemZone)
+    const bool keepsZone = isSystemZone && !gSystemZone.HasChanged() && gTookSystemZone;
+    if (!keepsZone)
     {
         tzset();
     }

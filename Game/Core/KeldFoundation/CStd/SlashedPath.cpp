@@ -1,24 +1,15 @@
 #include "KeldFoundation/CStd/SlashedPath.h"
 
 #include "KeldFoundation/CStd/CStd.h"
-#include "KeldFoundation/CStd/PathText.h"
+#include "KeldFoundation/CStd/PathLimit.h"
 
-#include <algorithm>
 #include <cerrno>
 
 namespace Keld
 {
-namespace
-{
-void CopyReplacing(char *dest, const char *src, char from, char to)
-{
-    std::replace_copy(src, src + std_strlen(src) + 1, dest, from, to);
-}
-} // namespace
-
 bool CopyWithSlashes(char *dest, const char *src)
 {
-    if (std_strnlen(src, PathCapacity) == PathCapacity)
+    if (std_strnlen(src, PathBufferSize) == PathBufferSize)
     {
         errno = ENAMETOOLONG;
         return false;
@@ -29,17 +20,7 @@ bool CopyWithSlashes(char *dest, const char *src)
 
 const char *SharedSlashedPath(const char *path)
 {
-    static char slashed[PathCapacity];
+    static char slashed[PathBufferSize];
     return CopyWithSlashes(slashed, path) ? slashed : nullptr;
-}
-
-void std_path_to_slashes(char *dest, const char *src)
-{
-    CopyReplacing(dest, src, '\\', '/');
-}
-
-void std_path_to_backslashes(char *dest, const char *src)
-{
-    CopyReplacing(dest, src, '/', '\\');
 }
 } // namespace Keld

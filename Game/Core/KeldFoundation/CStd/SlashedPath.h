@@ -3,10 +3,10 @@
 // How the layer's file calls turn backslashes into slashes on the way to the platform.
 namespace Keld
 {
-/// Copies into PathCapacity bytes. False, with ENAMETOOLONG, when the path does not fit.
+/// Copies into a buffer of PathBufferSize bytes. False, with ENAMETOOLONG, when the path does not fit.
 bool CopyWithSlashes(char *dest, const char *src);
 
-/// The same into the one buffer of the process, which `std_access` and `std_fopen_shared` have in common and nothing
-/// guards: the caller sees to it that no two threads come here at once. Null when the path does not fit.
+/// The same into one buffer of the process, which `std_access` and `std_fopen_shared` share. It has no lock: the caller
+/// makes sure that no two threads come here at once. Null when the path does not fit.
 const char *SharedSlashedPath(const char *path);
 } // namespace Keld

@@ -19,7 +19,7 @@ void CounterHandle::Increment() const
 
 ValueCounterHandle::ValueCounterHandle(const std::string &name)
     : mCounter(CounterRegistry::Get().Lookup(name, 0, 0)),
-      mLastValue(CounterRegistry::Get().Lookup(name + "_LastValue", static_cast<uint32>(Counter::KindLastValue), 0))
+      mLastValue(CounterRegistry::Get().Lookup(name + "_LastValue", LowWord(Counter::KindLastValue), 0))
 {
 }
 

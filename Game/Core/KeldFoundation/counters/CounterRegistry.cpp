@@ -31,7 +31,7 @@ Counter *CounterRegistry::Lookup(const std::string &name, uint32 kindLow, uint32
     const MutexLock lock(mMutex);
     const auto found = mCounters.find(name);
     Counter *const counter = found != mCounters.end() ? found->second : Create(name);
-    counter->mKind = static_cast<uint64>(kindHigh) << 32 | kindLow;
+    counter->mKind = JoinWords(kindLow, kindHigh);
     return counter;
 }
 

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "KeldFoundation/CStd/BasicTypes.h"
+#include "KeldFoundation/CStd/CStd.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <type_traits>
 
@@ -40,7 +39,7 @@ public:
     const char *Text(uint_size offset, uint_size capacity = std::numeric_limits<uint_size>::max()) const
     {
         const uint_size searched = offset < mSize ? std::min(capacity, mSize - offset) : 0;
-        const bool ends = searched != 0 && std::memchr(mData + offset, '\0', searched) != nullptr;
+        const bool ends = searched != 0 && std_memchr(mData + offset, '\0', searched) != nullptr;
         return ends ? mData + offset : nullptr;
     }
 

@@ -1,7 +1,8 @@
 #include "KeldFoundation/file/FileIteratorMacOSX.h"
 
 #include "KeldFoundation/CStd/CStd.h"
-#include "KeldFoundation/CStd/FileMode.h"
+#include "KeldFoundation/CStd/FileStatus.h"
+#include "KeldFoundation/CStd/PathLimit.h"
 #include "KeldFoundation/file/FileIterator.h"
 
 #include <glob.h>
@@ -14,7 +15,7 @@ namespace
 constexpr uint32 OwnerReadable = 0x100;
 
 /// One for the process and not guarded: whoever creates iterators serialises it.
-char gPattern[PathCapacity];
+char gPattern[PathBufferSize];
 
 class FileIteratorMacOSX final : public FileIterator
 {
@@ -41,7 +42,7 @@ private:
     uint32 mFlags;
     int32 mIndex = 0; ///< the current match
     glob_t mGlob = {};
-    char mName[PathCapacity] = {};
+    char mName[PathBufferSize] = {};
     bool mIsDirectory = false;
     bool mIsOwnerReadable = false;
 };
@@ -82,7 +83,7 @@ void FileIteratorMacOSX::Position()
 
 bool FileIteratorMacOSX::IsWanted()
 {
-    if (std_strlen(GetMatch()) >= PathCapacity)
+    if (std_strlen(GetMatch()) >= PathBufferSize)
     {
         return false;
     }
@@ -100,11 +101,11 @@ void FileIteratorMacOSX::ReadStatus()
 
 void FileIteratorMacOSX::BuildName()
 {
-    char path[PathCapacity];
-    char drive[PathCapacity];
-    char directory[PathCapacity];
-    char name[PathCapacity];
-    char extension[PathCapacity];
+    char path[PathBufferSize];
+    char drive[PathBufferSize];
+    char directory[PathBufferSize];
+    char name[PathBufferSize];
+    char extension[PathBufferSize];
     std_path_to_slashes(path, GetMatch());
     std_splitpath(path, drive, sizeof drive, directory, sizeof directory, name, sizeof name, extension,
                   sizeof extension);

@@ -1,15 +1,16 @@
 #include "KeldFoundation/file/FileIteratorRecursiveInternal.h"
 
 #include "KeldFoundation/CStd/CStd.h"
-#include "KeldFoundation/CStd/FileMode.h"
+#include "KeldFoundation/CStd/FileStatus.h"
+#include "KeldFoundation/CStd/PathLimit.h"
 #include "KeldFoundation/path/Path.h"
 
 namespace Keld::File
 {
 namespace
 {
-/// How often one directory is gone down into, by whatever paths. A loop of one link is ended by the platform long
-/// before; two links in a directory that lead back to it double the paths at every level, and would never end.
+// How often one directory is entered, by whatever paths. The platform ends a loop of one link long before; two links in
+// a directory that lead back to it double the paths at every level, and would never end.
 constexpr uint32 MaximumVisits = 1024;
 } // namespace
 
@@ -49,11 +50,11 @@ void FileIteratorRecursiveInternal::OpenNextDirectory()
     OpenCurrentDirectory();
 }
 
-/// Whether to go down into a directory: its entries' paths must have room in a path buffer, and it must not have been
-/// come to all too often. What only a provider knows, and not the file system, is not counted.
+// Whether to enter a directory: its entries' paths must fit in a path buffer, and it must not have been met too often
+// already. A directory that only a provider knows, and not the file system, is not counted.
 bool FileIteratorRecursiveInternal::IsToBeVisited(const std::string &directory)
 {
-    if (directory.size() + std_strlen("/*") >= PathCapacity)
+    if (directory.size() + std_strlen("/*") >= PathBufferSize)
     {
         return false;
     }
@@ -61,7 +62,7 @@ bool FileIteratorRecursiveInternal::IsToBeVisited(const std::string &directory)
     return !status.exists || ++mVisits[{status.device, status.inode}] <= MaximumVisits;
 }
 
-/// Looks at the current entry: notes a directory for later, and tells whether the entry is one to stop on.
+// Looks at the current entry: queues a directory for later, and tells whether to stop on this entry.
 bool FileIteratorRecursiveInternal::Visit()
 {
     const char *const name = mCurrent->GetName();
@@ -81,7 +82,7 @@ bool FileIteratorRecursiveInternal::Visit()
     return true;
 }
 
-/// Goes on from the current entry, itself included, to the next match.
+// Goes on from the current entry, itself included, to the next match.
 void FileIteratorRecursiveInternal::Advance()
 {
     while (mCurrent->IsValid() || !mPending.empty())
@@ -104,9 +105,7 @@ void FileIteratorRecursiveInternal::Advance()
 boost::shared_ptr<FileIteratorRecursive> CreateRecursiveFileIterator(const char *directory, const char *pattern,
                                                                      int flags)
 {
-    const char *const directoryText = directory != nullptr ? directory : "";
-    const char *const patternText = pattern != nullptr ? pattern : "";
     return boost::shared_ptr<FileIteratorRecursive>(
-        new FileIteratorRecursiveInternal(directoryText, patternText, flags));
+        new FileIteratorRecursiveInternal(TextOrEmpty(directory), TextOrEmpty(pattern), flags));
 }
 } // namespace Keld::File

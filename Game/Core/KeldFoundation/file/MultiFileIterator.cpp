@@ -1,5 +1,6 @@
 #include "KeldFoundation/file/MultiFileIterator.h"
 
+#include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/file/FileProviderList.h"
 #include "KeldFoundation/path/Path.h"
 
@@ -37,7 +38,7 @@ FileIterator *MultiFileIterator::SetUp(const char *pattern, int flags)
     return single;
 }
 
-/// Takes over an iterator that stands on an entry, and destroys one that does not.
+// Takes over an iterator that stands on an entry, and destroys one that does not.
 void MultiFileIterator::Keep(FileIterator *created)
 {
     std::unique_ptr<FileIterator> iterator(created);
@@ -66,7 +67,7 @@ void MultiFileIterator::Next()
 boost::shared_ptr<FileIterator> CreateFileIterator(const char *pattern, int flags)
 {
     auto merged = boost::shared_ptr<MultiFileIterator>(new MultiFileIterator);
-    FileIterator *const single = merged->SetUp(pattern != nullptr ? pattern : "", flags);
+    FileIterator *const single = merged->SetUp(TextOrEmpty(pattern), flags);
     if (single != nullptr)
     {
         return boost::shared_ptr<FileIterator>(single);

@@ -6,7 +6,6 @@
 #include "KeldFoundation/file/StreamCloser.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -20,7 +19,7 @@ constexpr uint_size StreamBufferSize = 64000;
 
 struct TextFreer
 {
-    void operator()(char *text) const { std::free(text); }
+    void operator()(char *text) const { std_free(text); }
 };
 
 class SparseFile : public IFile
@@ -32,8 +31,8 @@ public:
     uint32 GetSize() override { return mSize; }
     bool IsOpen() override { return mStream != nullptr; }
     const char *GetContents() override;
-    long Tell() override { return mStream != nullptr ? std::ftell(mStream.get()) : 0; }
-    int IsEof() override { return mStream != nullptr ? std::feof(mStream.get()) : 0; }
+    long Tell() override { return mStream != nullptr ? std_ftell(mStream.get()) : 0; }
+    int IsEof() override { return mStream != nullptr ? std_feof(mStream.get()) : 0; }
     int Seek(long offset, int origin) override;
     char *GetLine(char *buffer, int size) override;
     uint_size Read(void *buffer, uint_size size, uint_size count) override;
@@ -49,19 +48,19 @@ private:
 /// The size of what can tell its end, 0 of what cannot. The position stays.
 uint32 MeasureStream(FILE *stream)
 {
-    const long position = std::ftell(stream);
+    const long position = std_ftell(stream);
     if (position < 0 || std_fseek(stream, 0, SEEK_END) != 0)
     {
         return 0;
     }
-    const long end = std::ftell(stream);
+    const long end = std_ftell(stream);
     std_fseek(stream, position, SEEK_SET);
     return end > 0 ? static_cast<uint32>(end) : 0;
 }
 
 SparseFile::SparseFile(Stream stream, const char *name) : mStream(std::move(stream)), mSize(0), mName(name)
 {
-    std::setvbuf(mStream.get(), nullptr, _IOFBF, StreamBufferSize);
+    std_setvbuf(mStream.get(), nullptr, _IOFBF, StreamBufferSize);
     mSize = MeasureStream(mStream.get());
 }
 
@@ -69,7 +68,7 @@ const char *SparseFile::GetContents()
 {
     if (mContents == nullptr && mStream != nullptr)
     {
-        mContents.reset(static_cast<char *>(std::calloc(uint_size{mSize} + 1, 1)));
+        mContents.reset(static_cast<char *>(std_calloc(uint_size{mSize} + 1, 1)));
         if (mContents != nullptr)
         {
             std_fread(mContents.get(), mSize, 1, mStream.get()); // zeros stand for whatever does not come
@@ -86,7 +85,7 @@ int SparseFile::Seek(long offset, int origin)
 
 char *SparseFile::GetLine(char *buffer, int size)
 {
-    return mStream != nullptr ? std::fgets(buffer, size, mStream.get()) : nullptr;
+    return mStream != nullptr ? std_fgets(buffer, size, mStream.get()) : nullptr;
 }
 
 uint_size SparseFile::Read(void *buffer, uint_size size, uint_size count)
@@ -96,7 +95,7 @@ uint_size SparseFile::Read(void *buffer, uint_size size, uint_size count)
 
 uint_size SparseFile::Write(const void *buffer, uint_size size, uint_size count)
 {
-    return std::fwrite(buffer, size, count, mStream.get());
+    return std_fwrite(buffer, size, count, mStream.get());
 }
 
 /// A stream opens on a directory here, and would then claim a size without a bound.

@@ -1,5 +1,6 @@
 #include "KeldFoundation/logger/BaseConsoleLogTarget.h"
 
+#include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/logger/LineFormat.h"
 #include "KeldFoundation/logger/Log.h"
 
@@ -33,10 +34,10 @@ void BaseConsoleLogTarget::WriteLine(std::FILE *stream, const LogRecord *record,
     char line[LineBufferSize];
     FormatLine(line, sizeof line, GetFormat(record), record);
     const MutexLock lock(mMutex);
-    std::fputs(line, stream);
+    std_fputs(line, stream);
     if (flush)
     {
-        std::fflush(stream);
+        std_fflush(stream);
     }
 }
 } // namespace Keld::Logger

@@ -2,8 +2,6 @@
 
 #include "KeldFoundation/CStd/CStd.h"
 
-#include <cstring>
-
 namespace Keld
 {
 namespace
@@ -75,7 +73,7 @@ bool PathJoiner::Add(const char *piece)
     {
         return false;
     }
-    std::memcpy(target, piece, length + 1);
+    std_memcpy(target, room, piece, length + 1);
     mPosition = target + length;
     return true;
 }

@@ -32,7 +32,7 @@ void RemoveLastComponent(std::string &directory)
 // The directory of `base`, which need not end in a slash.
 std::string BaseDirectory(const char *base)
 {
-    std::string copy = base != nullptr ? base : "";
+    std::string copy = TextOrEmpty(base);
     if (!copy.empty() && !EndsInSlash(copy))
     {
         copy += '/';
@@ -76,7 +76,7 @@ void NormalizeSeparatorsLower(std::string &path)
 
 void SplitPath(const char *path, std::string &directory, std::string &name, std::string &extension)
 {
-    const std::string text = path != nullptr ? path : "";
+    const std::string text = TextOrEmpty(path);
     directory.clear();
     std::string rest = text;
     const std::string::size_type split = text.find_last_of("/\\:");
@@ -129,6 +129,6 @@ void ResolveRelativePath(const char *path, const char *base, std::string &result
 
 bool SplitPathComponents(const char *path, std::vector<std::string> &components)
 {
-    return SplitString(path != nullptr ? path : "", "/\\", components, 1);
+    return SplitString(TextOrEmpty(path), "/\\", components, 1);
 }
 } // namespace Keld

@@ -1,8 +1,7 @@
 #include "KeldFoundation/sync/Mutex.h"
 
 #include "KeldFoundation/CStd/Assertion.h"
-
-#include <cstring>
+#include "KeldFoundation/CStd/CStd.h"
 
 namespace Keld
 {
@@ -31,10 +30,10 @@ Mutex::Mutex(bool recursive)
     }
 }
 
-// For the holder of a shared mutex alone, which copies one that nobody has locked yet.
+// For SharedMutex alone, which copies a mutex that nobody has locked yet.
 Mutex::Mutex(const Mutex &other)
 {
-    std::memcpy(&mMutex, &other.mMutex, sizeof mMutex);
+    std_memcpy(&mMutex, sizeof mMutex, &other.mMutex, sizeof mMutex);
 }
 
 Mutex::~Mutex()

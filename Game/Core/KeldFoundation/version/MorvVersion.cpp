@@ -1,6 +1,7 @@
 #include "KeldFoundation/version/MorvVersion.h"
 
-#include <cstring>
+#include "KeldFoundation/CStd/CStd.h"
+
 #include <optional>
 
 namespace Keld
@@ -55,7 +56,7 @@ const char *ScanPart(const char *text, uint64 limit, uint64 &part)
 std::optional<uint64> ParseParts(const char *text, unsigned partBits)
 {
     // A test of its own, since the scan below skips blanks.
-    if (text == nullptr || std::strchr(text, ' ') != nullptr)
+    if (text == nullptr || std_strchr(text, ' ') != nullptr)
     {
         return std::nullopt;
     }
@@ -137,7 +138,7 @@ template <class Part>
 void FormatParts(std::string &out, const char *format, const Part (&parts)[PartCount])
 {
     out.clear();
-    out.reserve(std::strlen(format) + 128);
+    out.reserve(std_strlen(format) + 128);
     while (*format != '\0')
     {
         if (format[0] == '%' && format[1] == '%')

@@ -26,7 +26,7 @@ std::pair<ProjectListing *, const ProjectListing::FileEntry *> FindPath(const ch
     {
         return {nullptr, nullptr};
     }
-    char canonical[Reader::PathBufferSize];
+    char canonical[Keld::PathBufferSize];
     if (!Keld::CanonicalizePathBounded(path, canonical, sizeof canonical, 1))
     {
         return {nullptr, nullptr};

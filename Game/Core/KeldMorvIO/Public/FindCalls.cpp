@@ -15,7 +15,7 @@ namespace
 {
 // Splits a canonical path at its last separator: `path` keeps the directory, and the pattern is given back. Without a
 // separator all of it is the pattern, and the directory is the root.
-std::string SplitPattern(char (&path)[Reader::PathBufferSize])
+std::string SplitPattern(char (&path)[Keld::PathBufferSize])
 {
     char *const separator = const_cast<char *>(Keld::std_strrchr(path, '/'));
     char *const directoryEnd = separator != nullptr ? separator : path;
@@ -45,7 +45,7 @@ FindHandle *MorvFindFirstFile(const char *path)
         return nullptr;
     }
     std::unique_ptr<FindHandle> handle = std::make_unique<FindHandle>();
-    char directory[Reader::PathBufferSize];
+    char directory[Keld::PathBufferSize];
     if (!Keld::CanonicalizePathBounded(path, directory, sizeof directory, 1))
     {
         return nullptr;

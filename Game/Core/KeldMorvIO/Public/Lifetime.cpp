@@ -30,5 +30,5 @@ void MorvSetLogger(const IKeldLogger *logger)
     // Current first: what the table logs from inside its RegisterGroup goes to the table itself.
     Keld::SetCurrentLogger(logger);
     const KeldGroupMask mask = logger->RegisterGroup("MRV");
-    Reader::gMorvLogGroups.store(static_cast<uint64_t>(mask.high) << 32 | mask.low, std::memory_order_relaxed);
+    Reader::gMorvLogGroups.store(Keld::JoinWords(mask.low, mask.high), std::memory_order_relaxed);
 }

@@ -1,7 +1,8 @@
 #include "KeldMorvIO/blocks/Lzma2Decoder.h"
 
+#include "KeldFoundation/CStd/CStd.h"
+
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 
 namespace Keld::MORV::Reader
@@ -10,7 +11,7 @@ namespace
 {
 struct FreeDeleter
 {
-    void operator()(void *pointer) const { std::free(pointer); }
+    void operator()(void *pointer) const { std_free(pointer); }
 };
 } // namespace
 

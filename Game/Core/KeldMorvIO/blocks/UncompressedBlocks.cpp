@@ -160,7 +160,7 @@ uint32 UncompressedBlocks::FindByte(uint8 value, uint32 offset) const
         const char *const data = static_cast<const char *>(block.mData);
         if (position < block.mSize)
         {
-            const void *const found = std::memchr(data + position, value, block.mSize - position);
+            const void *const found = std_memchr(data + position, value, block.mSize - position);
             if (found != nullptr)
             {
                 return index * mBlockSize + static_cast<uint32>(static_cast<const char *>(found) - data);

@@ -75,7 +75,7 @@ HRESULT ConfigurationManifest::LoadProjectNames(FILE *const file, DWORD count)
     for (DWORD index = 0; index < count; ++index)
     {
         HRESULT result = ReadString(file, name, ManifestLineLimit);
-        if (result >= 0 && name.empty() && std::feof(file) != 0 && ++missing > MissingNameLimit)
+        if (result >= 0 && name.empty() && std_feof(file) != 0 && ++missing > MissingNameLimit)
         {
             result = E_FAIL;
         }

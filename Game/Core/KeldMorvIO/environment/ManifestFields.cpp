@@ -4,7 +4,6 @@
 #include "KeldMorvIO/ReaderLog.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <limits>
 
 namespace Keld::MORV::Reader
@@ -33,7 +32,7 @@ bool HasMinusSign(const char *text)
 DWORD ParseDWORD(const char *text, char **end)
 {
     const bool negative = HasMinusSign(text);
-    const uint64 value = std::strtoul(text, end, 0);
+    const uint64 value = std_strtoul(text, end, 0);
     const uint64 magnitude = negative ? 0 - value : value;
     if (magnitude > std::numeric_limits<DWORD>::max())
     {
@@ -47,7 +46,7 @@ DWORD ParseDWORD(const char *text, char **end)
 bool ReadLine(FILE *const file, char *line, SIZE_T size, const char *signature)
 {
     std_memset(line, 0, size);
-    if (std::fgets(line, static_cast<int>(size), file) != nullptr)
+    if (std_fgets(line, static_cast<int>(size), file) != nullptr)
     {
         return true;
     }
@@ -62,7 +61,7 @@ HRESULT ReadString(FILE *const file, std::string &value, const SIZE_T limit)
         "HRESULT Keld::MORV::Reader::ReadString(FILE *const, std::string &, const SIZE_T)";
     // Zeros and not just room: at the end of the file the previous text must not come back.
     value.assign(limit, '\0');
-    if (std::fgets(value.data(), static_cast<int>(limit), file) == nullptr && std_ferror(file) != 0)
+    if (std_fgets(value.data(), static_cast<int>(limit), file) == nullptr && std_ferror(file) != 0)
     {
         // The error number is what the stream's test returns, not what the system said.
         LogErrorText(signature, std_ferror(file));

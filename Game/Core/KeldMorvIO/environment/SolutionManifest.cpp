@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <limits>
 #include <utility>
 
@@ -27,7 +26,7 @@ constexpr const char *LoadConfigurationsSignature =
 // file.
 int ParseCount(const char *text)
 {
-    const long value = std::strtol(text, nullptr, 10);
+    const long value = std_strtol(text, nullptr, 10);
     const long count = std::clamp<long>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
     if (count != value)
     {

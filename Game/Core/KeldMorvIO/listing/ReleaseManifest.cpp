@@ -1,7 +1,7 @@
 #include "KeldMorvIO/listing/ReleaseManifest.h"
 
 #include "KeldFoundation/CStd/CStd.h"
-#include "KeldFoundation/CStd/FileMode.h"
+#include "KeldFoundation/CStd/FileStatus.h"
 #include "KeldFoundation/file/ByteView.h"
 #include "KeldFoundation/file/StreamCloser.h"
 #include "KeldMorvIO/ReaderLog.h"
