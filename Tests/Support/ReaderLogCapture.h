@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KeldFoundation/logger/BuiltInLogger.h"
 #include "KeldMorvIO/ReaderLog.h"
 #include "Support/LogRecorder.h"
 

@@ -1,6 +1,7 @@
 #include "KeldFoundation/logger/LegacyLog.h"
 
 #include "KeldFoundation/counters/StatusHeader.h"
+#include "KeldFoundation/logger/BuiltInLogger.h"
 #include "KeldFoundation/logger/FdCapture.h"
 #include "KeldFoundation/logger/LoggerTest.h"
 #include "KeldFoundation/logger/MessageRing.h"

@@ -1,3 +1,4 @@
+#include "KeldFoundation/logger/BuiltInLogger.h"
 #include "KeldFoundation/logger/FdCapture.h"
 #include "KeldFoundation/logger/LoggerCore.h"
 #include "KeldFoundation/logger/LoggerTest.h"

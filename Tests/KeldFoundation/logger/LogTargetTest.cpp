@@ -1,11 +1,15 @@
 #include "KeldFoundation/logger/LogTarget.h"
 
+#include "KeldFoundation/logger/BuiltInLogger.h"
 #include "KeldFoundation/logger/FdCapture.h"
 #include "KeldFoundation/logger/LoggerTest.h"
 #include "KeldFoundation/logger/StdErrLogTarget.h"
 #include "KeldFoundation/logger/StdOutLogTarget.h"
 
+#include <chrono>
+#include <future>
 #include <optional>
+#include <thread>
 #include <type_traits>
 
 namespace Keld::Test
@@ -221,6 +225,41 @@ TEST_F(LogTargetTest, AConsoleTargetWritesThroughItsSlot)
     FdCapture errors(STDERR_FILENO);
     EXPECT_EQ(slots->Write(slots, &record), 1);
     EXPECT_NE(errors.Stop().find("text"), std::string::npos);
+}
+
+// Lets another thread take the target's lock while the target is asked for its format.
+class FormattingTarget : public Logger::StdErrLogTarget
+{
+public:
+    ~FormattingTarget() override { mOther.join(); }
+
+    const char *GetFormat(const LogRecord *record) override
+    {
+        mOther = std::thread(
+            [this]
+            {
+                SetLevel(ERROR);
+                mDone.set_value();
+            });
+        mLockWasFree = mDone.get_future().wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+        return StdErrLogTarget::GetFormat(record);
+    }
+
+    bool mLockWasFree = false;
+
+private:
+    std::promise<void> mDone;
+    std::thread mOther;
+};
+
+TEST_F(LogTargetTest, ALineIsFormattedBeforeTheLockOfItsTargetIsTaken)
+{
+    FormattingTarget target;
+    const LogRecord record{2010, 1, 2, 3, 4, 5, 0, ERROR, DBG, "text"};
+    FdCapture errors(STDERR_FILENO);
+    EXPECT_TRUE(target.Write(&record));
+    EXPECT_NE(errors.Stop().find("text"), std::string::npos);
+    EXPECT_TRUE(target.mLockWasFree);
 }
 
 TEST_F(LogTargetTest, WriteIsTrueAlsoWhenTheStreamFails)

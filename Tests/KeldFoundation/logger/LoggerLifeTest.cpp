@@ -1,5 +1,6 @@
 #include "KeldFoundation/logger/LoggerCore.h"
 
+#include "KeldFoundation/logger/BuiltInLogger.h"
 #include "KeldFoundation/logger/LoggerTest.h"
 
 // How the logger comes into being and ends, and what its table does meanwhile.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KeldFoundation/counters/CounterRegistry.h"
+#include "KeldFoundation/logger/BuiltInLogger.h"
 #include "KeldFoundation/logger/Log.h"
 
 #include <gtest/gtest.h>

@@ -7,18 +7,14 @@
 #include "KeldFoundation/logger/Severity.h"
 #include "KeldFoundation/logger/Timestamp.h"
 
-// The functions of the table, in the order of its slots. Those that work on the logger's state find it made by
-// `Startup` or by a message; without it they do nothing, and answer with its defaults.
 namespace Keld
 {
 namespace
 {
-using Logger::LoggerCore;
+// The functions of the table, in the order of its slots. The logger is there once `Startup` or a message has created
+// it; before, those that work on it do nothing, and answer with its defaults.
 
-uint64 Join(uint32 low, uint32 high)
-{
-    return static_cast<uint64>(high) << 32 | low;
-}
+using Logger::LoggerCore;
 
 uint32_t GetInterfaceVersion()
 {
@@ -43,7 +39,7 @@ void SetIgnoredGroups(uint32_t low, uint32_t high)
 {
     if (LoggerCore *const logger = LoggerCore::Get(); logger != nullptr)
     {
-        logger->SetIgnoredGroups(Join(low, high));
+        logger->SetIgnoredGroups(JoinWords(low, high));
     }
 }
 
@@ -131,7 +127,7 @@ IKeldLogTarget *GetExtraTarget()
 KeldGroupMask RegisterGroup(const char *tag)
 {
     const uint64 mask = Logger::gGroupRegistry.Register(tag);
-    return KeldGroupMask{static_cast<uint32>(mask), static_cast<uint32>(mask >> 32)};
+    return KeldGroupMask{LowWord(mask), HighWord(mask)};
 }
 
 void FormatGroupNames(char *buffer, size_t size, uint64_t mask)
@@ -152,9 +148,11 @@ void FormatFileTimestamp(char *buffer, size_t size, const LogRecord *record)
 __attribute__((format(printf, 4, 0))) void LogMessage(int32_t severity, uint32_t groupLow, uint32_t groupHigh,
                                                       const char *format, va_list arguments)
 {
-    LoggerCore::GetOrCreate().Log(severity, Join(groupLow, groupHigh), format, arguments);
+    LoggerCore::GetOrCreate().Log(severity, JoinWords(groupLow, groupHigh), format, arguments);
 }
 } // namespace
+
+constinit std::atomic<const IKeldLogger *> gCurrentLogger{&gBuiltInLogger};
 
 constinit const IKeldLogger gBuiltInLogger = {GetInterfaceVersion,
                                               LoggerCore::Startup,
@@ -182,4 +180,9 @@ constinit const IKeldLogger gBuiltInLogger = {GetInterfaceVersion,
                                               FormatTimestamp,
                                               FormatFileTimestamp,
                                               LogMessage};
+
+const IKeldLogger *GetBuiltInLogger()
+{
+    return &gBuiltInLogger;
+}
 } // namespace Keld

@@ -3,7 +3,7 @@
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/counters/StatusHeader.h"
 #include "KeldFoundation/logger/GroupRegistry.h"
-#include "KeldFoundation/logger/LoggerCore.h"
+#include "KeldFoundation/logger/LoggerState.h"
 #include "KeldFoundation/logger/Severity.h"
 #include "KeldFoundation/logger/Timestamp.h"
 
@@ -13,8 +13,8 @@ namespace Keld::Logger
 {
 namespace
 {
-/// The place in the line where the next value goes. It never comes nearer than two bytes to the end of the buffer:
-/// those are for the closing newline and the NUL.
+// The place in the line where the next value goes. Two bytes at the end of the buffer are left for the closing newline
+// and the NUL.
 class LineCursor
 {
 public:
@@ -43,7 +43,7 @@ public:
 private:
     void PutText(const char *text)
     {
-        std_strncpy(mCursor, mRoom, text != nullptr ? text : "", TRUNCATE);
+        std_strncpy(mCursor, mRoom, TextOrEmpty(text), TRUNCATE);
         Skip();
     }
 
@@ -70,7 +70,7 @@ void LineCursor::PutToken(char token, const LogRecord &record)
         FormatTimestamp(mCursor, mRoom, &record);
         return Skip();
     case 'E':
-        return PutText(LoggerCore::GetApplicationName());
+        return PutText(LoggerState::GetApplicationName());
     case 'G':
         gGroupRegistry.FormatNames(mCursor, mRoom, record.groups);
         return Skip();

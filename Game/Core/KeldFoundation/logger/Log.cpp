@@ -1,18 +1,9 @@
 #include "KeldFoundation/logger/Log.h"
 
-#include "KeldFoundation/logger/BuiltInLogger.h"
-
-#include <atomic>
 #include <cerrno>
 
 namespace Keld
 {
-namespace
-{
-// Constant-initialised, since static constructors of any unit may log.
-constinit std::atomic<const IKeldLogger *> gCurrentLogger{&gBuiltInLogger};
-} // namespace
-
 void Log(int32 severity, uint32 groupLow, uint32 groupHigh, const char *format, ...)
 {
     va_list arguments;
@@ -36,10 +27,5 @@ const IKeldLogger *GetCurrentLogger()
 void SetCurrentLogger(const IKeldLogger *table)
 {
     gCurrentLogger.store(table, std::memory_order_release);
-}
-
-const IKeldLogger *GetBuiltInLogger()
-{
-    return &gBuiltInLogger;
 }
 } // namespace Keld

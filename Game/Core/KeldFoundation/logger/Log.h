@@ -3,6 +3,7 @@
 #include "KeldFoundation/CStd/BasicTypes.h"
 #include "KeldFoundation/logger/IKeldLogger.h"
 
+#include <atomic>
 #include <cstdarg>
 
 namespace Keld
@@ -38,12 +39,13 @@ __attribute__((format(printf, 4, 5))) void Log(int32 severity, uint32 groupLow, 
 __attribute__((format(printf, 4, 0))) void LogV(int32 severity, uint32 groupLow, uint32 groupHigh, const char *format,
                                                 va_list arguments);
 
-/// The table that messages go to: the built-in logger's from load time on, until another is set.
+/// The table that messages go to. The built-in logger stands behind this slot, in BuiltInLogger.cpp, so that it holds
+/// that logger's table from load time on.
+extern std::atomic<const IKeldLogger *> gCurrentLogger;
+
+/// The table that messages go to: the built-in logger's until another is set.
 const IKeldLogger *GetCurrentLogger();
 
 /// Makes `table` the current one. It is borrowed, must not be null, and must outlive the last message.
 void SetCurrentLogger(const IKeldLogger *table);
-
-/// The built-in logger's table; it lives as long as the process.
-const IKeldLogger *GetBuiltInLogger();
 } // namespace Keld

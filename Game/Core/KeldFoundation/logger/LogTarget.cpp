@@ -1,6 +1,6 @@
 #include "KeldFoundation/logger/LogTarget.h"
 
-#include "KeldFoundation/logger/LoggerCore.h"
+#include "KeldFoundation/logger/LoggerState.h"
 
 namespace Keld::Logger
 {
@@ -79,12 +79,7 @@ constexpr IKeldLogTarget Slots = {
     GetIgnoredGroupsSlot,    GetNameSlot,     GetFormatSlot, AttachSlot,    DetachSlot,
     IsAttachedSlot,          WriteNothingSlot};
 
-uint64 Join(uint32 low, uint32 high)
-{
-    return static_cast<uint64>(high) << 32 | low;
-}
-
-// The getters take no lock, so numbers of the settings are read and written as atomic ones.
+// The getters take no lock, so the numbers of the settings are read and written atomically.
 template <class Number>
 Number Read(Number &number)
 {
@@ -136,8 +131,8 @@ int32 LogTarget::GetLevel()
 void LogTarget::SetGroups(uint32 requiredLow, uint32 requiredHigh, uint32 ignoredLow, uint32 ignoredHigh)
 {
     const MutexLock lock(mMutex);
-    Store(mSettings->mRequiredGroups, Join(requiredLow & ~ignoredLow, requiredHigh & ~ignoredHigh));
-    Store(mSettings->mIgnoredGroups, Join(ignoredLow, ignoredHigh));
+    Store(mSettings->mRequiredGroups, JoinWords(requiredLow & ~ignoredLow, requiredHigh & ~ignoredHigh));
+    Store(mSettings->mIgnoredGroups, JoinWords(ignoredLow, ignoredHigh));
 }
 
 uint64 LogTarget::GetRequiredGroups()
@@ -155,7 +150,7 @@ uint64 LogTarget::GetIgnoredGroups()
 void LogTarget::Attach()
 {
     const LoggerLock loggerLock;
-    LoggerCore *const logger = loggerLock.Get();
+    LoggerState *const logger = loggerLock.Get();
     if (logger != nullptr && mAttached.load(std::memory_order_relaxed) == 0)
     {
         mAttached.store(1, std::memory_order_relaxed);
@@ -171,7 +166,7 @@ void LogTarget::Detach()
         return;
     }
     mAttached.store(0, std::memory_order_relaxed);
-    if (LoggerCore *const logger = loggerLock.Get(); logger != nullptr)
+    if (LoggerState *const logger = loggerLock.Get(); logger != nullptr)
     {
         logger->RemoveTarget(this);
     }
@@ -198,7 +193,7 @@ void LogTarget::Configure(const LogTargetSettings &settings)
         Attach();
     }
     SetLevel(settings.mLevel);
-    SetGroups(static_cast<uint32>(settings.mRequiredGroups), static_cast<uint32>(settings.mRequiredGroups >> 32),
-              static_cast<uint32>(settings.mIgnoredGroups), static_cast<uint32>(settings.mIgnoredGroups >> 32));
+    SetGroups(LowWord(settings.mRequiredGroups), HighWord(settings.mRequiredGroups), LowWord(settings.mIgnoredGroups),
+              HighWord(settings.mIgnoredGroups));
 }
 } // namespace Keld::Logger

@@ -1,5 +1,6 @@
-#include "KeldFoundation/counters/VmReports.h"
+#include "KeldFoundation/logger/VmReports.h"
 
+#include "KeldFoundation/logger/BuiltInLogger.h"
 #include "KeldFoundation/logger/Log.h"
 #include "Support/LogRecorder.h"
 

@@ -1,4 +1,4 @@
-#include "KeldFoundation/counters/VmReports.h"
+#include "KeldFoundation/logger/VmReports.h"
 
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/counters/MemoryFigures.h"
