@@ -110,6 +110,24 @@ TEST_F(FileIteratorRecursiveTest, DirectoriesOnlyStillGoesDown)
     EXPECT_EQ((Paths{}), Walk("c.txt", 1));
 }
 
+TEST_F(FileIteratorRecursiveTest, TellsOfEachEntryWhetherItsOwnerMayReadIt)
+{
+    for (const char *name : {"one/yes", "one/two/no", "one/two/yes"})
+    {
+        const bool readable = std::string(name).ends_with("yes");
+        std::filesystem::permissions(mTree.Write(name, ""), std::filesystem::perms(readable ? 0400 : 0077));
+    }
+    Paths readable;
+    Paths unreadable;
+    for (const auto iterator = Create("*"); iterator->IsValid(); iterator->Next())
+    {
+        (iterator->IsOwnerReadable() ? readable : unreadable).emplace_back(iterator->GetFullPath());
+    }
+    EXPECT_EQ((Paths{mTree.Path("one"), mTree.Path("one/two"), mTree.Path("one/two/yes"), mTree.Path("one/yes")}),
+              Sorted(readable));
+    EXPECT_EQ((Paths{mTree.Path("one/two/no")}), unreadable);
+}
+
 TEST_F(FileIteratorRecursiveTest, EmptyDirectoriesOnTheWayArePassedThrough)
 {
     mTree.MakeDirectory("a");

@@ -1,7 +1,8 @@
 #include "KeldMorvIO/blocks/AsyncRequestPool.h"
 
 #include "KeldMorvIO/blocks/AsyncRequest.h"
-#include "KeldMorvIO/blocks/Interruption.h"
+#include "KeldMorvIO/blocks/Pipe.h"
+#include "Support/InterruptingSignal.h"
 
 #include <gtest/gtest.h>
 

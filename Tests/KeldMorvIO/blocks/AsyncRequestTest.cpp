@@ -2,7 +2,8 @@
 
 #include "KeldMorvIO/blocks/AsyncRequestPool.h"
 #include "KeldMorvIO/blocks/Descriptors.h"
-#include "KeldMorvIO/blocks/Interruption.h"
+#include "KeldMorvIO/blocks/Pipe.h"
+#include "Support/InterruptingSignal.h"
 #include "Support/ReaderLogCapture.h"
 #include "Support/TempTree.h"
 

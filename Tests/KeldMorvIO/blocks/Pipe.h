@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include <fcntl.h>
-#include <signal.h>
 #include <unistd.h>
 
 namespace Keld::Test
@@ -33,23 +32,5 @@ public:
 
 private:
     int mEnds[2] = {-1, -1};
-};
-
-/// Lets SIGUSR1 interrupt what a thread sleeps in.
-class InterruptingSignal
-{
-public:
-    InterruptingSignal()
-    {
-        struct sigaction action = {};
-        action.sa_handler = [](int) {};
-        EXPECT_EQ(sigaction(SIGUSR1, &action, &mBefore), 0);
-    }
-    ~InterruptingSignal() { sigaction(SIGUSR1, &mBefore, nullptr); }
-    InterruptingSignal(const InterruptingSignal &) = delete;
-    InterruptingSignal &operator=(const InterruptingSignal &) = delete;
-
-private:
-    struct sigaction mBefore = {};
 };
 } // namespace Keld::Test
