@@ -33,8 +33,8 @@ bool PathsEndInside(const ByteView &image, uint_size listOffset, const ArchivePa
 }
 
 /// The text of path `index`, or null when the list has no such path. `list` reaches from the path list to the end of
-/// the file, since texts lie behind it at offsets from its start. That each text ends there Read has seen, once: many
-/// records may share a text that is as long as the file, and must not have it looked through again and again.
+/// the file, since texts lie behind it at offsets from its start. Read has checked once that each text ends there; a
+/// check at each lookup could cost the length of the file each time.
 const char *GetPathByIndex(const ByteView &list, uint32 index)
 {
     const auto *const head = list.At<ArchivePathList>(0);
@@ -101,7 +101,7 @@ void ArchiveFile::ClearViews()
     mPathList = nullptr;
 }
 
-/// All views or none.
+// Sets all views or none.
 bool ArchiveFile::SetViews()
 {
     const ByteView image(mBuffer.data(), mBuffer.size());
@@ -179,8 +179,8 @@ void ArchiveFile::GetContents(std::vector<std::string> &paths) const
     for (uint32 index = 0; index < count; ++index)
     {
         const char *const path = GetPathByIndex(GetPathListView(), mEntries[index].pathIndex);
-        // A record without a path is a fault of the data, and has nothing to append. So is a path that no caller could
-        // have a buffer for; records that share a huge one would fill the memory with copies.
+        // Both are faults of the data: a record without a path, and a path that fits no caller's buffer. Many records
+        // may share one huge path, and copies of it would fill the memory.
         if (path != nullptr && std_strnlen(path, PathBufferSize) < PathBufferSize)
         {
             paths.emplace_back(path);
@@ -203,8 +203,8 @@ ByteView ArchiveFile::GetPathListView() const
     return ByteView(mBuffer.data() + offset, mBuffer.size() - offset);
 }
 
-/// Below, at or above 0 as the record stands before, at or behind the key. One comparison with three answers, and not
-/// two of "less": a record without a path then stands behind every name of its hash, and never equals one.
+// Negative, 0 or positive when the record stands before, at or behind the key. With one comparison of three answers a
+// record without a path stands behind every name of its hash; with two questions of "less" it would equal them all.
 int ArchiveFile::CompareEntry(const ArchiveFileEntry &entry, uint32 hash, const char *name) const
 {
     const uint32 entryHash = entry.hash;
@@ -234,7 +234,7 @@ int32 ArchiveFile::FindEntryIndex(uint32 hash, const char *name) const
             end = middle;
         }
     }
-    // The order of the records is the writer's promise and unchecked, so the record found is held against the key.
+    // Nobody has checked that the records are sorted, so the record found is compared with the key once more.
     const bool found = first < count && CompareEntry(mEntries[first], hash, name) == 0;
     return found ? static_cast<int32>(first) : -1;
 }

@@ -40,8 +40,8 @@ public:
     /// 0, for an empty name.
     bool Search(const std::string &name, uint32 &offset, uint32 &size) const;
 
-    /// Appends the path of every record, in the order of the records: by hash, not by name. Passed over are records
-    /// without a path, and paths of PathBufferSize bytes and more, which nobody can ask the library for.
+    /// Appends the path of every record, in the order of the records: by hash, not by name. Leaves out records without
+    /// a path, and paths of PathBufferSize bytes and more, which no lookup can ask for.
     void GetContents(std::vector<std::string> &paths) const;
 
     /// The first record of this hash and name, or -1. `hash` must be the name's HashName. `name` may be null.

@@ -7,7 +7,7 @@
 // The archive index "<name>.vka", byte for byte. Drawn in Docs/Formats/ArchiveIndex.md.
 //
 // The header says where the file list and the path list lie. The data file "<name>.vka.dat" has no structure of its
-// own: it is the stored forms that the records point at.
+// own: it holds the bytes that the records point at.
 namespace Keld::MORV::Reader
 {
 inline constexpr uint32 ArchiveMagic = 0x18BE0EF0; // stored as F0 0E BE 18
@@ -16,7 +16,7 @@ inline constexpr uint32 ArchiveVersion = 1;
 inline constexpr const char *ArchiveIndexExtension = "vka"; // without the dot
 inline constexpr const char *ArchiveDataExtension = "dat";  // behind the index's whole name
 
-/// A path index that stands for whatever name is searched.
+/// The path index of a record that matches every name of its hash.
 inline constexpr uint32 ArchivePathOfSearchedName = 0xFFFFFFFF;
 
 struct ArchiveHeader

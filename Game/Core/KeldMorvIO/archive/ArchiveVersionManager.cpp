@@ -24,7 +24,7 @@ void DeleteUnusableArchive(const char *signature, const std::string &directory, 
     }
     else
     {
-        // Also the text for an index that could not be read at all, whatever its size.
+        // An index that could not be read gets this text too, whatever its size.
         LogWarning("%s: Zero sized archive %s will be deleted and ignored", signature, path.c_str());
     }
     std_file_delete(path.c_str());

@@ -10,7 +10,7 @@ namespace Keld::MORV::Reader
 /// All archives of one project release: which of them holds a path, and where in its data file. Read-only once made,
 /// and then free to be searched from any thread.
 ///
-/// Where two archives hold the same path the one that the file system enumerated first wins: nothing sorts them.
+/// Where two archives hold the same path, the first one wins. They stand in the order of the file system, unsorted.
 class ArchiveVersionManager
 {
 public:
