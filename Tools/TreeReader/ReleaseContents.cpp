@@ -4,12 +4,15 @@
 
 #include "KeldFoundation/file/ByteView.h"
 #include "KeldMorvIO/ReaderTypes.h"
+#include "KeldMorvIO/listing/LevelOrder.h"
+#include "KeldMorvIO/listing/ManifestTables.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <deque>
 #include <fstream>
+#include <optional>
+#include <utility>
 
 namespace Keld::TreeReader
 {
@@ -17,51 +20,53 @@ namespace
 {
 using namespace MORV::Reader;
 
-/// The tables of one image, each proven to lie inside it.
+/// Reads one image, whose tables are proven to lie inside it, and whose records are checked as they are read.
 class ManifestImage
 {
 public:
-    ManifestImage(const std::string &image, const std::string &name) : mView(image.data(), image.size()), mName(name)
+    ManifestImage(const std::string &image, const std::string &name) : mName(name)
     {
-        mHeader = mView.At<ReleaseManifestHeader>(0);
-        Require(mHeader != nullptr && mHeader->magic == ReleaseManifestMagic);
-        Require(mHeader->version == ReleaseManifestVersion || mHeader->version == ReleaseManifestVersionV0);
-        uint_size offset = sizeof(ReleaseManifestHeader);
-        mDirectories = mView.Records<DirectoryTableEntry>(offset, mHeader->directoryCount);
-        Require(mDirectories != nullptr && mHeader->directoryCount > 0);
-        offset += mHeader->directoryCount * sizeof(DirectoryTableEntry);
-        LocateFiles(offset);
+        const ByteView view(image.data(), image.size());
+        const auto *header = view.At<ReleaseManifestHeader>(0);
+        Require(header != nullptr && header->magic == ReleaseManifestMagic);
+        Require(header->version == ReleaseManifestVersion || header->version == ReleaseManifestVersionV0);
+        mFormatVersion = header->version;
+        const bool isOlder = mFormatVersion == ReleaseManifestVersionV0;
+        Require(mTables.Locate(view, isOlder ? sizeof(FileTableEntryV0) : sizeof(FileTableEntry)));
+        Require(mTables.GetDirectoryCount() > 0);
+        ReadStrings();
     }
 
     ReleaseContents Read() const
     {
         ReleaseContents contents;
-        contents.project = String(mHeader->identity.projectNameIndex);
-        contents.release = mHeader->identity.releaseVersion;
-        contents.formatVersion = mHeader->version;
+        contents.project = String(mTables.GetProjectNameIndex());
+        contents.release = mTables.GetReleaseVersion();
+        contents.formatVersion = mFormatVersion;
         uint64 listed = 0;
-        std::vector<bool> seen(mHeader->directoryCount);
-        std::deque<std::pair<uint32, std::string>> queue{{0, ""}};
+        std::vector<bool> seen(mTables.GetDirectoryCount());
         seen[0] = true;
-        while (!queue.empty())
-        {
-            const auto [index, prefix] = queue.front();
-            queue.pop_front();
-            listed += mDirectories[index].fileCount;
-            Require(listed <= mFileCount); // files that many directories share would never end
-            ReadFiles(mDirectories[index], prefix, contents);
-            for (const uint32 child : Subdirectories(mDirectories[index]))
-            {
-                Require(!seen[child]);
-                seen[child] = true;
-                const std::string &name = String(mDirectories[child].nameIndex);
-                if (CanBeAskedFor(prefix, name))
-                {
-                    contents.directories.push_back(prefix + name);
-                    queue.emplace_back(child, contents.directories.back() + "/");
-                }
-            }
-        }
+        std::vector<std::optional<std::string>> prefixes(mTables.GetDirectoryCount()); // none: too long to be asked for
+        prefixes[0] = "";
+        std::vector<uint32> order{0};
+        WalkLevelOrder(mTables.GetDirectories(), order,
+                       [&](uint32 index)
+                       {
+                           const DirectoryTableEntry &directory = mTables.GetDirectory(index);
+                           listed += directory.fileCount;
+                           Require(listed <= mTables.GetFileCount()); // files that many directories share never end
+                           for (const uint32 child : Subdirectories(directory))
+                           {
+                               Require(!seen[child]);
+                               seen[child] = true;
+                           }
+                           const std::optional<std::string> prefix = std::exchange(prefixes[index], std::nullopt);
+                           if (prefix.has_value())
+                           {
+                               ReadFiles(directory, *prefix, contents);
+                               ReadSubdirectories(directory, *prefix, prefixes, contents);
+                           }
+                       });
         return contents;
     }
 
@@ -74,21 +79,13 @@ private:
         }
     }
 
-    void LocateFiles(uint_size offset)
+    void ReadStrings()
     {
-        const Little32 *count = mView.At<Little32>(offset);
-        Require(count != nullptr);
-        mFileCount = *count;
-        mFileOffset = offset + sizeof(Little32);
-        mFileStride = mHeader->version == ReleaseManifestVersion ? sizeof(FileTableEntry) : sizeof(FileTableEntryV0);
-        const uint64 stringsAt = mFileOffset + uint64{mFileCount} * mFileStride;
-        const StringTableHeader *strings = mView.At<StringTableHeader>(stringsAt);
-        Require(strings != nullptr);
-        const char *data = mView.Records<char>(stringsAt + sizeof(StringTableHeader), strings->dataSize);
-        Require(data != nullptr);
-        for (uint_size at = 0; at < strings->dataSize;)
+        const char *data = mTables.GetStringData();
+        const uint_size size = mTables.GetStringDataSize();
+        for (uint_size at = 0; at < size;)
         {
-            const char *end = static_cast<const char *>(std::memchr(data + at, '\0', strings->dataSize - at));
+            const char *end = static_cast<const char *>(std::memchr(data + at, '\0', size - at));
             if (end == nullptr)
             {
                 break;
@@ -108,7 +105,7 @@ private:
     {
         const uint32 first = directory.firstSubdirectory;
         const uint32 count = directory.subdirectoryCount;
-        Require(count == 0 || (first < mHeader->directoryCount && count <= mHeader->directoryCount - first));
+        Require(count == 0 || (first < mTables.GetDirectoryCount() && count <= mTables.GetDirectoryCount() - first));
         std::vector<uint32> indices(count);
         std::generate(indices.begin(), indices.end(),
                       [next = first]() mutable
@@ -118,25 +115,39 @@ private:
         return indices;
     }
 
+    void ReadSubdirectories(const DirectoryTableEntry &directory, const std::string &prefix,
+                            std::vector<std::optional<std::string>> &prefixes, ReleaseContents &contents) const
+    {
+        for (const uint32 child : Subdirectories(directory))
+        {
+            const std::string &name = String(mTables.GetDirectory(child).nameIndex);
+            if (CanBeAskedFor(prefix, name))
+            {
+                contents.directories.push_back(prefix + name);
+                prefixes[child] = contents.directories.back() + "/";
+            }
+        }
+    }
+
     void ReadFiles(const DirectoryTableEntry &directory, const std::string &prefix, ReleaseContents &contents) const
     {
         const uint32 first = directory.firstFile;
         const uint32 count = directory.fileCount;
-        Require(count == 0 || (first < mFileCount && count <= mFileCount - first));
+        Require(count == 0 || (first < mTables.GetFileCount() && count <= mTables.GetFileCount() - first));
         for (uint32 index = 0; index < count; ++index)
         {
-            const auto *record = mView.At<FileTableFields>(mFileOffset + (uint_size{first} + index) * mFileStride);
-            const std::string &name = String(record->nameIndex);
+            const FileTableFields &record = mTables.GetFile(first + index);
+            const std::string &name = String(record.nameIndex);
             if (!CanBeAskedFor(prefix, name))
             {
                 continue;
             }
             ReleaseFile &file = contents.files.emplace_back();
             file.path = prefix + name;
-            file.version = record->version;
-            std::copy(std::begin(record->digest), std::end(record->digest), file.digest.begin());
-            file.flags = record->flags;
-            file.size = record->size;
+            file.version = record.version;
+            std::copy(std::begin(record.digest), std::end(record.digest), file.digest.begin());
+            file.flags = record.flags;
+            file.size = record.size;
         }
     }
 
@@ -146,13 +157,9 @@ private:
         return prefix.size() + name.size() < PathBufferSize;
     }
 
-    ByteView mView;
     const std::string &mName;
-    const ReleaseManifestHeader *mHeader = nullptr;
-    const DirectoryTableEntry *mDirectories = nullptr;
-    uint32 mFileCount = 0;
-    uint_size mFileOffset = 0;
-    uint_size mFileStride = 0;
+    ManifestTables mTables;
+    uint32 mFormatVersion = 0;
     std::vector<std::string> mStrings;
 };
 } // namespace

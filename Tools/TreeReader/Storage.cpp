@@ -4,32 +4,28 @@
 
 namespace Keld::TreeReader
 {
-using MORV::Reader::FileFlagArchived;
-using MORV::Reader::FileFlagCompressed;
-using MORV::Reader::FileFlagLzma;
-using MORV::Reader::FileFlagManaged;
-using MORV::Reader::FileFlagZlib;
+using namespace MORV::Reader;
 
 Storage StorageOf(uint32 flags)
 {
-    if ((flags & FileFlagArchived) != 0)
+    if (IsArchivedFile(flags))
     {
         return Storage::Archive;
     }
-    return (flags & FileFlagManaged) != 0 ? Storage::Managed : Storage::Naked;
+    return IsManagedFile(flags) ? Storage::Managed : Storage::Naked;
 }
 
 Compression CompressionOf(uint32 flags)
 {
-    if (StorageOf(flags) != Storage::Archive || (flags & FileFlagCompressed) == 0)
+    switch (IsArchivedFile(flags) ? CompressionOfFlags(flags) : CompressionNone)
     {
+    case CompressionZlib:
+        return Compression::Zlib;
+    case CompressionLzma:
+        return Compression::Lzma;
+    default:
         return Compression::None;
     }
-    if ((flags & FileFlagZlib) != 0)
-    {
-        return Compression::Zlib;
-    }
-    return (flags & FileFlagLzma) != 0 ? Compression::Lzma : Compression::None;
 }
 
 uint32 FlagsOf(Storage storage, Compression compression)

@@ -1,5 +1,5 @@
-#include "KeldMorvIO/listing/ListingFiller.h"
-#include "KeldMorvIO/listing/ListingLayout.h"
+#include "KeldMorvIO/listing/ArchiveFilesGuard.h"
+#include "KeldMorvIO/listing/ReleaseManifestFormat.h"
 #include "ListingTree.h"
 
 #include <gtest/gtest.h>

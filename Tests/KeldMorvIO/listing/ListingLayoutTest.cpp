@@ -1,4 +1,5 @@
 #include "KeldMorvIO/listing/ListingLayout.h"
+#include "KeldMorvIO/listing/ProjectListing.h"
 
 #include <gtest/gtest.h>
 

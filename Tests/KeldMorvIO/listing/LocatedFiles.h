@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KeldMorvIO/listing/ParsedManifest.h"
+#include "KeldMorvIO/listing/ProjectListing.h"
 #include "Support/ManifestImage.h"
 #include "Support/ReaderLogCapture.h"
 #include "Support/TempTree.h"

@@ -35,7 +35,7 @@ TEST(ManifestFileIterator, TellsTheParentOfEveryEntry)
     image.File("r").File("a/f").File("a/deep/d").File("b/g").Directory("b/empty");
     const auto manifest = Keld::Test::ParseManifest(image.Bytes());
     std::vector<uint32> parents{99, 99}; // what was in it goes
-    for (ManifestFileIterator<FileTableEntry> entry(*manifest, parents); entry.IsValid(); entry.Next())
+    for (ManifestFileIterator entry(*manifest, parents); entry.IsValid(); entry.Next())
     {
     }
     // Directories: root, a, b, a/deep, b/empty. Files: r, a/f, b/g, a/deep/d.
@@ -48,7 +48,7 @@ TEST(ManifestFileIterator, GivesARecordAndAnIndexForFilesAlone)
     image.File("a/f", {0, 5}).File("a/g", {0, 6});
     const auto manifest = Keld::Test::ParseManifest<FileTableEntry>(image.Bytes());
     std::vector<uint32> parents;
-    ManifestFileIterator<FileTableEntry> entry(*manifest, parents);
+    ManifestFileIterator entry(*manifest, parents);
     EXPECT_EQ(entry.GetFile(), nullptr);
     entry.Next();
     EXPECT_EQ(entry.GetFile(), &manifest->GetFile(0));
@@ -67,7 +67,7 @@ TEST(ManifestFileIterator, StandsNowhereUnderARootWithoutChildren)
     const auto manifest = Keld::Test::ParseManifest(ManifestImage().Bytes());
     ASSERT_TRUE(manifest->IsValid());
     std::vector<uint32> parents;
-    const ManifestFileIterator<FileTableEntry> entry(*manifest, parents);
+    const ManifestFileIterator entry(*manifest, parents);
     EXPECT_FALSE(entry.IsValid());
     EXPECT_THAT(parents, ElementsAre(0));
 }
@@ -81,7 +81,7 @@ TEST(ManifestFileIterator, GivesParentZeroToWhatNoDirectoryHolds)
     ASSERT_TRUE(manifest->IsValid());
     EXPECT_THAT(Keld::Test::WalkManifest(*manifest), ElementsAre("a/", "a/f"));
     std::vector<uint32> parents;
-    for (ManifestFileIterator<FileTableEntry> entry(*manifest, parents); entry.IsValid(); entry.Next())
+    for (ManifestFileIterator entry(*manifest, parents); entry.IsValid(); entry.Next())
     {
     }
     EXPECT_THAT(parents, ElementsAre(0, 0, 1, 0));
@@ -100,7 +100,7 @@ TEST(ManifestFileIterator, MakesThePathsThatAreAskedForAlone)
         std::vector<uint32> parents;
         std::vector<std::string> files;
         std::size_t entryCount = 0;
-        for (ManifestFileIterator<FileTableEntry> entry(*manifest, parents); entry.IsValid(); entry.Next())
+        for (ManifestFileIterator entry(*manifest, parents); entry.IsValid(); entry.Next())
         {
             ++entryCount;
             if (entry.GetFile() != nullptr || entryCount % step == 0)

@@ -23,7 +23,7 @@ std::vector<std::string> WalkManifest(const MORV::Reader::ReleaseManifestTemplat
 {
     std::vector<std::string> paths;
     std::vector<uint32> parents;
-    for (MORV::Reader::ManifestFileIterator<EntryType> entry(manifest, parents); entry.IsValid(); entry.Next())
+    for (MORV::Reader::ManifestFileIterator entry(manifest, parents); entry.IsValid(); entry.Next())
     {
         paths.push_back(entry.GetFile() != nullptr ? entry.GetPath() : entry.GetPath() + "/");
     }

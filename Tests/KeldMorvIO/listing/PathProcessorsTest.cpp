@@ -1,5 +1,7 @@
 #include "KeldMorvIO/listing/PathProcessors.h"
 
+#include "KeldMorvIO/listing/ProjectListing.h"
+
 #include <gtest/gtest.h>
 
 #include <array>

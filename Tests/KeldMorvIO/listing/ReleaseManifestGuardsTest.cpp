@@ -1,6 +1,6 @@
 // Manifests whose records contradict each other. The words are patched in images that are right in all else.
 
-#include "KeldMorvIO/listing/ManifestTreeCheck.h"
+#include "KeldMorvIO/listing/ManifestBounds.h"
 #include "KeldMorvIO/listing/ParsedManifest.h"
 #include "KeldMorvIO/listing/ReleaseManifest.h"
 #include "Support/ManifestImage.h"

@@ -3,7 +3,7 @@
 #include "KeldMorvIO/ReaderLog.h"
 #include "KeldMorvIO/ReaderTypes.h"
 #include "KeldMorvIO/archive/ArchiveVersionManager.h"
-#include "KeldMorvIO/listing/ProjectListing.h"
+#include "KeldMorvIO/listing/DiskPaths.h"
 
 namespace Keld::MORV::Reader
 {
@@ -14,7 +14,7 @@ ArchivedFileResolver::ArchivedFileResolver(const char *root, const char *project
 {
 }
 
-/// A version without archives is asked for anew by each of its files, and so is reported by each, below this line too.
+// A version whose archives cannot be loaded is tried again for each of its files, and logs its failure each time.
 bool ArchivedFileResolver::Resolve(const std::string &path, MorvVersion fileVersion, FileArchiveMetadata &record)
 {
     const ArchiveVersionManager *const archives = mArchives.GetVersionManager(mRoot, mProjectName, fileVersion);
@@ -32,8 +32,8 @@ bool ArchivedFileResolver::Resolve(const std::string &path, MorvVersion fileVers
         return false;
     }
     char dataFilePath[PathBufferSize];
-    if (!ProjectListing::GetNakedFile(dataFilePath, sizeof dataFilePath, ProjectListing::FileTypeArchive, mProjectRoot,
-                                      mReleaseVersion, fileVersion, dataFileName.c_str()))
+    if (!DiskPaths::GetNakedFile(dataFilePath, sizeof dataFilePath, DiskPaths::FileTypeArchive, mProjectRoot,
+                                 mReleaseVersion, fileVersion, dataFileName.c_str()))
     {
         return false;
     }
@@ -46,7 +46,7 @@ bool ArchivedFileResolver::Resolve(const std::string &path, MorvVersion fileVers
     return true;
 }
 
-/// A data file that cannot be opened is kept as such, so that it is tried once and not once per file.
+// A failure is kept too, so that a data file is tried once and not once for each file in it.
 AsyncFile ArchivedFileResolver::OpenDataFile(const char *path)
 {
     const auto [place, isNew] = mDataFiles.try_emplace(path, AsyncFile::Null);

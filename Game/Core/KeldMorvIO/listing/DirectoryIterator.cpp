@@ -1,25 +1,24 @@
-#include "KeldMorvIO/listing/ProjectListing.h"
+#include "KeldMorvIO/listing/DirectoryIterator.h"
 
 namespace Keld::MORV::Reader
 {
-ProjectListing::DirectoryIterator::DirectoryIterator(const FileEntry *directory)
-    : mDirectory(directory != nullptr && ProjectListing::IsDirectory(directory) ? AsDirectoryEntry(directory)
-                                                                                : nullptr),
+DirectoryIterator::DirectoryIterator(const FileEntry *directory)
+    : mDirectory(directory != nullptr && IsDirectoryEntry(directory) ? AsDirectoryEntry(directory) : nullptr),
       mPosition(0)
 {
 }
 
-bool ProjectListing::DirectoryIterator::IsValid() const
+bool DirectoryIterator::IsValid() const
 {
     return mDirectory != nullptr && mPosition < mDirectory->mSubdirectoryCount + mDirectory->mFileCount;
 }
 
-bool ProjectListing::DirectoryIterator::IsDirectory() const
+bool DirectoryIterator::IsDirectory() const
 {
     return IsValid() && mPosition < mDirectory->mSubdirectoryCount;
 }
 
-const ProjectListing::FileEntry *ProjectListing::DirectoryIterator::GetEntry() const
+const FileEntry *DirectoryIterator::GetEntry() const
 {
     if (!IsValid())
     {
@@ -32,13 +31,13 @@ const ProjectListing::FileEntry *ProjectListing::DirectoryIterator::GetEntry() c
     return mDirectory->mFirstFile + (mPosition - mDirectory->mSubdirectoryCount);
 }
 
-const char *ProjectListing::DirectoryIterator::GetName() const
+const char *DirectoryIterator::GetName() const
 {
     const FileEntry *const entry = GetEntry();
     return entry != nullptr ? GetListingEntry(entry).mName : nullptr;
 }
 
-bool ProjectListing::DirectoryIterator::Next()
+bool DirectoryIterator::Next()
 {
     if (!IsValid())
     {

@@ -1,7 +1,4 @@
-// The places on disk that the listing layer touches: the static members of ProjectListing that derive them from a
-// deployment root, a project's name, two versions and a name.
-
-#include "KeldMorvIO/listing/ProjectListing.h"
+#include "KeldMorvIO/listing/DiskPaths.h"
 
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/path/Path.h"
@@ -12,7 +9,7 @@
 
 namespace Keld::MORV::Reader
 {
-bool ProjectListing::GetProjectRoot(char *buffer, uint32 size, const char *root, const char *project)
+bool DiskPaths::GetProjectRoot(char *buffer, uint32 size, const char *root, const char *project)
 {
     constexpr const char *signature =
         "static bool Keld::MORV::Reader::ProjectListing::GetProjectRoot(char *, uint32, const char *, const char *)";
@@ -25,8 +22,8 @@ bool ProjectListing::GetProjectRoot(char *buffer, uint32 size, const char *root,
     return true;
 }
 
-bool ProjectListing::GetNakedFile(char *buffer, uint32 size, FileType type, const char *projectRoot,
-                                  MorvVersion releaseVersion, MorvVersion fileVersion, const char *name)
+bool DiskPaths::GetNakedFile(char *buffer, uint32 size, FileType type, const char *projectRoot,
+                             MorvVersion releaseVersion, MorvVersion fileVersion, const char *name)
 {
     constexpr const char *signature = "static bool Keld::MORV::Reader::ProjectListing::GetNakedFile(char *, uint32, "
                                       "FileType, const char *, MorvVersion, MorvVersion, const char *)";
@@ -61,16 +58,16 @@ bool ProjectListing::GetNakedFile(char *buffer, uint32 size, FileType type, cons
     return false;
 }
 
-bool ProjectListing::GetNakedFile(char *buffer, uint32 size, FileType type, const char *root, const char *project,
-                                  MorvVersion releaseVersion, MorvVersion fileVersion, const char *name)
+bool DiskPaths::GetNakedFile(char *buffer, uint32 size, FileType type, const char *root, const char *project,
+                             MorvVersion releaseVersion, MorvVersion fileVersion, const char *name)
 {
     char projectRoot[PathBufferSize];
     return GetProjectRoot(projectRoot, sizeof projectRoot, root, project) &&
            GetNakedFile(buffer, size, type, projectRoot, releaseVersion, fileVersion, name);
 }
 
-AsyncFile ProjectListing::OpenNakedFile(FileType type, const char *projectRoot, MorvVersion releaseVersion,
-                                        MorvVersion fileVersion, const char *name)
+AsyncFile DiskPaths::OpenNakedFile(FileType type, const char *projectRoot, MorvVersion releaseVersion,
+                                   MorvVersion fileVersion, const char *name)
 {
     constexpr const char *signature = "static AsyncFile Keld::MORV::Reader::ProjectListing::OpenNakedFile(FileType, "
                                       "const char *, MorvVersion, MorvVersion, const char *)";
@@ -83,8 +80,8 @@ AsyncFile ProjectListing::OpenNakedFile(FileType type, const char *projectRoot, 
     return OpenOrReport(signature, path);
 }
 
-AsyncFile ProjectListing::OpenNakedFile(FileType type, const char *root, const char *project,
-                                        MorvVersion releaseVersion, MorvVersion fileVersion, const char *name)
+AsyncFile DiskPaths::OpenNakedFile(FileType type, const char *root, const char *project, MorvVersion releaseVersion,
+                                   MorvVersion fileVersion, const char *name)
 {
     constexpr const char *signature = "static AsyncFile Keld::MORV::Reader::ProjectListing::OpenNakedFile(FileType, "
                                       "const char *, const char *, MorvVersion, MorvVersion, const char *)";

@@ -15,7 +15,7 @@ struct FileArchiveMetadata
     uint32 size;      ///< bytes of the stored form in the archive
 };
 
-/// Stands in `fileIndex` and `flags` of the record of a file that was not found. No file has this index, while a file
-/// record may hold these flags, so it is the index that tells.
+/// Marks the record of a file that was not found, in `fileIndex` and `flags`. Test the index: no file has this one, but
+/// a file may have these flags.
 inline constexpr uint32 MissingFileMark = 0xFFFFFFFF;
 } // namespace Keld::MORV::Reader

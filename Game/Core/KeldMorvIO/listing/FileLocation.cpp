@@ -1,11 +1,10 @@
-// Where the files of a manifest lie on disk: the part of listing construction that asks the file system.
-
-#include "KeldMorvIO/listing/ReleaseManifestTemplate.h"
+#include "KeldMorvIO/listing/FileLocation.h"
 
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldMorvIO/ReaderLog.h"
 #include "KeldMorvIO/ReaderTypes.h"
 #include "KeldMorvIO/listing/ArchivedFileResolver.h"
+#include "KeldMorvIO/listing/DiskPaths.h"
 #include "KeldMorvIO/listing/ManifestFileIterator.h"
 
 #include <algorithm>
@@ -20,25 +19,14 @@ constexpr const char *LocationSignature =
     "std::vector<FileArchiveMetadata> &, std::vector<uint32> &, std::vector<uint32> &, "
     "ProjectListing::FileHandleHeader &) const";
 
-bool IsArchived(uint32 flags)
-{
-    return (flags & FileFlagArchived) != 0;
-}
-
-/// FileFlagManaged means nothing on an archived file. It must not part two of them that share a handle, since a
-/// listing closes the handle of each run of neighbours once.
-bool IsManaged(uint32 flags)
-{
-    return !IsArchived(flags) && (flags & FileFlagManaged) != 0;
-}
-
-/// Found before missing, archived before managed before naked, sharers of a handle side by side.
+/// Found before missing, archived before managed before naked. Archived files that share a handle stand side by side,
+/// since a listing closes the handle of each run of neighbours once.
 bool ComesBefore(const FileArchiveMetadata &lhs, const FileArchiveMetadata &rhs)
 {
     const auto key = [](const FileArchiveMetadata &record)
     {
-        return std::make_tuple(record.fileIndex == MissingFileMark, !IsArchived(record.flags), !IsManaged(record.flags),
-                               static_cast<int32>(record.file), record.fileIndex);
+        return std::make_tuple(record.fileIndex == MissingFileMark, !IsArchivedFile(record.flags),
+                               !IsManagedFile(record.flags), static_cast<int32>(record.file), record.fileIndex);
     };
     return key(lhs) < key(rhs);
 }
@@ -55,22 +43,22 @@ void SortFound(std::vector<FileArchiveMetadata> &metadata, std::vector<uint32> &
     metadata.resize(metadata.size() - missing.size());
 }
 
-uint32 &CountOf(ProjectListing::FileHandleHeader &header, uint32 flags)
+uint32 &CountOf(FileHandleHeader &header, uint32 flags)
 {
-    if (IsArchived(flags))
+    if (IsArchivedFile(flags))
     {
         return header.mArchivedCount;
     }
-    return IsManaged(flags) ? header.mManagedCount : header.mNakedCount;
+    return IsManagedFile(flags) ? header.mManagedCount : header.mNakedCount;
 }
 
 /// Whether a managed or naked file exists. A path that does not fit has been logged when it was made.
 bool FindPlainFile(const char *projectRoot, MorvVersion releaseVersion, const FileTableFields &file, const char *path)
 {
-    const bool isManaged = IsManaged(file.flags);
-    const auto type = isManaged ? ProjectListing::FileTypeManaged : ProjectListing::FileTypeDeploy;
+    const bool isManaged = IsManagedFile(file.flags);
+    const auto type = isManaged ? DiskPaths::FileTypeManaged : DiskPaths::FileTypeDeploy;
     char diskPath[PathBufferSize];
-    if (!ProjectListing::GetNakedFile(diskPath, sizeof diskPath, type, projectRoot, releaseVersion, file.version, path))
+    if (!DiskPaths::GetNakedFile(diskPath, sizeof diskPath, type, projectRoot, releaseVersion, file.version, path))
     {
         return false;
     }
@@ -83,29 +71,28 @@ bool FindPlainFile(const char *projectRoot, MorvVersion releaseVersion, const Fi
 }
 } // namespace
 
-template <class EntryType>
-void ReleaseManifestTemplate<EntryType>::GetFileArchiveMetadata(const char *root, const char *projectRoot,
-                                                                std::vector<FileArchiveMetadata> &metadata,
-                                                                std::vector<uint32> &missing,
-                                                                std::vector<uint32> &parents,
-                                                                ProjectListing::FileHandleHeader &header) const
+void LocateFiles(const ManifestTables &manifest, const char *root, const char *projectRoot,
+                 std::vector<FileArchiveMetadata> &metadata, std::vector<uint32> &missing, std::vector<uint32> &parents,
+                 FileHandleHeader &header)
 {
-    ArchivedFileResolver archives(root, projectRoot, GetProjectName(), GetReleaseVersion(), LocationSignature);
-    metadata.assign(GetFileCount(), FileArchiveMetadata{});
+    ArchivedFileResolver archives(root, projectRoot, manifest.GetProjectName(), manifest.GetReleaseVersion(),
+                                  LocationSignature);
+    metadata.assign(manifest.GetFileCount(), FileArchiveMetadata{});
     missing.clear();
     header = {};
-    for (ManifestFileIterator<EntryType> entry(*this, parents); entry.IsValid(); entry.Next())
+    for (ManifestFileIterator entry(manifest, parents); entry.IsValid(); entry.Next())
     {
         if (entry.GetFile() == nullptr)
         {
             continue;
         }
-        const EntryType &file = *entry.GetFile();
+        const FileTableFields &file = *entry.GetFile();
         const uint32 index = entry.GetFileIndex();
         metadata[index] = {AsyncFile::Null, index, file.flags, 0, 0};
-        const bool isFound = IsArchived(file.flags)
-                                 ? archives.Resolve(entry.GetPath(), file.version, metadata[index])
-                                 : FindPlainFile(projectRoot, GetReleaseVersion(), file, entry.GetPath().c_str());
+        const bool isFound =
+            IsArchivedFile(file.flags)
+                ? archives.Resolve(entry.GetPath(), file.version, metadata[index])
+                : FindPlainFile(projectRoot, manifest.GetReleaseVersion(), file, entry.GetPath().c_str());
         if (isFound)
         {
             ++CountOf(header, file.flags);
@@ -117,13 +104,4 @@ void ReleaseManifestTemplate<EntryType>::GetFileArchiveMetadata(const char *root
     }
     SortFound(metadata, missing);
 }
-
-template void ReleaseManifestTemplate<FileTableEntry>::GetFileArchiveMetadata(const char *, const char *,
-                                                                              std::vector<FileArchiveMetadata> &,
-                                                                              std::vector<uint32> &,
-                                                                              std::vector<uint32> &,
-                                                                              ProjectListing::FileHandleHeader &) const;
-template void ReleaseManifestTemplate<FileTableEntryV0>::GetFileArchiveMetadata(
-    const char *, const char *, std::vector<FileArchiveMetadata> &, std::vector<uint32> &, std::vector<uint32> &,
-    ProjectListing::FileHandleHeader &) const;
 } // namespace Keld::MORV::Reader

@@ -4,8 +4,8 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-/// Places one region behind the other. A count is 32 bits and no record reaches 2^31 bytes, so that no sum wraps before
-/// it is compared with the limit.
+/// Places one region behind the other. Counts have 32 bits and records are small, so no sum wraps before it is compared
+/// with the limit.
 class RegionCursor
 {
 public:
@@ -35,7 +35,7 @@ Record *At(char *block, uint_size offset)
 }
 } // namespace
 
-// Walking up to the root and one slot back gives the owner, so nothing may stand between that slot and the directories.
+// GetOwner steps back from the root by one slot, so nothing may stand between the owner slot and the directories.
 static_assert(alignof(ProjectListing *) == alignof(DirectoryEntry));
 
 bool ComputeListingLayout(const ListingCounts &counts, ListingLayout &layout)
@@ -43,15 +43,14 @@ bool ComputeListingLayout(const ListingCounts &counts, ListingLayout &layout)
     RegionCursor cursor;
     cursor.Place<ListingHeader>(1);
     layout.mBuckets = cursor.Place<HashBucket>(counts.mBucketCount);
-    layout.mChain =
-        cursor.Place<const ProjectListing::FileEntry *>(uint_size{counts.mDirectoryCount} + counts.mFileCount);
+    layout.mChain = cursor.Place<const FileEntry *>(uint_size{counts.mDirectoryCount} + counts.mFileCount);
     layout.mOwner = cursor.Place<ProjectListing *>(1);
     layout.mDirectories = cursor.Place<DirectoryEntry>(counts.mDirectoryCount);
-    layout.mFiles = cursor.Place<ProjectListing::FileEntry>(counts.mFileCount);
-    layout.mFileHandleHeader = cursor.Place<ProjectListing::FileHandleHeader>(1);
-    layout.mArchiveFiles = cursor.Place<ProjectListing::ArchiveFile>(counts.mHandles.mArchivedCount);
-    layout.mManagedFiles = cursor.Place<ProjectListing::FileInfo>(counts.mHandles.mManagedCount);
-    layout.mNakedFiles = cursor.Place<ProjectListing::FileInfo>(counts.mHandles.mNakedCount);
+    layout.mFiles = cursor.Place<FileEntry>(counts.mFileCount);
+    layout.mFileHandleHeader = cursor.Place<FileHandleHeader>(1);
+    layout.mArchiveFiles = cursor.Place<ArchivedFileInfo>(counts.mHandles.mArchivedCount);
+    layout.mManagedFiles = cursor.Place<FileInfo>(counts.mHandles.mManagedCount);
+    layout.mNakedFiles = cursor.Place<FileInfo>(counts.mHandles.mNakedCount);
     layout.mStrings = cursor.Place<char>(counts.mStringSize);
     layout.mSize = cursor.GetOffset();
     return cursor.Fits();
@@ -59,13 +58,12 @@ bool ComputeListingLayout(const ListingCounts &counts, ListingLayout &layout)
 
 ListingRegions::ListingRegions(char *block, const ListingLayout &layout)
     : mHeader(At<ListingHeader>(block, 0)), mBuckets(At<HashBucket>(block, layout.mBuckets)),
-      mChain(At<const ProjectListing::FileEntry *>(block, layout.mChain)),
-      mOwner(At<ProjectListing *>(block, layout.mOwner)), mDirectories(At<DirectoryEntry>(block, layout.mDirectories)),
-      mFiles(At<ProjectListing::FileEntry>(block, layout.mFiles)),
-      mFileHandleHeader(At<ProjectListing::FileHandleHeader>(block, layout.mFileHandleHeader)),
-      mArchiveFiles(At<ProjectListing::ArchiveFile>(block, layout.mArchiveFiles)),
-      mManagedFiles(At<ProjectListing::FileInfo>(block, layout.mManagedFiles)),
-      mNakedFiles(At<ProjectListing::FileInfo>(block, layout.mNakedFiles)), mStrings(block + layout.mStrings)
+      mChain(At<const FileEntry *>(block, layout.mChain)), mOwner(At<ProjectListing *>(block, layout.mOwner)),
+      mDirectories(At<DirectoryEntry>(block, layout.mDirectories)), mFiles(At<FileEntry>(block, layout.mFiles)),
+      mFileHandleHeader(At<FileHandleHeader>(block, layout.mFileHandleHeader)),
+      mArchiveFiles(At<ArchivedFileInfo>(block, layout.mArchiveFiles)),
+      mManagedFiles(At<FileInfo>(block, layout.mManagedFiles)), mNakedFiles(At<FileInfo>(block, layout.mNakedFiles)),
+      mStrings(block + layout.mStrings)
 {
 }
 } // namespace Keld::MORV::Reader

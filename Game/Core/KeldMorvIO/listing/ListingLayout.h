@@ -1,17 +1,19 @@
 #pragma once
 
-#include "KeldFoundation/CStd/BasicTypes.h"
-#include "KeldMorvIO/listing/ProjectListing.h"
+#include "KeldMorvIO/listing/ListingRecords.h"
+#include "KeldMorvIO/listing/OpenState.h"
 
 namespace Keld::MORV::Reader
 {
+class ProjectListing;
+
 /// How many elements each region of a listing's block has.
 struct ListingCounts
 {
     uint32 mDirectoryCount;
     uint32 mFileCount; ///< of the files that are kept; the three counts of the file handle header make up this sum
     uint32 mBucketCount;
-    ProjectListing::FileHandleHeader mHandles;
+    FileHandleHeader mHandles;
     uint32 mStringSize; ///< bytes of the string data
 };
 
@@ -51,14 +53,14 @@ struct ListingRegions
 
     ListingHeader *mHeader;
     HashBucket *mBuckets;
-    const ProjectListing::FileEntry **mChain;
+    const FileEntry **mChain;
     ProjectListing **mOwner;
     DirectoryEntry *mDirectories;
-    ProjectListing::FileEntry *mFiles;
-    ProjectListing::FileHandleHeader *mFileHandleHeader;
-    ProjectListing::ArchiveFile *mArchiveFiles;
-    ProjectListing::FileInfo *mManagedFiles;
-    ProjectListing::FileInfo *mNakedFiles;
+    FileEntry *mFiles;
+    FileHandleHeader *mFileHandleHeader;
+    ArchivedFileInfo *mArchiveFiles;
+    FileInfo *mManagedFiles;
+    FileInfo *mNakedFiles;
     char *mStrings;
 };
 } // namespace Keld::MORV::Reader

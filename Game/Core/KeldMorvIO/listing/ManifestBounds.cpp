@@ -1,12 +1,14 @@
-#include "KeldMorvIO/listing/ManifestTreeCheck.h"
+#include "KeldMorvIO/listing/ManifestBounds.h"
 
-#include <vector>
+#include "KeldMorvIO/listing/LevelOrder.h"
+
+#include <algorithm>
 
 namespace Keld::MORV::Reader
 {
 namespace
 {
-/// Marks the records of a range as children. False when it reaches outside the table or meets a child of someone else.
+/// Marks the records of a range as children. False when the range leaves the table or holds a record marked before.
 bool Claim(std::vector<bool> &claimed, uint32 first, uint32 count)
 {
     if (count == 0)
@@ -27,21 +29,14 @@ bool Claim(std::vector<bool> &claimed, uint32 first, uint32 count)
     }
     return true;
 }
-
-/// Adds everything below the directories that are in `reached` already. Where each record has one parent at most, a
-/// walk from records without a parent meets none twice, and never enters a cycle.
-void ReachDescendants(const DirectoryTableEntry *directories, std::vector<uint32> &reached)
-{
-    for (uint_size next = 0; next < reached.size(); ++next)
-    {
-        const DirectoryTableEntry &directory = directories[reached[next]];
-        for (uint32 child = 0; child < directory.subdirectoryCount; ++child)
-        {
-            reached.push_back(directory.firstSubdirectory + child);
-        }
-    }
-}
 } // namespace
+
+bool NamesEndInside(const ManifestTables &manifest)
+{
+    const char *const strings = manifest.GetStringData();
+    const auto stringCount = static_cast<uint32>(std::count(strings, strings + manifest.GetStringDataSize(), '\0'));
+    return manifest.GetHighestNameIndex() < stringCount;
+}
 
 bool DirectoriesFormTrees(const DirectoryTableEntry *directories, uint32 directoryCount, uint32 fileCount)
 {
@@ -64,6 +59,8 @@ bool DirectoriesFormTrees(const DirectoryTableEntry *directories, uint32 directo
     {
         return false;
     }
+    // Where each record has one parent at most, a walk from those without a parent meets none twice and enters no
+    // cycle.
     std::vector<uint32> reached;
     reached.reserve(directoryCount);
     for (uint32 index = 0; index < directoryCount; ++index)
@@ -73,7 +70,7 @@ bool DirectoriesFormTrees(const DirectoryTableEntry *directories, uint32 directo
             reached.push_back(index);
         }
     }
-    ReachDescendants(directories, reached);
+    WalkLevelOrder(directories, reached, [](uint32) {});
     return reached.size() == directoryCount;
 }
 } // namespace Keld::MORV::Reader

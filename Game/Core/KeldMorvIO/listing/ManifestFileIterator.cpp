@@ -1,6 +1,7 @@
 #include "KeldMorvIO/listing/ManifestFileIterator.h"
 
 #include "KeldFoundation/CStd/CStd.h"
+#include "KeldMorvIO/listing/LevelOrder.h"
 
 #include <algorithm>
 
@@ -14,20 +15,15 @@ bool HasChildren(const DirectoryTableEntry &directory)
 }
 } // namespace
 
-template <class EntryType>
-ManifestFileIterator<EntryType>::ManifestFileIterator(const ReleaseManifestTemplate<EntryType> &manifest,
-                                                      std::vector<uint32> &parents)
-    : mManifest(manifest), mParents(parents)
+ManifestFileIterator::ManifestFileIterator(const ManifestTables &manifest, std::vector<uint32> &parents)
+    : mManifest(manifest), mParents(parents), mOrder{0}, mPrefixes(manifest.GetDirectoryCount())
 {
     mParents.assign(uint_size{mManifest.GetDirectoryCount()} + mManifest.GetFileCount(), 0);
-    if (HasChildren(mManifest.GetDirectory(0)))
-    {
-        EnterDirectory({mPrefix, 0});
-    }
+    WalkLevelOrder(mManifest.GetDirectories(), mOrder, [](uint32) {});
+    EnterNextDirectory();
 }
 
-template <class EntryType>
-void ManifestFileIterator<EntryType>::Next()
+void ManifestFileIterator::Next()
 {
     ++mPosition;
     if (mPosition < uint64{mDirectory->subdirectoryCount} + mDirectory->fileCount)
@@ -35,42 +31,40 @@ void ManifestFileIterator<EntryType>::Next()
         LoadEntry();
         return;
     }
-    mDirectory = nullptr;
-    mFile = nullptr;
-    if (!mQueue.empty())
-    {
-        const QueuedDirectory directory = mQueue.front();
-        mQueue.pop();
-        EnterDirectory(directory);
-    }
+    EnterNextDirectory();
 }
 
-template <class EntryType>
-const std::string &ManifestFileIterator<EntryType>::GetPath()
+const std::string &ManifestFileIterator::GetPath()
 {
     MakePrefix();
     Append(mName);
     return mPath;
 }
 
-template <class EntryType>
-uint32 ManifestFileIterator<EntryType>::GetFileIndex() const
+uint32 ManifestFileIterator::GetFileIndex() const
 {
     return mDirectory->firstFile + (mPosition - mDirectory->subdirectoryCount);
 }
 
-template <class EntryType>
-void ManifestFileIterator<EntryType>::EnterDirectory(const QueuedDirectory &directory)
+// Passes over directories without children; the walk ends behind the last of the others.
+void ManifestFileIterator::EnterNextDirectory()
 {
-    mDirectoryIndex = directory.index;
-    mDirectory = &mManifest.GetDirectory(directory.index);
-    mPrefix = directory.prefix;
-    mPosition = 0;
-    LoadEntry();
+    mDirectory = nullptr;
+    mFile = nullptr;
+    for (; mDirectory == nullptr && mNextDirectory < mOrder.size(); ++mNextDirectory)
+    {
+        mDirectoryIndex = mOrder[mNextDirectory];
+        const DirectoryTableEntry &directory = mManifest.GetDirectory(mDirectoryIndex);
+        mDirectory = HasChildren(directory) ? &directory : nullptr;
+    }
+    if (mDirectory != nullptr)
+    {
+        mPosition = 0;
+        LoadEntry();
+    }
 }
 
-template <class EntryType>
-void ManifestFileIterator<EntryType>::LoadEntry()
+void ManifestFileIterator::LoadEntry()
 {
     if (mPosition < mDirectory->subdirectoryCount)
     {
@@ -82,48 +76,43 @@ void ManifestFileIterator<EntryType>::LoadEntry()
     }
 }
 
-template <class EntryType>
-void ManifestFileIterator<EntryType>::LoadSubdirectory(uint32 index)
+void ManifestFileIterator::LoadSubdirectory(uint32 index)
 {
     const DirectoryTableEntry &subdirectory = mManifest.GetDirectory(index);
     mName = mManifest.GetString(subdirectory.nameIndex);
     mFile = nullptr;
     mParents[index] = mDirectoryIndex;
-    if (HasChildren(subdirectory))
-    {
-        mQueue.push({PrefixBelow(index), index});
-    }
+    mPrefixes[index] = PrefixBelow(index);
 }
 
-template <class EntryType>
-void ManifestFileIterator<EntryType>::LoadFile(uint32 index)
+void ManifestFileIterator::LoadFile(uint32 index)
 {
     mFile = &mManifest.GetFile(index);
     mName = mManifest.GetString(mFile->nameIndex);
     mParents[uint_size{mManifest.GetDirectoryCount()} + index] = mDirectoryIndex;
 }
 
-/// Of the current subdirectory's children.
-template <class EntryType>
-auto ManifestFileIterator<EntryType>::PrefixBelow(uint32 subdirectory) const -> Prefix
+// The prefix of the current subdirectory's children.
+auto ManifestFileIterator::PrefixBelow(uint32 subdirectory) const -> Prefix
 {
-    const uint32 room = ManifestPathLimit - mPrefix.length;
+    const Prefix &prefix = mPrefixes[mDirectoryIndex];
+    const uint32 room = ManifestPathLimit - prefix.length;
     if (room == 0)
     {
-        return mPrefix;
+        return prefix;
     }
     const auto nameLength = static_cast<uint32>(std_strnlen(mName, room));
-    return {subdirectory, mPrefix.depth + 1, mPrefix.length + std::min(nameLength + 1, room)};
+    return {subdirectory, prefix.depth + 1, prefix.length + std::min(nameLength + 1, room)};
 }
 
-/// The text is made from the parents when it is asked for: the directories that wait would otherwise hold the text of
-/// all their paths. What it has in common with the last one stays.
-template <class EntryType>
-void ManifestFileIterator<EntryType>::MakePrefix()
+// Makes the text from the parents' names when it is asked for, and keeps what it shares with the last one. To store it
+// with every directory would hold the text of all their paths at once.
+void ManifestFileIterator::MakePrefix()
 {
     std::vector<uint32> added;
-    uint32 depth = mPrefix.depth;
-    for (uint32 directory = mPrefix.directory; depth != 0; directory = mParents[directory], --depth)
+    const Prefix &prefix = mPrefixes[mDirectoryIndex];
+    uint32 depth = prefix.depth;
+    for (uint32 directory = prefix.directory; depth != 0; directory = mParents[directory], --depth)
     {
         if (depth <= mMadePrefixes.size() && mMadePrefixes[depth - 1].directory == directory)
         {
@@ -142,12 +131,8 @@ void ManifestFileIterator<EntryType>::MakePrefix()
     }
 }
 
-template <class EntryType>
-void ManifestFileIterator<EntryType>::Append(const char *text)
+void ManifestFileIterator::Append(const char *text)
 {
     mPath.append(text, std_strnlen(text, ManifestPathLimit - mPath.size()));
 }
-
-template class ManifestFileIterator<FileTableEntry>;
-template class ManifestFileIterator<FileTableEntryV0>;
 } // namespace Keld::MORV::Reader

@@ -22,7 +22,7 @@ NameOrder::NameOrder(const std::vector<const char *> &strings) : mStrings(string
             longStrings.push_back(index);
         }
     }
-    // A merging sort: in each of its rounds a text is read about once, whatever the texts are.
+    // A merge sort reads each text about once per round, whatever the texts are.
     std::stable_sort(longStrings.begin(), longStrings.end(),
                      [this](uint32 lhs, uint32 rhs)
                      {

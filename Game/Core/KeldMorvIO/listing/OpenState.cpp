@@ -1,9 +1,11 @@
+#include "KeldMorvIO/listing/OpenState.h"
+
 #include "KeldMorvIO/ReaderLog.h"
 #include "KeldMorvIO/ReaderTypes.h"
 #include "KeldMorvIO/blocks/AsyncRequest.h"
-#include "KeldMorvIO/listing/ProjectListing.h"
+#include "KeldMorvIO/listing/PathProcessors.h"
 
-// The open-state records. `Open` and `Close` run under the listing's lock, which guards count and handle.
+// `Open` and `Close` run under the listing's lock, which guards count and handle.
 namespace Keld::MORV::Reader
 {
 namespace
@@ -12,13 +14,13 @@ constexpr const char *ClosedTooOften = "%s: Attempting to close a file multiple 
 constexpr uint32 ArchiveBlockSize = 0x40000;
 } // namespace
 
-bool ProjectListing::FileInfo::AddReference()
+bool FileInfo::AddReference()
 {
     ++mReferenceCount;
     return mReferenceCount == 1;
 }
 
-bool ProjectListing::FileInfo::RemoveReference()
+bool FileInfo::RemoveReference()
 {
     constexpr const char *signature = "bool Keld::MORV::Reader::ProjectListing::FileInfo::RemoveReference()";
     if (mReferenceCount == 0)
@@ -30,7 +32,7 @@ bool ProjectListing::FileInfo::RemoveReference()
     return mReferenceCount == 0;
 }
 
-bool ProjectListing::FileInfo::Read(uint64 offset, uint32 count, uint32 *bytesRead, void *buffer) const
+bool FileInfo::Read(uint64 offset, uint32 count, uint32 *bytesRead, void *buffer) const
 {
     constexpr const char *signature =
         "bool Keld::MORV::Reader::ProjectListing::FileInfo::Read(uint64, uint32, uint32 *, void *) const";
@@ -42,7 +44,7 @@ bool ProjectListing::FileInfo::Read(uint64 offset, uint32 count, uint32 *bytesRe
     return AsyncRead(mFile, offset, count, bytesRead, buffer);
 }
 
-void ProjectListing::FileInfo::Close()
+void FileInfo::Close()
 {
     constexpr const char *signature = "void Keld::MORV::Reader::ProjectListing::FileInfo::Close()";
     if (mFile == AsyncFile::Null)
@@ -63,7 +65,7 @@ void ProjectListing::FileInfo::Close()
     }
 }
 
-void ProjectListing::FileInfo::Reset()
+void FileInfo::Reset()
 {
     constexpr const char *signature = "void Keld::MORV::Reader::ProjectListing::FileInfo::Reset()";
     mFile = AsyncFile::Null;
@@ -74,13 +76,13 @@ void ProjectListing::FileInfo::Reset()
     mReferenceCount = 0;
 }
 
-ProjectListing::ArchiveFile::ArchiveFile(AsyncFile file, uint32 offset, uint32 compression, uint32 storedSize)
+ArchivedFileInfo::ArchivedFileInfo(AsyncFile file, uint32 offset, uint32 compression, uint32 storedSize)
     : mOffset(offset), mCompression(compression), mStoredSize(storedSize), mBlocks(ArchiveBlockSize)
 {
     mFile = file;
 }
 
-bool ProjectListing::ArchiveFile::Open(const ProjectListing::FileEntry *entry)
+bool ArchivedFileInfo::Open(const FileEntry *entry)
 {
     constexpr const char *signature =
         "bool Keld::MORV::Reader::ProjectListing::ArchiveFile::Open(const ProjectListing::FileEntry *)";
@@ -102,7 +104,7 @@ bool ProjectListing::ArchiveFile::Open(const ProjectListing::FileEntry *entry)
     if (entry->mSize != mStoredSize)
     {
         char path[PathBufferSize] = {};
-        ProjectListing::GetFilePath(entry, path, sizeof path);
+        EntryPaths::GetFilePath(entry, path, sizeof path);
         LogError("%s: Mismatch between manifest size and archive size for: %s", signature, path);
         RemoveReference();
         return false;
@@ -110,7 +112,7 @@ bool ProjectListing::ArchiveFile::Open(const ProjectListing::FileEntry *entry)
     return true;
 }
 
-bool ProjectListing::ArchiveFile::Read(uint64 offset, uint32 count, uint32 *bytesRead, void *buffer) const
+bool ArchivedFileInfo::Read(uint64 offset, uint32 count, uint32 *bytesRead, void *buffer) const
 {
     constexpr const char *signature =
         "bool Keld::MORV::Reader::ProjectListing::ArchiveFile::Read(uint64, uint32, uint32 *, void *) const";
@@ -132,7 +134,7 @@ bool ProjectListing::ArchiveFile::Read(uint64 offset, uint32 count, uint32 *byte
     return copied == count;
 }
 
-void ProjectListing::ArchiveFile::Close()
+void ArchivedFileInfo::Close()
 {
     constexpr const char *signature = "void Keld::MORV::Reader::ProjectListing::ArchiveFile::Close()";
     if (mReferenceCount == 0)
@@ -147,7 +149,7 @@ void ProjectListing::ArchiveFile::Close()
     }
 }
 
-void ProjectListing::ArchiveFile::Reset()
+void ArchivedFileInfo::Reset()
 {
     FileInfo::Reset();
     mBlocks.Clear();

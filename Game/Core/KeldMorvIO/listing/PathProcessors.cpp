@@ -10,10 +10,11 @@ namespace Keld::MORV::Reader
 {
 PathMatcher::PathMatcher(const char *text) : mBegin(text), mEnd(text + std_strlen(text)) {}
 
-bool PathMatcher::Process(const ProjectListing::FileEntry *entry)
+bool PathMatcher::Process(const FileEntry *entry)
 {
-    // Whoever is offered after a full match is an ancestor too many. The end stands where it was before the name that
-    // completed the match, so a parent of the same name ("b" against "b/b") would match the same text once more.
+    // After a full match nothing is left to compare, so a further ancestor makes the entry's path longer than the text.
+    // It is refused here, because the end does not move with the name that completes a match: against the text "b" the
+    // parent of "b/b" would match the same "b" once more.
     const bool complete = mFullMatch;
     mFullMatch = false;
     if (complete)
@@ -46,7 +47,7 @@ bool PathMatcher::Process(const ProjectListing::FileEntry *entry)
     return true;
 }
 
-bool PathLengthProcessor::Process(const ProjectListing::FileEntry *entry)
+bool PathLengthProcessor::Process(const FileEntry *entry)
 {
     const uint_size separator = mLength != 0 ? 1 : 0;
     const uint_size length = mLength + separator + std_strlen(GetListingEntry(entry).mName);
@@ -54,13 +55,13 @@ bool PathLengthProcessor::Process(const ProjectListing::FileEntry *entry)
     return true;
 }
 
-bool PathBuilder::Process(const ProjectListing::FileEntry *entry)
+bool PathBuilder::Process(const FileEntry *entry)
 {
     const char *const name = GetListingEntry(entry).mName;
     const uint_size length = std_strlen(name);
     if (length > static_cast<uint_size>(mEnd - mBegin))
     {
-        // Behind an empty leaf the measure counts no separator, so the names can need a byte more than it says.
+        // The measured length has no separator behind an empty leaf, so the names can need one byte more.
         return true;
     }
     char *const start = mEnd - length;
@@ -74,7 +75,7 @@ bool PathBuilder::Process(const ProjectListing::FileEntry *entry)
     return true;
 }
 
-bool ProjectListing::WalkToRoot(const FileEntry *entry, PathProcessor &processor)
+bool EntryPaths::WalkToRoot(const FileEntry *entry, PathProcessor &processor)
 {
     bool goOn = processor.Process(entry);
     const DirectoryEntry *ancestor = GetListingEntry(entry).mParent;
@@ -86,14 +87,14 @@ bool ProjectListing::WalkToRoot(const FileEntry *entry, PathProcessor &processor
     return goOn;
 }
 
-uint32 ProjectListing::GetPathLength(const FileEntry *entry)
+uint32 EntryPaths::GetPathLength(const FileEntry *entry)
 {
     PathLengthProcessor measure;
     WalkToRoot(entry, measure);
     return measure.GetLength();
 }
 
-bool ProjectListing::GetFilePath(const FileEntry *entry, char *buffer, uint32 size)
+bool EntryPaths::GetFilePath(const FileEntry *entry, char *buffer, uint32 size)
 {
     if (buffer == nullptr)
     {
@@ -110,7 +111,7 @@ bool ProjectListing::GetFilePath(const FileEntry *entry, char *buffer, uint32 si
     return true;
 }
 
-std::string ProjectListing::GetFilePath(const FileEntry *entry)
+std::string EntryPaths::GetFilePath(const FileEntry *entry)
 {
     char buffer[PathBufferSize] = {};
     GetFilePath(entry, buffer, sizeof buffer);

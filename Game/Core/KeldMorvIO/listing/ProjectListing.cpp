@@ -1,8 +1,8 @@
 #include "KeldMorvIO/listing/ProjectListing.h"
 
 #include "KeldFoundation/CStd/Hash.h"
+#include "KeldMorvIO/ReaderTypes.h"
 #include "KeldMorvIO/listing/ListingLayout.h"
-#include "KeldMorvIO/listing/PathProcessors.h"
 
 #include <memory>
 
@@ -10,15 +10,8 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-/// Whether `record` is one of the `count` records from `first` on. Compared as numbers: pointers into different objects
-/// have no order.
-template <class Record>
-bool IsInRegion(const void *record, const Record *first, uint_size count)
-{
-    const auto address = reinterpret_cast<std::uintptr_t>(record);
-    const auto begin = reinterpret_cast<std::uintptr_t>(first);
-    return address >= begin && address < begin + count * sizeof(Record);
-}
+/// Managed files are looked for under their own version; the release's is not used.
+constexpr MorvVersion UnusedReleaseVersion = 0xFFFFFFFF;
 
 /// Closes each handle of a region once: records that share one are neighbours.
 template <class Record>
@@ -69,7 +62,7 @@ void ProjectListing::Adopt(std::vector<char> &storage, const ListingRegions &reg
 
 const ProjectListing::FileEntry *ProjectListing::FindEntry(const char *path) const
 {
-    // No entry's path begins with a separator, yet the matcher, which works from the other end, would let one pass.
+    // No entry's path begins with a separator. The matcher works from the other end and would accept one.
     if (path == nullptr || path[0] == '/')
     {
         return nullptr;
@@ -90,8 +83,7 @@ const ProjectListing::FileEntry *ProjectListing::FindEntry(const char *path) con
 
 bool ProjectListing::IsDirectory(const FileEntry *entry)
 {
-    const DirectoryEntry *const parent = GetListingEntry(entry).mParent;
-    return parent == nullptr || IsInRegion(entry, parent->mFirstSubdirectory, parent->mSubdirectoryCount);
+    return IsDirectoryEntry(entry);
 }
 
 uint32 ProjectListing::GetFileSize(const FileEntry *entry)
@@ -118,6 +110,94 @@ const char *ProjectListing::GetProjectName() const
 MorvVersion ProjectListing::GetReleaseVersion() const
 {
     return mHeader->mReleaseVersion;
+}
+
+// Open, Read and Close act by the region that holds a file's open state, since the records have no kind. One lock
+// covers a whole first open, decompression included; reads take none.
+
+bool ProjectListing::Open(const FileEntry *entry)
+{
+    if (entry == nullptr || IsDirectory(entry))
+    {
+        return false;
+    }
+    const MutexLock lock(mMutex);
+    FileInfo *const state = entry->mOpenState;
+    if (IsArchived(state))
+    {
+        return static_cast<ArchiveFile *>(state)->Open(entry);
+    }
+    if (IsNaked(state))
+    {
+        return OpenPlainFile(entry, FileTypeDeploy, mHeader->mReleaseVersion);
+    }
+    if (IsManaged(state))
+    {
+        return OpenPlainFile(entry, FileTypeManaged, UnusedReleaseVersion);
+    }
+    return false;
+}
+
+bool ProjectListing::OpenPlainFile(const FileEntry *entry, FileType type, MorvVersion releaseVersion)
+{
+    FileInfo &state = *entry->mOpenState;
+    if (!state.AddReference())
+    {
+        return true;
+    }
+    char path[PathBufferSize] = {};
+    if (!GetFilePath(entry, path, sizeof path))
+    {
+        state.RemoveReference();
+        return false;
+    }
+    state.SetFile(OpenNakedFile(type, mProjectRoot.c_str(), releaseVersion, entry->mVersion, path));
+    if (state.GetFile() == AsyncFile::Null)
+    {
+        state.RemoveReference();
+        return false;
+    }
+    return true;
+}
+
+bool ProjectListing::Read(const FileEntry *entry, uint64 offset, uint32 count, uint32 *bytesRead, void *buffer) const
+{
+    if (entry == nullptr || IsDirectory(entry))
+    {
+        return false;
+    }
+    if (count == 0)
+    {
+        return true;
+    }
+    const FileInfo *const state = entry->mOpenState;
+    if (IsArchived(state))
+    {
+        return static_cast<const ArchiveFile *>(state)->Read(offset, count, bytesRead, buffer);
+    }
+    if (IsNaked(state) || IsManaged(state))
+    {
+        return state->Read(offset, count, bytesRead, buffer);
+    }
+    return false;
+}
+
+void ProjectListing::Close(const FileEntry *entry)
+{
+    if (entry == nullptr || IsDirectory(entry))
+    {
+        return;
+    }
+    const MutexLock lock(mMutex);
+    FileInfo *const state = entry->mOpenState;
+    if (IsArchived(state))
+    {
+        static_cast<ArchiveFile *>(state)->Close();
+    }
+    else if (IsNaked(state) || IsManaged(state))
+    {
+        state->Close();
+    }
 }
 
 bool ProjectListing::IsArchived(const FileInfo *state) const

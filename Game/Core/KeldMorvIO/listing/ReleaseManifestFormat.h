@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KeldFoundation/file/LittleEndian.h"
+#include "KeldMorvIO/blocks/CompressedFormat.h"
 
 #include <cstddef>
 
@@ -10,10 +11,10 @@
 // words that count and measure them. A string's index is its ordinal in the string data.
 namespace Keld::MORV::Reader
 {
-inline constexpr uint32 ReleaseManifestMagic = 0x464D5651;     // stored as "QVMF"
-inline constexpr uint32 ReleaseManifestVersionV0 = 0x10001;    // with FileTableEntryV0, the longer record
-inline constexpr uint32 ReleaseManifestVersion = 0x10002;      // with FileTableEntry
-inline constexpr uint32 ReleaseManifestSmallestSize = 32;      // bytes: no directories, no files, no string data
+inline constexpr uint32 ReleaseManifestMagic = 0x464D5651;       // stored as "QVMF"
+inline constexpr uint32 ReleaseManifestVersionV0 = 0x10001;      // with FileTableEntryV0, the longer record
+inline constexpr uint32 ReleaseManifestVersion = 0x10002;        // with FileTableEntry
+inline constexpr uint32 ReleaseManifestSmallestSize = 32;        // bytes: no directories, no files, no string data
 inline constexpr uint32 ReleaseManifestStringLimit = 0x40000000; // a string count from here on is an error
 
 inline constexpr uint32 FileFlagManaged = 0x01;
@@ -21,6 +22,34 @@ inline constexpr uint32 FileFlagArchived = 0x02; // takes precedence over FileFl
 inline constexpr uint32 FileFlagZlib = 0x04;     // with FileFlagCompressed; wins over FileFlagLzma
 inline constexpr uint32 FileFlagCompressed = 0x10;
 inline constexpr uint32 FileFlagLzma = 0x20; // with FileFlagCompressed
+
+/// Whether a file's bytes lie in an archive of the file's version.
+constexpr bool IsArchivedFile(uint32 flags)
+{
+    return (flags & FileFlagArchived) != 0;
+}
+
+/// Whether a file lies under "managedfiles". One that is neither archived nor managed is naked, and lies in the
+/// release's "deploy" directory.
+constexpr bool IsManagedFile(uint32 flags)
+{
+    return !IsArchivedFile(flags) && (flags & FileFlagManaged) != 0;
+}
+
+/// The compression tag of an archived file's bytes. ZLIB wins over LZMA, and FileFlagCompressed alone means no
+/// compression. On a file that is not archived these flags mean nothing.
+constexpr uint32 CompressionOfFlags(uint32 flags)
+{
+    if ((flags & FileFlagCompressed) == 0)
+    {
+        return CompressionNone;
+    }
+    if ((flags & FileFlagZlib) != 0)
+    {
+        return CompressionZlib;
+    }
+    return (flags & FileFlagLzma) != 0 ? CompressionLzma : CompressionNone;
+}
 
 /// The release that a manifest describes.
 struct ReleaseIdentity
