@@ -4,7 +4,7 @@
 
 namespace Keld::MORV::Reader
 {
-/// Where `DecompressLzma` takes its compressed bytes from.
+/// Where the decoders take their compressed bytes from.
 class ILzmaIn
 {
 public:

@@ -24,13 +24,13 @@ struct Chunk
 class BlockDecoder
 {
 public:
-    BlockDecoder(ILzmaIn &source, Lzma2Decoder &decoder, UncompressedBlock *blocks, uint32 blockCount,
-                 uint64 outputSize)
-        : mSource(source), mDecoder(decoder), mBlocks(blocks), mBlockCount(blockCount), mOutputLeft(outputSize),
+    BlockDecoder(ILzmaIn &source, Lzma2Decoder &decoder, IBlockOutput &output, uint64 outputSize)
+        : mSource(source), mDecoder(decoder), mOutput(output), mOutputLeft(outputSize),
           mInputLeft(source.GetSize() - HeaderSize)
     {
     }
 
+    /// False for an output without a block.
     /// \param chunk the first one, header included
     bool Run(Chunk chunk);
 
@@ -40,16 +40,19 @@ private:
 
     ILzmaIn &mSource;
     Lzma2Decoder &mDecoder;
-    UncompressedBlock *mBlocks;
-    uint32 mBlockCount;
-    uint32 mBlock = 0;    ///< stays on the last one when that is full
-    uint32 mPosition = 0; ///< in the block
+    IBlockOutput &mOutput;
+    UncompressedBlock mBlock{}; ///< stays the last one when that is full
+    uint32 mPosition = 0;       ///< in the block
     uint64 mOutputLeft;
     uint32 mInputLeft; ///< wraps when input is fed again
 };
 
 bool BlockDecoder::Run(Chunk chunk)
 {
+    if (!mOutput.TakeNext(mBlock))
+    {
+        return false;
+    }
     chunk.position = HeaderSize;
     for (;;)
     {
@@ -78,8 +81,7 @@ bool BlockDecoder::Run(Chunk chunk)
 Lzma2Decoder::Result BlockDecoder::DecodeOnce(const Chunk &chunk)
 {
     const auto mode = mSource.GetRemaining() == 0 ? Lzma2Decoder::FinishMode::End : Lzma2Decoder::FinishMode::Any;
-    const UncompressedBlock &block = mBlocks[mBlock];
-    return mDecoder.Decode(static_cast<uint8 *>(block.mData) + mPosition, block.mSize - mPosition,
+    return mDecoder.Decode(static_cast<uint8 *>(mBlock.mData) + mPosition, mBlock.mSize - mPosition,
                            static_cast<const uint8 *>(chunk.data) + chunk.position, chunk.size - chunk.position, mode);
 }
 
@@ -87,9 +89,8 @@ void BlockDecoder::Advance(uint32 written)
 {
     mOutputLeft -= written;
     mPosition += written;
-    if (mPosition == mBlocks[mBlock].mSize && mBlock + 1 < mBlockCount)
+    if (mPosition == mBlock.mSize && mOutput.TakeNext(mBlock))
     {
-        ++mBlock;
         mPosition = 0;
     }
 }
@@ -97,12 +98,14 @@ void BlockDecoder::Advance(uint32 written)
 
 bool DecompressLzma(ILzmaIn &source, UncompressedBlock *blocks, uint32 blockCount)
 {
-    constexpr const char *signature = "bool Keld::MORV::Reader::DecompressLzma(ILzmaIn &, UncompressedBlock *, uint32)";
     const std::optional<uint64> outputSize = SumBlockSizes(blocks, blockCount);
-    if (!outputSize)
-    {
-        return false;
-    }
+    BlockRowOutput output(blocks, blockCount);
+    return outputSize && DecompressLzma(source, output, *outputSize);
+}
+
+bool DecompressLzma(ILzmaIn &source, IBlockOutput &output, uint64 outputSize)
+{
+    constexpr const char *signature = "bool Keld::MORV::Reader::DecompressLzma(ILzmaIn &, UncompressedBlock *, uint32)";
     if (source.GetSize() < HeaderSize)
     {
         LogError("%s: Source data is too small to be valid.", signature);
@@ -115,12 +118,12 @@ bool DecompressLzma(ILzmaIn &source, UncompressedBlock *blocks, uint32 blockCoun
     }
     Lzma2Decoder decoder;
     const auto *const header = static_cast<const LzmaFileHeader *>(chunk.data);
-    if (!decoder.Allocate(header->dictionaryProperty, *outputSize))
+    if (!decoder.Allocate(header->dictionaryProperty, outputSize))
     {
         LogError("%s: Allocating the lzma compression state failed.", signature);
         return false;
     }
-    return blockCount != 0 && BlockDecoder(source, decoder, blocks, blockCount, *outputSize).Run(chunk);
+    return BlockDecoder(source, decoder, output, outputSize).Run(chunk);
 }
 
 bool DecompressLzma(const void *input, uint32 inputSize, void *output, uint32 outputSize)

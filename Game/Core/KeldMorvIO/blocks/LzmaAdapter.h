@@ -2,8 +2,8 @@
 
 #include "KeldFoundation/CStd/BasicTypes.h"
 #include "KeldMorvIO/blocks/AsyncFile.h"
+#include "KeldMorvIO/blocks/IBlockOutput.h"
 #include "KeldMorvIO/blocks/ILzmaIn.h"
-#include "KeldMorvIO/blocks/UncompressedBlock.h"
 
 namespace Keld::MORV::Reader
 {
@@ -23,4 +23,7 @@ bool DecompressLzma(AsyncFile file, uint64 offset, uint32 compressedSize, Uncomp
 
 /// What all forms come down to.
 bool DecompressLzma(ILzmaIn &source, UncompressedBlock *blocks, uint32 blockCount);
+
+/// The same into any blocks. `outputSize` is what they hold together, in bytes.
+bool DecompressLzma(ILzmaIn &source, IBlockOutput &output, uint64 outputSize);
 } // namespace Keld::MORV::Reader

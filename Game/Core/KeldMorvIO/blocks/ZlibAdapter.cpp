@@ -1,6 +1,7 @@
 #include "KeldMorvIO/blocks/ZlibAdapter.h"
 
 #include "KeldMorvIO/blocks/AsyncRequest.h"
+#include "KeldMorvIO/blocks/BlockInflater.h"
 #include "KeldMorvIO/blocks/CompressedFormat.h"
 #include "KeldMorvIO/blocks/ReportedOpen.h"
 
@@ -12,108 +13,40 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-constexpr const char *ZlibVersion = "1.2.3"; // the interface that this code is written for
-
-/// Inflates the byte range of a file into blocks.
-class BlockInflater
+/// A byte range of a file whose offset is 32 bits wide, and wraps.
+class ZlibInFile final : public ILzmaIn
 {
 public:
-    BlockInflater(AsyncFile file, uint64 offset, uint32 compressedSize, UncompressedBlock *blocks, uint32 blockCount)
-        : mFile(file), mOffset(static_cast<uint32>(offset)), mInputLeft(compressedSize), mBlocks(blocks),
-          mBlocksLeft(blockCount)
+    ZlibInFile(AsyncFile file, uint64 offset, uint32 size)
+        : mFile(file), mOffset(static_cast<uint32>(offset)), mSize(size), mRemaining(size)
     {
     }
 
-    ~BlockInflater()
+    bool Read(const void *&data, uint32 &size) override
     {
-        if (mReady)
+        const uint32 chunk = std::min(mRemaining, InputChunkSize);
+        uint32 bytesRead = 0;
+        if (!AsyncRead(mFile, mOffset, chunk, &bytesRead, mBuffer) || bytesRead != chunk)
         {
-            inflateEnd(&mStream);
+            return false;
         }
+        mOffset += chunk;
+        mRemaining -= chunk;
+        data = mBuffer;
+        size = chunk;
+        return true;
     }
 
-    BlockInflater(const BlockInflater &) = delete;
-    BlockInflater &operator=(const BlockInflater &) = delete;
-
-    bool Initialize()
-    {
-        mReady = inflateInit_(&mStream, ZlibVersion, static_cast<int>(sizeof mStream)) == Z_OK;
-        return mReady;
-    }
-
-    /// True when the stream has ended, whatever the totals.
-    bool Run();
-
-    uint64 TotalIn() const { return mStream.total_in; }
-    uint64 TotalOut() const { return mStream.total_out; }
+    uint32 GetSize() override { return mSize; }
+    uint32 GetRemaining() override { return mRemaining; }
 
 private:
-    bool ReadChunk();
-    void TakeNextBlock();
-
     AsyncFile mFile;
-    uint32 mOffset; ///< of the next chunk; 32 bits wide, and wraps
-    uint32 mInputLeft;
-    UncompressedBlock *mBlocks; ///< the next one to fill
-    uint32 mBlocksLeft;
-    bool mReady = false;
-    z_stream mStream{};
-    uint8 mInput[InputChunkSize];
+    uint32 mOffset; ///< of the next chunk
+    uint32 mSize;
+    uint32 mRemaining;
+    uint8 mBuffer[InputChunkSize];
 };
-
-bool IsFatal(int result)
-{
-    return result == Z_MEM_ERROR || result == Z_DATA_ERROR || result == Z_STREAM_ERROR || result == Z_NEED_DICT;
-}
-
-bool BlockInflater::Run()
-{
-    int result = Z_OK;
-    while (result != Z_STREAM_END)
-    {
-        if (mStream.avail_in == 0 && !ReadChunk())
-        {
-            return false;
-        }
-        if (mStream.avail_out == 0 && mBlocksLeft != 0)
-        {
-            TakeNextBlock();
-        }
-        if (mStream.avail_in == 0 || mStream.avail_out == 0)
-        {
-            break; // with no room left, the stream counts as ended only if its end was met before
-        }
-        result = inflate(&mStream, Z_NO_FLUSH);
-        if (IsFatal(result))
-        {
-            return false;
-        }
-    }
-    return result == Z_STREAM_END;
-}
-
-bool BlockInflater::ReadChunk()
-{
-    const uint32 size = std::min(mInputLeft, InputChunkSize);
-    uint32 bytesRead = 0;
-    if (!AsyncRead(mFile, mOffset, size, &bytesRead, mInput) || bytesRead != size)
-    {
-        return false;
-    }
-    mStream.next_in = mInput;
-    mStream.avail_in = size;
-    mOffset += size;
-    mInputLeft -= size;
-    return true;
-}
-
-void BlockInflater::TakeNextBlock()
-{
-    mStream.next_out = static_cast<uint8 *>(mBlocks->mData);
-    mStream.avail_out = mBlocks->mSize;
-    ++mBlocks;
-    --mBlocksLeft;
-}
 } // namespace
 
 bool DecompressZlib(const void *input, uint32 inputSize, void *output, uint32 outputSize)
@@ -166,8 +99,8 @@ bool DecompressZlib(AsyncFile file, uint64 offset, uint32 compressedSize, Uncomp
     {
         return false;
     }
-    BlockInflater inflater(file, offset, compressedSize, blocks, blockCount);
-    return inflater.Initialize() && inflater.Run() && inflater.TotalIn() == compressedSize &&
-           inflater.TotalOut() == *outputSize;
+    ZlibInFile source(file, offset, compressedSize);
+    BlockRowOutput output(blocks, blockCount);
+    return InflateIntoBlocks(source, output, *outputSize);
 }
 } // namespace Keld::MORV::Reader
