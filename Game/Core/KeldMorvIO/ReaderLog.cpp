@@ -1,6 +1,8 @@
 #include "KeldMorvIO/ReaderLog.h"
 
 #include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/logger/LineFormat.h"
+#include "KeldMorvIO/LogCapture.h"
 #include "KeldMorvIO/ReaderTypes.h"
 
 #include <cstdarg>
@@ -17,13 +19,39 @@ __attribute__((format(printf, 3, 0))) void LogWithOwnGroup(int32 severity, uint3
     const uint64 own = gMorvLogGroups.load(std::memory_order_relaxed);
     LogV(severity, LowWord(own) | groups, HighWord(own), format, arguments);
 }
+
+/// Whether a capture of this thread took the line. Not asked for traces, which are many.
+__attribute__((format(printf, 2, 0))) bool IsCaptured(int32 severity, const char *format, va_list arguments)
+{
+    LogCapture *const capture = LogCapture::GetCurrent();
+    if (capture == nullptr)
+    {
+        return false;
+    }
+    if (severity != OKAY)
+    {
+        char line[Logger::LineBufferSize];
+        std_vsnprintf(line, sizeof line, format, arguments);
+        capture->TakeFailure(line);
+    }
+    return true;
+}
+
+__attribute__((format(printf, 3, 0))) void LogOrCapture(int32 severity, uint32 groups, const char *format,
+                                                        va_list arguments)
+{
+    if (!IsCaptured(severity, format, arguments))
+    {
+        LogWithOwnGroup(severity, groups, format, arguments);
+    }
+}
 } // namespace
 
 void LogError(const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    LogWithOwnGroup(ERROR, DBG, format, arguments);
+    LogOrCapture(ERROR, DBG, format, arguments);
     va_end(arguments);
 }
 
@@ -31,7 +59,7 @@ void LogWarning(const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    LogWithOwnGroup(WARN, DBG, format, arguments);
+    LogOrCapture(WARN, DBG, format, arguments);
     va_end(arguments);
 }
 
@@ -39,7 +67,7 @@ void LogProgress(const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    LogWithOwnGroup(OKAY, GEN, format, arguments);
+    LogOrCapture(OKAY, GEN, format, arguments);
     va_end(arguments);
 }
 

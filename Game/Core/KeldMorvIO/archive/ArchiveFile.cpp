@@ -75,13 +75,30 @@ bool ArchiveFile::Read(const std::string &directory, bool *invalid)
         LogError("%s: Failed to read our archive directory", signature);
         return false;
     }
-    if (!SetViews())
+    if (!IndexBuffer())
     {
         LogError("%s: Incorrect magic value or version, invalid archive %s", signature, path.c_str());
         if (invalid != nullptr)
         {
             *invalid = true;
         }
+        return false;
+    }
+    return true;
+}
+
+bool ArchiveFile::Adopt(std::vector<char> &image)
+{
+    ClearViews();
+    mBuffer.swap(image);
+    return IndexBuffer();
+}
+
+/// Makes the buffer searchable, if it is an archive index.
+bool ArchiveFile::IndexBuffer()
+{
+    if (!SetViews())
+    {
         return false;
     }
     const uint32 count = GetEntryCount();
@@ -178,7 +195,7 @@ void ArchiveFile::GetContents(std::vector<std::string> &paths) const
     const uint32 count = GetEntryCount();
     for (uint32 index = 0; index < count; ++index)
     {
-        const char *const path = GetPathByIndex(GetPathListView(), mEntries[index].pathIndex);
+        const char *const path = GetEntryPath(index);
         // Both are faults of the data: a record without a path, and a path that fits no caller's buffer. Many records
         // may share one huge path, and copies of it would fill the memory.
         if (path != nullptr && std_strnlen(path, PathBufferSize) < PathBufferSize)
@@ -186,6 +203,11 @@ void ArchiveFile::GetContents(std::vector<std::string> &paths) const
             paths.emplace_back(path);
         }
     }
+}
+
+const char *ArchiveFile::GetEntryPath(uint32 index) const
+{
+    return GetPathByIndex(GetPathListView(), mEntries[index].pathIndex);
 }
 
 uint32 ArchiveFile::GetEntryCount() const

@@ -21,6 +21,9 @@ public:
     /// \param value         printed in the entry trace and kept nowhere
     ArchiveFile(const std::string &filename, const std::string &rootDirectory, unsigned char value);
 
+    /// An index without a place on disk, for Adopt. Not traced.
+    ArchiveFile() = default;
+
     ArchiveFile(const ArchiveFile &) = delete;
     ArchiveFile &operator=(const ArchiveFile &) = delete;
 
@@ -29,6 +32,10 @@ public:
     ///                is left as it was in all other cases.
     bool Read(bool *invalid);
     bool Read(const std::string &directory, bool *invalid);
+
+    /// Takes over and checks the bytes of an index, without a word in the log. On false they are no archive of this
+    /// format, and the object finds nothing.
+    bool Adopt(std::vector<char> &image);
 
     bool SetRootDirectory(const std::string &directory); ///< always true
 
@@ -53,9 +60,13 @@ public:
     /// Unchecked: `index` must be below the count.
     const ArchiveFileEntry *GetEntry(uint32 index) const { return mEntries + index; }
 
+    /// The path of a record, or null for a record without one. `index` must be below the count.
+    const char *GetEntryPath(uint32 index) const;
+
     const std::string &GetFilename() const { return mFilename; }
 
 private:
+    bool IndexBuffer();
     bool SetViews();
     void ClearViews();
     ByteView GetPathListView() const;
