@@ -2,6 +2,7 @@
 
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeReader/TreeText.h"
+#include "Tools/TreeWriter/RecordBytes.h"
 
 #include "KeldFoundation/CStd/Hash.h"
 #include "KeldMorvIO/archive/ArchiveFormat.h"
@@ -49,19 +50,13 @@ std::vector<SortKey> SortForSearch(const std::vector<ArchivedFile> &files)
     return keys;
 }
 
-template <class Record>
-void Append(std::string &bytes, const Record &record)
-{
-    bytes.append(reinterpret_cast<const char *>(&record), sizeof record);
-}
-
 std::string BuildPathList(const std::vector<SortKey> &keys)
 {
     std::string list;
     ArchivePathList head;
     head.reserved = 0;
     head.count = static_cast<uint32>(keys.size());
-    Append(list, head);
+    AppendRecord(list, head);
     std::string texts;
     const uint_size textsAt = sizeof(ArchivePathList) + keys.size() * sizeof(ArchivePathEntry);
     for (const SortKey &key : keys)
@@ -69,7 +64,7 @@ std::string BuildPathList(const std::vector<SortKey> &keys)
         ArchivePathEntry entry;
         entry.stringOffset = static_cast<uint32>(textsAt + texts.size());
         entry.reserved = 0;
-        Append(list, entry);
+        AppendRecord(list, entry);
         texts.append(key.file->path).push_back('\0');
     }
     return list + texts;
@@ -98,8 +93,8 @@ std::string BuildArchiveIndex(const std::vector<ArchivedFile> &files)
     header.pathListOffset = static_cast<uint32>(pathListOffset);
 
     std::string image;
-    Append(image, header);
-    Append(image, Little32(static_cast<uint32>(keys.size())));
+    AppendRecord(image, header);
+    AppendRecord(image, Little32(static_cast<uint32>(keys.size())));
     for (uint32 index = 0; index < keys.size(); ++index)
     {
         ArchiveFileEntry entry;
@@ -107,7 +102,7 @@ std::string BuildArchiveIndex(const std::vector<ArchivedFile> &files)
         entry.dataOffset = keys[index].file->offset;
         entry.size = keys[index].file->size;
         entry.pathIndex = index;
-        Append(image, entry);
+        AppendRecord(image, entry);
     }
     image += BuildPathList(keys);
     if (image.size() > ArchiveWriter::LargestSize)

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "KeldFoundation/CStd/BasicTypes.h"
+#include "KeldFoundation/file/StreamCloser.h"
 
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <string_view>
 
 namespace Keld::TreeWriter
@@ -32,15 +32,10 @@ public:
     void Close();
 
 private:
-    struct StreamCloser
-    {
-        void operator()(std::FILE *stream) const { std::fclose(stream); }
-    };
-
     [[noreturn]] void Fail() const;
 
     std::filesystem::path mPath;
-    std::unique_ptr<std::FILE, StreamCloser> mStream;
+    Stream mStream;
     uint64 mSize = 0;
 };
 } // namespace Keld::TreeWriter

@@ -2,6 +2,7 @@
 
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeReader/TreeText.h"
+#include "Tools/TreeWriter/RecordBytes.h"
 
 #include <algorithm>
 #include <deque>
@@ -26,12 +27,6 @@ struct Directory
     std::map<std::string, std::unique_ptr<Directory>> subdirectories; // by folded name
     std::map<std::string, const ReleaseFile *> files;                 // by folded name
 };
-
-template <class Record>
-void Append(std::string &bytes, const Record &record)
-{
-    bytes.append(reinterpret_cast<const char *>(&record), sizeof record);
-}
 
 std::vector<std::string> SplitNames(const std::string &path)
 {
@@ -105,14 +100,14 @@ public:
         header.identity.projectNameIndex = projectName;
         header.identity.releaseVersion = mContents.release;
         header.directoryCount = mDirectoryCount;
-        Append(image, header);
+        AppendRecord(image, header);
         image += mDirectories;
-        Append(image, Little32(mFileCount));
+        AppendRecord(image, Little32(mFileCount));
         image += mFiles;
         StringTableHeader strings;
         strings.stringCount = mStrings.GetCount();
         strings.dataSize = static_cast<uint32>(mStrings.GetData().size());
-        Append(image, strings);
+        AppendRecord(image, strings);
         image += mStrings.GetData();
         if (image.size() > LargestImage)
         {
@@ -170,7 +165,7 @@ private:
             record.subdirectoryCount = static_cast<uint32>(directory.subdirectories.size());
             record.firstFile = mFileCount;
             record.fileCount = static_cast<uint32>(directory.files.size());
-            Append(mDirectories, record);
+            AppendRecord(mDirectories, record);
             mDirectoryCount += record.subdirectoryCount;
             for (const auto &[folded, child] : directory.subdirectories)
             {

@@ -6,11 +6,11 @@
 
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/CStd/PathLimit.h"
+#include "KeldFoundation/file/StreamCloser.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 
 namespace Keld::TreeWriter
 {
@@ -153,11 +153,6 @@ private:
     std::size_t mProblemCount = 0;
 };
 
-struct StreamCloser
-{
-    void operator()(std::FILE *stream) const { std::fclose(stream); }
-};
-
 [[noreturn]] void FailToRead(const fs::path &file)
 {
     throw TreeError(file.string() + ": cannot be read: " + std::strerror(errno));
@@ -181,7 +176,7 @@ SourceTree ScanSource(const fs::path &source)
 
 ContentSummary ReadContent(const fs::path &file, const std::function<void(std::string_view)> &sink)
 {
-    const std::unique_ptr<std::FILE, StreamCloser> stream(std::fopen(file.c_str(), "rb"));
+    const Stream stream(std::fopen(file.c_str(), "rb"));
     if (stream == nullptr)
     {
         FailToRead(file);
