@@ -58,7 +58,7 @@ TEST_F(WriteLockTest, ManyHoldersComeOneAfterTheOtherThoughTheDirectoryComesAndG
         threads.emplace_back(
             [this, &inside]
             {
-                for (int turn = 0; turn < 5; ++turn)
+                for (int turn = 0; turn < 50; ++turn)
                 {
                     const WriteLock lock(mTree.Path("projects/game"), [] {});
                     EXPECT_EQ(++inside, 1);

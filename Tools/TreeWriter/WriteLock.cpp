@@ -18,6 +18,9 @@ namespace
 {
 constexpr std::chrono::milliseconds Pause(50);
 
+/// So often may a parent vanish under us, removed by the holder before, until we believe that it cannot be made at all.
+constexpr int VanishedParentLimit = 100;
+
 [[noreturn]] void Fail(const std::string &what, const fs::path &directory)
 {
     throw std::system_error(errno, std::generic_category(), what + " " + directory.string());
@@ -59,7 +62,10 @@ WriteLock::~WriteLock()
 /// False while somebody else holds the lock.
 bool WriteLock::TryLock(const fs::path &directory)
 {
-    MakeDirectories(directory);
+    if (!MakeDirectories(directory))
+    {
+        return false;
+    }
     const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0)
     {
@@ -85,7 +91,8 @@ bool WriteLock::TryLock(const fs::path &directory)
     return false;
 }
 
-void WriteLock::MakeDirectories(const fs::path &directory)
+/// False when a parent was removed meanwhile: try again.
+bool WriteLock::MakeDirectories(const fs::path &directory)
 {
     std::vector<fs::path> missing;
     for (fs::path path = directory; !path.empty() && !fs::exists(path); path = path.parent_path())
@@ -98,11 +105,16 @@ void WriteLock::MakeDirectories(const fs::path &directory)
         {
             mMade.push_back(missing.back());
         }
+        else if (errno == ENOENT && ++mVanishedParents < VanishedParentLimit)
+        {
+            return false;
+        }
         else if (errno != EEXIST)
         {
             Fail("cannot make", missing.back());
         }
     }
+    return true;
 }
 
 void WriteLock::RemoveEmptyDirectories()

@@ -23,11 +23,12 @@ public:
     WriteLock &operator=(const WriteLock &) = delete;
 
 private:
-    void MakeDirectories(const std::filesystem::path &directory);
+    bool MakeDirectories(const std::filesystem::path &directory);
     void RemoveEmptyDirectories();
     bool TryLock(const std::filesystem::path &directory);
 
     int mDescriptor = -1;
+    int mVanishedParents = 0;
     std::vector<std::filesystem::path> mMade; ///< from the outermost to the directory itself
 };
 } // namespace Keld::TreeWriter
