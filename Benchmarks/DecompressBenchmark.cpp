@@ -22,7 +22,7 @@ namespace
 constexpr uint32 PlainSize = 8 << 20;
 constexpr uint32 BlockSize = 0x40000;
 
-/// Something between text and noise, as content is.
+// Something between text and noise, as content is.
 std::string Plain()
 {
     std::string plain;
@@ -46,7 +46,7 @@ const std::string &LzmaPlain()
     return bytes;
 }
 
-/// Output as the listings have it.
+// Output as the listings have it.
 struct Output
 {
     Output() : memory(PlainSize, '\0')

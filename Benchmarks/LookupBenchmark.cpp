@@ -53,7 +53,7 @@ std::vector<std::string> MakePaths()
     return paths;
 }
 
-/// Neighbours in the order of asking are not neighbours in the tree.
+// Neighbours in the order of asking are not neighbours in the tree.
 const std::vector<std::string> &ShuffledPaths()
 {
     static const std::vector<std::string> shuffled = []
@@ -65,7 +65,7 @@ const std::vector<std::string> &ShuffledPaths()
     return shuffled;
 }
 
-/// A release of files with one byte each, all naked or all in one archive.
+// A release of files with one byte each, all naked or all in one archive.
 class Release
 {
 public:
@@ -134,7 +134,7 @@ bool Start(const Release &release)
     return MorvInitialize(0, 0, 0, release.WorkingDirectory().c_str()) == S_OK;
 }
 
-/// The library, started for as long as this lives.
+// The library, started for as long as this lives.
 class StartedLibrary
 {
 public:
@@ -144,7 +144,7 @@ public:
     StartedLibrary(const StartedLibrary &) = delete;
     StartedLibrary &operator=(const StartedLibrary &) = delete;
 
-    /// Null, and the benchmark refused, if the release is not whole.
+    // Null, and the benchmark refused, if the release is not whole.
     const ProjectListing *Listing(benchmark::State &state) const
     {
         const uint32 lastFile = DirectoryCount * FilesPerDirectory - 1;
@@ -160,7 +160,7 @@ private:
     bool mStarted;
 };
 
-/// Times `look(path)` over all paths again and again.
+// Times `look(path)` over all paths again and again.
 template <class Look>
 void TimeLookups(benchmark::State &state, const Look &look)
 {

@@ -19,7 +19,7 @@ namespace
 {
 constexpr uint32 FileSize = 4 << 20;
 
-/// A file of random bytes that stays in the page cache.
+// A file of random bytes that stays in the page cache.
 struct CachedFile
 {
     CachedFile() : file(AsyncOpen(tree.Write("data", Test::RandomBytes(FileSize, 1)).c_str())) {}

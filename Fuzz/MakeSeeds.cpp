@@ -23,7 +23,7 @@ void Write(const char *fuzzer, const char *name, const std::string &bytes)
     std::ofstream(directory / name, std::ios::binary) << bytes;
 }
 
-/// What the two decoder fuzzers expect before a stream.
+// What the two decoder fuzzers expect before a stream.
 std::string OutputHeader(std::size_t size, int blockSize)
 {
     return {static_cast<char>(size & 0xFF), static_cast<char>(size >> 8 & 0xFF), static_cast<char>(blockSize)};
@@ -57,7 +57,7 @@ void WriteArchives()
     Write("ArchiveIndexFuzzer", "seed-no-path", archive.Image().Word(ArchiveImage::RecordOffset(1) + 12, 9).Bytes());
 }
 
-/// Files that exist wherever the fuzzer runs: names with slashes, which a builder of trees would take for directories.
+// Files that exist wherever the fuzzer runs: names with slashes, which a builder of trees would take for directories.
 std::string FoundOnDisk(ManifestImage::Record record)
 {
     ManifestFile managed;

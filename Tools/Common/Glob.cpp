@@ -20,7 +20,7 @@ char32_t Unfold(char32_t character)
     return character >= U'a' && character <= U'z' ? character - (U'a' - U'A') : character;
 }
 
-/// The place behind the set that begins at `at` with '[', or 0 when it has no end. A ']' in front is one of the set.
+// The place behind the set that begins at `at` with '[', or 0 when it has no end. A ']' in front is one of the set.
 std::size_t EndOfSet(const std::u32string &pattern, std::size_t at)
 {
     std::size_t place = at + 1;
@@ -36,14 +36,14 @@ std::size_t EndOfSet(const std::u32string &pattern, std::size_t at)
     return 0;
 }
 
-/// The place behind what begins at `at` and must not be taken apart: a set, an escaped character, or one character.
+// The place behind what begins at `at` and must not be taken apart: a set, an escaped character, or one character.
 std::size_t Skip(const std::u32string &pattern, std::size_t at)
 {
     const std::size_t setEnd = pattern[at] == U'[' ? EndOfSet(pattern, at) : 0;
     return setEnd != 0 ? setEnd : at + (pattern[at] == U'\\' ? 2U : 1U);
 }
 
-/// The text of each alternative of the group that begins at `at` with '{', and the place behind the group.
+// The text of each alternative of the group that begins at `at` with '{', and the place behind the group.
 std::vector<std::u32string> SplitGroup(const std::u32string &pattern, std::size_t at, std::size_t &end)
 {
     std::vector<std::u32string> parts(1);
@@ -73,7 +73,7 @@ std::vector<std::u32string> SplitGroup(const std::u32string &pattern, std::size_
     throw GlobError("has a { without its }");
 }
 
-/// All patterns without groups that a pattern stands for.
+// All patterns without groups that a pattern stands for.
 void Expand(const std::u32string &pattern, std::vector<std::u32string> &expanded)
 {
     for (std::size_t at = 0; at < pattern.size(); at = Skip(pattern, at))
@@ -230,7 +230,7 @@ std::size_t Glob::CompileSet(const std::u32string &pattern, std::size_t at, Toke
     return end;
 }
 
-/// Follows all ways through the tokens at once, so that no pattern takes longer than its length times the path's.
+// Follows all ways through the tokens at once, so that no pattern takes longer than its length times the path's.
 bool Glob::TokensMatch(const Tokens &tokens, const std::u32string &subject)
 {
     std::vector<char> current(tokens.size() + 1);

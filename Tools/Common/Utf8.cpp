@@ -17,7 +17,7 @@ bool IsFollower(char byte)
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-/// Refuses longer forms than needed, surrogates, and what lies behind the last character.
+// Refuses longer forms than needed, surrogates, and what lies behind the last character.
 Decoded DecodeOne(std::string_view text)
 {
     const unsigned char lead = static_cast<unsigned char>(text[0]);

@@ -34,7 +34,7 @@ DeployedRelease LoadRelease(const TreePlaces &tree, const std::string &project, 
     return release;
 }
 
-/// The projects in use, in the order of the search.
+// The projects in use, in the order of the search.
 std::vector<SolutionManifest::PROJECT> GatherSolution(const fs::path &release, std::string &configurationName)
 {
     SolutionManifest solution;

@@ -20,7 +20,7 @@ namespace
 {
 using namespace MORV::Reader;
 
-/// Reads one image, whose tables are proven to lie inside it, and whose records are checked as they are read.
+// Reads one image, whose tables are proven to lie inside it, and whose records are checked as they are read.
 class ManifestImage
 {
 public:
@@ -151,7 +151,7 @@ private:
         }
     }
 
-    /// Paths grow with each level: without a limit a small damaged file could fill the memory.
+    // Paths grow with each level: without a limit a small damaged file could fill the memory.
     static bool CanBeAskedFor(const std::string &prefix, const std::string &name)
     {
         return prefix.size() + name.size() < PathBufferSize;

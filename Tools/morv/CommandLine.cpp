@@ -64,7 +64,7 @@ bool IsAny(const CLI::App *)
     return true;
 }
 
-/// The commands, and what was typed for them.
+// The commands, and what was typed for them.
 class CommandLine
 {
 public:
@@ -131,7 +131,7 @@ private:
         return "morv " + (commands.empty() ? "" : commands.front()->get_name() + " ") + "--help";
     }
 
-    /// What was typed, last word first, as the parser wants it.
+    // What was typed, last word first, as the parser wants it.
     static std::vector<std::string> ParserWords(int argumentCount, char **arguments)
     {
         std::vector<std::string> words(arguments + 1, arguments + std::max(argumentCount, 1));

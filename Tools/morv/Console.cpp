@@ -34,7 +34,7 @@ KeldGroupMask RegisterGroup(const char *)
     return KeldGroupMask{0x100, 0};
 }
 
-/// A line of the library is "<signature>: <message>". The signature is for its developers.
+// A line of the library is "<signature>: <message>". The signature is for its developers.
 const char *MessageOf(const char *line)
 {
     const char *end = std::strstr(line, ": ");

@@ -31,7 +31,7 @@ std::string RefuseSeparators(const std::string &pattern)
     return pattern.find_first_of("/\\") == std::string::npos ? "" : "a pattern is for names and has no separator";
 }
 
-/// Prints the matches of one directory, then goes into its subdirectories. Gives the number of matches.
+// Prints the matches of one directory, then goes into its subdirectories. Gives the number of matches.
 uint64 FindBelow(const Library &library, const std::string &directory, const FindOptions &options)
 {
     uint64 matches = 0;

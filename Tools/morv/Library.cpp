@@ -26,7 +26,7 @@ struct FindCloser
 };
 using Search = std::unique_ptr<FindHandle, FindCloser>;
 
-/// The library only says that it could not start. The manifests tell more.
+// The library only says that it could not start. The manifests tell more.
 [[noreturn]] void ExplainFailedStart(const std::string &workingDirectory)
 {
     HideLibraryLog();

@@ -9,7 +9,7 @@ namespace Keld::Morv
 {
 namespace
 {
-/// Three digits, as long as one stands behind the point.
+// Three digits, as long as one stands behind the point.
 std::string ThreeDigits(double value)
 {
     return fmt::format("{:.{}f}", value, value < 9.995 ? 2 : value < 99.95 ? 1 : 0);

@@ -50,7 +50,7 @@ void PrintPlace(const FileLocation &location, const ReleaseFile &file)
     fmt::print("  stored size  {}\n", location.storedSize);
 }
 
-/// Where the files of a deployment lie. What was read of a release's archives serves all files asked for.
+// Where the files of a deployment lie. What was read of a release's archives serves all files asked for.
 class Places
 {
 public:

@@ -30,7 +30,7 @@ public:
         return mReady;
     }
 
-    /// True when the stream has ended, whatever the totals.
+    // True when the stream has ended, whatever the totals.
     bool Run();
 
     uint64 TotalIn() const { return mStream.total_in; }

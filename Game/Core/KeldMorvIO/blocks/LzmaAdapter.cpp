@@ -12,7 +12,7 @@ namespace
 {
 constexpr uint32 HeaderSize = sizeof(LzmaFileHeader);
 
-/// The chunk that is being decoded.
+// The chunk that is being decoded.
 struct Chunk
 {
     const void *data = nullptr;
@@ -20,7 +20,7 @@ struct Chunk
     uint32 position = 0;
 };
 
-/// The decoding loop: it ends when a call neither writes nor consumes anything, or when the stream is bad.
+// The decoding loop: it ends when a call neither writes nor consumes anything, or when the stream is bad.
 class BlockDecoder
 {
 public:
@@ -30,8 +30,8 @@ public:
     {
     }
 
-    /// False for an output without a block.
-    /// \param chunk the first one, header included
+    // False for an output without a block.
+    // \param chunk the first one, header included
     bool Run(Chunk chunk);
 
 private:

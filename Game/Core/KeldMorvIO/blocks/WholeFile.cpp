@@ -10,7 +10,7 @@ namespace
 {
 constexpr uint_size ErrorTextSize = 4096;
 
-/// Reports an open that failed, under the signature of the call that the user made. Gives the error number.
+// Reports an open that failed, under the signature of the call that the user made. Gives the error number.
 errno_t ReportFailedOpen(const char *signature, const char *path, const char *mode)
 {
     const errno_t error = std_errno();
@@ -24,14 +24,14 @@ errno_t ReportFailedOpen(const char *signature, const char *path, const char *mo
     return error;
 }
 
-/// What the stream itself says. A stream that never came to be has no error, but its line is written all the same.
+// What the stream itself says. A stream that never came to be has no error, but its line is written all the same.
 void LogStreamError(const char *signature, FILE *stream)
 {
     LogErrorText(signature, stream != nullptr ? std_ferror(stream) : 0);
 }
 
-/// The system's and the stream's account of a step that failed. False when the system holds no error at all: the step
-/// then counts as done, and its own last line is left out.
+// The system's and the stream's account of a step that failed. False when the system holds no error at all: the step
+// then counts as done, and its own last line is left out.
 bool ReportFailedStep(const char *signature, FILE *stream)
 {
     const int error = std_errno();

@@ -13,7 +13,7 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-/// A byte range of a file whose offset is 32 bits wide, and wraps.
+// A byte range of a file whose offset is 32 bits wide, and wraps.
 class ZlibInFile final : public ILzmaIn
 {
 public:

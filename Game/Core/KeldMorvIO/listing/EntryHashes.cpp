@@ -11,8 +11,8 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-/// Continues a hash over a name, but reads no more of it than a path can hold. A damaged manifest may give one huge
-/// name to many entries, and a name that long is never looked up.
+// Continues a hash over a name, but reads no more of it than a path can hold. A damaged manifest may give one huge
+// name to many entries, and a name that long is never looked up.
 uint32 HashEntryName(uint32 hash, const char *name)
 {
     for (uint32 index = 0; index < PathBufferSize && name[index] != '\0'; ++index)
@@ -22,9 +22,9 @@ uint32 HashEntryName(uint32 hash, const char *name)
     return hash;
 }
 
-/// A child's hash continues its parent's, so that each name is hashed once and no path is ever made. Every result
-/// equals HashPathLower of the entry's path, if that path can be looked up. The root's name is part of no path. Entries
-/// that no directory holds get 0.
+// A child's hash continues its parent's, so that each name is hashed once and no path is ever made. Every result
+// equals HashPathLower of the entry's path, if that path can be looked up. The root's name is part of no path. Entries
+// that no directory holds get 0.
 std::vector<uint32> BuildEntryHashes(const ManifestTables &manifest)
 {
     const uint32 directoryCount = manifest.GetDirectoryCount();

@@ -19,8 +19,8 @@ constexpr const char *LocationSignature =
     "std::vector<FileArchiveMetadata> &, std::vector<uint32> &, std::vector<uint32> &, "
     "ProjectListing::FileHandleHeader &) const";
 
-/// Found before missing, archived before managed before naked. Archived files that share a handle stand side by side,
-/// since a listing closes the handle of each run of neighbours once.
+// Found before missing, archived before managed before naked. Archived files that share a handle stand side by side,
+// since a listing closes the handle of each run of neighbours once.
 bool ComesBefore(const FileArchiveMetadata &lhs, const FileArchiveMetadata &rhs)
 {
     const auto key = [](const FileArchiveMetadata &record)
@@ -52,7 +52,7 @@ uint32 &CountOf(FileHandleHeader &header, uint32 flags)
     return IsManagedFile(flags) ? header.mManagedCount : header.mNakedCount;
 }
 
-/// Whether a managed or naked file exists. A path that does not fit has been logged when it was made.
+// Whether a managed or naked file exists. A path that does not fit has been logged when it was made.
 bool FindPlainFile(const char *projectRoot, MorvVersion releaseVersion, const FileTableFields &file, const char *path)
 {
     const bool isManaged = IsManagedFile(file.flags);

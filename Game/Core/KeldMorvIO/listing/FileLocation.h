@@ -9,10 +9,9 @@
 namespace Keld::MORV::Reader
 {
 /// Finds every file of a manifest on disk, once, and logs and leaves out what cannot be found.
-/// \param metadata out: the files found; archived ones first, with those that share a handle side by side, then
-/// managed,
-///                 then naked ones, each group by file index. A file that no directory holds has a record of zeros, in
-///                 front of the naked ones.
+/// \param metadata out: the files found. Archived ones come first, with those that share a handle side by side, then
+///                 managed ones, then naked ones, each group by file index. A file that no directory holds has a
+///                 record of zeros, in front of the naked ones.
 /// \param missing  out: indices of the files not found, ascending.
 /// \param parents  out: the parent directory of every entry; directory i is entry i, file j is entry D + j.
 /// \param header   out: how many files of each kind were found.

@@ -13,7 +13,7 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-/// Numbers the kept files in the manifest's order.
+// Numbers the kept files in the manifest's order.
 void BuildFileRemap(uint32 fileCount, const std::vector<uint32> &missing, std::vector<uint32> &remap)
 {
     remap.resize(fileCount);
@@ -34,7 +34,7 @@ void BuildFileRemap(uint32 fileCount, const std::vector<uint32> &missing, std::v
     }
 }
 
-/// Copies all of the string data, also what stands behind the last string that a record refers to.
+// Copies all of the string data, also what stands behind the last string that a record refers to.
 void CopyStrings(const ManifestTables &manifest, char *destination, std::vector<const char *> &strings)
 {
     const uint32 size = manifest.GetStringDataSize();

@@ -92,7 +92,7 @@ void ListingFiller::FillFileRange(const DirectoryTableEntry &record, DirectoryEn
     }
 }
 
-/// Gives the open state of every file by its manifest index: null for dropped files and those in no directory.
+// Gives the open state of every file by its manifest index: null for dropped files and those in no directory.
 std::vector<FileInfo *> ListingFiller::MakeOpenStates()
 {
     const FileHandleHeader &handles = mSources.handles;

@@ -4,12 +4,12 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-/// Places one region behind the other. Counts have 32 bits and records are small, so no sum wraps before it is compared
-/// with the limit.
+// Places one region behind the other. Counts have 32 bits and records are small, so no sum wraps before it is compared
+// with the limit.
 class RegionCursor
 {
 public:
-    /// Gives the start of the region.
+    // Gives the start of the region.
     template <class Record>
     uint_size Place(uint_size count)
     {

@@ -8,7 +8,7 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-/// Marks the records of a range as children. False when the range leaves the table or holds a record marked before.
+// Marks the records of a range as children. False when the range leaves the table or holds a record marked before.
 bool Claim(std::vector<bool> &claimed, uint32 first, uint32 count)
 {
     if (count == 0)

@@ -45,10 +45,9 @@ public:
     const std::vector<const char *> &GetStrings() const { return mStrings; }
 
     uint32 GetProjectNameIndex() const { return mIdentity->projectNameIndex; }
-    uint32 GetStatedStringCount() const
-    {
-        return mStringTable->stringCount;
-    } ///< a reservation, and no count of strings
+
+    /// A reservation, and no count of strings.
+    uint32 GetStatedStringCount() const { return mStringTable->stringCount; }
 
     /// The string data, which begins with string 0, and its size in bytes.
     const char *GetStringData() const { return reinterpret_cast<const char *>(mStringTable + 1); }

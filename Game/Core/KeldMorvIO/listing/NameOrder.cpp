@@ -8,7 +8,7 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-/// How many bytes a comparison looks at. A string with as many is long.
+// How many bytes a comparison looks at. A string with as many is long.
 constexpr uint_size ComparedSize = 64;
 } // namespace
 

@@ -10,10 +10,10 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-/// Managed files are looked for under their own version; the release's is not used.
+// Managed files are looked for under their own version; the release's is not used.
 constexpr MorvVersion UnusedReleaseVersion = 0xFFFFFFFF;
 
-/// Closes each handle of a region once: records that share one are neighbours.
+// Closes each handle of a region once: records that share one are neighbours.
 template <class Record>
 void ResetRegion(Record *records, uint32 count)
 {

@@ -27,7 +27,7 @@ ReleaseManifestTemplate<EntryType>::ReleaseManifestTemplate(std::vector<char> &i
     SortTree();
 }
 
-/// \throws std::length_error for a string count that no vector of pointers can hold, once the tables are found.
+// \throws std::length_error for a string count that no vector of pointers can hold, once the tables are found.
 template <class EntryType>
 bool ReleaseManifestTemplate<EntryType>::CheckImage()
 {
@@ -50,7 +50,7 @@ bool ReleaseManifestTemplate<EntryType>::IsValid() const
     return mEnd != mImage.data();
 }
 
-/// Level by level, because sorting moves a directory's record, and its children are found through the moved record.
+// Level by level, because sorting moves a directory's record, and its children are found through the moved record.
 template <class EntryType>
 void ReleaseManifestTemplate<EntryType>::SortTree()
 {
@@ -63,9 +63,9 @@ void ReleaseManifestTemplate<EntryType>::SortTree()
                    });
 }
 
-/// Brings both runs of children into ascending order without regard to case; merged enumerations rely on it. The range
-/// of a count of 0 may begin anywhere and is not touched. The tables are views of an image that this object owns, so it
-/// may move the records.
+// Brings both runs of children into ascending order without regard to case; merged enumerations rely on it. The range
+// of a count of 0 may begin anywhere and is not touched. The tables are views of an image that this object owns, so it
+// may move the records.
 template <class EntryType>
 void ReleaseManifestTemplate<EntryType>::SortDirectory(const DirectoryTableEntry &directory, const NameOrder &names)
 {
