@@ -52,6 +52,9 @@ enum class LineKind
     Trace     ///< OKAY/DBG+XTR
 };
 
+/// The text of an error number, as the library's lines carry it.
+std::string ErrorText(int error);
+
 /// A line that a test expects: the text must equal `signature + ": " + message`, or end in ": " + message when the
 /// signature is left empty.
 struct ExpectedLine

@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -74,8 +73,6 @@ protected:
         }
         return names;
     }
-
-    static std::string Text(int error) { return std::strerror(error); }
 
     TextFiles mFiles;
     ReaderLogCapture mLog;
