@@ -110,15 +110,79 @@ TEST(ArchiveSetTest, AnEmptyFileNeedsAnArchiveThatHoldsSomething)
     const TempTree tree;
     ArchiveSet archives(tree.Path("v"), 10);
     EXPECT_FALSE(archives.AddEmpty("none"));
-    archives.AddAlone("l", "lzma");
-    EXPECT_FALSE(archives.AddEmpty("none")); // an archive to itself is no place for others
     ArchiveWriter &archive = archives.ForShared(1);
     archive.Begin("x");
     archive.Append("1");
     EXPECT_TRUE(archives.AddEmpty("none"));
     archives.Finish();
     EXPECT_EQ(ReadArchiveIndex(tree.Path("v/files-0001.vka")).size(), 2u);
-    EXPECT_EQ(ReadArchiveIndex(tree.Path("v/lzma-0001.vka")), (std::vector<ArchivedFile>{{"l", 0, 4}}));
+}
+
+TEST(ArchiveSetTest, AFileWhoseSizeIsNotKnownGoesOnInAnArchiveThatIsNotFull)
+{
+    const TempTree tree;
+    ArchiveSet archives(tree.Path("v"), 10);
+    for (const char *path : {"a", "b", "c"})
+    {
+        ArchiveWriter &archive = archives.ForStream(1000);
+        archive.Begin(path);
+        archive.Append("123456");
+    }
+    archives.Finish();
+    EXPECT_EQ(ReadArchiveIndex(tree.Path("v/files-0001.vka")).size(), 2u);
+    EXPECT_EQ(ReadArchiveIndex(tree.Path("v/files-0002.vka")).size(), 1u);
+}
+
+TEST(ArchiveSetTest, AnArchiveFromWhichEverythingWasDroppedIsNotLeft)
+{
+    const TempTree tree;
+    ArchiveSet archives(tree.Path("v"), 10);
+    ArchiveWriter &archive = archives.ForStream(1000);
+    archive.Begin("a");
+    archive.Append("1234");
+    archive.DropLast();
+    EXPECT_EQ(&archives.ForShared(100), &archive);
+    EXPECT_FALSE(archives.AddEmpty("none"));
+    archives.Finish();
+    EXPECT_EQ(archives.GetArchiveCount(), 0u);
+    EXPECT_FALSE(tree.Exists("v/files-0001.vka.dat"));
+}
+
+TEST(ArchiveWriterTest, ADroppedFileLeavesNoTrace)
+{
+    const TempTree tree;
+    ArchiveWriter archive(tree.Root(), "maps");
+    archive.Begin("one");
+    archive.Append("123");
+    archive.Begin("two");
+    archive.Append("45");
+    archive.DropLast();
+    archive.Begin("three");
+    archive.Append("6");
+    archive.Finish();
+    EXPECT_EQ(tree.Read("maps.vka.dat"), "1236");
+    EXPECT_EQ(ReadArchiveIndex(tree.Path("maps.vka")).size(), 2u);
+}
+
+TEST(ArchiveWriterTest, FilesMayShareAStoredFormUntilTheSumOfSizesIsFull)
+{
+    const TempTree tree;
+    ArchiveWriter archive(tree.Root(), "maps");
+    archive.Begin("one");
+    archive.Append("123");
+    archive.CloseData();
+    EXPECT_TRUE(archive.CanShare(archive.GetLast()));
+    archive.Share("two", archive.GetLast());
+    EXPECT_FALSE(archive.CanShare({0, 0xFFFFFFFF}));
+    EXPECT_FALSE(archive.HasRoom(0xFFFFFFFF));
+    EXPECT_TRUE(archive.HasRoom(0xFFFFFFFF - 6));
+    archive.Finish();
+    EXPECT_EQ(tree.Read("maps.vka.dat"), "123");
+    for (const ArchivedFile &file : ReadArchiveIndex(tree.Path("maps.vka")))
+    {
+        EXPECT_EQ(file.offset, 0u);
+        EXPECT_EQ(file.size, 3u);
+    }
 }
 
 TEST(ArchiveIndexReaderTest, RefusesEveryTruncationAndLeavesTheFileAlone)

@@ -3,11 +3,12 @@
 #include "Support/TempTree.h"
 
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeWriter/InputFile.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
-#include <functional>
 
 #include <sys/stat.h>
 
@@ -17,24 +18,36 @@ namespace
 {
 namespace fs = std::filesystem;
 using TreeReader::TreeError;
+using TreeWriter::LinkPolicy;
 using TreeWriter::ScanSource;
+using TreeWriter::SourceOptions;
 using TreeWriter::SourceTree;
 
 class SourceTreeTest : public testing::Test
 {
 protected:
     /// The reasons for which the folder is refused.
-    std::string Refusal() const
+    std::string Refusal(const SourceOptions &options = {}) const
     {
         try
         {
-            ScanSource(mTree.Root());
+            ScanSource(mTree.Root(), options);
         }
         catch (const TreeError &error)
         {
             return error.what();
         }
         return "";
+    }
+
+    static std::vector<std::string> PathsOf(const SourceTree &source)
+    {
+        std::vector<std::string> paths;
+        for (const TreeWriter::SourceFile &file : source.files)
+        {
+            paths.push_back(file.path);
+        }
+        return paths;
     }
 
     TempTree mTree;
@@ -130,24 +143,96 @@ TEST_F(SourceTreeTest, TellsAllProblemsUpToTwenty)
     EXPECT_NE(refusal.find("... and 5 more"), std::string::npos);
 }
 
-TEST_F(SourceTreeTest, ReadsContentInPiecesWithItsDigest)
+TEST_F(SourceTreeTest, SkipsOrFollowsSymbolicLinksWhenTold)
 {
-    const std::string content(3'000'000, 'x');
-    std::string read;
-    const TreeWriter::ContentSummary summary = TreeWriter::ReadContent(mTree.Write("file", content),
-                                                                       [&read](std::string_view piece)
-                                                                       {
-                                                                           read += piece;
-                                                                       });
-    EXPECT_EQ(read, content);
-    EXPECT_EQ(summary.size, content.size());
+    mTree.Write("file", "x");
+    mTree.Write("d/inside", "yy");
+    fs::create_symlink("file", mTree.Path("link"));
+    fs::create_symlink("d", mTree.Path("other"));
+    SourceOptions options;
+    options.links = LinkPolicy::Skip;
+    SourceTree source = ScanSource(mTree.Root(), options);
+    EXPECT_EQ(PathsOf(source), (std::vector<std::string>{"d/inside", "file"}));
+    EXPECT_EQ(source.skippedLinks, 2u);
+    options.links = LinkPolicy::Follow;
+    source = ScanSource(mTree.Root(), options);
+    EXPECT_EQ(PathsOf(source), (std::vector<std::string>{"d/inside", "file", "link", "other/inside"}));
+    EXPECT_EQ(source.skippedLinks, 0u);
 }
 
-TEST_F(SourceTreeTest, ContentThatCannotBeReadIsRefusedWithTheReason)
+TEST_F(SourceTreeTest, FollowingRefusesLinksThatLeadNowhereOrBack)
 {
-    const auto ignore = [](std::string_view) {};
-    EXPECT_THROW(TreeWriter::ReadContent(mTree.Path("nothing"), ignore), TreeError);
-    EXPECT_THROW(TreeWriter::ReadContent(mTree.MakeDirectory("directory"), ignore), TreeError);
+    mTree.Write("d/file", "x");
+    fs::create_symlink("..", mTree.Path("d/up"));
+    fs::create_symlink("gone", mTree.Path("dangling"));
+    SourceOptions options;
+    options.links = LinkPolicy::Follow;
+    const std::string refusal = Refusal(options);
+    EXPECT_NE(refusal.find("d/up: leads back to a directory above it"), std::string::npos) << refusal;
+    EXPECT_NE(refusal.find("dangling: is a symbolic link that leads nowhere"), std::string::npos) << refusal;
+    options.excludes.emplace_back("up");
+    options.excludes.emplace_back("dangling");
+    EXPECT_EQ(Refusal(options), "");
+}
+
+TEST_F(SourceTreeTest, LeavesOutWhatMatchesAndNamesPatternsThatMatchNothing)
+{
+    for (const char *path : {"a.txt", "a.bak", "cache/b.txt", "d/cache/c.txt", "d/cache2/e", "keep/cache"})
+    {
+        mTree.Write(path, "x");
+    }
+    SourceOptions options;
+    options.excludes.emplace_back("*.bak");
+    options.excludes.emplace_back("cache/");
+    options.excludes.emplace_back("*.none");
+    const SourceTree source = ScanSource(mTree.Root(), options);
+    EXPECT_EQ(PathsOf(source), (std::vector<std::string>{"a.txt", "d/cache2/e", "keep/cache"}));
+    EXPECT_EQ(source.directories, (std::vector<std::string>{"d", "d/cache2", "keep"}));
+    EXPECT_EQ(source.excluded, 3u);
+    EXPECT_EQ(source.notes, (std::vector<std::string>{"--exclude \"*.none\" matches nothing"}));
+}
+
+TEST_F(SourceTreeTest, TakesOnlyWhatAListNames)
+{
+    for (const char *path : {"a", "b", "d/c", "d/e/f", "g/h"})
+    {
+        mTree.Write(path, "x");
+    }
+    fs::create_symlink("g", mTree.Path("link"));
+    SourceOptions options;
+    options.only = {"./a", "d/", "d/c", "g//h"};
+    EXPECT_EQ(PathsOf(ScanSource(mTree.Root(), options)), (std::vector<std::string>{"a", "d/c", "d/e/f", "g/h"}));
+    options.only = {"."};
+    options.links = LinkPolicy::Skip;
+    EXPECT_EQ(ScanSource(mTree.Root(), options).files.size(), 5u);
+    options.only = {"a", "../b", "/etc/passwd", "nothing", "link/h", ""};
+    const std::string refusal = Refusal(options);
+    EXPECT_NE(refusal.find("../b: is listed but is no path below the folder"), std::string::npos) << refusal;
+    EXPECT_NE(refusal.find("/etc/passwd: is listed but is no path below the folder"), std::string::npos);
+    EXPECT_NE(refusal.find("nothing: cannot be examined"), std::string::npos);
+    EXPECT_NE(refusal.find("link/h: is listed but lies behind the symbolic link link"), std::string::npos);
+}
+
+TEST_F(SourceTreeTest, AFileThatChangesWhileItIsReadIsRefused)
+{
+    const std::string path = mTree.Write("file", "12345");
+    const TreeWriter::InputFile input(path, 5);
+    std::string content(5, '\0');
+    input.Read(0, content.data(), 5);
+    input.RequireUnchanged();
+    EXPECT_EQ(content, "12345");
+    mTree.Write("file", "123");
+    EXPECT_THROW(input.RequireUnchanged(), TreeError);
+    EXPECT_THROW(input.Read(0, content.data(), 5), TreeError);
+    EXPECT_THROW(TreeWriter::InputFile(path, 5), TreeError);
+}
+
+TEST_F(SourceTreeTest, WhatCannotBeReadIsRefused)
+{
+    EXPECT_THROW(TreeWriter::InputFile(mTree.Path("nothing"), 0), TreeError);
+    EXPECT_THROW(TreeWriter::InputFile(mTree.MakeDirectory("directory"), 0), TreeError);
+    ASSERT_EQ(mkfifo(mTree.Path("pipe").c_str(), 0600), 0);
+    EXPECT_THROW(TreeWriter::InputFile(mTree.Path("pipe"), 0), TreeError); // and it does not hang
 }
 } // namespace
 } // namespace Keld::Test

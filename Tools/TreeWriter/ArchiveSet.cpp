@@ -7,10 +7,10 @@ namespace Keld::TreeWriter
 {
 namespace
 {
-std::string NumberedName(const char *kind, uint64 number)
+std::string NumberedName(std::size_t number)
 {
     char name[40];
-    std::snprintf(name, sizeof name, "%s-%04llu", kind, static_cast<unsigned long long>(number));
+    std::snprintf(name, sizeof name, "files-%04zu", number);
     return name;
 }
 } // namespace
@@ -22,41 +22,49 @@ ArchiveSet::ArchiveSet(std::filesystem::path directory, uint64 archiveSize)
 
 ArchiveWriter &ArchiveSet::ForShared(uint64 storedSize)
 {
-    if (mShared != nullptr && mShared->GetSize() + storedSize > mArchiveSize)
-    {
-        Finish();
-    }
-    if (mShared == nullptr)
-    {
-        mShared = std::make_unique<ArchiveWriter>(mDirectory, NumberedName("files", ++mSharedCount));
-    }
-    return *mShared;
+    const bool fits = !mArchives.empty() && mArchives.back()->GetSize() + storedSize <= mArchiveSize &&
+                      mArchives.back()->HasRoom(storedSize);
+    const bool isUnused = !mArchives.empty() && mArchives.back()->GetSize() == 0;
+    return fits || isUnused ? *mArchives.back() : Next();
 }
 
-void ArchiveSet::AddAlone(const std::string &path, std::string_view stored)
+ArchiveWriter &ArchiveSet::ForStream(uint64 mostSize)
 {
-    ArchiveWriter archive(mDirectory, NumberedName("lzma", ++mAloneCount));
-    archive.Begin(path);
-    archive.Append(stored);
-    archive.Finish();
+    const bool fits =
+        !mArchives.empty() && mArchives.back()->GetSize() < mArchiveSize && mArchives.back()->HasRoom(mostSize);
+    const bool isUnused = !mArchives.empty() && mArchives.back()->GetSize() == 0;
+    return fits || isUnused ? *mArchives.back() : Next();
 }
 
 bool ArchiveSet::AddEmpty(const std::string &path)
 {
-    if (mShared == nullptr)
+    if (mArchives.empty() || mArchives.back()->GetSize() == 0)
     {
         return false;
     }
-    mShared->Begin(path);
+    mArchives.back()->Begin(path);
     return true;
 }
 
 void ArchiveSet::Finish()
 {
-    if (mShared != nullptr)
+    if (!mArchives.empty() && mArchives.back()->GetSize() == 0)
     {
-        mShared->Finish();
-        mShared.reset();
+        mArchives.back()->Abandon(); // all that it had was dropped again
+        mArchives.pop_back();
     }
+    for (const std::unique_ptr<ArchiveWriter> &archive : mArchives)
+    {
+        archive->Finish();
+    }
+}
+
+ArchiveWriter &ArchiveSet::Next()
+{
+    if (!mArchives.empty())
+    {
+        mArchives.back()->CloseData();
+    }
+    return *mArchives.emplace_back(std::make_unique<ArchiveWriter>(mDirectory, NumberedName(mArchives.size() + 1)));
 }
 } // namespace Keld::TreeWriter

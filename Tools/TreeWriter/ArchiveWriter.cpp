@@ -1,5 +1,6 @@
 #include "Tools/TreeWriter/ArchiveWriter.h"
 
+#include "Tools/TreeReader/ReleaseContents.h"
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeReader/TreeText.h"
 #include "Tools/TreeWriter/RecordBytes.h"
@@ -113,8 +114,13 @@ std::string BuildArchiveIndex(const std::vector<ArchivedFile> &files)
 }
 
 ArchiveWriter::ArchiveWriter(const std::filesystem::path &directory, const std::string &name)
-    : mIndex(directory / (name + "." + ArchiveIndexExtension)), mData(mIndex.string() + "." + ArchiveDataExtension)
+    : mIndex(directory / (name + "." + ArchiveIndexExtension)), mData(DataPath(directory, name))
 {
+}
+
+std::filesystem::path ArchiveWriter::DataPath(const std::filesystem::path &directory, const std::string &name)
+{
+    return directory / (name + "." + ArchiveIndexExtension + "." + ArchiveDataExtension);
 }
 
 void ArchiveWriter::Begin(std::string path)
@@ -124,19 +130,52 @@ void ArchiveWriter::Begin(std::string path)
 
 void ArchiveWriter::Append(std::string_view stored)
 {
-    if (GetSize() + stored.size() > LargestSize)
+    if (!HasRoom(stored.size()))
     {
         throw TreeError("an archive would exceed 4 GiB with " + mFiles.back().path +
                         ": store that file naked or managed");
     }
     mData.Write(stored);
+    mSizeSum += stored.size();
     mFiles.back().size += static_cast<uint32>(stored.size());
+}
+
+void ArchiveWriter::DropLast()
+{
+    mSizeSum -= mFiles.back().size;
+    mData.CutTo(mFiles.back().offset);
+    mFiles.pop_back();
+}
+
+void ArchiveWriter::Share(std::string path, ArchiveRange range)
+{
+    mSizeSum += range.size;
+    mFiles.push_back({std::move(path), range.offset, range.size});
+}
+
+void ArchiveWriter::CloseData()
+{
+    if (!mDataClosed)
+    {
+        mData.Close();
+        mDataClosed = true;
+    }
 }
 
 void ArchiveWriter::Finish()
 {
     const std::string index = BuildArchiveIndex(mFiles);
-    mData.Close();
+    CloseData();
     WriteFile(mIndex, index);
+    if (TreeReader::ReadWholeFile(mIndex) != index)
+    {
+        throw TreeError(mIndex.string() + ": what was written there cannot be read back");
+    }
+}
+
+void ArchiveWriter::Abandon()
+{
+    CloseData();
+    std::filesystem::remove(GetDataPath());
 }
 } // namespace Keld::TreeWriter

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <system_error>
 
+#include <unistd.h>
+
 namespace Keld::TreeWriter
 {
 void WriteFile(const std::filesystem::path &path, std::string_view bytes)
@@ -39,6 +41,17 @@ void FileOutput::Write(std::string_view bytes)
         Fail();
     }
     mSize += bytes.size();
+}
+
+void FileOutput::CutTo(uint64 size)
+{
+    const auto offset = static_cast<off_t>(size);
+    if (std::fflush(mStream.get()) != 0 || ftruncate(fileno(mStream.get()), offset) != 0 ||
+        fseeko(mStream.get(), offset, SEEK_SET) != 0)
+    {
+        Fail();
+    }
+    mSize = size;
 }
 
 void FileOutput::Close()

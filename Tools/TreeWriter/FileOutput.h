@@ -25,6 +25,11 @@ public:
 
     void Write(std::string_view bytes);
 
+    const std::filesystem::path &GetPath() const { return mPath; }
+
+    /// Throws away what lies behind the first `size` bytes.
+    void CutTo(uint64 size);
+
     /// Bytes written so far.
     uint64 GetSize() const { return mSize; }
 

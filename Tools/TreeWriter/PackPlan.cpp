@@ -1,104 +1,25 @@
 #include "Tools/TreeWriter/PackPlan.h"
 
-#include "Tools/TreeReader/FileLocator.h"
+#include "Tools/Common/ParallelWork.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeWriter/RuleBook.h"
+#include "Tools/TreeWriter/SourceContent.h"
+#include "Tools/TreeWriter/TwinTable.h"
 
 #include "KeldFoundation/CStd/PathLimit.h"
 
-#include <unordered_map>
-
-#include <fnmatch.h>
+#include <map>
 
 namespace Keld::TreeWriter
 {
 namespace fs = std::filesystem;
-using TreeReader::FileLocator;
-using TreeReader::ReleaseContents;
-using TreeReader::ReleaseFile;
+using TreeReader::Compression;
 using TreeReader::Storage;
 using TreeReader::TreeError;
 using TreeReader::TreePlaces;
 
 namespace
 {
-/// The files of the base release that can be served as they are.
-class BaseRelease
-{
-public:
-    BaseRelease(const PackRequest &request, const TreePlaces &tree)
-        : mContents(Load(request, tree)), mLocator(tree, request.project)
-    {
-        for (const ReleaseFile &file : mContents.files)
-        {
-            mFiles.emplace(file.path, &file);
-        }
-    }
-
-    /// The base's record of an unchanged file, or null. Paths count with their case, since plain files lie on disk
-    /// under the case that their manifest gives.
-    const ReleaseFile *FindUnchanged(const std::string &path, const ContentSummary &content)
-    {
-        const auto entry = mFiles.find(path);
-        if (entry == mFiles.end() || entry->second->size != content.size || entry->second->digest != content.digest)
-        {
-            return nullptr;
-        }
-        return entry->second;
-    }
-
-    /// Whether a later release can refer to the file's bytes where they are. A naked file belongs to its release.
-    bool CanBeKept(const ReleaseFile &file)
-    {
-        return TreeReader::StorageOf(file.flags) != Storage::Naked && mLocator.Locate(file, mContents.release).found;
-    }
-
-private:
-    static ReleaseContents Load(const PackRequest &request, const TreePlaces &tree)
-    {
-        if (!request.base)
-        {
-            return {};
-        }
-        const fs::path manifest = tree.ReleaseManifest(request.project, *request.base);
-        std::error_code error;
-        if (*request.base == request.release)
-        {
-            throw TreeError("a release cannot be its own base: give --base an earlier release");
-        }
-        if (!fs::exists(manifest, error))
-        {
-            throw TreeError("the project " + request.project + " has no release " + FormatVersion(*request.base) +
-                            " to be the base: there is no " + manifest.string());
-        }
-        return TreeReader::ReadReleaseManifest(manifest);
-    }
-
-    ReleaseContents mContents;
-    FileLocator mLocator;
-    std::unordered_map<std::string, const ReleaseFile *> mFiles;
-};
-
-PlannedFile PlanFile(const PackRequest &request, const std::string &path, const ContentSummary &content,
-                     BaseRelease &base)
-{
-    PlannedFile planned;
-    const ReleaseFile *unchanged = base.FindUnchanged(path, content);
-    if (unchanged != nullptr && base.CanBeKept(*unchanged))
-    {
-        planned.entry = *unchanged;
-        planned.kept = true;
-        return planned;
-    }
-    planned.choice = ChooseStorage(request, path);
-    planned.entry.path = path;
-    planned.entry.size = static_cast<uint32>(content.size);
-    planned.entry.digest = content.digest;
-    planned.entry.flags = TreeReader::FlagsOf(planned.choice.storage, planned.choice.compression);
-    const bool staysNaked = unchanged != nullptr && planned.choice.storage == Storage::Naked;
-    planned.entry.version = staysNaked ? unchanged->version : request.release;
-    return planned;
-}
-
 fs::path PlaceOnDisk(const PackRequest &request, const TreePlaces &tree, const PlannedFile &planned)
 {
     switch (planned.choice.storage)
@@ -121,45 +42,134 @@ void RequireHeldByReader(const fs::path &place, const char *remedy)
                         std::string(remedy) + ": " + place.string());
     }
 }
-} // namespace
 
-StorageChoice ChooseStorage(const PackRequest &request, const std::string &path)
+PlannedFile PlanFile(const PackRequest &request, const SourceTree &source, const SourceFile &file, BaseRelease &base,
+                     const StorageChooser &chooser)
 {
-    for (const StorageRule &rule : request.rules)
+    PlannedFile planned;
+    planned.choice = chooser.Choose(file.path);
+    planned.source = source.DiskPath(file);
+    planned.entry.path = file.path;
+    planned.entry.size = static_cast<uint32>(file.size);
+    planned.entry.flags = TreeReader::FlagsOf(planned.choice.storage, planned.choice.compression);
+    planned.entry.version = request.release;
+    const TreeReader::ReleaseFile *inBase = base.Find(file.path);
+    if (inBase != nullptr && inBase->size == file.size)
     {
-        const bool wholePath = rule.glob.find('/') != std::string::npos;
-        const std::string subject = wholePath ? path : path.substr(path.rfind('/') + 1);
-        if (fnmatch(rule.glob.c_str(), subject.c_str(), FNM_CASEFOLD) == 0)
-        {
-            return rule.choice;
-        }
+        planned.inBase = inBase;
+        planned.canBeKept = base.CanBeKept(*inBase);
     }
-    return request.choice;
+    return planned;
 }
 
-std::vector<PlannedFile> PlanRelease(const PackRequest &request, const TreePlaces &tree, const SourceTree &source)
+/// One stored form may serve several files of an archive; but the first open of an LZMA file closes its archive, so
+/// that each has one to itself.
+void MarkPossibleTwins(std::vector<PlannedFile> &plan)
+{
+    std::map<std::pair<uint32, Compression>, PlannedFile *> first;
+    std::size_t aloneCount = 0;
+    for (PlannedFile &planned : plan)
+    {
+        const bool isAlone = planned.choice.compression == Compression::Lzma;
+        planned.aloneNumber = isAlone ? ++aloneCount : 0;
+        const bool canShare = planned.choice.storage == Storage::Archive &&
+                              planned.choice.compression != Compression::Lzma && planned.entry.size > 0;
+        if (canShare)
+        {
+            const auto [entry, inserted] =
+                first.emplace(std::pair(planned.entry.size, planned.choice.compression), &planned);
+            planned.mayHaveTwin = entry->second->mayHaveTwin = entry->second->mayHaveTwin || !inserted;
+        }
+    }
+}
+} // namespace
+
+StorageChoice StorageChooser::Choose(const std::string &path) const
+{
+    const StorageRule *rule = mRules.Find(path);
+    const std::optional<StorageChoice> inherited = mBase.InheritedChoice(path);
+    StorageChoice choice = rule != nullptr ? rule->choice : mRequest.choice;
+    if (rule == nullptr && mRequest.inheritStorage && inherited)
+    {
+        choice.storage = inherited->storage;
+    }
+    const bool inheritsCompression = rule != nullptr ? rule->inheritCompression : mRequest.inheritCompression;
+    if (inheritsCompression && inherited && inherited->storage == Storage::Archive)
+    {
+        choice.compression = inherited->compression;
+    }
+    if (choice.storage != Storage::Archive)
+    {
+        choice.compression = Compression::None;
+    }
+    return choice;
+}
+
+std::vector<PlannedFile> PlanRelease(const PackRequest &request, const TreePlaces &tree, const SourceTree &source,
+                                     BaseRelease &base)
 {
     RequireHeldByReader(tree.ReleaseManifest(request.project, request.release), "use a root with a shorter path");
-    BaseRelease base(request, tree);
+    RuleBook rules(request.rules);
+    const StorageChooser chooser(request, base, rules);
     std::vector<PlannedFile> plan;
     plan.reserve(source.files.size());
     for (const SourceFile &file : source.files)
     {
-        const ContentSummary content = ReadContent(source.root / file.path,
-                                                   [&request](std::string_view)
-                                                   {
-                                                       request.checkpoint();
-                                                   });
-        if (content.size != file.size)
-        {
-            throw TreeError((source.root / file.path).string() + ": changed while it was read: pack again");
-        }
-        const PlannedFile &planned = plan.emplace_back(PlanFile(request, file.path, content, base));
-        if (!planned.kept)
+        const PlannedFile &planned = plan.emplace_back(PlanFile(request, source, file, base, chooser));
+        if (!planned.canBeKept)
         {
             RequireHeldByReader(PlaceOnDisk(request, tree, planned), "store it in an archive, or shorten the path");
         }
     }
+    MarkPossibleTwins(plan);
+    for (const std::string &complaint : rules.Complaints())
+    {
+        request.note(complaint);
+    }
     return plan;
+}
+
+void ReadLargeDigests(const PackRequest &request, std::vector<PlannedFile> &plan)
+{
+    std::vector<PlannedFile *> files;
+    for (PlannedFile &planned : plan)
+    {
+        if (planned.IsLarge() && (planned.canBeKept || planned.mayHaveTwin))
+        {
+            files.push_back(&planned);
+        }
+    }
+    if (files.empty())
+    {
+        return;
+    }
+    uint64 size = 0;
+    for (const PlannedFile *planned : files)
+    {
+        size += planned->entry.size;
+    }
+    request.begin(PackPhase::Comparing, size);
+    Common::ForEachInParallel(request.threadCount, files.size(),
+                              [&](std::size_t index)
+                              {
+                                  files[index]->knownDigest = DigestOfFile(*files[index], request.checkpoint);
+                                  request.advance(files[index]->entry.size);
+                              });
+
+    TwinTable twins;
+    for (PlannedFile *planned : files)
+    {
+        const bool isKept = planned->canBeKept && planned->IsUnchanged(*planned->knownDigest);
+        if (planned->mayHaveTwin && !isKept)
+        {
+            const auto index = static_cast<std::size_t>(planned - plan.data());
+            const auto earlier =
+                twins.FindEarlier({*planned->knownDigest, planned->entry.size, planned->choice.compression}, index);
+            if (earlier && HaveSameContent(plan[*earlier], *planned, request.checkpoint))
+            {
+                planned->twin = earlier;
+            }
+        }
+    }
 }
 } // namespace Keld::TreeWriter

@@ -1,25 +1,65 @@
 #pragma once
 
 #include "Tools/TreeReader/TreePlaces.h"
+#include "Tools/TreeWriter/BaseRelease.h"
 #include "Tools/TreeWriter/PackRequest.h"
 #include "Tools/TreeWriter/SourceTree.h"
 
+#include <optional>
+#include <vector>
+
 namespace Keld::TreeWriter
 {
-/// One file of the release to be. `entry` is what the manifest will say; storing may still change its flags, where
-/// compression does not pay and for empty files.
+/// Content up to this size is held in memory whole; anything above is streamed in pieces.
+inline constexpr uint64 LargestHeld = uint64{8} << 20;
+
+/// Content of larger files is read, compressed and handed on in pieces of this size.
+inline constexpr uint64 PieceSize = uint64{1} << 20;
+
+/// One file of the release to be. `entry` is what the manifest will say; storing gives it its digest and may change its
+/// flags, where compression does not pay and for empty files.
 struct PlannedFile
 {
     TreeReader::ReleaseFile entry;
+    std::string source; ///< where its content is read, on the disk
     StorageChoice choice;
-    bool kept = false; ///< nothing to store: the bytes lie where an earlier release put them
+    const TreeReader::ReleaseFile *inBase = nullptr;    ///< the base's record of the path with the same size
+    bool canBeKept = false;                             ///< inBase lies where this release can refer to it
+    std::size_t aloneNumber = 0;                        ///< of the archive that an LZMA file has to itself, from 1 on
+    bool mayHaveTwin = false;                           ///< another file of the same size could share its stored form
+    std::optional<TreeReader::Digest> knownDigest = {}; ///< of a large file that had to be read beforehand
+    std::optional<std::size_t> twin = {};               ///< the earlier large file that has the same bytes
+
+    bool kept = false; ///< nothing was stored: the bytes lie where the base has them
+
+    bool IsLarge() const { return entry.size > LargestHeld; }
+    bool IsUnchanged(const TreeReader::Digest &digest) const { return inBase != nullptr && inBase->digest == digest; }
 };
 
-/// The choice for one file by the rules of a request.
-StorageChoice ChooseStorage(const PackRequest &request, const std::string &path);
+class RuleBook;
 
-/// Reads every file once for its digest, compares with the base release, and refuses, by TreeError, what would end at a
-/// path on disk that the reader cannot hold.
+/// The choice for one file by the rules of a request, and else by the base and by the request's own.
+class StorageChooser
+{
+public:
+    StorageChooser(const PackRequest &request, const BaseRelease &base, RuleBook &rules)
+        : mRequest(request), mBase(base), mRules(rules)
+    {
+    }
+
+    StorageChoice Choose(const std::string &path) const;
+
+private:
+    const PackRequest &mRequest;
+    const BaseRelease &mBase;
+    RuleBook &mRules;
+};
+
+/// Decides for every file, from names and sizes alone, and refuses, by TreeError, what would end at a path on disk that
+/// the reader cannot hold.
 std::vector<PlannedFile> PlanRelease(const PackRequest &request, const TreeReader::TreePlaces &tree,
-                                     const SourceTree &source);
+                                     const SourceTree &source, BaseRelease &base);
+
+/// Reads those large files whose digest decides whether they are stored at all.
+void ReadLargeDigests(const PackRequest &request, std::vector<PlannedFile> &plan);
 } // namespace Keld::TreeWriter

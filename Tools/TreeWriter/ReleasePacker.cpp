@@ -1,11 +1,12 @@
 #include "Tools/TreeWriter/ReleasePacker.h"
 
+#include "Tools/Common/ParallelWork.h"
 #include "Tools/TreeReader/TreeError.h"
-#include "Tools/TreeWriter/ArchiveSet.h"
-#include "Tools/TreeWriter/Compression.h"
-#include "Tools/TreeWriter/PackPlan.h"
 #include "Tools/TreeWriter/ReleaseManifestWriter.h"
-#include "Tools/TreeWriter/ReleaseStaging.h"
+#include "Tools/TreeWriter/ReleaseStorer.h"
+#include "Tools/TreeWriter/SourceContent.h"
+#include "Tools/TreeWriter/StoredForm.h"
+#include "Tools/TreeWriter/TarSource.h"
 #include "Tools/TreeWriter/TreeNames.h"
 #include "Tools/TreeWriter/WriteLock.h"
 
@@ -14,170 +15,14 @@
 namespace Keld::TreeWriter
 {
 namespace fs = std::filesystem;
-using TreeReader::Compression;
-using TreeReader::Storage;
+using Common::ForEachInParallel;
+using Common::OrderedWork;
 using TreeReader::TreeError;
 using TreeReader::TreePlaces;
 
 namespace
 {
-/// Stores the planned files of one release in its staging directory.
-class Storer
-{
-public:
-    Storer(const PackRequest &request, const ReleaseStaging &staging, const SourceTree &source)
-        : mRequest(request), mStaging(staging), mSource(source), mArchives(staging.Archives(), request.archiveSize)
-    {
-    }
-
-    void Store(PlannedFile &planned)
-    {
-        if (planned.kept)
-        {
-            return;
-        }
-        switch (planned.choice.storage)
-        {
-        case Storage::Naked:
-            StorePlain(planned, mStaging.NakedFiles());
-            break;
-        case Storage::Managed:
-            StorePlain(planned, mStaging.ManagedFiles());
-            break;
-        case Storage::Archive:
-            StoreArchived(planned);
-            break;
-        }
-    }
-
-    /// Finds a place for the empty files, which wait for an archive that holds something, and ends the archives.
-    void Finish()
-    {
-        for (PlannedFile *planned : mEmptyFiles)
-        {
-            const bool added = mArchives.AddEmpty(planned->entry.path);
-            planned->entry.flags = TreeReader::FlagsOf(added ? Storage::Archive : Storage::Managed, Compression::None);
-            if (!added)
-            {
-                StorePlain(*planned, mStaging.ManagedFiles());
-            }
-        }
-        mArchives.Finish();
-    }
-
-    uint64 GetArchiveCount() const { return mArchives.GetArchiveCount(); }
-    uint64 GetStoredSize() const { return mStoredSize; }
-
-private:
-    /// Hands the content on in pieces and makes sure that it is still what the manifest will say of it.
-    void CopyContent(const PlannedFile &planned, const std::function<void(std::string_view)> &sink)
-    {
-        const fs::path file = mSource.root / planned.entry.path;
-        const ContentSummary content = ReadContent(file,
-                                                   [&](std::string_view piece)
-                                                   {
-                                                       mRequest.checkpoint();
-                                                       sink(piece);
-                                                   });
-        if (content != ContentSummary{planned.entry.size, planned.entry.digest})
-        {
-            throw TreeError(file.string() + ": changed while it was packed: pack again");
-        }
-    }
-
-    void StorePlain(const PlannedFile &planned, const fs::path &directory)
-    {
-        FileOutput output(directory / planned.entry.path);
-        CopyContent(planned,
-                    [&output](std::string_view piece)
-                    {
-                        output.Write(piece);
-                    });
-        output.Close();
-        mStoredSize += planned.entry.size;
-    }
-
-    void StoreArchived(PlannedFile &planned)
-    {
-        if (planned.entry.size == 0)
-        {
-            mEmptyFiles.push_back(&planned);
-        }
-        else if (planned.choice.compression == Compression::None || !StoreCompressed(planned))
-        {
-            planned.entry.flags = TreeReader::FlagsOf(Storage::Archive, Compression::None);
-            ArchiveWriter &archive = mArchives.ForShared(planned.entry.size);
-            archive.Begin(planned.entry.path);
-            CopyContent(planned,
-                        [&archive](std::string_view piece)
-                        {
-                            archive.Append(piece);
-                        });
-            mStoredSize += planned.entry.size;
-        }
-    }
-
-    /// False where compression does not pay, or gives nothing that the reader accepts.
-    bool StoreCompressed(const PlannedFile &planned)
-    {
-        std::string content;
-        content.reserve(planned.entry.size);
-        CopyContent(planned,
-                    [&content](std::string_view piece)
-                    {
-                        content += piece;
-                    });
-        const bool alone = planned.choice.compression == Compression::Lzma;
-        const std::optional<std::string> stored = alone ? CompressLzma(content) : CompressZlib(content);
-        if (!stored || (stored->size() >= content.size() && !mRequest.compressAlways))
-        {
-            return false;
-        }
-        if (alone)
-        {
-            mArchives.AddAlone(planned.entry.path, *stored);
-        }
-        else
-        {
-            ArchiveWriter &archive = mArchives.ForShared(stored->size());
-            archive.Begin(planned.entry.path);
-            archive.Append(*stored);
-        }
-        mStoredSize += stored->size();
-        return true;
-    }
-
-    const PackRequest &mRequest;
-    const ReleaseStaging &mStaging;
-    const SourceTree &mSource;
-    ArchiveSet mArchives;
-    std::vector<PlannedFile *> mEmptyFiles;
-    uint64 mStoredSize = 0;
-};
-
-void Count(const PlannedFile &planned, PackReport &report)
-{
-    report.contentSize += planned.entry.size;
-    ++report.files;
-    if (planned.kept)
-    {
-        ++report.kept;
-        return;
-    }
-    switch (TreeReader::StorageOf(planned.entry.flags))
-    {
-    case Storage::Naked:
-        ++report.naked;
-        return;
-    case Storage::Managed:
-        ++report.managed;
-        return;
-    case Storage::Archive:
-        break;
-    }
-    const Compression compression = TreeReader::CompressionOf(planned.entry.flags);
-    ++(compression == Compression::None ? report.stored : compression == Compression::Zlib ? report.zlib : report.lzma);
-}
+constexpr uint64 MemoryPerThread = uint64{16} << 20; // of content that is being packed or waits to be written
 
 bool LiesInside(const fs::path &inner, const fs::path &outer)
 {
@@ -193,6 +38,7 @@ void RequireSeparate(const fs::path &root, const fs::path &source)
                         " lie inside each other: keep them apart");
     }
 }
+
 /// Says once that it waits, and stays ready to be interrupted.
 std::function<void()> WaitForOthers(const PackRequest &request)
 {
@@ -206,47 +52,198 @@ std::function<void()> WaitForOthers(const PackRequest &request)
         request.checkpoint();
     };
 }
-} // namespace
 
-PackReport PackRelease(const PackRequest &request)
+uint64 SumOfSizes(const std::vector<PlannedFile> &plan)
 {
-    RequireUsableName("project", request.project);
-    const TreePlaces tree(RequireUsableRoot(request.root));
-    RequireSeparate(tree.GetRoot(), request.source);
-    const WriteLock lock(tree.Project(request.project), WaitForOthers(request));
-    for (const std::string &name : RemoveLeftovers(tree, request.project, request.sync))
+    uint64 sum = 0;
+    for (const PlannedFile &planned : plan)
     {
-        request.note("removed " + name + ", which a pack that did not end left behind");
+        sum += planned.entry.size;
     }
-    RequireFreeRelease(tree, request.project, request.release, request.replace);
-    const SourceTree source = ScanSource(request.source);
-    std::vector<PlannedFile> plan = PlanRelease(request, tree, source);
+    return sum;
+}
 
-    ReleaseStaging staging(tree, request.project, request.release, {request.sync, request.publishStep});
-    Storer storer(request, staging, source);
-    for (PlannedFile &planned : plan)
-    {
-        storer.Store(planned);
-    }
+void StoreFiles(const PackRequest &request, std::vector<PlannedFile> &plan, ContentMaker &maker, ReleaseStorer &storer)
+{
+    const std::vector<ContentTask> tasks = maker.ListTasks();
+    request.begin(PackPhase::Packing, SumOfSizes(plan));
+    OrderedWork<MadeContent>(request.threadCount, (request.threadCount + 1) * MemoryPerThread)
+        .Run(
+            tasks.size(),
+            [&tasks](std::size_t index)
+            {
+                return ContentMaker::Weigh(tasks[index]);
+            },
+            [&](std::size_t index)
+            {
+                return maker.Make(tasks[index]);
+            },
+            [&](std::size_t index, MadeContent &&made)
+            {
+                storer.Take(tasks[index], std::move(made));
+            });
     storer.Finish();
+}
 
-    PackReport report;
+/// Reads everything back that was written.
+void CheckFiles(const PackRequest &request, const std::vector<PlannedFile> &plan, const ReleaseStorer &storer)
+{
+    uint64 size = 0;
+    for (const auto &[file, form] : storer.GetForms())
+    {
+        size += form.contentSize;
+    }
+    request.begin(PackPhase::Checking, size);
+    ForEachInParallel(request.threadCount, storer.GetForms().size(),
+                      [&](std::size_t index)
+                      {
+                          const auto &[file, form] = storer.GetForms()[index];
+                          ContentDigest digest;
+                          ReadStoredForm(form,
+                                         [&](std::string_view piece)
+                                         {
+                                             request.checkpoint();
+                                             digest.Update(piece);
+                                             request.advance(piece.size());
+                                         });
+                          if (digest.Finish() != plan[file].entry.digest)
+                          {
+                              throw TreeError(form.file + ": what was written there reads back as another content");
+                          }
+                      });
+}
+
+std::string BuildManifest(const PackRequest &request, const SourceTree &source, const std::vector<PlannedFile> &plan)
+{
     TreeReader::ReleaseContents contents;
     contents.project = request.project;
     contents.release = request.release;
     contents.directories = source.directories;
     contents.formatVersion =
         request.longRecords ? MORV::Reader::ReleaseManifestVersionV0 : MORV::Reader::ReleaseManifestVersion;
+    for (const PlannedFile &planned : plan)
+    {
+        contents.files.push_back(planned.entry);
+    }
+    return BuildReleaseManifest(contents);
+}
+
+/// Tells which files a delta would keep, and the rest by what was planned for it.
+void TryOut(const PackRequest &request, std::vector<PlannedFile> &plan)
+{
+    std::vector<PlannedFile *> candidates;
+    uint64 size = 0;
     for (PlannedFile &planned : plan)
     {
-        Count(planned, report);
-        contents.files.push_back(std::move(planned.entry));
+        if (planned.inBase != nullptr)
+        {
+            candidates.push_back(&planned);
+            size += planned.entry.size;
+        }
     }
-    const std::string manifest = BuildReleaseManifest(contents);
-    staging.Publish(manifest);
-    report.directories = source.directories.size();
-    report.archives = storer.GetArchiveCount();
-    report.storedSize = storer.GetStoredSize();
-    return report;
+    request.begin(PackPhase::Comparing, size);
+    ForEachInParallel(request.threadCount, candidates.size(),
+                      [&](std::size_t index)
+                      {
+                          PlannedFile &planned = *candidates[index];
+                          planned.entry.digest = DigestOfFile(planned, request.checkpoint);
+                          planned.kept = planned.canBeKept && planned.IsUnchanged(planned.entry.digest);
+                          request.advance(planned.entry.size);
+                      });
+}
+
+void NoteDelta(const PackRequest &request, const PackReport &report)
+{
+    if (report.nakedAgain > 0)
+    {
+        request.note(std::to_string(report.nakedAgain) + " unchanged naked files are stored again, " +
+                     std::to_string(report.nakedAgainSize) +
+                     " bytes: a later release can share managed and archived files, but no naked ones");
+    }
+    if (report.moved > 0)
+    {
+        request.note(std::to_string(report.moved) +
+                     " files only moved but are stored again: a file is found under the path that it was stored with");
+    }
+}
+
+/// All that one packing holds on to while it works.
+class Packing
+{
+public:
+    Packing(const PackRequest &request, TreePlaces tree) : mRequest(request), mTree(std::move(tree)) {}
+
+    PackReport TryOutAll()
+    {
+        RequireFreeRelease(mTree, mRequest.project, mRequest.release, mRequest.replace);
+        if (mRequest.tarStream >= 0)
+        {
+            throw TreeError("a tar stream can be read only once: a dry run needs a folder");
+        }
+        BaseRelease base(mRequest, mTree);
+        const SourceTree source = ScanSource(mRequest.source, mRequest.sourceOptions);
+        std::vector<PlannedFile> plan = PlanAll(source, base);
+        TryOut(mRequest, plan);
+        PackReport report = CountPlan(plan, source, base);
+        NoteDelta(mRequest, report);
+        return report;
+    }
+
+    PackReport Run()
+    {
+        const WriteLock lock(mTree.Project(mRequest.project), WaitForOthers(mRequest));
+        for (const std::string &name : RemoveLeftovers(mTree, mRequest.project, mRequest.sync))
+        {
+            mRequest.note("removed " + name + ", which a pack that did not end left behind");
+        }
+        RequireFreeRelease(mTree, mRequest.project, mRequest.release, mRequest.replace);
+        BaseRelease base(mRequest, mTree);
+        ReleaseStaging staging(mTree, mRequest.project, mRequest.release, {mRequest.sync, mRequest.publishStep});
+        const SourceTree source = mRequest.tarStream >= 0 ? SpoolTar(mRequest.tarStream, staging.Spool(),
+                                                                     mRequest.sourceOptions, mRequest.checkpoint)
+                                                          : ScanSource(mRequest.source, mRequest.sourceOptions);
+        std::vector<PlannedFile> plan = PlanAll(source, base);
+        ReadLargeDigests(mRequest, plan);
+
+        ContentMaker maker(mRequest, staging, plan);
+        ReleaseStorer storer(mRequest, staging, plan, maker);
+        StoreFiles(mRequest, plan, maker, storer);
+        staging.RemoveSpool();
+        CheckFiles(mRequest, plan, storer);
+        PackReport report = CountPlan(plan, source, base);
+        report.archives = storer.GetArchiveCount();
+        report.storedSize = storer.GetStoredSize();
+        report.shared = storer.GetSharedCount();
+        report.sharedSize = storer.GetSharedSize();
+        staging.Publish(BuildManifest(mRequest, source, plan));
+        NoteDelta(mRequest, report);
+        return report;
+    }
+
+private:
+    std::vector<PlannedFile> PlanAll(const SourceTree &source, BaseRelease &base) const
+    {
+        for (const std::string &note : source.notes)
+        {
+            mRequest.note(note);
+        }
+        return PlanRelease(mRequest, mTree, source, base);
+    }
+
+    const PackRequest &mRequest;
+    TreePlaces mTree;
+};
+} // namespace
+
+PackReport PackRelease(const PackRequest &request)
+{
+    RequireUsableName("project", request.project);
+    const TreePlaces tree(RequireUsableRoot(request.root));
+    if (request.tarStream < 0)
+    {
+        RequireSeparate(tree.GetRoot(), request.source);
+    }
+    Packing packing(request, tree);
+    return request.dryRun ? packing.TryOutAll() : packing.Run();
 }
 } // namespace Keld::TreeWriter

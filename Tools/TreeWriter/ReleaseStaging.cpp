@@ -127,6 +127,11 @@ fs::path ReleaseStaging::Archives() const
     return mPublisher.NewPart(MORV::Reader::FileArchivesDirectory);
 }
 
+void ReleaseStaging::RemoveSpool() const
+{
+    fs::remove_all(Spool());
+}
+
 void ReleaseStaging::Publish(std::string_view manifest)
 {
     WriteFile(mPublisher.NewPart(MORV::Reader::ReleaseManifestName), manifest);

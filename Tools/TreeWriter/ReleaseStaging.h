@@ -27,6 +27,10 @@ public:
     std::filesystem::path ManagedFiles() const;
     std::filesystem::path Archives() const;
 
+    /// A directory for what is only needed on the way. Not there until somebody makes it.
+    std::filesystem::path Spool() const { return mDirectory / "spool"; }
+    void RemoveSpool() const;
+
     /// Makes the release visible, in place of one that is there. After a failure everything is as it was.
     void Publish(std::string_view manifest);
 

@@ -1,62 +1,101 @@
 #include "Tools/TreeWriter/SourceTree.h"
 
 #include "Tools/TreeReader/TreeError.h"
-#include "Tools/TreeReader/TreeText.h"
-#include "Tools/TreeWriter/ContentDigest.h"
-
-#include "KeldFoundation/CStd/CStd.h"
-#include "KeldFoundation/CStd/PathLimit.h"
-#include "KeldFoundation/file/StreamCloser.h"
+#include "Tools/TreeWriter/SourceCollector.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <set>
+
+#include <sys/stat.h>
 
 namespace Keld::TreeWriter
 {
 namespace fs = std::filesystem;
-using TreeReader::FoldPath;
 using TreeReader::TreeError;
 
 namespace
 {
-constexpr uint64 LargestFile = 0xFFFFFFFE; // 0xFFFFFFFF is the size of what has none
-constexpr std::size_t LongestPath = PathBufferSize - 1;
-constexpr std::size_t MostProblemsTold = 20;
-
-class Scanner
+class FolderScanner
 {
 public:
-    explicit Scanner(const fs::path &root) { mTree.root = root; }
+    FolderScanner(const fs::path &root, const SourceOptions &options)
+        : mRoot(root), mOptions(options), mCollector(root, options)
+    {
+    }
 
     SourceTree Scan()
     {
-        ScanDirectory(mTree.root, "");
-        if (mProblemCount == 0 && mTree.files.empty())
+        struct stat status = {};
+        if (stat(mRoot.c_str(), &status) == 0)
         {
-            Refuse(mTree.root.string() + ": holds no files, and a release without files cannot be served");
+            mAbove.push_back({status.st_dev, status.st_ino});
         }
-        if (mProblemCount > MostProblemsTold)
+        if (!mOptions.only)
         {
-            mProblems += "\n... and " + std::to_string(mProblemCount - MostProblemsTold) + " more";
+            ScanDirectory(mRoot, "");
+            return mCollector.Finish();
         }
-        if (mProblemCount > 0)
+        for (const std::string &listed : *mOptions.only)
         {
-            throw TreeError(mProblems);
+            ScanListed(listed);
         }
-        return std::move(mTree);
+        return mCollector.Finish();
     }
 
 private:
-    void Refuse(const std::string &problem)
+    struct Identity
     {
-        if (++mProblemCount <= MostProblemsTold)
+        dev_t device;
+        ino_t inode;
+
+        bool operator==(const Identity &) const = default;
+    };
+
+    static bool IsBelowRoot(const fs::path &path)
+    {
+        return !path.is_absolute() && std::find(path.begin(), path.end(), "..") == path.end();
+    }
+
+    /// A path of the list, as a person or another program writes it: "./a", "dir/", "a//b".
+    void ScanListed(const std::string &listed)
+    {
+        fs::path path = fs::path(listed).lexically_normal();
+        if (!path.has_filename())
         {
-            mProblems += (mProblems.empty() ? "" : "\n") + problem;
+            path = path.parent_path();
+        }
+        if (listed.empty() || !IsBelowRoot(listed) || !IsBelowRoot(path))
+        {
+            mCollector.Refuse(listed, "is listed but is no path below the folder");
+            return;
+        }
+        if (path == ".")
+        {
+            path.clear();
+        }
+        fs::path above;
+        for (const fs::path &name : path.parent_path())
+        {
+            above /= name;
+            if (fs::is_symlink(fs::symlink_status(mRoot / above)) && mOptions.links != LinkPolicy::Follow)
+            {
+                mCollector.Refuse(path.string(), "is listed but lies behind the symbolic link " + above.string());
+                return;
+            }
+        }
+        if (path.empty())
+        {
+            ScanDirectory(mRoot, "");
+        }
+        else if (mListed.insert(path.string()).second)
+        {
+            ScanEntry(mRoot / path, path.string());
         }
     }
 
-    std::vector<std::string> ListNames(const fs::path &directory)
+    void ScanDirectory(const fs::path &directory, const std::string &prefix)
     {
         std::vector<std::string> names;
         std::error_code error;
@@ -66,100 +105,93 @@ private:
         }
         if (error)
         {
-            Refuse(directory.string() + ": cannot be listed: " + error.message());
+            mCollector.Refuse(prefix.empty() ? prefix : prefix.substr(0, prefix.size() - 1),
+                              "cannot be listed: " + error.message());
         }
-        std::sort(names.begin(), names.end(),
-                  [](const std::string &left, const std::string &right)
-                  {
-                      const std::string foldedLeft = FoldPath(left);
-                      const std::string foldedRight = FoldPath(right);
-                      return foldedLeft != foldedRight ? foldedLeft < foldedRight : left < right;
-                  });
-        return names;
-    }
-
-    void ScanDirectory(const fs::path &directory, const std::string &prefix)
-    {
-        const std::vector<std::string> names = ListNames(directory);
-        for (std::size_t index = 0; index < names.size(); ++index)
+        std::sort(names.begin(), names.end()); // so that problems come in the same order everywhere
+        for (const std::string &name : names)
         {
-            const fs::path path = directory / names[index];
-            if (index > 0 && FoldPath(names[index - 1]) == FoldPath(names[index]))
-            {
-                Refuse(path.string() + ": differs from " + names[index - 1] +
-                       " in case alone, and virtual paths have no case: rename one");
-            }
-            else if (names[index].find('\\') != std::string::npos)
-            {
-                Refuse(path.string() + ": has a backslash in its name, which the reader takes for a separator");
-            }
-            else if (prefix.size() + names[index].size() > LongestPath)
-            {
-                Refuse(path.string() + ": its virtual path is longer than 1023 bytes");
-            }
-            else
-            {
-                ScanEntry(path, prefix + names[index]);
-            }
+            ScanEntry(directory / name, prefix + name);
         }
     }
 
-    void ScanEntry(const fs::path &path, std::string virtualPath)
+    void ScanEntry(const fs::path &path, const std::string &virtualPath)
     {
-        std::error_code error;
-        const fs::file_status status = fs::symlink_status(path, error);
-        switch (status.type())
+        struct stat status = {};
+        if (lstat(path.c_str(), &status) != 0)
         {
-        case fs::file_type::directory:
-            mTree.directories.push_back(virtualPath);
-            ScanDirectory(path, virtualPath + "/");
-            break;
-        case fs::file_type::regular:
-            ScanFile(path, std::move(virtualPath));
-            break;
-        case fs::file_type::symlink:
-            Refuse(path.string() + ": is a symbolic link: put a copy of what it names in its place");
-            break;
-        case fs::file_type::none:
-        case fs::file_type::not_found:
-            Refuse(path.string() + ": cannot be examined: " + error.message());
-            break;
-        default:
-            Refuse(path.string() + ": is neither a file nor a directory");
-            break;
+            mCollector.Refuse(virtualPath, std::string("cannot be examined: ") + std::strerror(errno));
+            return;
+        }
+        const bool isLink = S_ISLNK(status.st_mode);
+        const bool resolves = !isLink || (mOptions.links == LinkPolicy::Follow && stat(path.c_str(), &status) == 0);
+        if (mCollector.IsExcluded(virtualPath, S_ISDIR(status.st_mode)))
+        {
+            return;
+        }
+        if (isLink && mOptions.links != LinkPolicy::Follow)
+        {
+            MeetLink(virtualPath);
+        }
+        else if (!resolves)
+        {
+            mCollector.Refuse(virtualPath, "is a symbolic link that leads nowhere: leave it out with --exclude");
+        }
+        else if (mCollector.CanHold(virtualPath))
+        {
+            ScanContent(path, virtualPath, status);
         }
     }
 
-    void ScanFile(const fs::path &path, std::string virtualPath)
+    void MeetLink(const std::string &virtualPath)
     {
-        std::error_code error;
-        const uint64 size = fs::file_size(path, error);
-        if (error)
+        if (mOptions.links == LinkPolicy::Skip)
         {
-            Refuse(path.string() + ": cannot be examined: " + error.message());
+            mCollector.CountSkippedLink();
+            return;
         }
-        else if (size > LargestFile)
+        mCollector.Refuse(virtualPath, "is a symbolic link: --links follow packs what it names, --links skip leaves "
+                                       "links out");
+    }
+
+    void ScanContent(const fs::path &path, const std::string &virtualPath, const struct stat &status)
+    {
+        const Identity identity{status.st_dev, status.st_ino};
+        if (S_ISREG(status.st_mode))
         {
-            Refuse(path.string() + ": is larger than 4294967294 bytes, the most that a manifest can tell: split it");
+            mCollector.AddFile({virtualPath, static_cast<uint64>(status.st_size)});
+        }
+        else if (!S_ISDIR(status.st_mode))
+        {
+            mCollector.Refuse(virtualPath, "is neither a file nor a directory");
+        }
+        else if (std::find(mAbove.begin(), mAbove.end(), identity) != mAbove.end())
+        {
+            mCollector.Refuse(virtualPath, "leads back to a directory above it: leave it out with --exclude");
         }
         else
         {
-            mTree.files.push_back({std::move(virtualPath), size});
+            mCollector.AddDirectory(virtualPath);
+            mAbove.push_back(identity);
+            ScanDirectory(path, virtualPath + "/");
+            mAbove.pop_back();
         }
     }
 
-    SourceTree mTree;
-    std::string mProblems;
-    std::size_t mProblemCount = 0;
+    fs::path mRoot;
+    const SourceOptions &mOptions;
+    SourceCollector mCollector;
+    std::vector<Identity> mAbove; ///< the directories on the way to where the scan is
+    std::set<std::string> mListed;
 };
-
-[[noreturn]] void FailToRead(const fs::path &file)
-{
-    throw TreeError(file.string() + ": cannot be read: " + std::strerror(errno));
-}
 } // namespace
 
-SourceTree ScanSource(const fs::path &source)
+std::string SourceTree::DiskPath(const SourceFile &file) const
+{
+    return file.disk.empty() ? (root / file.path).string() : file.disk;
+}
+
+SourceTree ScanSource(const fs::path &source, const SourceOptions &options)
 {
     std::error_code error;
     const fs::file_status status = fs::status(source, error);
@@ -171,31 +203,6 @@ SourceTree ScanSource(const fs::path &source)
     {
         throw TreeError(source.string() + ": is no folder: give the folder whose files are to be packed");
     }
-    return Scanner(source).Scan();
-}
-
-ContentSummary ReadContent(const fs::path &file, const std::function<void(std::string_view)> &sink)
-{
-    const Stream stream(std::fopen(file.c_str(), "rb"));
-    if (stream == nullptr)
-    {
-        FailToRead(file);
-    }
-    std::string buffer(std::size_t{1} << 20, '\0');
-    ContentSummary summary;
-    ContentDigest digest;
-    while (const std::size_t size = std::fread(buffer.data(), 1, buffer.size(), stream.get()))
-    {
-        const std::string_view piece(buffer.data(), size);
-        summary.size += size;
-        digest.Update(piece);
-        sink(piece);
-    }
-    if (std::ferror(stream.get()) != 0)
-    {
-        FailToRead(file);
-    }
-    summary.digest = digest.Finish();
-    return summary;
+    return FolderScanner(source, options).Scan();
 }
 } // namespace Keld::TreeWriter

@@ -1,11 +1,12 @@
 #pragma once
 
-#include "Tools/TreeReader/ReleaseContents.h"
+#include "Tools/Common/Glob.h"
+
+#include "KeldFoundation/CStd/BasicTypes.h"
 
 #include <filesystem>
-#include <functional>
+#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace Keld::TreeWriter
@@ -14,29 +15,40 @@ struct SourceFile
 {
     std::string path; ///< virtual: relative to the source folder, '/' between names
     uint64 size = 0;
+    std::string disk = {}; ///< where its bytes lie; empty: at the virtual path below the root
 };
 
-/// What a folder holds, directories before what is in them, in ascending order without regard to case.
+/// What is to be packed, directories before what is in them, in ascending order without regard to case.
 struct SourceTree
 {
     std::filesystem::path root;
     std::vector<std::string> directories;
     std::vector<SourceFile> files;
+    uint64 excluded = 0;                 ///< files and whole directories that patterns left out
+    uint64 skippedLinks = 0;             ///< symbolic links left out
+    std::vector<std::string> notes = {}; ///< what is worth knowing, one sentence each
+
+    std::string DiskPath(const SourceFile &file) const;
+};
+
+/// What becomes of symbolic links.
+enum class LinkPolicy
+{
+    Refuse,
+    Follow, ///< what they name is packed under their name
+    Skip
+};
+
+struct SourceOptions
+{
+    LinkPolicy links = LinkPolicy::Refuse;
+    std::vector<Common::Glob> excludes = {}; ///< files, and directories with all that is in them, to leave out
+    /// Paths below the folder to take, directories with all that is in them; without it, everything.
+    std::optional<std::vector<std::string>> only = {};
 };
 
 /// Looks through a folder. Throws TreeError that names every entry a release cannot hold, with the reason: symbolic
-/// links, devices and other special files, names that differ in case alone or hold a backslash, virtual paths over 1023
-/// bytes, files over 4 GiB, and what cannot be read.
-SourceTree ScanSource(const std::filesystem::path &source);
-
-struct ContentSummary
-{
-    uint64 size = 0;
-    TreeReader::Digest digest = {};
-
-    bool operator==(const ContentSummary &) const = default;
-};
-
-/// Reads a file from its start to its end, in pieces. Throws TreeError when it cannot be read.
-ContentSummary ReadContent(const std::filesystem::path &file, const std::function<void(std::string_view)> &sink);
+/// links unless told otherwise, devices and other special files, names that differ in case alone or hold a backslash,
+/// virtual paths over 1023 bytes, files over 4 GiB, and what cannot be read.
+SourceTree ScanSource(const std::filesystem::path &source, const SourceOptions &options = {});
 } // namespace Keld::TreeWriter

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "Tools/morv/PackOptions.h"
-
 namespace Keld::Morv
 {
 class CommandSet;
@@ -18,6 +16,4 @@ void AddPackCommand(CommandSet &commands);
 void AddSolutionCommand(CommandSet &commands);
 void AddStatCommand(CommandSet &commands);
 void AddTreeCommand(CommandSet &commands);
-
-ExitCode Pack(const PackOptions &options);
 } // namespace Keld::Morv

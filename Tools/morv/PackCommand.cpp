@@ -1,38 +1,40 @@
-#include "Tools/morv/Commands.h"
+#include "Tools/morv/PackCommand.h"
+
 #include "Tools/morv/Interrupt.h"
-#include "Tools/morv/PackOptions.h"
+#include "Tools/morv/PackReportText.h"
+#include "Tools/morv/Progress.h"
 
 #include "Tools/TreeWriter/ReleasePacker.h"
 
-#include <fmt/format.h>
+#include <chrono>
+#include <optional>
 
 namespace Keld::Morv
 {
+using TreeWriter::PackPhase;
+using TreeWriter::PackReport;
+using TreeWriter::PackRequest;
+
 namespace
 {
 constexpr uint64 ManyArchives = 200;
 
-void PrintReport(const TreeWriter::PackRequest &request, const TreeWriter::PackReport &report)
+const char *NameOf(PackPhase phase)
 {
-    fmt::print("{} {}: {} files in {} directories, {} bytes\n", request.project, FormatVersion(request.release),
-               report.files, report.directories + 1, report.contentSize);
-    fmt::print("  {} naked, {} managed, {} archived ({} stored, {} zlib, {} lzma) in {} archives: {} bytes written\n",
-               report.naked, report.managed, report.stored + report.zlib + report.lzma, report.stored, report.zlib,
-               report.lzma, report.archives, report.storedSize);
-    if (request.base)
+    switch (phase)
     {
-        fmt::print("  {} unchanged, served from the files of release {} and before\n", report.kept,
-                   FormatVersion(*request.base));
+    case PackPhase::Comparing:
+        return "comparing";
+    case PackPhase::Packing:
+        return "packing";
+    case PackPhase::Checking:
+        break;
     }
-    if (report.archives > ManyArchives)
-    {
-        PrintError(fmt::format("note: {} archives: a program that loads this release keeps as many descriptors open",
-                               report.archives));
-    }
+    return "checking";
 }
 
 /// An interrupt ends the packing at its next checkpoint, and nothing of it stays.
-TreeWriter::PackReport PackInterruptibly(const TreeWriter::PackRequest &request)
+PackReport PackInterruptibly(const PackRequest &request)
 {
     try
     {
@@ -46,12 +48,44 @@ TreeWriter::PackReport PackInterruptibly(const TreeWriter::PackRequest &request)
 }
 } // namespace
 
-ExitCode Pack(const PackOptions &options)
+ExitCode Pack(const PackOptions &options, const CommonOptions &common)
 {
-    TreeWriter::PackRequest request = MakePackRequest(options);
+    PackRequest request = MakePackRequest(options);
+    std::vector<std::string> notes;
+    std::optional<Progress> progress;
+    request.threadCount = common.GetThreadCount();
     request.checkpoint = InterruptGuard::Check;
-    request.note = PrintNote;
-    PrintReport(request, PackInterruptibly(request));
+    request.note = [&notes](const std::string &note)
+    {
+        notes.push_back(note);
+        PrintNote(note);
+    };
+    request.begin = [&](PackPhase phase, uint64 total)
+    {
+        progress.emplace(NameOf(phase), total, !common.quiet);
+    };
+    request.advance = [&progress](uint64 bytes)
+    {
+        progress->Add(bytes);
+    };
+
+    const auto begin = std::chrono::steady_clock::now();
+    const PackReport report = PackInterruptibly(request);
+    progress.reset();
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    if (report.archives > ManyArchives)
+    {
+        request.note(std::to_string(report.archives) +
+                     " archives: a program that loads this release keeps as many descriptors open");
+    }
+    if (common.json)
+    {
+        PrintDocument(PackReportDocument(request, report, seconds, notes));
+    }
+    else if (!common.quiet)
+    {
+        WriteOutput(PackReportText(request, report, seconds));
+    }
     return ExitDone;
 }
 } // namespace Keld::Morv

@@ -164,7 +164,7 @@ void RequireReleases(const TreePlaces &tree, const SolutionContents &solution)
 
 ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &solution)
 {
-    const TreePlaces tree(TreeWriter::RequireUsableRoot(options.root));
+    const TreePlaces tree(TreeWriter::RequireUsableRoot(ChooseRoot(options.root)));
     TreeWriter::RequireUsableName("solution", solution.name);
     TreeWriter::RequireRootForSolutions(tree.GetRoot());
     RequireReleases(tree, solution);
@@ -198,9 +198,8 @@ void AddSolutionCommand(CommandSet &commands)
                                      {
                                          return WriteSolution(*options, ParseSolution(*options));
                                      });
-    command.add_option("--root", options->root, "The deployment tree, a directory named MORV")
-        ->type_name("DIR")
-        ->required();
+    command.add_option("--root", options->root, "The deployment tree, a directory named MORV (default: $MORV_ROOT)")
+        ->type_name("DIR");
     command.add_option("--name", options->name, "The solution's name")->type_name("NAME")->required();
     command.add_option("--release", options->release, "The solution's release, as in 0.0.1.0")
         ->type_name("VERSION")
