@@ -106,6 +106,7 @@ bool ArchiveFile::IndexBuffer()
     {
         mTotalSize += mEntries[index].size;
     }
+    mHashIndex.Build(mEntries, count);
     return true;
 }
 
@@ -116,6 +117,7 @@ void ArchiveFile::ClearViews()
     mFileList = nullptr;
     mEntries = nullptr;
     mPathList = nullptr;
+    mHashIndex.Build(nullptr, 0);
 }
 
 // Sets all views or none.
@@ -166,6 +168,11 @@ bool ArchiveFile::Find(const std::string &name) const
 
 bool ArchiveFile::Search(const std::string &name, uint32 &offset, uint32 &size) const
 {
+    return Search(name, HashName(name.c_str()), offset, size);
+}
+
+bool ArchiveFile::Search(const std::string &name, uint32 hash, uint32 &offset, uint32 &size) const
+{
     constexpr const char *signature =
         "bool Keld::MORV::Reader::ArchiveFile::Search(const std::string &, uint32 &, uint32 &) const";
     LogTrace("%s: (%s) [this->mFilename = %s]", signature, name.c_str(), mFilename.c_str());
@@ -176,7 +183,7 @@ bool ArchiveFile::Search(const std::string &name, uint32 &offset, uint32 &size) 
         size = 0;
         return false;
     }
-    const int32 index = FindEntryIndex(HashName(name.c_str()), name.c_str());
+    const int32 index = FindEntryIndex(hash, name.c_str());
     if (index < 0)
     {
         return false;
@@ -239,25 +246,30 @@ int ArchiveFile::CompareEntry(const ArchiveFileEntry &entry, uint32 hash, const 
                        name);
 }
 
-int32 ArchiveFile::FindEntryIndex(uint32 hash, const char *name) const
+// Where a binary search over all records ends that looks for the first one not before the key. All records of the hash
+// lie in the range, in whatever order of their names. On which side of the key another record lies is known without a
+// look at it, so that the steps of the search outside the range cost nothing.
+uint32 ArchiveFile::FindNotBefore(const HashIndex::Range &range, uint32 hash, const char *name) const
 {
-    const uint32 count = GetEntryCount();
     uint32 first = 0;
-    uint32 end = count;
+    uint32 end = GetEntryCount();
     while (first < end)
     {
         const uint32 middle = first + (end - first) / 2;
-        if (CompareEntry(mEntries[middle], hash, name) < 0)
-        {
-            first = middle + 1;
-        }
-        else
-        {
-            end = middle;
-        }
+        const bool isBefore =
+            middle < range.first || (middle < range.end && CompareEntry(mEntries[middle], hash, name) < 0);
+        first = isBefore ? middle + 1 : first;
+        end = isBefore ? end : middle;
     }
-    // Nobody has checked that the records are sorted, so the record found is compared with the key once more.
-    const bool found = first < count && CompareEntry(mEntries[first], hash, name) == 0;
-    return found ? static_cast<int32>(first) : -1;
+    return first;
+}
+
+int32 ArchiveFile::FindEntryIndex(uint32 hash, const char *name) const
+{
+    const HashIndex::Range range = mHashIndex.Find(hash);
+    const uint32 index = range.end - range.first > 1 ? FindNotBefore(range, hash, name) : range.first;
+    // Without order in the index the search may end at any record, so it is compared with the key once more.
+    const bool found = index < range.end && CompareEntry(mEntries[index], hash, name) == 0;
+    return found ? static_cast<int32>(index) : -1;
 }
 } // namespace Keld::MORV::Reader

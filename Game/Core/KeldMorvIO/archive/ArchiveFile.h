@@ -3,6 +3,7 @@
 #include "KeldFoundation/file/ByteView.h"
 #include "KeldMorvIO/ReaderTypes.h"
 #include "KeldMorvIO/archive/ArchiveFormat.h"
+#include "KeldMorvIO/archive/HashIndex.h"
 
 #include <string>
 #include <vector>
@@ -47,6 +48,9 @@ public:
     /// 0, for an empty name.
     bool Search(const std::string &name, uint32 &offset, uint32 &size) const;
 
+    /// The same for a name whose HashName is known.
+    bool Search(const std::string &name, uint32 hash, uint32 &offset, uint32 &size) const;
+
     /// Appends the path of every record, in the order of the records: by hash, not by name. Leaves out records without
     /// a path, and paths of PathBufferSize bytes and more, which no lookup can ask for.
     void GetContents(std::vector<std::string> &paths) const;
@@ -65,11 +69,15 @@ public:
 
     const std::string &GetFilename() const { return mFilename; }
 
+    /// The name of the data file beside the index, without directory.
+    std::string GetDataFilename() const { return mFilename + "." + ArchiveDataExtension; }
+
 private:
     bool IndexBuffer();
     bool SetViews();
     void ClearViews();
     ByteView GetPathListView() const;
+    uint32 FindNotBefore(const HashIndex::Range &range, uint32 hash, const char *name) const;
     int CompareEntry(const ArchiveFileEntry &entry, uint32 hash, const char *name) const;
 
     std::vector<char> mBuffer; ///< the whole index file
@@ -81,6 +89,7 @@ private:
     const Little32 *mFileList = nullptr;    ///< the count of the records
     const ArchiveFileEntry *mEntries = nullptr;
     const ArchivePathList *mPathList = nullptr;
+    HashIndex mHashIndex; ///< of mEntries
 
     std::string mFilename;
     std::string mRootDirectory;

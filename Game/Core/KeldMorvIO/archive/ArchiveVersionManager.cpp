@@ -167,10 +167,23 @@ const ArchiveFile *ArchiveVersionManager::FindArchive(unsigned long hash, const 
 
 bool ArchiveVersionManager::Find(const std::string &name, std::string &archive, uint32 &offset, uint32 &size) const
 {
+    archive.clear();
+    const ArchiveFile *const holder = FindRange(name, HashName(name.c_str()), offset, size);
+    if (holder == nullptr)
+    {
+        return false;
+    }
+    archive = holder->GetDataFilename();
+    return true;
+}
+
+const ArchiveFile *ArchiveVersionManager::FindRange(const std::string &name, uint32 hash, uint32 &offset,
+                                                    uint32 &size) const
+{
+    // That of Find, which this is but for the text.
     constexpr const char *signature = "bool Keld::MORV::Reader::ArchiveVersionManager::Find(const std::string &, "
                                       "std::string &, uint32 &, uint32 &) const";
     LogTrace("%s: (%s)", signature, name.c_str());
-    archive.clear();
     offset = 0;
     size = 0;
     if (name.empty())
@@ -183,17 +196,16 @@ bool ArchiveVersionManager::Find(const std::string &name, std::string &archive, 
         uint32 foundSize = 0;
         for (const ArchiveFile *candidate : mArchives)
         {
-            if (candidate->Search(name, foundOffset, foundSize))
+            if (candidate->Search(name, hash, foundOffset, foundSize))
             {
                 offset = foundOffset;
                 size = foundSize;
-                archive = candidate->GetFilename() + "." + ArchiveDataExtension;
-                return true;
+                return candidate;
             }
         }
     }
     LogTrace("%s: Failed to find file <%s>", signature, name.c_str());
-    return false;
+    return nullptr;
 }
 
 void ArchiveVersionManager::GetContents(std::vector<std::string> &paths) const

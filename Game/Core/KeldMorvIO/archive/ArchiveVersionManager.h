@@ -38,6 +38,10 @@ public:
     /// Without a hit `archive` is empty and both numbers are 0.
     bool Find(const std::string &name, std::string &archive, uint32 &offset, uint32 &size) const;
 
+    /// The same for a name whose HashName is known, without a text for the answer: the archive that holds the name, or
+    /// null. It stays the manager's.
+    const ArchiveFile *FindRange(const std::string &name, uint32 hash, uint32 &offset, uint32 &size) const;
+
     /// Appends the paths of all archives, archive after archive.
     void GetContents(std::vector<std::string> &paths) const;
 
