@@ -136,9 +136,17 @@ int std_strnicmp(const char *lhs, const char *rhs, uint_size len)
     }
     for (uint_size index = 0; index < len; ++index)
     {
+        if (lhs[index] == rhs[index])
+        {
+            if (lhs[index] == '\0')
+            {
+                return 0;
+            }
+            continue; // without folding: most bytes are alike as they stand
+        }
         const int left = FoldedByte(lhs[index]);
         const int right = FoldedByte(rhs[index]);
-        if (left != right || left == 0)
+        if (left != right)
         {
             return left - right;
         }

@@ -242,8 +242,13 @@ int ArchiveFile::CompareEntry(const ArchiveFileEntry &entry, uint32 hash, const 
         return entryHash < hash ? -1 : 1;
     }
     const uint32 pathIndex = entry.pathIndex;
-    return std_stricmp(pathIndex == ArchivePathOfSearchedName ? name : GetPathByIndex(GetPathListView(), pathIndex),
-                       name);
+    if (pathIndex == ArchivePathOfSearchedName)
+    {
+        return 0;
+    }
+    const char *const path = GetPathByIndex(GetPathListView(), pathIndex);
+    const bool isSpelledAlike = path != nullptr && name != nullptr && std_strcmp(path, name) == 0; // as it mostly is
+    return isSpelledAlike ? 0 : std_stricmp(path, name);
 }
 
 // Where a binary search over all records ends that looks for the first one not before the key. All records of the hash
