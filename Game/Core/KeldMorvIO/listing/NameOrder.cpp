@@ -6,13 +6,7 @@
 
 namespace Keld::MORV::Reader
 {
-namespace
-{
-// How many bytes a comparison looks at. A string with as many is long.
-constexpr uint_size ComparedSize = 64;
-} // namespace
-
-NameOrder::NameOrder(const std::vector<const char *> &strings) : mStrings(strings), mRanks(strings.size())
+NameOrder::NameOrder(const std::vector<const char *> &strings) : mStrings(strings)
 {
     std::vector<uint32> longStrings;
     for (uint32 index = 0; index < mStrings.size(); ++index)
@@ -22,12 +16,17 @@ NameOrder::NameOrder(const std::vector<const char *> &strings) : mStrings(string
             longStrings.push_back(index);
         }
     }
+    if (longStrings.empty())
+    {
+        return;
+    }
     // A merge sort reads each text about once per round, whatever the texts are.
     std::stable_sort(longStrings.begin(), longStrings.end(),
                      [this](uint32 lhs, uint32 rhs)
                      {
                          return std_stricmp(mStrings[lhs], mStrings[rhs]) < 0;
                      });
+    mRanks.resize(mStrings.size());
     for (uint32 rank = 0; rank < longStrings.size(); ++rank)
     {
         mRanks[longStrings[rank]] = rank;
@@ -37,6 +36,10 @@ NameOrder::NameOrder(const std::vector<const char *> &strings) : mStrings(string
 bool NameOrder::ComesBefore(uint32 lhs, uint32 rhs) const
 {
     const int order = std_strnicmp(mStrings[lhs], mStrings[rhs], ComparedSize);
-    return order != 0 ? order < 0 : mRanks[lhs] < mRanks[rhs];
+    if (order != 0)
+    {
+        return order < 0;
+    }
+    return !mRanks.empty() && mRanks[lhs] < mRanks[rhs];
 }
 } // namespace Keld::MORV::Reader

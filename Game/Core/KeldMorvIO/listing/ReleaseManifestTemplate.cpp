@@ -5,9 +5,8 @@
 #include "KeldMorvIO/listing/LevelOrder.h"
 #include "KeldMorvIO/listing/ListingConstruction.h"
 #include "KeldMorvIO/listing/ManifestBounds.h"
-#include "KeldMorvIO/listing/NameOrder.h"
+#include "KeldMorvIO/listing/NameSort.h"
 
-#include <algorithm>
 #include <limits>
 #include <stdexcept>
 
@@ -72,23 +71,12 @@ void ReleaseManifestTemplate<EntryType>::SortDirectory(const DirectoryTableEntry
     if (directory.subdirectoryCount > 1)
     {
         auto *const first = const_cast<DirectoryTableEntry *>(GetDirectories()) + directory.firstSubdirectory;
-        auto *const end = first + directory.subdirectoryCount;
-        std::sort(first, end,
-                  [&names](const auto &lhs, const auto &rhs)
-                  {
-                      return names.ComesBefore(rhs.nameIndex, lhs.nameIndex);
-                  });
-        std::reverse(first, end);
+        SortByName(names, first, directory.subdirectoryCount, NameSort::ReversedDescending);
     }
     if (directory.fileCount > 1)
     {
         auto *const first = reinterpret_cast<EntryType *>(const_cast<char *>(GetFileTable())) + directory.firstFile;
-        auto *const end = first + directory.fileCount;
-        std::sort(first, end,
-                  [&names](const auto &lhs, const auto &rhs)
-                  {
-                      return names.ComesBefore(lhs.nameIndex, rhs.nameIndex);
-                  });
+        SortByName(names, first, directory.fileCount, NameSort::Ascending);
     }
 }
 
