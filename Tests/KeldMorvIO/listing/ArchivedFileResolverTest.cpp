@@ -1,5 +1,6 @@
 #include "KeldMorvIO/listing/ArchivedFileResolver.h"
 
+#include "KeldFoundation/CStd/Hash.h"
 #include "KeldMorvIO/blocks/AsyncRequest.h"
 #include "KeldMorvIO/listing/LocatedFiles.h"
 #include "Support/ArchiveImage.h"
@@ -182,9 +183,9 @@ TEST_F(ArchivedFileResolverTest, TriesToOpenADataFileOnce)
     const std::string root = mTree.Root();
     ArchivedFileResolver resolver(root.c_str(), mProject.c_str(), "atlas", 0x01000000, "signature");
     FileArchiveMetadata record{};
-    EXPECT_FALSE(resolver.Resolve("a", 0x01000000, record));
+    EXPECT_FALSE(resolver.Resolve("a", HashName("a"), 0x01000000, record));
     mTree.Write(Directory("1.0.0.0") + "/x.vka.dat", "bytes"); // too late
-    EXPECT_FALSE(resolver.Resolve("b", 0x01000000, record));
+    EXPECT_FALSE(resolver.Resolve("b", HashName("b"), 0x01000000, record));
     const std::string path = mTree.Path(Directory("1.0.0.0") + "/x.vka.dat");
     mLog.ExpectFailures({Error("Missing archive file: " + path + ": affects: a", "signature"),
                          Error("Missing archive file: " + path + ": affects: b", "signature")});
@@ -197,9 +198,9 @@ TEST_F(ArchivedFileResolverTest, ReadsTheArchivesOfAVersionOnce)
     ArchivedFileResolver resolver(root.c_str(), mProject.c_str(), "atlas", 0x01000000, "signature");
     FileArchiveMetadata first{};
     FileArchiveMetadata second{};
-    ASSERT_TRUE(resolver.Resolve("a", 0x01000000, first));
+    ASSERT_TRUE(resolver.Resolve("a", HashName("a"), 0x01000000, first));
     mTree.Remove(Directory("1.0.0.0") + "/x.vka");
-    ASSERT_TRUE(resolver.Resolve("b", 0x01000000, second));
+    ASSERT_TRUE(resolver.Resolve("b", HashName("b"), 0x01000000, second));
     EXPECT_EQ(first.file, second.file);
     AsyncClose(first.file);
 }
@@ -226,7 +227,7 @@ TEST_F(ArchivedFileResolverTest, TakesARootOfNullForAnEmptyOne)
 {
     ArchivedFileResolver resolver(nullptr, "projects/atlas", "absent-project", 0x01000000, "signature");
     FileArchiveMetadata record{};
-    EXPECT_FALSE(resolver.Resolve("a", 0x01000000, record));
+    EXPECT_FALSE(resolver.Resolve("a", HashName("a"), 0x01000000, record));
     mLog.ExpectFailures(
         {Error(
              "No valid archive files were found in the directory: /projects/absent-project/filearchives/1.0.0.0/*.vka"),

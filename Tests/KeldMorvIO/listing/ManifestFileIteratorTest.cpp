@@ -1,5 +1,6 @@
 #include "KeldMorvIO/listing/ManifestFileIterator.h"
 
+#include "KeldFoundation/CStd/Hash.h"
 #include "KeldMorvIO/listing/ParsedManifest.h"
 #include "Support/ManifestImage.h"
 
@@ -158,6 +159,53 @@ TEST(ManifestFileIterator, WalksAVeryDeepTree)
     const std::vector<std::string> walk = Keld::Test::WalkManifest(*Keld::Test::ParseManifest(image.Bytes()));
     ASSERT_EQ(walk.size(), 2001u);
     EXPECT_EQ(walk.back(), path + "leaf");
+}
+
+TEST(ManifestFileIterator, HashesEveryPathAsItStands)
+{
+    const std::string longName(ManifestPathLimit, 'n');
+    ManifestImage image;
+    image.File("Root.dds").File("a/B/c.txt").File("a/\xC3\xA4/f").File("a/" + longName).File(longName + "/x/y");
+    image.File(longName.substr(0, ManifestPathLimit - 3) + "/z/1")
+        .File(longName.substr(0, ManifestPathLimit - 1) + "/2");
+    const auto manifest = Keld::Test::ParseManifest(image.Bytes());
+    std::vector<uint32> parents;
+    uint32 entryCount = 0;
+    for (ManifestFileIterator entry(*manifest, parents); entry.IsValid(); entry.Next(), ++entryCount)
+    {
+        const std::string path = entry.GetPath();
+        EXPECT_EQ(HashName(path.c_str()), entry.GetPathHash()) << path;
+    }
+    EXPECT_EQ(15u, entryCount);
+}
+
+TEST(ManifestFileIterator, MakesAnewThePathsThatItHasNoRoomToKeep)
+{
+    ManifestImage image;
+    for (const char *const top : {"a", "bb", "ccc"})
+    {
+        for (const char *const middle : {"d/e", "dd/e/e", "ddd/f/f/f"})
+        {
+            for (const char *const leaf : {"1", "g/2", "g/g/3"})
+            {
+                image.File(std::string(top) + "/" + middle + "/" + leaf);
+            }
+        }
+    }
+    const auto manifest = Keld::Test::ParseManifest(image.Bytes());
+    const std::vector<std::string> walk = Keld::Test::WalkManifest(*manifest);
+    for (const uint_size budget : {0u, 3u, 10u, 20u, 50u, 100u})
+    {
+        std::vector<uint32> parents;
+        uint32 index = 0;
+        for (ManifestFileIterator entry(*manifest, parents, budget); entry.IsValid(); entry.Next(), ++index)
+        {
+            const std::string end = entry.GetFile() != nullptr ? "" : "/";
+            ASSERT_EQ(walk[index], entry.GetPath() + end) << budget;
+            ASSERT_EQ(HashName(entry.GetPath().c_str()), entry.GetPathHash()) << budget;
+        }
+        EXPECT_EQ(walk.size(), index);
+    }
 }
 } // namespace
 } // namespace Keld::MORV::Reader

@@ -18,7 +18,11 @@ uint32 HashPathLower(const char *text)
 
 uint32 HashName(const char *text)
 {
-    uint32 hash = 0;
+    return HashName(0, text);
+}
+
+uint32 HashName(uint32 hash, const char *text)
+{
     for (; *text != '\0'; ++text)
     {
         hash = HashNameStep(hash, FoldCase(*text));

@@ -42,4 +42,7 @@ constexpr uint32 HashNameStep(uint32 hash, char character)
 
 /// The hash of archive indexes: the ELF string hash over a text without regard to ASCII case, bytes sign-extended.
 uint32 HashName(const char *text);
+
+/// The same, going on from the hash of the text in front.
+uint32 HashName(uint32 hash, const char *text);
 } // namespace Keld

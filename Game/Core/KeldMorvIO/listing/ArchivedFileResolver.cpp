@@ -14,35 +14,59 @@ ArchivedFileResolver::ArchivedFileResolver(const char *root, const char *project
 {
 }
 
-// A version whose archives cannot be loaded is tried again for each of its files, and logs its failure each time.
-bool ArchivedFileResolver::Resolve(const std::string &path, MorvVersion fileVersion, FileArchiveMetadata &record)
+bool ArchivedFileResolver::Resolve(const std::string &path, uint32 pathHash, MorvVersion fileVersion,
+                                   FileArchiveMetadata &record)
 {
-    const ArchiveVersionManager *const archives = mArchives.GetVersionManager(mRoot, mProjectName, fileVersion);
+    const ArchiveVersionManager *const archives = GetArchives(fileVersion);
     if (archives == nullptr)
     {
         LogError("%s: Missing archive files for version %s: affects: %s", mSignature,
                  FormatVersion(fileVersion).c_str(), path.c_str());
         return false;
     }
-    std::string dataFileName;
-    if (!archives->Find(path, dataFileName, record.offset, record.size))
+    const ArchiveFile *const archive = archives->FindRange(path, pathHash, record.offset, record.size);
+    if (archive == nullptr)
     {
         LogError("%s: Archives for version %s are missing an entry for: %s", mSignature,
                  FormatVersion(fileVersion).c_str(), path.c_str());
         return false;
     }
+    const auto known = mOpenFiles.find(archive);
+    if (known != mOpenFiles.end())
+    {
+        record.file = known->second;
+        return true;
+    }
+    return FindDataFile(*archive, fileVersion, path, record.file);
+}
+
+// A version whose archives cannot be loaded is tried again for each of its files, and logs its failure each time.
+const ArchiveVersionManager *ArchivedFileResolver::GetArchives(MorvVersion version)
+{
+    if (mLastArchives == nullptr || mLastVersion != version)
+    {
+        mLastArchives = mArchives.GetVersionManager(mRoot, mProjectName, version);
+        mLastVersion = version;
+    }
+    return mLastArchives;
+}
+
+bool ArchivedFileResolver::FindDataFile(const ArchiveFile &archive, MorvVersion fileVersion, const std::string &path,
+                                        AsyncFile &file)
+{
     char dataFilePath[PathBufferSize];
     if (!DiskPaths::GetNakedFile(dataFilePath, sizeof dataFilePath, DiskPaths::FileTypeArchive, mProjectRoot,
-                                 mReleaseVersion, fileVersion, dataFileName.c_str()))
+                                 mReleaseVersion, fileVersion, archive.GetDataFilename().c_str()))
     {
         return false;
     }
-    record.file = OpenDataFile(dataFilePath);
-    if (record.file == AsyncFile::Null)
+    file = OpenDataFile(dataFilePath);
+    if (file == AsyncFile::Null)
     {
         LogError("%s: Missing archive file: %s: affects: %s", mSignature, dataFilePath, path.c_str());
         return false;
     }
+    mOpenFiles.emplace(&archive, file);
     return true;
 }
 

@@ -8,6 +8,7 @@
 
 #include <map>
 #include <string>
+#include <unordered_map>
 
 namespace Keld::MORV::Reader
 {
@@ -24,10 +25,13 @@ public:
 
     /// Fills in the record's data file, offset and size. False, logged, when the file cannot be found; what stands in
     /// the record then has no meaning.
-    /// \param path the full virtual path.
-    bool Resolve(const std::string &path, MorvVersion fileVersion, FileArchiveMetadata &record);
+    /// \param path     the full virtual path.
+    /// \param pathHash its HashName.
+    bool Resolve(const std::string &path, uint32 pathHash, MorvVersion fileVersion, FileArchiveMetadata &record);
 
 private:
+    const ArchiveVersionManager *GetArchives(MorvVersion version);
+    bool FindDataFile(const ArchiveFile &archive, MorvVersion fileVersion, const std::string &path, AsyncFile &file);
     AsyncFile OpenDataFile(const char *path);
 
     std::string mRoot;
@@ -37,5 +41,11 @@ private:
     const char *mSignature;
     ArchiveManager mArchives;
     std::map<std::string, AsyncFile> mDataFiles; ///< by disk path; null for one that could not be opened
+
+    // What the last file led to, since the next one mostly leads there too. Of successes alone: a failure is reported
+    // for each file, and each file brings it about anew.
+    MorvVersion mLastVersion = 0;
+    const ArchiveVersionManager *mLastArchives = nullptr; ///< of mLastVersion; null when there are none
+    std::unordered_map<const ArchiveFile *, AsyncFile> mOpenFiles;
 };
 } // namespace Keld::MORV::Reader

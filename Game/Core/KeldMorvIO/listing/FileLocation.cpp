@@ -91,7 +91,7 @@ void LocateFiles(const ManifestTables &manifest, const char *root, const char *p
         metadata[index] = {AsyncFile::Null, index, file.flags, 0, 0};
         const bool isFound =
             IsArchivedFile(file.flags)
-                ? archives.Resolve(entry.GetPath(), file.version, metadata[index])
+                ? archives.Resolve(entry.GetPath(), entry.GetPathHash(), file.version, metadata[index])
                 : FindPlainFile(projectRoot, manifest.GetReleaseVersion(), file, entry.GetPath().c_str());
         if (isFound)
         {

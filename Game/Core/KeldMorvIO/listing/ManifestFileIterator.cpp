@@ -1,6 +1,7 @@
 #include "KeldMorvIO/listing/ManifestFileIterator.h"
 
 #include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/CStd/Hash.h"
 #include "KeldMorvIO/listing/LevelOrder.h"
 
 #include <algorithm>
@@ -15,8 +16,10 @@ bool HasChildren(const DirectoryTableEntry &directory)
 }
 } // namespace
 
-ManifestFileIterator::ManifestFileIterator(const ManifestTables &manifest, std::vector<uint32> &parents)
-    : mManifest(manifest), mParents(parents), mOrder{0}, mPrefixes(manifest.GetDirectoryCount())
+ManifestFileIterator::ManifestFileIterator(const ManifestTables &manifest, std::vector<uint32> &parents,
+                                           uint_size prefixBudget)
+    : mManifest(manifest), mParents(parents), mOrder{0}, mPrefixes(manifest.GetDirectoryCount()),
+      mKeptPrefixes(prefixBudget)
 {
     mParents.assign(uint_size{mManifest.GetDirectoryCount()} + mManifest.GetFileCount(), 0);
     WalkLevelOrder(mManifest.GetDirectories(), mOrder, [](uint32) {});
@@ -37,8 +40,15 @@ void ManifestFileIterator::Next()
 const std::string &ManifestFileIterator::GetPath()
 {
     MakePrefix();
+    mPath.resize(mPrefixes[mDirectoryIndex].length);
     Append(mName);
     return mPath;
+}
+
+uint32 ManifestFileIterator::GetPathHash() const
+{
+    const bool isWhole = mPath.size() < ManifestPathLimit;
+    return isWhole ? HashName(mPrefixes[mDirectoryIndex].hash, mName) : HashName(mPath.c_str());
 }
 
 uint32 ManifestFileIterator::GetFileIndex() const
@@ -60,6 +70,11 @@ void ManifestFileIterator::EnterNextDirectory()
     if (mDirectory != nullptr)
     {
         mPosition = 0;
+        mHasPrefix = mKeptPrefixes.Pop(mDirectoryIndex, mPath);
+        if (mHasPrefix)
+        {
+            mMadePrefixes.clear();
+        }
         LoadEntry();
     }
 }
@@ -83,6 +98,10 @@ void ManifestFileIterator::LoadSubdirectory(uint32 index)
     mFile = nullptr;
     mParents[index] = mDirectoryIndex;
     mPrefixes[index] = PrefixBelow(index);
+    if (HasChildren(subdirectory))
+    {
+        KeepPrefix(index);
+    }
 }
 
 void ManifestFileIterator::LoadFile(uint32 index)
@@ -102,13 +121,30 @@ auto ManifestFileIterator::PrefixBelow(uint32 subdirectory) const -> Prefix
         return prefix;
     }
     const auto nameLength = static_cast<uint32>(std_strnlen(mName, room));
-    return {subdirectory, prefix.depth + 1, prefix.length + std::min(nameLength + 1, room)};
+    const uint32 length = prefix.length + std::min(nameLength + 1, room);
+    const bool goesOn = length < ManifestPathLimit;
+    return {subdirectory, prefix.depth + 1, length, goesOn ? HashName(HashName(prefix.hash, mName), "/") : 0};
 }
 
-// Makes the text from the parents' names when it is asked for, and keeps what it shares with the last one. To store it
-// with every directory would hold the text of all their paths at once.
+// Paths that fill the limit are no one's on disk, and not worth the room.
+void ManifestFileIterator::KeepPrefix(uint32 subdirectory)
+{
+    const uint32 length = mPrefixes[subdirectory].length;
+    if (length < ManifestPathLimit && mKeptPrefixes.HasRoom(length))
+    {
+        MakePrefix();
+        mKeptPrefixes.Push(subdirectory, std::string_view(mPath).substr(0, mPrefixes[mDirectoryIndex].length), mName);
+    }
+}
+
+// Makes the text from the parents' names where it was not kept, and keeps what it shares with the last one so made.
 void ManifestFileIterator::MakePrefix()
 {
+    if (mHasPrefix)
+    {
+        return;
+    }
+    mHasPrefix = true;
     std::vector<uint32> added;
     const Prefix &prefix = mPrefixes[mDirectoryIndex];
     uint32 depth = prefix.depth;
@@ -127,7 +163,7 @@ void ManifestFileIterator::MakePrefix()
         Append(mManifest.GetString(mManifest.GetDirectory(*directory).nameIndex));
         Append("/");
         ++depth;
-        mMadePrefixes.push_back({*directory, depth, static_cast<uint32>(mPath.size())});
+        mMadePrefixes.push_back({*directory, depth, static_cast<uint32>(mPath.size()), 0});
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "KeldFoundation/logger/LineFormat.h"
 #include "KeldMorvIO/listing/ManifestTables.h"
+#include "KeldMorvIO/listing/PathPrefixQueue.h"
 
 #include <string>
 #include <vector>
@@ -12,6 +13,10 @@ namespace Keld::MORV::Reader
 /// of a damaged manifest can be longer than the manifest, where many entries share a long name or lie below each other.
 inline constexpr uint32 ManifestPathLimit = Logger::LineBufferSize;
 
+/// How much path text a walk keeps for later, in bytes. With names of one character that is enough for 4,000 chains of
+/// directories at any depth.
+inline constexpr uint_size KeptPrefixBudget = 0x2000000;
+
 /// Walks all entries of a manifest but its root, level by level; in each directory the subdirectories come first, then
 /// the files. Paths are virtual paths: without a leading '/', and without the root's name.
 class ManifestFileIterator
@@ -21,7 +26,9 @@ public:
     /// \param manifest borrowed, and valid.
     /// \param parents  filled as the walk goes: the parent directory of every entry, where directory i is entry i and
     ///                 file j is entry D + j. The root, and what no directory holds, have parent 0.
-    ManifestFileIterator(const ManifestTables &manifest, std::vector<uint32> &parents);
+    /// \param prefixBudget how many bytes of path text may wait with the directories of a level.
+    ManifestFileIterator(const ManifestTables &manifest, std::vector<uint32> &parents,
+                         uint_size prefixBudget = KeptPrefixBudget);
 
     bool IsValid() const { return mDirectory != nullptr; }
     void Next();
@@ -29,6 +36,9 @@ public:
     /// The full path of the current entry, or as much of it as ManifestPathLimit allows. Made when it is asked for;
     /// good until the next step.
     const std::string &GetPath();
+
+    /// HashName of the current entry's path. Only after GetPath.
+    uint32 GetPathHash() const;
 
     /// The current file's record, or null on a directory.
     const FileTableFields *GetFile() const { return mFile; }
@@ -44,6 +54,7 @@ private:
         uint32 directory;
         uint32 depth;  ///< levels below the root
         uint32 length; ///< bytes
+        uint32 hash;   ///< HashName of the text, which goes on over a name. 0 where the limit is reached.
     };
 
     void EnterNextDirectory();
@@ -51,6 +62,7 @@ private:
     void LoadSubdirectory(uint32 index);
     void LoadFile(uint32 index);
     Prefix PrefixBelow(uint32 subdirectory) const;
+    void KeepPrefix(uint32 subdirectory);
     void MakePrefix();
     void Append(const char *text);
 
@@ -61,8 +73,10 @@ private:
     std::vector<Prefix> mPrefixes; ///< by directory, of its children
     uint32 mDirectoryIndex = 0;
     const DirectoryTableEntry *mDirectory = nullptr; ///< null at the end
+    PathPrefixQueue mKeptPrefixes;                   ///< the text for directories behind mNextDirectory
     std::vector<Prefix> mMadePrefixes;               ///< those that `mPath` begins with, by depth from 1 on
     std::string mPath;
+    bool mHasPrefix = false;     ///< whether `mPath` begins with the current directory's prefix
     const char *mName = nullptr; ///< the current entry's
     uint32 mPosition = 0;        ///< among the current directory's children
     const FileTableFields *mFile = nullptr;
