@@ -7,7 +7,7 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-/// Ranges up to this length are looked through from the start.
+// Ranges up to this length are looked through from the start.
 constexpr uint32 ShortRange = 8;
 
 struct ByHash
@@ -37,8 +37,8 @@ bool HashIndex::IsAscending() const
                           });
 }
 
-/// About one record shares its top bits, where hashes are spread evenly. The highest hash tells how wide they are:
-/// those of names leave the uppermost four bits clear.
+// About one record shares its top bits, where hashes are spread evenly. The highest hash tells how wide they are:
+// those of names leave the uppermost four bits clear.
 void HashIndex::MarkStarts()
 {
     const uint32 highest = mRecords[mCount - 1].hash;

@@ -6,17 +6,17 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-/// So many bytes of a name go into a number that stands for them in comparisons.
+// So many bytes of a name go into a number that stands for them in comparisons.
 constexpr uint32 KeySize = sizeof(uint64);
 
 struct NameKey
 {
-    uint64 start; ///< the first bytes in which the names of a directory may differ, folded, the first on top
+    uint64 start; // the first bytes in which the names of a directory may differ, folded, the first on top
     uint32 nameIndex;
     uint32 position;
 };
 
-/// The length of what both texts begin with, ignoring case.
+// The length of what both texts begin with, ignoring case.
 uint32 GetCommonLength(const char *text, const char *other, uint32 limit)
 {
     uint32 length = 0;
@@ -27,7 +27,7 @@ uint32 GetCommonLength(const char *text, const char *other, uint32 limit)
     return length;
 }
 
-/// Names of one directory often begin alike; what all of them begin with tells none of them apart.
+// Names of one directory often begin alike; what all of them begin with tells none of them apart.
 uint32 GetCommonLength(const NameOrder &names, const std::vector<uint32> &nameIndices)
 {
     const char *const first = names.GetName(nameIndices.front());

@@ -4,7 +4,7 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-/// So much text that was taken out may stand in front of what is kept, at least, before it is moved away.
+// So much text that was taken out may stand in front of what is kept, at least, before it is moved away.
 constexpr uint_size SmallestMove = 0x10000;
 } // namespace
 
