@@ -6,9 +6,9 @@
 #include "KeldMorvIO/archive/ArchiveFormat.h"
 #include "KeldMorvIO/listing/ReleaseManifestFormat.h"
 #include "Support/TempTree.h"
-#include "Tools/TreeReader/DeploymentTree.h"
 #include "Tools/TreeReader/ReleaseContents.h"
 #include "Tools/TreeReader/Storage.h"
+#include "Tools/TreeReader/TreePlaces.h"
 #include "Tools/TreeWriter/ArchiveWriter.h"
 #include "Tools/TreeWriter/FileOutput.h"
 #include "Tools/TreeWriter/ReleaseManifestWriter.h"
@@ -214,7 +214,7 @@ private:
     }
 
     Test::TempTree mTree;
-    TreeReader::DeploymentTree mPlaces;
+    TreeReader::TreePlaces mPlaces;
 };
 
 /// One release at a time: the large ones fill a disk.

@@ -42,7 +42,8 @@ char *std_strncpy(char *pDest, uint_size num, const char *pSrc, uint_size count)
     // From the numbers alone: a caller whose text happens to fit today is wrong as well.
     KELD_ASSERT(count != TRUNCATE ? count < num : true, "String operation causes truncation.", signature);
 
-    const uint_size length = std_strnlen(pSrc, count);
+    // No more of the source is measured than can matter: many copies may be taken of one text of megabytes.
+    const uint_size length = std_strnlen(pSrc, count != TRUNCATE ? count : num);
     if (length < num)
     {
         std::memcpy(pDest, pSrc, length);

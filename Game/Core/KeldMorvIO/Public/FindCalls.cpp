@@ -24,9 +24,10 @@ std::string SplitPattern(char (&path)[Keld::PathBufferSize])
     return pattern;
 }
 
-void SkipUnmatched(MultiListingIterator &iterator, const std::string &pattern)
+void SkipUnmatched(FindHandle &handle)
 {
-    while (iterator.IsValid() && !Keld::std_wildcard_match(iterator.GetCurrent().GetName(), pattern.c_str()))
+    MultiListingIterator &iterator = *handle.mIterator;
+    while (iterator.IsValid() && !handle.mMatches.Matches(iterator.GetCurrent().GetName(), handle.mPattern))
     {
         iterator.Next();
     }
@@ -66,8 +67,8 @@ HRESULT MorvFindNextFile(FindHandle *handle, uint32_t *isDirectory, uint64_t *si
     {
         return E_FAIL;
     }
+    SkipUnmatched(*handle);
     MultiListingIterator &iterator = *handle->mIterator;
-    SkipUnmatched(iterator, handle->mPattern);
     if (!iterator.IsValid())
     {
         return E_FAIL;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KeldMorvIO/environment/MultiListingIterator.h"
+#include "KeldMorvIO/environment/NameMatches.h"
 
 #include <memory>
 #include <string>
@@ -19,4 +20,5 @@ struct FindHandle
 {
     std::unique_ptr<Keld::MORV::Reader::MultiListingIterator> mIterator;
     std::string mPattern; ///< what stands behind the last separator of the consumer's path
+    Keld::MORV::Reader::NameMatches mMatches;
 };
