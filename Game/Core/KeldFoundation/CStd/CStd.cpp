@@ -39,7 +39,7 @@ char *std_strncpy(char *pDest, uint_size num, const char *pSrc, uint_size count)
     constexpr const char *signature = "char *Keld::std_strncpy(char *, uint_size, const char *, uint_size)";
     KELD_ASSERT(pDest, nullptr, signature);
     KELD_ASSERT(pSrc, nullptr, signature);
-    // From the numbers alone: a caller whose text happens to fit today is wrong as well.
+    // From the numbers alone: a caller whose text happens to be short today is wrong all the same.
     KELD_ASSERT(count != TRUNCATE ? count < num : true, "String operation causes truncation.", signature);
 
     // No more of the source is measured than can matter: many copies may be taken of one text of megabytes.
@@ -62,7 +62,7 @@ char *std_strncat(char *pDest, uint_size num, const char *pSrc, uint_size count)
     constexpr const char *signature = "char *Keld::std_strncat(char *, uint_size, const char *, uint_size)";
     KELD_ASSERT(pDest, nullptr, signature);
     KELD_ASSERT(pSrc, nullptr, signature);
-    // Spelled like this because the report shows the expression.
+    // So spelled, since the report shows the expression.
     const uint_size DestLength = std_strnlen(pDest, num); // NOLINT(readability-identifier-naming)
     KELD_ASSERT(num > DestLength, "Trying to std_strncat to a non-null-terminated string", signature);
 
@@ -128,7 +128,7 @@ int std_stricmp(const char *lhs, const char *rhs)
     return std_strnicmp(lhs, rhs, static_cast<uint_size>(-1));
 }
 
-// Folds by itself, as the hashes do: the C library's comparisons follow the consumer's locale.
+// Folds by itself: the library's own comparisons follow the consumer's locale, and the hashes do not.
 int std_strnicmp(const char *lhs, const char *rhs, uint_size len)
 {
     if (lhs == nullptr || rhs == nullptr)
@@ -273,7 +273,7 @@ const char *std_error_text(int code, char *buffer, uint_size size)
 
 bool SplitString(const std::string &text, const std::string &delimiters, std::vector<std::string> &parts, int dropEmpty)
 {
-    std::string rest = text; // cut in place; copied first, since it may lie in the vector
+    std::string rest = text; // cut in place, and copied before the vector that may hold it is emptied
     parts.clear();
     char *context = nullptr;
     for (const char *token = std_strtok(rest.data(), delimiters.c_str(), &context); token != nullptr;

@@ -5,8 +5,8 @@
 #include <cstring>
 
 // One pass over the pattern, with a cursor in the name and a flag for a star that waits for what follows it. A star
-// takes the first place that fits and never tries another. A dot is a matcher of its own, which the end of a name
-// satisfies too; but a dot inside a run of literal text belongs to that run.
+// takes the first place that fits and never tries another. A dot is a matcher of its own, and stands for the end of a
+// name as well; but one inside a run of literal text belongs to the run.
 namespace Keld
 {
 namespace

@@ -13,7 +13,7 @@ namespace
 constexpr float FrameSeconds = 0.033343334f;
 static_assert(std::bit_cast<uint32>(FrameSeconds) == 0x3D089305);
 
-// Ticks of the absolute clock per nanosecond.
+/// Ticks of the absolute clock in a nanosecond.
 constexpr double TickRatio = 1.0;
 
 constinit std::atomic<bool> gFixedClock{false};

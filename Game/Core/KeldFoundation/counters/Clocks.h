@@ -2,7 +2,7 @@
 
 #include "KeldFoundation/CStd/BasicTypes.h"
 
-// Clocks, beside `std_local_time` of CStd.h.
+// The clocks of the standard-call layer, besides `std_local_time` of CStd.h.
 namespace Keld
 {
 /// Seconds since the first call of this function in the process, or those of the fixed clock once it is entered.
@@ -22,8 +22,7 @@ void std_unix_time(int64 *result);
 bool std_make_time(int32 year, int32 month, int32 day, int32 hour, int32 minute, int32 second, int32 millisecond,
                    int64 *result);
 
-/// Switches `std_seconds_since_start` to the fixed clock, for good: it keeps its present value, and each step adds the
-/// length of one frame.
+/// From now on, for good, `std_seconds_since_start` goes on from where it is by the length of one frame a step.
 void std_enter_fixed_clock();
 void std_fixed_clock_step();
 } // namespace Keld

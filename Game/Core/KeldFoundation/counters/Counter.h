@@ -4,8 +4,8 @@
 
 namespace Keld
 {
-/// One named counter. The registry owns it but does not guard its value: holders of the pointer change `mValue`
-/// directly, by an atomic operation where several threads do.
+/// One named counter. The registry owns it and protects nothing in it: whoever holds the pointer works on `mValue`
+/// directly, with an atomic operation where several threads do.
 struct Counter
 {
     /// A companion that holds a last value. Only this bit of a kind is looked at.

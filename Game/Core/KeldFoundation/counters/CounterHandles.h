@@ -7,8 +7,8 @@
 
 namespace Keld
 {
-// Code refers to counters of the process-wide registry by handles. A handle looks its counter up once, when it is
-// built, and is valid until the registry is reset.
+// By these, code refers to counters of the process-wide registry. Each is looked up once, when the handle is built,
+// and is good until the registry is reset.
 
 /// One counter.
 class CounterHandle

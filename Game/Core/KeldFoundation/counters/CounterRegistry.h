@@ -27,8 +27,8 @@ public:
     /// The pointer stays valid until `Reset`.
     Counter *Lookup(const std::string &name, uint32 kindLow, uint32 kindHigh);
 
-    /// Makes a new counter for a name, without a lock, even where the name has one. The registry forgets the old one
-    /// and never frees it, so its holders may keep using it.
+    /// Puts a new counter under a name, without a lock, whether or not the name has one. A counter that it had before
+    /// is left to its holders, and no longer freed by the registry.
     Counter *Create(const std::string &name);
 
     /// False for an unknown name; `result` is untouched then.

@@ -12,8 +12,8 @@ namespace
 {
 constinit std::atomic<uint32> gPreviousMemory{0};
 
-// A number as the header prints it: its whole part and its thousandths, as two numbers. Both are negative for a
-// negative number.
+/// A number as the header prints it: the whole part, and three digits of the rest as a number of their own. A negative
+/// one has a negative rest.
 struct SplitNumber
 {
     explicit SplitNumber(float number)

@@ -6,7 +6,7 @@
 
 namespace Keld
 {
-/// What the status header holds. One choice for the process.
+/// The process-wide choice of what the status header holds.
 struct StatusHeaderSwitches
 {
     std::atomic<bool> mMemoryHeader{true};    ///< memory behind the time
@@ -25,8 +25,8 @@ struct StatusFigures
     int32 second;
 };
 
-/// Writes a header of the present figures. The next header's memory delta counts from this one. The text is cut to
-/// `size`; the result is its length, or uint_size(-1) when it was cut.
+/// Writes a header of the present figures, and makes the present memory figure the one that the next compares with.
+/// The text is cut to `size`; the result is its length, or uint_size(-1) when it was cut.
 uint_size FormatStatusHeader(char *buffer, uint_size size);
 
 /// The same for given figures.

@@ -8,7 +8,7 @@ namespace Keld
 class Stopwatch
 {
 public:
-    /// No effect while it runs: the first start counts.
+    /// Without effect while it runs: the first start counts.
     void Start();
 
     /// Adds the present stretch to the total.

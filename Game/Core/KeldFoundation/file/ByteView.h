@@ -8,7 +8,8 @@
 
 namespace Keld
 {
-/// The one way into a file image in memory: a borrowed range of bytes. What would reach outside of it is null.
+/// The one way into a file image in memory: a borrowed range of bytes whose only "no" is null. Nothing that a view
+/// gives reaches outside its range.
 class ByteView
 {
 public:
@@ -33,8 +34,8 @@ public:
         return fits ? reinterpret_cast<const Record *>(mData + offset) : nullptr;
     }
 
-    /// The text at `offset`, or null when no NUL follows inside the range and within `capacity` bytes. Looks at no more
-    /// bytes than those.
+    /// The text at `offset`, or null when it does not end inside the range, or not within `capacity` bytes, its NUL
+    /// included. No more than those are looked at.
     const char *Text(uint_size offset, uint_size capacity = std::numeric_limits<uint_size>::max()) const
     {
         const uint_size searched = offset < mSize ? std::min(capacity, mSize - offset) : 0;
@@ -42,8 +43,8 @@ public:
         return ends ? mData + offset : nullptr;
     }
 
-    /// The offset behind the last NUL, or 0 when there is none. Every text that begins before it ends inside the range,
-    /// so many texts can be checked without reading them.
+    /// The offset behind the last NUL, or 0 when there is none: a text that begins before it ends inside the range. For
+    /// checking many texts without reading any of them twice.
     uint_size TextEnd() const
     {
         uint_size end = mSize;

@@ -24,7 +24,7 @@ public:
     virtual ~FileIterator() = default;
 };
 
-/// The one enumeration flag: directories only. Other bits have no effect.
+/// As enumeration flags: gives directories only. No other bit has an effect.
 inline constexpr int FileIteratorDirectoriesOnly = 1;
 
 /// Walks what all registered providers hold under `pattern`, one provider after the other, or what the file system

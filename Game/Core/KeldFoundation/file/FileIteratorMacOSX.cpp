@@ -14,7 +14,7 @@ namespace
 {
 constexpr uint32 OwnerReadable = 0x100;
 
-// One for the process, without a lock: the callers see to it that only one iterator is created at a time.
+/// One for the process and not guarded: whoever creates iterators serialises it.
 char gPattern[PathBufferSize];
 
 class FileIteratorMacOSX final : public FileIterator
@@ -68,7 +68,7 @@ void FileIteratorMacOSX::Next()
     }
 }
 
-// Moves to the first match that is to be given, from the current one on.
+/// Goes on from the current match to the first one that is to be given, itself included.
 void FileIteratorMacOSX::Position()
 {
     while (IsValid() && !IsWanted())
@@ -94,7 +94,7 @@ bool FileIteratorMacOSX::IsWanted()
 
 void FileIteratorMacOSX::ReadStatus()
 {
-    const uint32 mode = GetFileStatus(GetMatch()).mode; // 0 where the platform cannot tell, as for a dangling link
+    const uint32 mode = GetFileStatus(GetMatch()).mode; // 0 of what cannot be looked at, a dangling link say
     mIsDirectory = S_ISDIR(mode);
     mIsOwnerReadable = (mode & OwnerReadable) != 0;
 }

@@ -4,7 +4,7 @@ namespace Keld::File
 {
 class FileIterator;
 
-/// The platform's own iterator, over `glob`. A pattern that does not fit in PathBufferSize matches nothing, and a match
-/// that does not fit is skipped. Not to be called by two threads at once. The caller owns the result.
+/// The platform's own iterator, over `glob`. A pattern of 1024 bytes or more matches nothing, and a match of that
+/// length is passed over. Not to be called by two threads at once. The caller owns the result.
 FileIterator *CreateFileIteratorMacOSX(const char *pattern, int flags);
 } // namespace Keld::File

@@ -45,7 +45,7 @@ private:
     std::string mName;
 };
 
-// The size of the stream, or 0 where it cannot tell. Its position stays.
+/// The size of what can tell its end, 0 of what cannot. The position stays.
 uint32 MeasureStream(FILE *stream)
 {
     const long position = std_ftell(stream);
@@ -98,7 +98,7 @@ uint_size SparseFile::Write(const void *buffer, uint_size size, uint_size count)
     return std_fwrite(buffer, size, count, mStream.get());
 }
 
-// The platform opens a stream on a directory too, whose size would then be without meaning.
+/// A stream opens on a directory here, and would then claim a size without a bound.
 bool IsDirectoryStream(FILE *stream)
 {
     struct stat status = {};

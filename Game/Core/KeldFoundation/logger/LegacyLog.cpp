@@ -47,7 +47,7 @@ constexpr std::array<LevelMapping, LegacyLevelCount> Levels = {{
     {"NONE", OKAY, GEN, LevelChange::Mute, OKAY},
 }};
 
-// The older entry points' own state, never destroyed.
+/// The older entry points' own state, never destroyed.
 struct LegacyState
 {
     Mutex mutex;

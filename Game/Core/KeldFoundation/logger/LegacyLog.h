@@ -31,13 +31,13 @@ enum LegacyLevel : uint32
 /// Level 0 logs nothing; a number above 13 logs like 13.
 __attribute__((format(printf, 2, 3))) void LegacyLog(uint32 level, const char *format, ...);
 
-/// Sets the built-in logger's level, or mutes the logger for 13. 0, 2 and numbers above 13 change nothing.
+/// Sets the built-in logger's level, or mutes it for 13. 0, 2 and all that is no level change nothing.
 void SetLegacyLevel(uint32 level);
 
 /// The level of a name, whatever its case, or LegacyLevelCount. "OKAY" is another name of level 5.
 uint32 ParseLegacyLevel(const char *name);
 
-/// Walks the texts of level 12 that are still kept, and prints nothing: they are for a debugger.
+/// Walks the texts of level 12 that are still kept. It prints nothing; they are there for a debugger.
 void DumpLegacyLog();
 
 /// The same texts, the oldest first.

@@ -145,8 +145,8 @@ uint64 LogTarget::GetIgnoredGroups()
     return Read(mSettings->mIgnoredGroups);
 }
 
-// Under the logger's lock, so that the mark and the logger's list change together. Not under the target's own: the
-// logger calls this during its creation.
+// Under the logger's lock, so that the mark and the logger's list change together. Not under the target's: the logger
+// calls this while it is being made.
 void LogTarget::Attach()
 {
     const LoggerLock loggerLock;

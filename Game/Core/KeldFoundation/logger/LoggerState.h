@@ -14,13 +14,13 @@ namespace Keld::Logger
 inline constexpr int32 DefaultLevel = WARN;
 inline constexpr uint64 DefaultIgnoredGroups = XTR;
 
-/// The part of the built-in logger that its targets reach: which messages it wants, and the list of targets.
+/// What the built-in logger wants, and the targets that it delivers to: all of it that the targets themselves reach.
 ///
 /// What decides whether a message is wanted is read without the lock, so that an unwanted message takes none.
 class LoggerState
 {
 public:
-    /// The state of the one logger, or null while there is none.
+    /// That of the one logger, or null while there is none.
     static LoggerState *Get() { return gPublished.load(std::memory_order_acquire); }
 
     /// "<unknown>", also while there is no logger.
@@ -64,7 +64,7 @@ protected:
 private:
     friend class LoggerLock;
 
-    /// One walk over the targets. When a target logs, another walk starts inside; targets may detach in any of them.
+    /// One walk over the targets. Walks nest when a target logs, and each must survive what the inner ones detach.
     struct Delivery
     {
         explicit Delivery(LoggerState &state) : mInnermost(state.mDelivery), mOuter(state.mDelivery)

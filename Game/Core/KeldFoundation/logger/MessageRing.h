@@ -7,7 +7,7 @@
 
 namespace Keld::Logger
 {
-/// Keeps the last texts that were stored: when it is full, a new one replaces the oldest. It has no lock.
+/// The last texts that were stored, up to a limit; a text too many takes the place of the oldest. Not locked.
 class MessageRing
 {
 public:

@@ -4,13 +4,12 @@
 
 namespace Keld
 {
-/// Logs the present state of virtual memory. `label` names the place; `name` and `value` are a figure of the caller's
-/// choice. A null text counts as empty.
+/// Logs the present state of virtual memory. `label` says where, `name` and `value` what else is worth knowing there;
+/// a null text counts as empty.
 void VmReportStatus(const char *label, const char *name, int32 value);
 
-/// Logs at the end of its scope how much virtual memory has changed in it, when that is more than a threshold. The
-/// texts are borrowed. The delta is the figure at the start less that at the end, so a growth is negative; it prints
-/// with a plus.
+/// Logs at the end of its scope by how much virtual memory has grown in it, when that is more than a threshold. The
+/// texts are borrowed. A delta is the excess at the start over the end: a growth is negative and prints with a plus.
 class VmDeltaReport
 {
 public:

@@ -13,8 +13,8 @@ namespace Keld
 /// \returns the length of the result; 0, with nothing written, when either pointer is null.
 uint32 CanonicalizePath(const char *source, char *dest, uint8 dropTrailingSeparator);
 
-/// The same into `size` bytes. False, with an empty text in `dest`, when the result would not fit. Only the result must
-/// fit: the source may be longer than the buffer.
+/// The same into `size` bytes. False, with an empty text in `dest`, when the result would not fit; a source that is
+/// longer than the buffer passes as long as what it collapses to is not.
 bool CanonicalizePathBounded(const char *source, char *dest, uint32 size, uint8 dropTrailingSeparator);
 
 /// The same rule in place. A trailing separator stays.

@@ -15,7 +15,7 @@ bool EndsInSlash(const std::string &path)
     return !path.empty() && path.back() == '/';
 }
 
-// Removes the last component of a directory that ends in a slash. A single component stays.
+// Cuts the last component off a directory that ends in a slash. The only one stays.
 void RemoveLastComponent(std::string &directory)
 {
     if (directory.size() < 2)

@@ -16,8 +16,8 @@ void NormalizeSeparatorsLower(std::string &path);
 void SplitPath(const char *path, std::string &directory, std::string &name, std::string &extension);
 
 /// Resolves the leading "./" and "../" of `path` against the directory `base`; later ones stay as they are. A path with
-/// a ':' in its directory counts as absolute. A name without an extension gets a trailing dot. A name that consists of
-/// an extension alone is dropped.
+/// a ':' in its directory counts as absolute. A name without extension gets a trailing dot, and a name that is all
+/// extension is lost.
 void ResolveRelativePath(const char *path, const char *base, std::string &result);
 
 /// The pieces between separators of either kind. False when there are none.

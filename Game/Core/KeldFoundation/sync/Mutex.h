@@ -4,8 +4,8 @@
 
 namespace Keld
 {
-/// A POSIX mutex, held by value so that it can live inside another object or as a static. If it cannot be initialised
-/// the process ends. The holder of a non-recursive one must not lock it again.
+/// A POSIX mutex, held by value so that it can live inside another object or as a static. A mutex that cannot be
+/// initialised ends the process. A non-recursive one must not be locked again by its holder.
 class Mutex
 {
 public:

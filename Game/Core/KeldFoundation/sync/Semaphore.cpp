@@ -21,7 +21,7 @@ Semaphore::Semaphore(const char *name, int count) : mHandle(SEM_FAILED), mOwned(
     }
     if (count < 1)
     {
-        // The caller wants to join, and there is nothing to join.
+        // An attempt to join, and there was nobody to join.
         sem_unlink(name);
         sem_close(created);
         return;
@@ -31,7 +31,7 @@ Semaphore::Semaphore(const char *name, int count) : mHandle(SEM_FAILED), mOwned(
     mName = name;
 }
 
-// Unnamed: nobody else can ask for a private semaphore.
+// Nobody else can ask for a private semaphore, so it needs no name.
 Semaphore::Semaphore(int count) : mHandle(&mPrivate), mOwned(false)
 {
     if (sem_init(&mPrivate, 0, static_cast<unsigned>(count)) != 0)

@@ -13,7 +13,7 @@ public:
     /// Creates the named semaphore, or joins an existing one. A count below 1 only joins. Test `IsValid` afterwards.
     Semaphore(const char *name, int count);
 
-    /// A private semaphore. If it cannot be made the process ends.
+    /// A private semaphore. One that cannot be made ends the process.
     explicit Semaphore(int count);
     ~Semaphore();
 
@@ -32,6 +32,6 @@ private:
     sem_t mPrivate; ///< the storage of a private semaphore
 };
 
-/// Removes a name. It need not exist.
+/// Removes a name, whether or not it existed.
 void SemaphoreRemove(const char *name);
 } // namespace Keld

@@ -6,7 +6,7 @@
 
 namespace Keld
 {
-/// A mutex with several owners: copies of this object refer to one mutex, and the last copy destroys it.
+/// A mutex that several owners hold together: copies of this object refer to the same mutex, and the last one ends it.
 class SharedMutex
 {
 public:

@@ -22,8 +22,8 @@ bool IsSpace(char character)
     return character == ' ' || (character >= '\t' && character <= '\r');
 }
 
-// Reads one number as a scan for "%d" does: white space, a sign, digits. A number that is negative or above `limit`
-// becomes limit + 1, however many digits it has, where a scan would wrap. Null when there is no digit.
+// Reads one number as a scan for "%d" does: white space, a sign, digits. What is no part, be it negative or larger than
+// `limit`, becomes limit + 1, however many digits it has: a scan would wrap. Null when there is no digit.
 const char *ScanPart(const char *text, uint64 limit, uint64 &part)
 {
     while (IsSpace(*text))

@@ -9,11 +9,32 @@
 
 namespace Keld::MORV::Reader
 {
+bool DiskPaths::JoinProjectRoot(char *buffer, uint32 size, const char *root, const char *project)
+{
+    return JoinPath(buffer, size, {root, ProjectsDirectory, project});
+}
+
+bool DiskPaths::JoinNakedFile(char *buffer, uint32 size, FileType type, const char *projectRoot,
+                              MorvVersion releaseVersion, MorvVersion fileVersion, const char *name)
+{
+    const std::string version = FormatVersion(type == FileTypeDeploy ? releaseVersion : fileVersion);
+    switch (type)
+    {
+    case FileTypeDeploy:
+        return JoinPath(buffer, size, {projectRoot, ReleasesDirectory, version.c_str(), DeployDirectory, name});
+    case FileTypeManaged:
+        return JoinPath(buffer, size, {projectRoot, ManagedFilesDirectory, version.c_str(), name});
+    case FileTypeArchive:
+        return JoinPath(buffer, size, {projectRoot, FileArchivesDirectory, version.c_str(), name});
+    }
+    return false;
+}
+
 bool DiskPaths::GetProjectRoot(char *buffer, uint32 size, const char *root, const char *project)
 {
     constexpr const char *signature =
         "static bool Keld::MORV::Reader::ProjectListing::GetProjectRoot(char *, uint32, const char *, const char *)";
-    if (!JoinPath(buffer, size, {root, ProjectsDirectory, project}))
+    if (!JoinProjectRoot(buffer, size, root, project))
     {
         LogError("%s: The project path is too long: %s/projects/%s", signature, TextOrEmpty(root),
                  TextOrEmpty(project));
@@ -27,33 +48,25 @@ bool DiskPaths::GetNakedFile(char *buffer, uint32 size, FileType type, const cha
 {
     constexpr const char *signature = "static bool Keld::MORV::Reader::ProjectListing::GetNakedFile(char *, uint32, "
                                       "FileType, const char *, MorvVersion, MorvVersion, const char *)";
+    if (JoinNakedFile(buffer, size, type, projectRoot, releaseVersion, fileVersion, name))
+    {
+        return true;
+    }
     const std::string version = FormatVersion(type == FileTypeDeploy ? releaseVersion : fileVersion);
     switch (type)
     {
     case FileTypeDeploy:
-        if (!JoinPath(buffer, size, {projectRoot, ReleasesDirectory, version.c_str(), DeployDirectory, name}))
-        {
-            LogError("%s: The path is too long: %s/releases/%s/deploy/%s", signature, TextOrEmpty(projectRoot),
-                     version.c_str(), TextOrEmpty(name));
-            return false;
-        }
-        return true;
+        LogError("%s: The path is too long: %s/releases/%s/deploy/%s", signature, TextOrEmpty(projectRoot),
+                 version.c_str(), TextOrEmpty(name));
+        break;
     case FileTypeManaged:
-        if (!JoinPath(buffer, size, {projectRoot, ManagedFilesDirectory, version.c_str(), name}))
-        {
-            LogError("%s: The path is too long: %s/managedfiles/%s/%s", signature, TextOrEmpty(projectRoot),
-                     version.c_str(), TextOrEmpty(name));
-            return false;
-        }
-        return true;
+        LogError("%s: The path is too long: %s/managedfiles/%s/%s", signature, TextOrEmpty(projectRoot),
+                 version.c_str(), TextOrEmpty(name));
+        break;
     case FileTypeArchive:
-        if (!JoinPath(buffer, size, {projectRoot, FileArchivesDirectory, version.c_str(), name}))
-        {
-            LogError("%s: The path is too long: %s/filearchives/%s/%s", signature, TextOrEmpty(projectRoot),
-                     version.c_str(), TextOrEmpty(name));
-            return false;
-        }
-        return true;
+        LogError("%s: The path is too long: %s/filearchives/%s/%s", signature, TextOrEmpty(projectRoot),
+                 version.c_str(), TextOrEmpty(name));
+        break;
     }
     return false;
 }

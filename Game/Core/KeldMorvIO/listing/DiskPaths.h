@@ -30,6 +30,11 @@ public:
     static bool GetNakedFile(char *buffer, uint32 size, FileType type, const char *root, const char *project,
                              MorvVersion releaseVersion, MorvVersion fileVersion, const char *name);
 
+    /// Both without a word in the log, for whoever tells in his own.
+    static bool JoinProjectRoot(char *buffer, uint32 size, const char *root, const char *project);
+    static bool JoinNakedFile(char *buffer, uint32 size, FileType type, const char *projectRoot,
+                              MorvVersion releaseVersion, MorvVersion fileVersion, const char *name);
+
     /// Opens a managed or naked file. Null, logged, if that fails; null without a line for FileTypeArchive.
     static AsyncFile OpenNakedFile(FileType type, const char *projectRoot, MorvVersion releaseVersion,
                                    MorvVersion fileVersion, const char *name);

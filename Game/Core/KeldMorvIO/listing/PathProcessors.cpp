@@ -12,6 +12,11 @@ PathMatcher::PathMatcher(const char *text) : mBegin(text), mEnd(text + std_strle
 
 bool PathMatcher::Process(const FileEntry *entry)
 {
+    return ProcessName(GetListingEntry(entry).mName);
+}
+
+bool PathMatcher::ProcessName(const char *name)
+{
     // After a full match nothing is left to compare, so a further ancestor makes the entry's path longer than the text.
     // It is refused here, because the end does not move with the name that completes a match: against the text "b" the
     // parent of "b/b" would match the same "b" once more.
@@ -22,7 +27,6 @@ bool PathMatcher::Process(const FileEntry *entry)
         return false;
     }
 
-    const char *const name = GetListingEntry(entry).mName;
     const auto unmatched = static_cast<uint_size>(mEnd - mBegin);
     const uint_size length = std_strnlen(name, unmatched + 1); // a damaged manifest may have names of any length
     if (length > unmatched)

@@ -29,6 +29,9 @@ public:
 
     bool Process(const FileEntry *entry) override;
 
+    /// The same for whoever has names without entries: offers the next one upward.
+    bool ProcessName(const char *name);
+
     /// Whether the entries offered so far make up the whole text. Asked at the end of a walk.
     bool IsFullMatch() const { return mFullMatch; }
 
