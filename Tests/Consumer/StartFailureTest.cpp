@@ -93,6 +93,8 @@ protected:
         ExpectStart(directory, mTree.Root(), middle, NotLoaded());
     }
 
+    static std::string Text(int error) { return std::strerror(error); }
+
     // A directory of exactly `length` characters below a root named "MORV" that is not there.
     static std::string LongDirectory(const std::string &belowRoot, std::size_t length)
     {
@@ -265,8 +267,7 @@ TEST_F(StartFailureTest, RefusesASolutionWhoseManifestPathsDoNotFit)
     const std::string manifest = directory + "/solutionmanifest";
     EXPECT_EQ(Initialize(directory), E_FAIL);
     ExpectStart(directory, RootOf(directory),
-                {Progress("(\"" + manifest + "\")", SolutionSignature),
-                 Error(ErrorText(ENAMETOOLONG), SolutionSignature),
+                {Progress("(\"" + manifest + "\")", SolutionSignature), Error(Text(ENAMETOOLONG), SolutionSignature),
                  Error("Failed to open \"" + manifest + "\".", SolutionSignature),
                  Error("Failure to load solution manifest \"" + manifest + "\".", LoadSolutionSignature)},
                 NotLoaded());
@@ -276,10 +277,10 @@ TEST_F(StartFailureTest, RefusesASolutionWithoutASolutionManifest)
 {
     const std::string directory = mTree.Path("solutions/suite/releases/0.0.1.7");
     const std::string manifest = directory + "/solutionmanifest";
-    ExpectFailedSolution(
-        directory, {Progress("(\"" + manifest + "\")", SolutionSignature), Error(ErrorText(ENOENT), SolutionSignature),
-                    Error("Failed to open \"" + manifest + "\".", SolutionSignature),
-                    Error("Failure to load solution manifest \"" + manifest + "\".", LoadSolutionSignature)});
+    ExpectFailedSolution(directory,
+                         {Progress("(\"" + manifest + "\")", SolutionSignature), Error(Text(ENOENT), SolutionSignature),
+                          Error("Failed to open \"" + manifest + "\".", SolutionSignature),
+                          Error("Failure to load solution manifest \"" + manifest + "\".", LoadSolutionSignature)});
 }
 
 TEST_F(StartFailureTest, RefusesASolutionWithoutAConfigurationManifest)
@@ -290,9 +291,9 @@ TEST_F(StartFailureTest, RefusesASolutionWithoutAConfigurationManifest)
     mTree.Disk().Remove("MORV/solutions/suite/releases/0.0.1.7/configurationmanifest");
     ExpectFailedSolution(
         directory, {Progress("(\"" + solution + "\")", SolutionSignature),
-                    Progress("(\"" + configuration + "\")", ConfigurationSignature), Error(ErrorText(ENOENT)),
-                    Error("(\"" + configuration + "\", \"rt\") failed: " + ErrorText(ENOENT)),
-                    Error(ErrorText(ENOENT), ConfigurationSignature), Error(ErrorText(ENOENT), ConfigurationSignature),
+                    Progress("(\"" + configuration + "\")", ConfigurationSignature), Error(Text(ENOENT)),
+                    Error("(\"" + configuration + "\", \"rt\") failed: " + Text(ENOENT)),
+                    Error(Text(ENOENT), ConfigurationSignature), Error(Text(ENOENT), ConfigurationSignature),
                     Error("Failed to open configuration file \"" + configuration + "\".", ConfigurationSignature),
                     Error("Failure to load configuration manifest \"" + configuration + "\".", LoadSolutionSignature)});
 }
@@ -385,7 +386,7 @@ TEST_F(StartFailureTest, JudgesAMissingCountByTheErrorNumberThatTheConsumerLeave
     EXPECT_EQ(MorvInitialize(0, 0, 0, directory.c_str()), E_FAIL);
     EXPECT_EQ(errno, EXDEV);
     ExpectStart(directory, mTree.Root(),
-                {Progress("(\"" + solution + "\")", SolutionSignature), Error(ErrorText(EXDEV), section),
+                {Progress("(\"" + solution + "\")", SolutionSignature), Error(Text(EXDEV), section),
                  Error("fgets failed while reading project count", section),
                  Error("Failed to load configurations", SolutionSignature),
                  Error("Failure to load solution manifest \"" + solution + "\".", LoadSolutionSignature)},
@@ -394,7 +395,7 @@ TEST_F(StartFailureTest, JudgesAMissingCountByTheErrorNumberThatTheConsumerLeave
     errno = 0;
     EXPECT_EQ(MorvInitialize(0, 0, 0, directory.c_str()), S_OK);
     ExpectStart(directory, mTree.Root(),
-                {Progress("(\"" + solution + "\")", SolutionSignature), Progress(ErrorText(0), section),
+                {Progress("(\"" + solution + "\")", SolutionSignature), Progress(Text(0), section),
                  Progress("(\"" + directory + "/configurationmanifest\")", ConfigurationSignature)});
 }
 
@@ -407,7 +408,7 @@ TEST_F(StartFailureTest, RefusesACutConfigurationManifest)
     const std::string manifest = directory + "/configurationmanifest";
     const auto endsIn = [](const std::string &reader)
     {
-        return Progress(ErrorText(0), "HRESULT Keld::MORV::Reader::" + reader);
+        return Progress(Text(0), "HRESULT Keld::MORV::Reader::" + reader);
     };
     const auto notLoaded = [&manifest](Lines lines)
     {

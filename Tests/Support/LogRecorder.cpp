@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 #include <mutex>
 
 namespace Keld::Test
@@ -108,11 +107,6 @@ void ExpectLine(const LogLine &actual, const ExpectedLine &expected, std::uint64
     }
 }
 } // namespace
-
-std::string ErrorText(int error)
-{
-    return std::strerror(error);
-}
 
 std::ostream &operator<<(std::ostream &stream, const LogLine &line)
 {

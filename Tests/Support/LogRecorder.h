@@ -23,8 +23,8 @@ struct LogLine
 
 std::ostream &operator<<(std::ostream &stream, const LogLine &line);
 
-/// A consumer's logger that keeps every message, from any thread. It links neither the reader nor its log calls, so it
-/// serves tests of the static targets and of the shared library alike: they install `Table()`.
+/// A consumer's logger that keeps every message, from any thread. It links neither the reader nor its log calls, so
+/// that it serves tests of the static targets and consumers of the shared library alike: they install `Table()`.
 ///
 /// The messages live in one process-wide recorder that is never destroyed, since messages may come until the very end
 /// of the process. `RegisterGroup` answers with `OwnGroups` and counts its calls.
@@ -51,9 +51,6 @@ enum class LineKind
     Progress, ///< OKAY/GEN
     Trace     ///< OKAY/DBG+XTR
 };
-
-/// The text of an error number, as the library's lines carry it.
-std::string ErrorText(int error);
 
 /// A line that a test expects: the text must equal `signature + ": " + message`, or end in ": " + message when the
 /// signature is left empty.

@@ -17,9 +17,8 @@ namespace Keld::Test
 {
 /// Under the thread sanitizer the platform's asynchronous reads get one helper thread.
 ///
-/// With more of them the C library sometimes lets one helper create the next. The sanitizer does not see the creation
-/// of a helper, so the helper's allocations for the new thread end the process. Threads that read still run side by
-/// side.
+/// With more of them the C library now and then lets one helper make the next. The sanitizer does not see a helper come
+/// into being, so that its allocations for the new thread end the process. Threads that read still run side by side.
 inline void LimitReadThreads()
 {
 #if defined(KELD_TEST_THREAD_SANITIZER)

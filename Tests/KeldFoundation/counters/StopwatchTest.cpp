@@ -8,7 +8,7 @@ namespace Keld::Test
 {
 namespace
 {
-// Uses up processor time: at least that many ticks.
+/// Uses up processor time: at least that many ticks.
 void Burn(std::clock_t ticks)
 {
     const std::clock_t end = std::clock() + ticks;

@@ -27,7 +27,7 @@ protected:
         return CreateRecursiveFileIterator(mTree.Root().c_str(), pattern.c_str(), flags);
     }
 
-    // The full paths, without the root.
+    /// The full paths, without the root.
     Paths Walk(const std::string &pattern, int flags = 0) const
     {
         Paths paths;
@@ -221,7 +221,7 @@ TEST_F(FileIteratorRecursiveTest, ADirectoryIsGoneDownIntoByEveryPathThatLeadsTo
     EXPECT_EQ((Paths{"dir/a.txt", "link/a.txt", "more/a.txt"}), Sorted(Walk("*.txt")));
 }
 
-// Has a directory "d" in every directory, without an end.
+/// Has a directory "d" in every directory, without an end.
 class EndlessProvider : public IFileProvider
 {
 public:

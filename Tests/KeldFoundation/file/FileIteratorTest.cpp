@@ -44,7 +44,7 @@ Names Sorted(Names names)
     return names;
 }
 
-// An iterator over names from memory. Counts how many of its kind are alive.
+/// An iterator over names from memory. Counts how many of its kind are alive.
 class ListIterator : public FileIterator
 {
 public:

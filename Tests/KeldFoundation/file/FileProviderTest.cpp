@@ -94,7 +94,7 @@ TEST(FileProviderListTest, TheDefaultProviderIsOne)
     EXPECT_NE(nullptr, dynamic_cast<SparseFileProvider *>(provider));
 }
 
-// Runs behind the handler that destroys the default provider. Ends the process with 42 when all is as it must be.
+/// Runs behind the handler that destroys the default provider. Ends the process with 42 when all is as it must be.
 void UseTheProviderAfterItsEnd()
 {
     std::string text;

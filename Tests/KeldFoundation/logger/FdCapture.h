@@ -12,7 +12,7 @@
 
 namespace Keld::Test
 {
-/// Sends what is written to a file descriptor of the process to a file, until `Stop`, which gives it back.
+/// Sends a file descriptor of the process to a file, from construction to `Stop`, and gives back what came.
 class FdCapture
 {
 public:

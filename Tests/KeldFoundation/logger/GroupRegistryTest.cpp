@@ -22,7 +22,7 @@ protected:
         return buffer;
     }
 
-    // As many tags as there is room for behind the first eight.
+    /// As many tags as there is room for behind the first eight.
     void FillUp()
     {
         for (int index = 8; index < 64; ++index)

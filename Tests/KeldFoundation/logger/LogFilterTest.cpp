@@ -22,7 +22,7 @@ protected:
 
     ~LogFilterTest() override { mLogger.RemoveTarget(&mTarget); }
 
-    // Whether the message reaches the target.
+    /// Whether the message reaches the target.
     bool Passes(int32 severity, uint32 groupLow, uint32 groupHigh = 0)
     {
         mTarget.texts.clear();

@@ -24,7 +24,7 @@ struct SettingsHolder
     LogTargetSettings mOwnSettings;
 };
 
-// A target of a derived class that never gets as far as the console.
+/// A target of a derived class that never gets as far as the console.
 class BareTarget : public SettingsHolder, public LogTarget
 {
 public:
@@ -123,7 +123,7 @@ TEST_F(LogTargetTest, DetachingADetachedTargetDoesNothing)
     BareTarget target;
     target.Detach();
     EXPECT_FALSE(target.IsAttached());
-    // An entry of the same record that somebody else added stays.
+    // Somebody else's entry of the same record is not touched.
     mLogger.AddTarget(target.Record());
     target.Detach();
     EXPECT_EQ(mLogger.FindTarget("LogTarget"), target.Record());

@@ -3,7 +3,7 @@
 #include "KeldFoundation/logger/BuiltInLogger.h"
 #include "KeldFoundation/logger/LoggerTest.h"
 
-// How the logger is created and destroyed, and what its table does before and after.
+// How the logger comes into being and ends, and what its table does meanwhile.
 namespace Keld::Test
 {
 namespace

@@ -20,7 +20,7 @@ inline void EndLogger()
     GetBuiltInLogger()->Shutdown();
 }
 
-/// A target as a module that is built apart may write it: the record, filled by hand. It keeps the records it is given.
+/// A target as a module built apart may write one: the record, filled by hand. It keeps what it is given.
 struct PlainTarget : IKeldLogTarget
 {
     explicit PlainTarget(const char *targetName = "PlainTarget") : IKeldLogTarget{}, name(targetName)
@@ -86,7 +86,7 @@ protected:
 
     ~LoggerTest() override { mLogger.Shutdown(); }
 
-    /// Keeps what follows off the test's own standard error.
+    /// Nothing of what follows is wanted on the test's own standard error.
     void DetachStdErr() { mLogger.GetStdErrTarget()->Detach(mLogger.GetStdErrTarget()); }
 
     static uint64 Warnings()

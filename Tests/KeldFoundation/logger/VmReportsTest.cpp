@@ -61,7 +61,7 @@ TEST_F(VmReportsTest, ADeltaOfZeroIsSilentUnlessTheThresholdIsNegative)
     ExpectOneLine(DeltaFormat, "VM: Delta during \"load\": 0 (0MB) (files: 3) \n");
 }
 
-// A report of what a platform that measures memory would have found.
+/// A report of what a platform that measures memory would have found.
 class MeasuredReport : public VmDeltaReport
 {
 public:

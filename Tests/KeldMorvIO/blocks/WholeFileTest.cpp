@@ -23,7 +23,6 @@ namespace Keld::MORV::Reader
 namespace
 {
 using Test::Error;
-using Test::ErrorText;
 using Test::LogLine;
 using Test::LogRecorder;
 using Test::Progress;
@@ -38,6 +37,11 @@ constexpr const char *BlockSignature = "HRESULT Keld::MORV::Reader::ReadFileBloc
                                        "const DWORD, const DWORD, std::vector<char> &)";
 constexpr const char *WholeSignature =
     "HRESULT Keld::MORV::Reader::ReadFileIntoBuffer(const std::string &, std::vector<char> &)";
+
+std::string TextOf(int error)
+{
+    return std::strerror(error);
+}
 
 std::string TextOf(const std::vector<char> &buffer)
 {
@@ -136,10 +140,10 @@ TEST_F(WholeFileTest, AFailedOpenTellsTheWholeChain)
     mLog.ExpectAll({
         Trace("(" + path + ")", WholeSignature),
         Trace("(" + path + ", 0, 0)", BlockSignature),
-        Error(ErrorText(ENXIO), SafeOpenSignature),
-        Error("(\"" + path + "\", \"rb\") failed: " + ErrorText(ENXIO), SafeOpenSignature),
-        Error(ErrorText(ENXIO), BlockSignature),
-        Progress(ErrorText(0), BlockSignature), // there is no stream to have an error
+        Error(TextOf(ENXIO), SafeOpenSignature),
+        Error("(\"" + path + "\", \"rb\") failed: " + TextOf(ENXIO), SafeOpenSignature),
+        Error(TextOf(ENXIO), BlockSignature),
+        Progress(TextOf(0), BlockSignature), // there is no stream to have an error
         Error("Failed to open \"" + path + "\".", BlockSignature),
         Error("Failed to read \"" + path + "\".", WholeSignature),
     });
@@ -178,7 +182,7 @@ TEST_F(WholeFileTest, AShortReadFailsAndKeepsWhatCame)
     EXPECT_EQ(descriptors, CountDescriptors());
     mLog.ExpectAll({
         Trace("(" + path + ", 7, 5)", BlockSignature),
-        Progress(ErrorText(0), BlockSignature), // the end of a file is no error of the stream
+        Progress(TextOf(0), BlockSignature), // the end of a file is no error of the stream
         Error("fread failed", BlockSignature),
     });
 }
@@ -197,7 +201,7 @@ TEST_F(WholeFileTest, AStreamWithAnErrorTellsIt)
     EXPECT_EQ(E_FAIL, ReadFileBlockIntoBuffer(path, 0, 5, mBuffer));
     mLog.ExpectAll({
         Trace("(" + path + ", 0, 5)", BlockSignature),
-        Error(ErrorText(1), BlockSignature), // the answer of ferror, taken as an error number
+        Error(TextOf(1), BlockSignature), // the answer of ferror, taken as an error number
         Error("fread failed", BlockSignature),
     });
 }
@@ -217,8 +221,8 @@ TEST_F(WholeFileTest, AFailedSeekIsReportedAndClosesTheStream)
     close(keeper);
     mLog.ExpectAll({
         Trace("(" + path + ", 1, 5)", BlockSignature),
-        Error(ErrorText(ESPIPE), BlockSignature),
-        Progress(ErrorText(0), BlockSignature),
+        Error(TextOf(ESPIPE), BlockSignature),
+        Progress(TextOf(0), BlockSignature),
         Error("Failed to fseek to offset.", BlockSignature),
     });
 }
@@ -229,7 +233,7 @@ TEST_F(WholeFileTest, ReportsReadErrnoAgainBehindALogLine)
     EXPECT_EQ(E_FAIL, ReadFileBlockIntoBuffer(mTree.Path("missing"), 0, 1, mBuffer));
     const std::vector<LogLine> failures = LogRecorder::Failures();
     ASSERT_EQ(4u, failures.size());
-    EXPECT_EQ(std::string(BlockSignature) + ": " + ErrorText(ENOENT), failures[2].text);
+    EXPECT_EQ(std::string(BlockSignature) + ": " + TextOf(ENOENT), failures[2].text);
 }
 
 TEST_F(WholeFileTest, TheCheckedOpenLogsUnderItsOwnName)
@@ -237,8 +241,8 @@ TEST_F(WholeFileTest, TheCheckedOpenLogsUnderItsOwnName)
     const std::string path = mTree.Path("missing");
     EXPECT_EQ(nullptr, morv_fopen(path.c_str(), "r"));
     mLog.ExpectAll({
-        Error(ErrorText(ENOENT), OpenSignature),
-        Error("(\"" + path + "\", \"r\") failed: " + ErrorText(ENOENT), OpenSignature),
+        Error(TextOf(ENOENT), OpenSignature),
+        Error("(\"" + path + "\", \"r\") failed: " + TextOf(ENOENT), OpenSignature),
     });
 }
 
@@ -249,8 +253,8 @@ TEST_F(WholeFileTest, TheCheckedOpenWithAResultGivesTheErrorNumber)
     EXPECT_EQ(ENOENT, morv_fopen_s(&stream, path.c_str(), "rt"));
     EXPECT_EQ(nullptr, stream);
     mLog.ExpectAll({
-        Error(ErrorText(ENOENT), SafeOpenSignature),
-        Error("(\"" + path + "\", \"rt\") failed: " + ErrorText(ENOENT), SafeOpenSignature),
+        Error(TextOf(ENOENT), SafeOpenSignature),
+        Error("(\"" + path + "\", \"rt\") failed: " + TextOf(ENOENT), SafeOpenSignature),
     });
 }
 

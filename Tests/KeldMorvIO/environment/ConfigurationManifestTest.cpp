@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 
 namespace Keld::Test
 {
@@ -39,6 +40,8 @@ protected:
     }
 
     ExpectedLine Path() const { return Progress("(\"" + mFiles.Disk().Path("manifest") + "\")", LoadSignature); }
+
+    static std::string Text(int error) { return std::strerror(error); }
 
     TextFiles mFiles;
     ReaderLogCapture mLog;
@@ -133,11 +136,10 @@ TEST_F(ConfigurationManifestTest, RefusesAnotherFileVersion)
 
 TEST_F(ConfigurationManifestTest, JudgesAMissingVersionByTheErrorNumber)
 {
-    ExpectRefusal({"MORV Configuration Manifest"},
-                  {Progress(ErrorText(0)), Error("File version mismatch", LoadSignature)});
+    ExpectRefusal({"MORV Configuration Manifest"}, {Progress(Text(0)), Error("File version mismatch", LoadSignature)});
     errno = EACCES;
     ExpectRefusal({"MORV Configuration Manifest"},
-                  {Error(ErrorText(EACCES)), Error("fgets failed"), Error("Failed to read version", LoadSignature)});
+                  {Error(Text(EACCES)), Error("fgets failed"), Error("Failed to read version", LoadSignature)});
 }
 
 TEST_F(ConfigurationManifestTest, RefusesACountThatIsNoNumber)
@@ -146,7 +148,7 @@ TEST_F(ConfigurationManifestTest, RefusesACountThatIsNoNumber)
                   {Error("Could not convert string to number"), Error("Failed to read project count", LoadSignature)});
     EXPECT_EQ(mManifest.GetName(), "default");
     ExpectRefusal({"MORV Configuration Manifest", "1.0.0.0", "default"},
-                  {Progress(ErrorText(0)), Error("Could not convert string to number"),
+                  {Progress(Text(0)), Error("Could not convert string to number"),
                    Error("Failed to read project count", LoadSignature)});
 }
 
@@ -154,7 +156,7 @@ TEST_F(ConfigurationManifestTest, RefusesADirectoryOfItsName)
 {
     const std::string path = mFiles.Disk().MakeDirectory("configurationmanifest");
     EXPECT_EQ(mManifest.Load(path), E_FAIL);
-    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Error(ErrorText(1)), Error("fgets failed"),
+    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Error(Text(1)), Error("fgets failed"),
                     Error("Failure while getting magic string", LoadSignature)});
 }
 
@@ -162,9 +164,9 @@ TEST_F(ConfigurationManifestTest, LogsAFailedOpenTwiceOverBothLinesOfTheCheckedO
 {
     const std::string path = mFiles.Disk().Path("nothing");
     EXPECT_EQ(mManifest.Load(path), E_FAIL);
-    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Error(ErrorText(ENOENT)),
-                    Error("(\"" + path + "\", \"rt\") failed: " + ErrorText(ENOENT)),
-                    Error(ErrorText(ENOENT), LoadSignature), Error(ErrorText(ENOENT), LoadSignature),
+    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Error(Text(ENOENT)),
+                    Error("(\"" + path + "\", \"rt\") failed: " + Text(ENOENT)), Error(Text(ENOENT), LoadSignature),
+                    Error(Text(ENOENT), LoadSignature),
                     Error("Failed to open configuration file \"" + path + "\".", LoadSignature)});
 }
 
@@ -183,13 +185,13 @@ TEST_F(ConfigurationManifestTest, FailsWhenTheCloseFailsAfterASuccessfulLoad)
     const std::string path = mFiles.Write(ManifestLines(Sample()));
     FailNextClose(EIO);
     EXPECT_EQ(mManifest.Load(path), E_FAIL);
-    mLog.ExpectAll({Path(), Error(ErrorText(EIO), LoadSignature)});
+    mLog.ExpectAll({Path(), Error(Text(EIO), LoadSignature)});
     EXPECT_EQ(mManifest.GetProjects().size(), 2u);
 
     mFiles.Write(ManifestLines({"MORV Configuration Manifest", "1.0.0.0", "default", "0"}));
     FailNextClose(EIO);
     EXPECT_EQ(mManifest.Load(path), E_FAIL);
-    mLog.ExpectAll({Path(), Error(ErrorText(EIO), LoadSignature)});
+    mLog.ExpectAll({Path(), Error(Text(EIO), LoadSignature)});
 }
 
 TEST_F(ConfigurationManifestTest, SucceedsWhenTheCloseFailsWithoutAnErrorNumber)
@@ -197,7 +199,7 @@ TEST_F(ConfigurationManifestTest, SucceedsWhenTheCloseFailsWithoutAnErrorNumber)
     const std::string path = mFiles.Write(ManifestLines(Sample()));
     FailNextClose(0);
     EXPECT_EQ(mManifest.Load(path), S_OK);
-    mLog.ExpectAll({Path(), Progress(ErrorText(0), LoadSignature)});
+    mLog.ExpectAll({Path(), Progress(Text(0), LoadSignature)});
 }
 
 TEST_F(ConfigurationManifestTest, KeepsTheFailureOfTheLoadWhenTheCloseFailsToo)
@@ -205,7 +207,7 @@ TEST_F(ConfigurationManifestTest, KeepsTheFailureOfTheLoadWhenTheCloseFailsToo)
     const std::string path = mFiles.Write("nothing\n");
     FailNextClose(EIO);
     EXPECT_EQ(mManifest.Load(path), E_FAIL);
-    mLog.ExpectAll({Path(), Error("Magic string does not match", LoadSignature), Error(ErrorText(EIO), LoadSignature)});
+    mLog.ExpectAll({Path(), Error("Magic string does not match", LoadSignature), Error(Text(EIO), LoadSignature)});
 }
 
 TEST_F(ConfigurationManifestTest, NamesTheFieldThatCannotBeRead)
@@ -216,7 +218,7 @@ TEST_F(ConfigurationManifestTest, NamesTheFieldThatCannotBeRead)
         const std::string path = mFiles.Write(ManifestLines(Sample()));
         FailReadAfter(line);
         EXPECT_EQ(mManifest.Load(path), E_FAIL);
-        mLog.ExpectAll({Path(), Error(ErrorText(error)), Error("fgets failed"), Error(field, LoadSignature)});
+        mLog.ExpectAll({Path(), Error(Text(error)), Error("fgets failed"), Error(field, LoadSignature)});
     };
     // The texts report the stream's mark, which is 1, and the numbers the system's error.
     expect(0, 1, "Failure while getting magic string");

@@ -33,6 +33,8 @@ protected:
         return value;
     }
 
+    static std::string Text(int error) { return std::strerror(error); }
+
     TextFiles mFiles;
     ReaderLogCapture mLog;
 };
@@ -100,7 +102,7 @@ TEST_F(ManifestFieldsTest, AStringFailsByTheStreamAndReportsWhatTheStreamSays)
     std::string value = "before";
     EXPECT_EQ(ReadString(file.get(), value, 1024), E_FAIL);
     // The stream's flag is 1, and it is the text of that number that is logged, not why the read failed.
-    mLog.ExpectAll({Error(ErrorText(1), StringSignature), Error("fgets failed", StringSignature)});
+    mLog.ExpectAll({Error(Text(1), StringSignature), Error("fgets failed", StringSignature)});
 }
 
 TEST_F(ManifestFieldsTest, ANumberIsDecimalHexadecimalOrOctal)
@@ -143,7 +145,7 @@ TEST_F(ManifestFieldsTest, ANumberThatOverflowsLeavesAnErrorNumberForTheNextRead
     const Stream file = mFiles.Open("");
     DWORD value = 77;
     EXPECT_EQ(ReadDWORD(file.get(), value), E_FAIL);
-    mLog.ExpectAll({Error(ErrorText(ERANGE), NumberSignature), Error("fgets failed", NumberSignature)});
+    mLog.ExpectAll({Error(Text(ERANGE), NumberSignature), Error("fgets failed", NumberSignature)});
 }
 
 TEST_F(ManifestFieldsTest, ATextWithoutANumberFailsAndStoresZero)
@@ -164,22 +166,21 @@ TEST_F(ManifestFieldsTest, ANumberAtTheEndOfTheFileIsJudgedByTheErrorNumber)
     errno = 0;
     EXPECT_EQ(ReadDWORD(file.get(), value), E_FAIL);
     EXPECT_EQ(value, 0u);
-    mLog.ExpectAll(
-        {Progress(ErrorText(0), NumberSignature), Error("Could not convert string to number", NumberSignature)});
+    mLog.ExpectAll({Progress(Text(0), NumberSignature), Error("Could not convert string to number", NumberSignature)});
 
     value = 77;
     errno = ENOENT;
     EXPECT_EQ(ReadDWORD(file.get(), value), E_FAIL);
     EXPECT_EQ(value, 77u);
     EXPECT_EQ(errno, ENOENT);
-    mLog.ExpectAll({Error(ErrorText(ENOENT), NumberSignature), Error("fgets failed", NumberSignature)});
+    mLog.ExpectAll({Error(Text(ENOENT), NumberSignature), Error("fgets failed", NumberSignature)});
 }
 
 TEST_F(ManifestFieldsTest, ANumberFailsOnAStreamThatCannotBeRead)
 {
     DWORD value = 77;
     EXPECT_EQ(ReadDWORD(mFiles.OpenUnreadable().get(), value), E_FAIL);
-    mLog.ExpectAll({Error(ErrorText(EISDIR), NumberSignature), Error("fgets failed", NumberSignature)});
+    mLog.ExpectAll({Error(Text(EISDIR), NumberSignature), Error("fgets failed", NumberSignature)});
 }
 
 TEST_F(ManifestFieldsTest, ANumberTakes255CharactersOfItsLine)
@@ -205,7 +206,7 @@ TEST_F(ManifestFieldsTest, AFileVersionThatIsNoneIsZeroAndNoFailure)
         EXPECT_EQ(ReadVersion(mFiles.Open(text).get(), value), S_OK) << text;
         EXPECT_EQ(value, 0u) << text;
     }
-    mLog.ExpectAll({Progress(ErrorText(0), VersionSignature)});
+    mLog.ExpectAll({Progress(Text(0), VersionSignature)});
 }
 
 TEST_F(ManifestFieldsTest, AFileVersionFailsByTheErrorNumberAlone)
@@ -218,7 +219,7 @@ TEST_F(ManifestFieldsTest, AFileVersionFailsByTheErrorNumberAlone)
     errno = EACCES;
     EXPECT_EQ(ReadVersion(mFiles.Open("").get(), value), E_FAIL);
     EXPECT_EQ(value, 0x01000000u);
-    mLog.ExpectAll({Error(ErrorText(EACCES), VersionSignature), Error("fgets failed", VersionSignature)});
+    mLog.ExpectAll({Error(Text(EACCES), VersionSignature), Error("fgets failed", VersionSignature)});
 }
 
 TEST_F(ManifestFieldsTest, AVersionIsReadThroughItsLineEnd)
@@ -245,11 +246,11 @@ TEST_F(ManifestFieldsTest, AVersionAtTheEndOfTheFileIsJudgedByTheErrorNumber)
     MorvVersion value = 77;
     EXPECT_EQ(ReadMorvVersion(file.get(), value), E_FAIL);
     EXPECT_EQ(value, 0u);
-    mLog.ExpectAll({Progress(ErrorText(0), MorvVersionSignature),
+    mLog.ExpectAll({Progress(Text(0), MorvVersionSignature),
                     Error("Failed to convert version string \"\".", MorvVersionSignature)});
     errno = EIO;
     EXPECT_EQ(ReadMorvVersion(file.get(), value), E_FAIL);
-    mLog.ExpectAll({Error(ErrorText(EIO), MorvVersionSignature), Error("fgets failed", MorvVersionSignature)});
+    mLog.ExpectAll({Error(Text(EIO), MorvVersionSignature), Error("fgets failed", MorvVersionSignature)});
 }
 } // namespace
 } // namespace Keld::Test

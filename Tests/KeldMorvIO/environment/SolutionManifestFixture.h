@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -73,6 +74,8 @@ protected:
         }
         return names;
     }
+
+    static std::string Text(int error) { return std::strerror(error); }
 
     TextFiles mFiles;
     ReaderLogCapture mLog;

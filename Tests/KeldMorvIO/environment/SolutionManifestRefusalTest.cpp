@@ -112,7 +112,7 @@ TEST_F(SolutionManifestRefusalTest, EndsAHugeCountAtTheEndOfTheFile)
     // So many projects end at the first that is not there; the number's overflow is the error that is left over.
     ExpectRefusal(
         With({"99999999999999999999"}), "projects",
-        {Error(ErrorText(ERANGE)), Error("fgets failed"), Error("Failed to read project version", ProjectsSignature)});
+        {Error(Text(ERANGE)), Error("fgets failed"), Error("Failed to read project version", ProjectsSignature)});
 }
 
 TEST_F(SolutionManifestRefusalTest, SaturatesACountInsteadOfCuttingIt)
@@ -120,7 +120,7 @@ TEST_F(SolutionManifestRefusalTest, SaturatesACountInsteadOfCuttingIt)
     // 4294967297 cut to 32 bits would be one project, and the file would load.
     ExpectRefusal(
         With({"4294967297", "client", "1.0.0.0", "1", "0"}), "projects",
-        {Error(ErrorText(ERANGE)), Error("fgets failed"), Error("Failed to read project version", ProjectsSignature)});
+        {Error(Text(ERANGE)), Error("fgets failed"), Error("Failed to read project version", ProjectsSignature)});
 
     // -4294967295 would be one, too; below 1 the next line is the number of configurations.
     errno = 0;
@@ -133,15 +133,15 @@ TEST_F(SolutionManifestRefusalTest, NamesWhatCannotBeReadFromAStream)
 {
     EXPECT_EQ(mManifest.LoadHeader(mFiles.OpenUnreadable().get()), E_FAIL);
     mLog.ExpectAll(
-        {Error(ErrorText(1)), Error("fgets failed"), Error("Failure while getting magic string", HeaderSignature)});
+        {Error(Text(1)), Error("fgets failed"), Error("Failure while getting magic string", HeaderSignature)});
 
     errno = 0;
     EXPECT_EQ(mManifest.LoadProjects(mFiles.OpenUnreadable().get()), E_FAIL);
-    mLog.ExpectAll({Error(ErrorText(EISDIR), ProjectsSignature),
-                    Error("fgets failed while reading project count", ProjectsSignature)});
+    mLog.ExpectAll(
+        {Error(Text(EISDIR), ProjectsSignature), Error("fgets failed while reading project count", ProjectsSignature)});
 
     EXPECT_EQ(mManifest.LoadConfigurations(mFiles.OpenUnreadable().get()), E_FAIL);
-    mLog.ExpectAll({Error(ErrorText(EISDIR), ConfigurationsSignature),
+    mLog.ExpectAll({Error(Text(EISDIR), ConfigurationsSignature),
                     Error("fgets failed while reading project count", ConfigurationsSignature)});
 }
 
@@ -157,8 +157,8 @@ TEST_F(SolutionManifestRefusalTest, NamesTheFieldThatCannotBeRead)
         ExpectRefusal(Sample(), section, middle);
     };
     // The texts report the stream's mark, which is 1, and the numbers the system's error.
-    const ExpectedLine text = Error(ErrorText(1));
-    const ExpectedLine number = Error(ErrorText(FailedReadError));
+    const ExpectedLine text = Error(Text(1));
+    const ExpectedLine number = Error(Text(FailedReadError));
     const auto field = [](const std::string &message, const std::string &signature)
     {
         return std::vector<ExpectedLine>{Error("fgets failed"), Error(message, signature)};
@@ -195,7 +195,7 @@ TEST_F(SolutionManifestRefusalTest, RefusesADirectoryOfItsName)
 {
     const std::string path = mFiles.Disk().MakeDirectory("solutionmanifest");
     EXPECT_EQ(mManifest.Load(path), E_FAIL);
-    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Error(ErrorText(1)), Error("fgets failed"),
+    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Error(Text(1)), Error("fgets failed"),
                     Error("Failure while getting magic string", HeaderSignature),
                     Error("Failed to load header", LoadSignature)});
 }
@@ -204,7 +204,7 @@ TEST_F(SolutionManifestRefusalTest, RefusesAFileThatIsNotThere)
 {
     const std::string path = mFiles.Disk().Path("nothing");
     EXPECT_EQ(mManifest.Load(path), E_FAIL);
-    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Error(ErrorText(ENOENT), LoadSignature),
+    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Error(Text(ENOENT), LoadSignature),
                     Error("Failed to open \"" + path + "\".", LoadSignature)});
 }
 } // namespace

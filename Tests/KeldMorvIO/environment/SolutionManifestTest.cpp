@@ -108,22 +108,22 @@ TEST_F(SolutionManifestTest, TakesAMissingCountForNoneUnlessAnErrorNumberIsLeftO
     const std::string path = mFiles.Write(ManifestLines(With({"0"})));
     errno = 0;
     EXPECT_EQ(mManifest.Load(path), S_OK);
-    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Progress(ErrorText(0), ConfigurationsSignature)});
+    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Progress(Text(0), ConfigurationsSignature)});
 
     errno = EIO;
     EXPECT_EQ(mManifest.Load(path), E_FAIL);
-    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Error(ErrorText(EIO), ConfigurationsSignature),
+    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Error(Text(EIO), ConfigurationsSignature),
                     Error("fgets failed while reading project count", ConfigurationsSignature),
                     Error("Failed to load configurations", LoadSignature)});
 
     const std::string shorter = mFiles.Write(ManifestLines(Header()));
     errno = 0;
     EXPECT_EQ(mManifest.Load(shorter), S_OK);
-    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Progress(ErrorText(0), ProjectsSignature),
-                    Progress(ErrorText(0), ConfigurationsSignature)});
+    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Progress(Text(0), ProjectsSignature),
+                    Progress(Text(0), ConfigurationsSignature)});
     errno = EIO;
     EXPECT_EQ(mManifest.Load(shorter), E_FAIL);
-    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Error(ErrorText(EIO), ProjectsSignature),
+    mLog.ExpectAll({Progress("(\"" + path + "\")", LoadSignature), Error(Text(EIO), ProjectsSignature),
                     Error("fgets failed while reading project count", ProjectsSignature),
                     Error("Failed to load projects", LoadSignature)});
 }

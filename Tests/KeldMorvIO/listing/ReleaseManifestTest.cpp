@@ -24,7 +24,6 @@ namespace
 {
 using Keld::Test::ByteImage;
 using Keld::Test::Error;
-using Keld::Test::ErrorText;
 using Keld::Test::ManifestImage;
 using Keld::Test::Progress;
 using testing::ElementsAre;
@@ -33,6 +32,13 @@ constexpr const char *signature =
     "static Keld::MORV::Reader::ReleaseManifest *Keld::MORV::Reader::ReleaseManifest::Load(const char *)";
 constexpr const char *truncated = "The release manifest is invalid.  The file may be truncated.";
 constexpr const char *noHeader = "Failure while reading header";
+
+std::string TextOf(int error)
+{
+    char text[1024];
+    std_strerror(error, text, sizeof text);
+    return text;
+}
 
 class ReleaseManifestTest : public testing::Test
 {
@@ -143,7 +149,7 @@ TEST_F(ReleaseManifestTest, FailsAtOpeningAFileThatDoesNotExist)
 TEST_F(ReleaseManifestTest, ReportsADirectoryAsAFailedRead)
 {
     EXPECT_EQ(LoadPath(mTree.MakeDirectory("releasemanifest")), nullptr);
-    ExpectLines({Error(ErrorText(1), signature), Error(noHeader, signature)});
+    ExpectLines({Error(TextOf(1), signature), Error(noHeader, signature)});
 }
 
 TEST_F(ReleaseManifestTest, DoesNotWaitForTheWriterOfAFifo)
@@ -151,7 +157,7 @@ TEST_F(ReleaseManifestTest, DoesNotWaitForTheWriterOfAFifo)
     const std::string path = mTree.Path("releasemanifest");
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     EXPECT_EQ(LoadPath(path), nullptr);
-    ExpectLines({Error(ErrorText(1), signature), Error(noHeader, signature)});
+    ExpectLines({Error(TextOf(1), signature), Error(noHeader, signature)});
 }
 
 TEST_F(ReleaseManifestTest, FindsNoHeaderInASocketWhichHasNoBytes)
@@ -177,7 +183,7 @@ TEST_F(ReleaseManifestTest, ReportsAShortReadWithTheTextOfTheStreamsError)
     std::filesystem::create_symlink("/sys/devices/system/cpu/online", path);
     ASSERT_EQ(std_file_size(path.c_str()), 4096u);
     EXPECT_EQ(LoadPath(path), nullptr);
-    ExpectLines({Progress(ErrorText(0), signature), Error(noHeader, signature)});
+    ExpectLines({Progress(TextOf(0), signature), Error(noHeader, signature)});
 }
 
 TEST_F(ReleaseManifestTest, LooksAtTheMagicBeforeTheVersionAndTheSizes)

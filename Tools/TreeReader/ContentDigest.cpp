@@ -1,10 +1,10 @@
-#include "Tools/TreeWriter/ContentDigest.h"
+#include "Tools/TreeReader/ContentDigest.h"
 
 #include <openssl/evp.h>
 
 #include <stdexcept>
 
-namespace Keld::TreeWriter
+namespace Keld::TreeReader
 {
 namespace
 {
@@ -35,17 +35,17 @@ void ContentDigest::Update(std::string_view bytes)
     Require(EVP_DigestUpdate(mContext.get(), bytes.data(), bytes.size()));
 }
 
-TreeReader::Digest ContentDigest::Finish()
+Digest ContentDigest::Finish()
 {
-    TreeReader::Digest digest;
+    Digest digest;
     Require(EVP_DigestFinal_ex(mContext.get(), digest.data(), nullptr));
     return digest;
 }
 
-TreeReader::Digest DigestOf(std::string_view content)
+Digest DigestOf(std::string_view content)
 {
     ContentDigest digest;
     digest.Update(content);
     return digest.Finish();
 }
-} // namespace Keld::TreeWriter
+} // namespace Keld::TreeReader

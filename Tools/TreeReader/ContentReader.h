@@ -1,0 +1,43 @@
+#pragma once
+
+#include "Tools/TreeReader/Fault.h"
+#include "Tools/TreeReader/Release.h"
+
+#include <functional>
+#include <limits>
+#include <string_view>
+#include <vector>
+
+namespace Keld::TreeReader
+{
+/// Takes content, piece by piece and in order. May throw; that passes through the reader.
+using ContentSink = std::function<void(std::string_view)>;
+
+struct ReadOptions
+{
+    uint64 offset = 0; ///< of the first byte wanted, from the start of the content
+    uint64 length = std::numeric_limits<uint64>::max();
+
+    /// Holds the content against the manifest's digest when all of it passes by: always for a compressed file, which is
+    /// decoded whole, and for others when the whole file is wanted.
+    bool checkDigest = true;
+};
+
+/// Reads files of any size with a bounded memory, by the library's own rules for what is damaged. Make one for each
+/// thread; it keeps its buffer from file to file. An LZMA file needs its dictionary besides, at most as large as
+/// itself.
+class ContentReader
+{
+public:
+    /// Hands the content on. A failure is found as late as it shows: pieces may have gone out before it. Its path is
+    /// the file on disk, its offset and size the stored bytes that are concerned.
+    Failure Read(const Release &release, EntryIndex file, const ReadOptions &options, const ContentSink &sink);
+
+    /// The same for a file that was located before.
+    Failure Read(const Release &release, EntryIndex file, const StoredFile &stored, const ReadOptions &options,
+                 const ContentSink &sink);
+
+private:
+    std::vector<char> mBlock; ///< what is on its way to the sink
+};
+} // namespace Keld::TreeReader

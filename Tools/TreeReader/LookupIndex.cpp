@@ -1,0 +1,29 @@
+#include "Tools/TreeReader/LookupIndex.h"
+
+#include "KeldFoundation/CStd/Hash.h"
+#include "KeldMorvIO/listing/EntryHashes.h"
+
+namespace Keld::TreeReader
+{
+LookupIndex::LookupIndex(const ManifestTree &tree, uint32 missingCount) : mTree(tree)
+{
+    std::vector<MORV::Reader::HashPair> pairs;
+    const uint32 bucketCount = MORV::Reader::BuildHashPairs(tree.GetTables(), missingCount, pairs);
+    mStarts.assign(uint_size{bucketCount} + 1, 0);
+    mEntries.reserve(pairs.size());
+    for (const auto &[bucket, entry] : pairs)
+    {
+        ++mStarts[bucket + 1];
+        mEntries.push_back(entry);
+    }
+    for (uint_size bucket = 0; bucket < bucketCount; ++bucket)
+    {
+        mStarts[bucket + 1] += mStarts[bucket];
+    }
+}
+
+uint32 LookupIndex::GetBucket(const char *path) const
+{
+    return HashPathLower(path) % static_cast<uint32>(mStarts.size() - 1);
+}
+} // namespace Keld::TreeReader

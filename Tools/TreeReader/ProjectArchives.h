@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Tools/TreeReader/VersionArchives.h"
+
+#include "KeldFoundation/version/MorvVersion.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace Keld::TreeReader
+{
+/// The archives of one project, for all its releases: each version is read when somebody first asks for it, once. Any
+/// thread may ask.
+class ProjectArchives
+{
+public:
+    /// \param projectRoot `<root>/projects/<project>`.
+    explicit ProjectArchives(std::string projectRoot) : mProjectRoot(std::move(projectRoot)) {}
+
+    const VersionArchives &GetVersion(MorvVersion version) const;
+
+private:
+    struct Slot
+    {
+        std::once_flag read;
+        std::unique_ptr<const VersionArchives> archives;
+    };
+
+    const std::string mProjectRoot;
+    mutable std::mutex mMutex;                                      ///< guards mVersions, not what the slots hold
+    mutable std::map<MorvVersion, std::unique_ptr<Slot>> mVersions; ///< a slot stays where it is
+};
+} // namespace Keld::TreeReader

@@ -1,0 +1,110 @@
+#pragma once
+
+#include "Tools/TreeReader/DiskFileCache.h"
+#include "Tools/TreeReader/Fault.h"
+#include "Tools/TreeReader/LookupIndex.h"
+#include "Tools/TreeReader/ManifestTree.h"
+#include "Tools/TreeReader/ProjectArchives.h"
+#include "Tools/TreeReader/StoredFile.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace Keld::TreeReader
+{
+/// One release of a project: what its manifest lists, and where on disk that lies. It answers as the library would,
+/// which leaves out files that are not there, and never changes a file. All of it may be asked by any thread; what
+/// costs reading is found out when somebody first asks, and kept.
+class Release
+{
+public:
+    /// The parts of a tree that all its releases share; they must outlive the release.
+    struct Shared
+    {
+        std::string projectRoot; ///< `<root>/projects/<project that the manifest names>`
+        const ProjectArchives *archives;
+        DiskFileCache *files;
+    };
+
+    /// \param directory the release's own, in which its manifest lies.
+    Release(std::string directory, std::unique_ptr<const ManifestTree> tree, const Shared &shared);
+
+    Release(const Release &) = delete;
+    Release &operator=(const Release &) = delete;
+
+    const std::string &GetDirectory() const { return mDirectory; }
+
+    /// Names, paths, sizes, digests, children: present or not.
+    const ManifestTree &GetTree() const { return *mTree; }
+
+    // As the manifest says, which counts for all places but the manifest's own.
+    std::string GetProject() const { return mTree->GetProjectName(); }
+    MorvVersion GetVersion() const { return mTree->GetReleaseVersion(); }
+
+    /// The file or directory of a path, as the library finds it: without regard to ASCII case, and no file that is
+    /// missing. The empty path is the root.
+    /// \param path canonical; one of 1,024 bytes or more, or with a leading '/', is not found.
+    EntryIndex Find(const std::string &path) const;
+
+    /// Every entry that a path may mean, missing files included: for saying why something is not found.
+    std::vector<EntryIndex> FindListed(const std::string &path) const;
+
+    /// Where a file lies, or why the library leaves it out.
+    Result<StoredFile> Locate(EntryIndex file) const;
+
+    /// Whether the library finds a file on disk.
+    bool IsPresent(EntryIndex file) const;
+
+    /// Finds out about all files of a directory, or of the whole release, at once, which costs less than one by one.
+    void SettleDirectory(EntryIndex directory) const;
+    void SettleAll(unsigned threadCount) const;
+
+    /// The files that are missing, in the order of the manifest. Settles all.
+    std::vector<EntryIndex> GetMissing(unsigned threadCount) const;
+
+    /// Whether there is any file for the library to serve. A release without one is none for it.
+    bool HasAnyFile() const;
+
+    /// The archives of a version, read when they are first asked for.
+    const VersionArchives &GetArchives(MorvVersion version) const { return mShared.archives->GetVersion(version); }
+
+    /// The versions whose archives the release needs, ascending.
+    std::vector<MorvVersion> GetArchiveVersions() const;
+
+    DiskFileCache &GetFiles() const { return *mShared.files; }
+
+private:
+    enum State : uint8
+    {
+        Unknown,
+        Present,
+        Missing
+    };
+
+    Result<StoredFile> LocatePlain(EntryIndex file, const std::string &path) const;
+    Result<StoredFile> LocateArchived(EntryIndex file, const std::string &path) const;
+    Result<StoredFile> LocateAt(EntryIndex file, const std::string &path) const;
+    Failure MakePlainPath(EntryIndex file, const std::string &path, std::string &diskPath) const;
+    bool IsFound(EntryIndex file, const std::string &path) const;
+    void SettleScanned(const std::vector<EntryIndex> &files, const std::string &directoryPath) const;
+    void SettleTogether(const std::vector<EntryIndex> &files, const std::string &directoryPath) const;
+    State GetState(EntryIndex file) const;
+    void SetState(EntryIndex file, bool isPresent) const;
+    const LookupIndex &GetListedIndex() const;
+    const LookupIndex &GetPresentIndex() const;
+    EntryIndex FindExactly(const std::string &path) const;
+
+    const std::string mDirectory;
+    const std::unique_ptr<const ManifestTree> mTree;
+    const Shared mShared;
+    const std::unique_ptr<std::atomic<uint8>[]> mStates; ///< by file number
+
+    mutable std::once_flag mListedIndexMade;
+    mutable std::unique_ptr<const LookupIndex> mListedIndex; ///< as if no file were missing
+    mutable std::once_flag mPresentIndexMade;
+    mutable std::unique_ptr<const LookupIndex> mPresentIndex; ///< for what only the library's own buckets decide
+};
+} // namespace Keld::TreeReader

@@ -1,0 +1,108 @@
+#include "Tools/TreeReader/TreeSet.h"
+
+#include "KeldFoundation/CStd/PathLimit.h"
+#include "KeldFoundation/path/Path.h"
+#include "KeldMorvIO/LogCapture.h"
+#include "KeldMorvIO/TreeWords.h"
+#include "KeldMorvIO/environment/WorkingDirectory.h"
+
+#include <optional>
+
+namespace Keld::TreeReader
+{
+namespace
+{
+constexpr const char *SolutionPrefix = "solution:";
+
+constexpr const char *Advice =
+    "change to ROOT/MORV/projects/NAME/releases/VERSION or ROOT/MORV/solutions/NAME/releases/VERSION, or name it "
+    "with -C";
+
+/// A text of the form "NAME/VERSION", which names a release whether or not there is one.
+std::optional<ReleaseName> ParseReleaseName(std::string text)
+{
+    ReleaseName name;
+    name.isSolution = text.starts_with(SolutionPrefix);
+    if (name.isSolution)
+    {
+        text.erase(0, std::string(SolutionPrefix).size());
+    }
+    const std::size_t slash = text.find('/');
+    const bool isPair = slash != std::string::npos && slash > 0 && text.find('/', slash + 1) == std::string::npos;
+    if (!isPair || !ParseVersion(text.c_str() + slash + 1, &name.version))
+    {
+        return std::nullopt;
+    }
+    name.name = text.substr(0, slash);
+    const bool isDirectoryWord = name.name == "." || name.name == "..";
+    return isDirectoryWord ? std::nullopt : std::optional<ReleaseName>(name);
+}
+} // namespace
+
+Result<Reference> ResolveDirectory(const std::string &directory)
+{
+    char path[PathBufferSize];
+    auto type = MORV::Reader::RuntimeTypeProject;
+    Reference reference;
+    const MORV::Reader::LogCapture quiet;
+    const bool resolved =
+        CanonicalizePathBounded(directory.c_str(), path, sizeof path, 0) &&
+        MORV::Reader::GetProjectTypeNameAndVersion(path, type, reference.name.name, reference.name.version);
+    if (!resolved)
+    {
+        return Fault{FaultKind::NoRelease, directory, std::string("lies in no release: ") + Advice};
+    }
+    reference.name.isSolution = type == MORV::Reader::RuntimeTypeSolution;
+    reference.root = Tree::FindRoot(path);
+    if (reference.root.empty())
+    {
+        return Fault{FaultKind::NoRelease, directory,
+                     std::string("lies in no directory named ") + MORV::Reader::RootDirectory +
+                         ", and by that name alone the library finds a tree: rename its root"};
+    }
+    return reference;
+}
+
+Result<Reference> ResolveReference(const std::string &text, const std::string &workingDirectory,
+                                   const std::string &root)
+{
+    if (text.empty())
+    {
+        return ResolveDirectory(workingDirectory);
+    }
+    const std::optional<ReleaseName> name = ParseReleaseName(text);
+    if (!name)
+    {
+        return ResolveDirectory(text.front() == '/' ? text : workingDirectory + "/" + text);
+    }
+    const std::string found = root.empty() ? Tree::FindRoot(workingDirectory) : root;
+    if (found.empty())
+    {
+        return Fault{FaultKind::NoRelease, text,
+                     "names a release of a tree, but " + workingDirectory + " lies in none: name one with -C"};
+    }
+    return Reference{found, *name};
+}
+
+Tree &TreeSet::GetTree(const std::string &root)
+{
+    const std::lock_guard<std::mutex> lock(mMutex);
+    std::unique_ptr<Tree> &tree = mTrees[root];
+    if (tree == nullptr)
+    {
+        tree = std::make_unique<Tree>(root);
+    }
+    return *tree;
+}
+
+Result<View> TreeSet::Open(const Reference &reference)
+{
+    return View::Open(GetTree(reference.root), reference.name);
+}
+
+Result<View> TreeSet::Open(const std::string &text, const std::string &workingDirectory, const std::string &root)
+{
+    const Result<Reference> reference = ResolveReference(text, workingDirectory, root);
+    return reference ? Open(*reference) : Result<View>(reference.GetFault());
+}
+} // namespace Keld::TreeReader

@@ -1,0 +1,131 @@
+#include "Tools/TreeReader/VersionArchives.h"
+
+#include "KeldFoundation/CStd/Hash.h"
+#include "KeldFoundation/file/FileIterator.h"
+#include "KeldMorvIO/archive/ArchiveFormat.h"
+
+#include <limits>
+
+#include <unistd.h>
+
+namespace Keld::TreeReader
+{
+using MORV::Reader::ArchiveFile;
+
+namespace
+{
+// No index of the format reaches farther: its offsets have 32 bits, and behind the last one there are only texts.
+constexpr uint64 LargestIndex = std::numeric_limits<uint32>::max();
+
+constexpr int EveryEntry = 0; // as the flags of an enumeration
+
+/// The names that the library would load, in its order, which is the file system's own.
+std::vector<std::string> IndexNames(const std::string &directory)
+{
+    // The enumeration passes its pattern through one buffer of the process.
+    static std::mutex enumerating;
+    const std::lock_guard<std::mutex> lock(enumerating);
+    const std::string pattern = directory + "/*." + MORV::Reader::ArchiveIndexExtension;
+    std::vector<std::string> names;
+    const auto iterator = File::CreateFileIterator(pattern.c_str(), EveryEntry);
+    for (; iterator->IsValid(); iterator->Next())
+    {
+        if (!iterator->IsDirectory())
+        {
+            names.emplace_back(iterator->GetName());
+        }
+    }
+    return names;
+}
+
+/// A system that is out of descriptors says nothing about the index.
+Fault UnreadableIndexFault(Fault fault)
+{
+    if (fault.kind != FaultKind::NoDescriptors)
+    {
+        fault.kind = FaultKind::UnreadableIndex;
+        fault.text += "; the library deletes such an index where it may write";
+    }
+    return fault;
+}
+} // namespace
+
+Archive::Archive(std::string indexPath, std::string name, std::unique_ptr<const ArchiveFile> index)
+    : mIndexPath(std::move(indexPath)), mName(std::move(name)),
+      mDataPath(mIndexPath + "." + MORV::Reader::ArchiveDataExtension), mIndex(std::move(index))
+{
+}
+
+const Failure &Archive::CheckData(DiskFileCache &files) const
+{
+    std::call_once(mDataChecked,
+                   [&]
+                   {
+                       const auto file = files.Open(mDataPath);
+                       if (!file)
+                       {
+                           mDataFailure = file.GetFault();
+                       }
+                   });
+    return mDataFailure;
+}
+
+VersionArchives::VersionArchives(std::string directory) : mDirectory(std::move(directory))
+{
+    for (const std::string &name : IndexNames(mDirectory))
+    {
+        Load(name);
+    }
+    if (mArchives.empty() && mFaults.empty())
+    {
+        const bool isReadable = eaccess(mDirectory.c_str(), R_OK | X_OK) == 0;
+        mFaults.push_back(isReadable ? Fault{FaultKind::NoArchives, mDirectory, "holds no archive"}
+                                     : ExplainSystemError(mDirectory, errno));
+    }
+}
+
+/// A file of size 0 is no archive; one with a good form whose sizes add up to nothing is one, of which nothing is
+/// found.
+void VersionArchives::Load(const std::string &name)
+{
+    const std::string path = mDirectory + "/" + name;
+    Result<std::vector<char>> image = ReadFileImage(path, LargestIndex);
+    if (!image)
+    {
+        mFaults.push_back(UnreadableIndexFault(image.GetFault()));
+        return;
+    }
+    auto index = std::make_unique<ArchiveFile>();
+    if (!index->Adopt(*image))
+    {
+        mFaults.push_back({FaultKind::BadIndex, path,
+                           "is no archive index, or a damaged one; the library deletes it where it may write"});
+        return;
+    }
+    if (index->GetTotalSize() == 0)
+    {
+        mFaults.push_back({FaultKind::EmptyIndex, path,
+                           "is an archive index whose files have no bytes; the library deletes it where it may write"});
+        return;
+    }
+    mArchives.push_back(std::make_unique<const Archive>(path, name, std::move(index)));
+}
+
+ArchiveHit VersionArchives::Find(const char *path) const
+{
+    if (*path == '\0')
+    {
+        return {};
+    }
+    const uint32 hash = HashName(path);
+    for (const std::unique_ptr<const Archive> &archive : mArchives)
+    {
+        const int32 record = archive->GetIndex().FindEntryIndex(hash, path);
+        if (record >= 0)
+        {
+            return {archive.get(), static_cast<uint32>(record)};
+        }
+    }
+    return {};
+}
+} // namespace Keld::TreeReader

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "Tools/TreeReader/DiskFileCache.h"
+#include "Tools/TreeReader/Fault.h"
+
+#include "KeldMorvIO/archive/ArchiveFile.h"
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace Keld::TreeReader
+{
+/// One usable archive: its index in memory, and its data file by name.
+class Archive
+{
+public:
+    /// Takes over the index, which has read its image.
+    Archive(std::string indexPath, std::string name, std::unique_ptr<const MORV::Reader::ArchiveFile> index);
+
+    const std::string &GetName() const { return mName; } ///< of the index file, without directory
+    const std::string &GetIndexPath() const { return mIndexPath; }
+    const std::string &GetDataPath() const { return mDataPath; }
+
+    /// Records, their paths, and the search: what the reader has for an index.
+    const MORV::Reader::ArchiveFile &GetIndex() const { return *mIndex; }
+
+    /// Whether the data file can be opened; asked once.
+    const Failure &CheckData(DiskFileCache &files) const;
+
+private:
+    const std::string mIndexPath;
+    const std::string mName;
+    const std::string mDataPath;
+    const std::unique_ptr<const MORV::Reader::ArchiveFile> mIndex;
+    mutable std::once_flag mDataChecked;
+    mutable Failure mDataFailure;
+};
+
+/// Where an archive holds a path.
+struct ArchiveHit
+{
+    const Archive *archive = nullptr; ///< null when no archive does
+    uint32 record = 0;                ///< of its index
+};
+
+/// All archives of one version of a project, read once, in the library's order. What the library would delete is left
+/// out and left where it is. Does not change afterwards; any thread may search.
+class VersionArchives
+{
+public:
+    explicit VersionArchives(std::string directory);
+
+    const std::string &GetDirectory() const { return mDirectory; }
+    const std::vector<std::unique_ptr<const Archive>> &GetArchives() const { return mArchives; }
+
+    /// The index files that give no archive, with the reason; the library deletes them. Also why there is none at all.
+    const std::vector<Fault> &GetFaults() const { return mFaults; }
+
+    /// The first archive that holds a virtual path, as the library searches: several may.
+    ArchiveHit Find(const char *path) const;
+
+private:
+    void Load(const std::string &name);
+
+    const std::string mDirectory;
+    std::vector<std::unique_ptr<const Archive>> mArchives;
+    std::vector<Fault> mFaults;
+};
+} // namespace Keld::TreeReader
