@@ -154,7 +154,7 @@ TEST_F(ContentReaderTest, DamagedCompressedDataIsNamedWithItsRange)
     for (const Compression compression : {Compression::Zlib, Compression::Lzma})
     {
         PackAs(Storage::Archive, compression);
-        FlipByte(DataFile(), 20'000);
+        FlipByte(DataFile(), 5'000);
         const uint64 size = std::filesystem::file_size(mTree.Path(DataFile()));
         ExpectFailure(FaultKind::DamagedData,
                       std::string("damaged ") + NameOf(compression) + " data in bytes 0 to " + std::to_string(size));

@@ -4,8 +4,10 @@
 #include "KeldFoundation/file/FileIterator.h"
 #include "KeldMorvIO/archive/ArchiveFormat.h"
 
+#include <cerrno>
 #include <limits>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace Keld::TreeReader
@@ -36,6 +38,18 @@ std::vector<std::string> IndexNames(const std::string &directory)
         }
     }
     return names;
+}
+
+// Whether a directory can be read and entered. If not, `errno` tells why: the enumeration only finds nothing.
+bool IsUsable(const std::string &directory)
+{
+    const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0)
+    {
+        return false;
+    }
+    close(descriptor);
+    return eaccess(directory.c_str(), X_OK) == 0;
 }
 
 /// A system that is out of descriptors says nothing about the index.
@@ -78,9 +92,8 @@ VersionArchives::VersionArchives(std::string directory) : mDirectory(std::move(d
     }
     if (mArchives.empty() && mFaults.empty())
     {
-        const bool isReadable = eaccess(mDirectory.c_str(), R_OK | X_OK) == 0;
-        mFaults.push_back(isReadable ? Fault{FaultKind::NoArchives, mDirectory, "holds no archive"}
-                                     : ExplainSystemError(mDirectory, errno));
+        mFaults.push_back(IsUsable(mDirectory) ? Fault{FaultKind::NoArchives, mDirectory, "holds no archive"}
+                                               : ExplainSystemError(mDirectory, errno));
     }
 }
 

@@ -198,7 +198,8 @@ TEST_F(WildcardSearchTest, ANameThatBreaksOffEveryRunIsReadOnce)
 {
     // Two million places, at each of which a thousand characters match: a search that began anew would take minutes.
     const std::string name(2'000'000, 'a');
-    const std::string run = std::string(1000, 'a') + "b";
+    std::string run(1000, 'a');
+    run += 'b';
     EXPECT_FALSE(std_wildcard_match(name.c_str(), ("*" + run).c_str()));
     EXPECT_TRUE(std_wildcard_match((name + "b").c_str(), ("*" + run).c_str()));
 }
