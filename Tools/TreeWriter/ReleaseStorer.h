@@ -11,6 +11,16 @@
 
 namespace Keld::TreeWriter
 {
+/// A large file that is being stored piece by piece.
+struct LargeFile
+{
+    std::optional<FileOutput> plain;
+    ArchiveWriter *archive = nullptr;
+    std::optional<ZlibJoiner> joiner;
+    ContentDigest digest;
+    bool growsTooLarge = false; ///< compression does not pay
+};
+
 /// Puts what was made of the planned files into the staging directory, in the order of the plan, and completes the
 /// plan's entries. All on one thread.
 class ReleaseStorer
@@ -40,16 +50,6 @@ private:
         ArchiveWriter *archive;
         ArchiveRange range;
         uint32 flags;
-    };
-
-    /// A large file that is being stored piece by piece.
-    struct LargeFile
-    {
-        std::optional<FileOutput> plain;
-        ArchiveWriter *archive = nullptr;
-        std::optional<ZlibJoiner> joiner;
-        ContentDigest digest;
-        bool growsTooLarge = false; ///< compression does not pay
     };
 
     void TakePlain(std::size_t file);
