@@ -119,11 +119,12 @@ TEST_F(ReleaseTest, AnIndexWithoutReadPermissionIsOneThatTheLibraryDeletes)
 TEST_F(ReleaseTest, WithoutDescriptorsNothingIsCalledMissing)
 {
     const View view = Open();
+    const auto listed = view.GetRelease(0).FindListed("stored.raw").at(0); // the sanitizers need descriptors for it
     struct rlimit limit = {};
     getrlimit(RLIMIT_NOFILE, &limit);
     const struct rlimit none = {3, limit.rlim_max};
     setrlimit(RLIMIT_NOFILE, &none);
-    const auto location = view.GetRelease(0).Locate(view.GetRelease(0).FindListed("stored.raw").at(0));
+    const auto location = view.GetRelease(0).Locate(listed);
     setrlimit(RLIMIT_NOFILE, &limit);
     ASSERT_FALSE(location);
     EXPECT_NE(location.GetFault().GetMessage().find("no descriptors are left: this process may hold 3 files open"),
