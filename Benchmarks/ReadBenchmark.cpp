@@ -1,10 +1,12 @@
 // What does a read through the request pool cost beside the bare system call, and a read of a decompressed file beside
 // the bare copy? The first of each pair is the limit.
 
+#include "KeldMorvIO/Public/KeldMorvIO.h"
 #include "KeldMorvIO/blocks/AsyncRequest.h"
 #include "KeldMorvIO/blocks/UncompressedBlocks.h"
 #include "Support/CompressedStream.h"
 #include "Support/TempTree.h"
+#include "Support/TestTree.h"
 
 #include <benchmark/benchmark.h>
 
@@ -70,6 +72,26 @@ void PlainRead_AsyncRead(benchmark::State &state)
     SetBytes(state);
 }
 
+void PlainRead_MorvRead(benchmark::State &state)
+{
+    const Test::TestTree tree;
+    const auto size = static_cast<uint32>(state.range(0));
+    std::string buffer(size, '\0');
+    const std::string directory = tree.Project("bench", "1.0.0.0", {{"data", Test::RandomBytes(FileSize, 1)}});
+    MorvInitialize(0, 0, 0, directory.c_str());
+    OpenFileHandle *const handle = MorvOpenFile("data");
+    uint32 offset = 0;
+    for ([[maybe_unused]] auto _ : state)
+    {
+        uint32 bytesRead = 0;
+        benchmark::DoNotOptimize(MorvRead(handle, offset, size, &bytesRead, buffer.data()));
+        offset = NextOffset(offset, size);
+    }
+    MorvCloseFile(handle);
+    MorvShutdown();
+    SetBytes(state);
+}
+
 void BlockRead_BareCopy(benchmark::State &state)
 {
     const std::string source = Test::RandomBytes(FileSize, 2);
@@ -105,8 +127,14 @@ void BlockRead_UncompressedBlocks(benchmark::State &state)
     SetBytes(state);
 }
 
-BENCHMARK(PlainRead_BarePread)->Arg(4 << 10)->Arg(64 << 10)->Arg(1 << 20)->MeasureProcessCPUTime()->UseRealTime();
-BENCHMARK(PlainRead_AsyncRead)->Arg(4 << 10)->Arg(64 << 10)->Arg(1 << 20)->MeasureProcessCPUTime()->UseRealTime();
+void PlainSizes(benchmark::internal::Benchmark *benchmark)
+{
+    benchmark->Arg(64)->Arg(4 << 10)->Arg(64 << 10)->Arg(1 << 20)->MeasureProcessCPUTime()->UseRealTime();
+}
+
+BENCHMARK(PlainRead_BarePread)->Apply(PlainSizes);
+BENCHMARK(PlainRead_AsyncRead)->Apply(PlainSizes);
+BENCHMARK(PlainRead_MorvRead)->Apply(PlainSizes);
 BENCHMARK(BlockRead_BareCopy)->Arg(64)->Arg(4 << 10)->Arg(512 << 10);
 BENCHMARK(BlockRead_UncompressedBlocks)->Arg(64)->Arg(4 << 10)->Arg(512 << 10);
 } // namespace

@@ -1,6 +1,5 @@
 #include "Consumer/WholeTrace/Scenario.h"
 
-#include "Support/ReadThreads.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -30,7 +29,6 @@ using Stream = std::unique_ptr<std::FILE, StreamCloser>;
     auto *const trace = new Trace(descriptor);
     try
     {
-        LimitReadThreads();
         auto *const tree = new TraceTree(disk, *trace);
         std::filesystem::current_path(tree->Path("")); // where a call that starts the library by itself looks
         TracedLibrary library(*trace);

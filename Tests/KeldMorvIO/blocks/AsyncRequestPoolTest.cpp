@@ -15,7 +15,6 @@
 namespace Keld::MORV::Reader
 {
 using Test::InterruptingSignal;
-using Test::Pipe;
 
 namespace
 {
@@ -74,44 +73,6 @@ TEST(AsyncRequestPoolTest, HandsOutASlotCleared)
     EXPECT_STREQ(request->mErrorText, "");
     EXPECT_EQ(request->mControlBlock->aio_nbytes, 0U);
     AsyncRelease(request);
-}
-
-TEST(AsyncRequestPoolTest, LetsFourReadsRunAndTheFifthSleep)
-{
-    const std::array<Pipe, 5> pipes;
-    std::array<std::array<char, 4>, 5> buffers{};
-    std::array<AsyncRequest *, 4> requests{};
-    for (uint_size index = 0; index < requests.size(); ++index)
-    {
-        requests[index] = AsyncBeginRead(pipes[index].File(), 0, 4, buffers[index].data());
-        ASSERT_NE(requests[index], nullptr);
-        EXPECT_EQ(requests[index]->mFile, pipes[index].File());
-    }
-    pipes[4].Write("five");
-    std::atomic<bool> released = false;
-    std::atomic<bool> releasedBefore = false;
-    std::thread fifth(
-        [&]
-        {
-            uint32 bytesRead = 0;
-            EXPECT_TRUE(AsyncRead(pipes[4].File(), 0, 4, &bytesRead, buffers[4].data()));
-            EXPECT_EQ(bytesRead, 4U);
-            releasedBefore = released.load();
-        });
-    for (uint_size index = 0; index < requests.size(); ++index)
-    {
-        pipes[index].Write("data");
-        EXPECT_EQ(AsyncGetBytesRead(requests[index]), 4);
-    }
-    released = true;
-    AsyncRelease(requests[2]);
-    fifth.join();
-    EXPECT_TRUE(releasedBefore) << "the fifth read found a slot that was not free";
-    for (const uint_size index : {0U, 1U, 3U})
-    {
-        AsyncRelease(requests[index]);
-    }
-    EXPECT_EQ(std::string(buffers[4].data(), 4), "five");
 }
 
 TEST(AsyncRequestPoolTest, TakesTheFirstFreeSlot)

@@ -28,32 +28,30 @@ void ClearResults(AsyncRequest &request)
 
 void StoreResult(AsyncRequest &request)
 {
-    request.mError = aio_error(request.mControlBlock);
-    request.mBytesRead = static_cast<int32>(aio_return(request.mControlBlock));
+    request.mError = AioError(*request.mControlBlock);
+    request.mBytesRead = static_cast<int32>(AioReturn(*request.mControlBlock));
     request.mFile = AsyncFile::Null;
 }
 
 // Waits without limit until the platform has done with a control block; at once for one that was never started. A
 // signal handler of the consumer ends the platform's wait early. The read goes on and still writes to the caller's
 // buffer, so the wait starts again.
-int WaitForPlatform(const aiocb &controlBlock)
+int WaitForPlatform(const AioControlBlock &controlBlock)
 {
-    const aiocb *const list[] = {&controlBlock};
     int result = 0;
-    while (aio_error(&controlBlock) == EINPROGRESS)
+    while (AioError(controlBlock) == EINPROGRESS)
     {
-        result = aio_suspend(list, 1, nullptr);
+        result = AioSuspend(controlBlock, nullptr);
     }
     return result;
 }
 
-int WaitForPlatformAtMost(const aiocb &controlBlock, uint32 timeoutMs)
+int WaitForPlatformAtMost(const AioControlBlock &controlBlock, uint32 timeoutMs)
 {
-    const aiocb *const list[] = {&controlBlock};
     timespec limit{};
     limit.tv_sec = static_cast<time_t>(timeoutMs / 1000);
     limit.tv_nsec = static_cast<long>(timeoutMs % 1000) * 1'000'000;
-    return aio_suspend(list, 1, &limit);
+    return AioSuspend(controlBlock, &limit);
 }
 } // namespace
 
@@ -82,7 +80,7 @@ AsyncRequest *AsyncRequestPool::AsyncAcquire()
     {
         return nullptr; // the count taken above stays taken
     }
-    std_bzero(request->mControlBlock, sizeof(aiocb));
+    std_bzero(request->mControlBlock, sizeof(AioControlBlock));
     request->mControlBlock->aio_sigevent.sigev_notify = SIGEV_NONE; // the end of a read is noticed by waiting alone
     AsyncReset(*request);
     return request;
@@ -136,13 +134,13 @@ void AsyncRequestPool::AsyncReset(AsyncRequest &request)
 
 void AsyncRequestPool::Start(AsyncRequest &request, AsyncFile file, uint64 offset, uint32 size, void *buffer)
 {
-    aiocb &controlBlock = *request.mControlBlock;
+    AioControlBlock &controlBlock = *request.mControlBlock;
     controlBlock.aio_fildes = static_cast<int>(file);
     controlBlock.aio_offset = static_cast<off_t>(offset);
     controlBlock.aio_buf = buffer;
     controlBlock.aio_nbytes = size;
     controlBlock.aio_lio_opcode = LIO_READ;
-    if (aio_read(&controlBlock) != 0)
+    if (AioRead(controlBlock) != 0)
     {
         request.mError = errno;
         return;

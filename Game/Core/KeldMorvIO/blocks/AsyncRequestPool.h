@@ -3,20 +3,19 @@
 #include "KeldFoundation/CStd/BasicTypes.h"
 #include "KeldFoundation/sync/Mutex.h"
 #include "KeldFoundation/sync/Semaphore.h"
+#include "KeldMorvIO/blocks/AioCalls.h"
 #include "KeldMorvIO/blocks/AsyncFile.h"
-
-#include <aio.h>
 
 namespace Keld::MORV::Reader
 {
 /// One slot of the pool: one read, from its start to its collected result.
 struct AsyncRequest
 {
-    AsyncFile mFile;      ///< not null: a read was given to the platform, and its result was not collected
-    aiocb *mControlBlock; ///< set once by the pool, never changed
-    int32 mBytesRead;     ///< as `aio_return` gave it
-    int32 mError;         ///< as `aio_error` gave it, or the `errno` of a start that failed
-    char mErrorText[100]; ///< filled on demand; empty until then
+    AsyncFile mFile;                ///< not null: a read was begun, and its result was not collected
+    AioControlBlock *mControlBlock; ///< set once by the pool, never changed
+    int32 mBytesRead;               ///< as `AioReturn` gave it
+    int32 mError;                   ///< as `AioError` gave it, or the `errno` of a start that failed
+    char mErrorText[100];           ///< filled on demand; empty until then
 };
 
 /// The request slots: their number is what limits the reads in flight. Order of taking: semaphore, then mutex.
@@ -56,8 +55,8 @@ private:
     AsyncRequest *TakeFreeSlot();
 
     AsyncRequest mRequests[SlotCount];
-    aiocb mControlBlocks[SlotCount]; ///< entry i belongs to slot i
-    bool mInUse[SlotCount];          ///< guarded by mMutex
+    AioControlBlock mControlBlocks[SlotCount]; ///< entry i belongs to slot i
+    bool mInUse[SlotCount];                    ///< guarded by mMutex
     Mutex mMutex;
     Semaphore mSemaphore; ///< one count for each free slot; below the mutex, so that it is destroyed first
 };
