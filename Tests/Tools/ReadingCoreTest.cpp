@@ -199,7 +199,7 @@ protected:
         EXPECT_EQ(library.GetListings()[hit.layer], listing);
         ASSERT_EQ(view.IsDirectory(hit), ProjectListing::IsDirectory(entry));
         EXPECT_STREQ(view.GetRelease(hit.layer).GetTree().GetName(hit.entry),
-                     MORV::Reader::GetListingEntry(entry).mName);
+                     MORV::Reader::GetListingEntry(entry).mName.Get());
         if (!view.IsDirectory(hit))
         {
             CompareContent(view, hit, *listing, entry);

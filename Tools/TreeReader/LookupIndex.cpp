@@ -7,8 +7,9 @@ namespace Keld::TreeReader
 {
 LookupIndex::LookupIndex(const ManifestTree &tree, uint32 missingCount) : mTree(tree)
 {
+    std::vector<uint32> hashes;
     std::vector<MORV::Reader::HashPair> pairs;
-    const uint32 bucketCount = MORV::Reader::BuildHashPairs(tree.GetTables(), missingCount, pairs);
+    const uint32 bucketCount = MORV::Reader::BuildHashPairs(tree.GetTables(), missingCount, hashes, pairs);
     mStarts.assign(uint_size{bucketCount} + 1, 0);
     mEntries.reserve(pairs.size());
     for (const auto &[bucket, entry] : pairs)

@@ -24,7 +24,7 @@ class ListingConstructionTest : public testing::Test
 protected:
     static const ProjectListing::ArchiveFile &ArchiveRecord(const FileEntry *entry)
     {
-        return *static_cast<const ProjectListing::ArchiveFile *>(entry->mOpenState);
+        return *static_cast<const ProjectListing::ArchiveFile *>(entry->mOpenState.Get());
     }
 
     ReaderLogCapture mLog;
@@ -177,7 +177,7 @@ TEST_F(ListingConstructionTest, KeepsAllStringDataAlsoOfDroppedFiles)
     const auto listing = mTree.Load();
     ASSERT_NE(listing, nullptr);
     // The root's name is the first string, and the string data is the tail of the block.
-    const char *const copied = GetListingEntry(listing->FindEntry("")).mName;
+    const char *const copied = GetListingEntry(listing->FindEntry("")).mName.Get();
     EXPECT_EQ(std::string(copied, strings.size()), strings);
     EXPECT_NE(strings.find("lost.txt"), std::string::npos);
 }
@@ -206,7 +206,7 @@ TEST_F(ListingConstructionTest, GivesPlainFilesAClosedOpenStateOfTheirOwn)
         ASSERT_NE(entry->mOpenState, nullptr) << path;
         EXPECT_EQ(entry->mOpenState->GetReferenceCount(), 0u) << path;
         EXPECT_EQ(entry->mOpenState->GetFile(), AsyncFile::Null) << path;
-        states.insert(entry->mOpenState);
+        states.insert(entry->mOpenState.Get());
     }
     EXPECT_EQ(states.size(), 4u);
 }
@@ -276,7 +276,7 @@ TEST_F(ListingConstructionTest, KeepsAFileThatNoDirectoryHoldsWithoutListingIt)
     const FileEntry *orphan = nullptr;
     for (const FileEntry *const entry : ChainOf(*listing))
     {
-        orphan = std::string("b.txt") == GetListingEntry(entry).mName ? entry : orphan;
+        orphan = std::string("b.txt") == GetListingEntry(entry).mName.Get() ? entry : orphan;
     }
     ASSERT_NE(orphan, nullptr);
     EXPECT_EQ(orphan->mOpenState, nullptr);
@@ -306,7 +306,7 @@ TEST_F(ListingConstructionTest, KeepsADirectoryThatNoDirectoryHoldsOutOfReach)
     LogRecorder::Clear();
     for (const FileEntry *const entry : ChainOf(*listing))
     {
-        const std::string name = GetListingEntry(entry).mName;
+        const std::string name = GetListingEntry(entry).mName.Get();
         if (name == "d" || name == "b.txt")
         {
             EXPECT_FALSE(listing->Open(entry)) << name;

@@ -54,11 +54,11 @@ TEST_F(ListingHashTest, PutsEveryEntryIntoTheBucketOfItsPathOnce)
     EXPECT_EQ(std::set<const FileEntry *>(chain.begin(), chain.end()).size(), chain.size());
     for (uint32 index = 0; index < header.mBucketCount; ++index)
     {
-        const HashBucket &bucket = listing->GetBuckets()[index];
-        for (uint32 slot = 0; slot < bucket.mCount; ++slot)
+        for (const HashSlot &slot : listing->GetBucket(index))
         {
-            const std::string path = ProjectListing::GetFilePath(bucket.mFirst[slot]);
-            EXPECT_EQ(HashPathLower(path.c_str()) % header.mBucketCount, index) << path;
+            const std::string path = ProjectListing::GetFilePath(slot.mEntry);
+            EXPECT_EQ(slot.mHash, HashPathLower(path.c_str())) << path;
+            EXPECT_EQ(slot.mHash % header.mBucketCount, index) << path;
         }
     }
 }
@@ -75,7 +75,7 @@ TEST_F(ListingHashTest, FindsTheLongestPathsThatCanBeAskedFor)
     {
         const FileEntry *const entry = listing->FindEntry(path.c_str());
         ASSERT_NE(entry, nullptr);
-        EXPECT_EQ(GetListingEntry(entry).mName, path.substr(path.find('/') + 1));
+        EXPECT_EQ(GetListingEntry(entry).mName.Get(), path.substr(path.find('/') + 1));
     }
     EXPECT_EQ(ChainOf(*listing).size(), 6u);
     EXPECT_EQ(NamesIn(listing->FindEntry("")), (std::vector<std::string>{"dir/", name, longer, longer + "x"}));
@@ -100,16 +100,14 @@ TEST_F(ListingHashTest, KeepsOneChainInARow)
     }
     const auto listing = mTree.Load();
     ASSERT_NE(listing, nullptr);
-    const FileEntry *const *next = nullptr;
+    const HashSlot *next = listing->GetSlots().data();
     for (uint32 index = 0; index < listing->GetHeader().mBucketCount; ++index)
     {
-        const HashBucket &bucket = listing->GetBuckets()[index];
-        if (bucket.mCount != 0)
-        {
-            EXPECT_TRUE(next == nullptr || next == bucket.mFirst);
-            next = bucket.mFirst + bucket.mCount;
-        }
+        const std::span<const HashSlot> bucket = listing->GetBucket(index);
+        EXPECT_EQ(bucket.data(), next);
+        next = bucket.data() + bucket.size();
     }
+    EXPECT_EQ(next, listing->GetSlots().data() + listing->GetSlots().size());
 }
 } // namespace
 } // namespace Keld::MORV::Reader

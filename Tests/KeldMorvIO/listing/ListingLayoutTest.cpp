@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <set>
 
 namespace Keld::MORV::Reader
 {
@@ -17,39 +18,45 @@ ListingCounts Counts(uint32 directories, uint32 archived, uint32 managed, uint32
 
 TEST(ListingLayout, HasRecordsOfTheKnownSizes)
 {
-    EXPECT_EQ(sizeof(ListingHeader), 24u);
-    EXPECT_EQ(sizeof(HashBucket), 16u);
-    EXPECT_EQ(sizeof(DirectoryEntry), 48u);
-    EXPECT_EQ(sizeof(ProjectListing::FileEntry), 48u);
+    EXPECT_EQ(sizeof(ListingHeader), 20u);
+    EXPECT_EQ(sizeof(HashBucket), 4u);
+    EXPECT_EQ(sizeof(HashSlot), 8u);
+    EXPECT_EQ(sizeof(DirectoryEntry), 24u);
+    EXPECT_EQ(sizeof(ProjectListing::FileEntry), 36u);
     EXPECT_EQ(sizeof(ProjectListing::FileHandleHeader), 12u);
     EXPECT_EQ(sizeof(ProjectListing::FileInfo), 8u);
-    EXPECT_EQ(sizeof(ProjectListing::ArchiveFile), 48u);
+    EXPECT_EQ(sizeof(ProjectListing::ArchiveFile), 32u);
 }
 
 TEST(ListingLayout, PutsOneRegionBehindTheOther)
 {
     ListingLayout layout{};
     ASSERT_TRUE(ComputeListingLayout(Counts(2, 3, 4, 5, 17), layout));
-    // 14 entries, hence 13 buckets.
-    EXPECT_EQ(layout.mBuckets, 24u);
-    EXPECT_EQ(layout.mChain, 24u + 13 * 16);
-    EXPECT_EQ(layout.mOwner, 232u + 14 * 8);
-    EXPECT_EQ(layout.mDirectories, 344u + 8);
-    EXPECT_EQ(layout.mFiles, 352u + 2 * 48);
-    EXPECT_EQ(layout.mFileHandleHeader, 448u + 12 * 48);
-    EXPECT_EQ(layout.mArchiveFiles, 1024u + 16);
-    EXPECT_EQ(layout.mManagedFiles, 1040u + 3 * 48);
-    EXPECT_EQ(layout.mNakedFiles, 1184u + 4 * 8);
-    EXPECT_EQ(layout.mStrings, 1216u + 5 * 8);
-    EXPECT_EQ(layout.mSize, 1256u + 17);
+    // 14 entries, hence 13 buckets, and one record more for the end of the last.
+    EXPECT_EQ(layout.mBuckets, 20u);
+    EXPECT_EQ(layout.mChain, 20u + 14 * 4);
+    EXPECT_EQ(layout.mOwner, 76u + 14 * 8 + 4);
+    EXPECT_EQ(layout.mDirectories, 192u + 8);
+    EXPECT_EQ(layout.mFiles, 200u + 2 * 24);
+    EXPECT_EQ(layout.mFileHandleHeader, 248u + 12 * 36);
+    EXPECT_EQ(layout.mArchiveFiles, 680u + 16);
+    EXPECT_EQ(layout.mManagedFiles, 696u + 3 * 32);
+    EXPECT_EQ(layout.mNakedFiles, 792u + 4 * 8);
+    EXPECT_EQ(layout.mStrings, 824u + 5 * 8);
+    EXPECT_EQ(layout.mSize, 864u + 17);
 }
 
 TEST(ListingLayout, AlignsTheArchiveRecordsBehindTheHandleHeader)
 {
-    ListingLayout layout{};
-    ASSERT_TRUE(ComputeListingLayout(Counts(1, 1, 0, 0, 1), layout));
-    EXPECT_EQ(layout.mArchiveFiles % alignof(ProjectListing::ArchiveFile), 0u);
-    EXPECT_EQ(layout.mArchiveFiles, layout.mFileHandleHeader + 16);
+    std::set<uint_size> distances;
+    for (uint32 directories = 1; directories < 5; ++directories)
+    {
+        ListingLayout layout{};
+        ASSERT_TRUE(ComputeListingLayout(Counts(directories, directories, 0, 0, 1), layout));
+        EXPECT_EQ(layout.mArchiveFiles % alignof(ProjectListing::ArchiveFile), 0u);
+        distances.insert(layout.mArchiveFiles - layout.mFileHandleHeader);
+    }
+    EXPECT_EQ(distances, (std::set<uint_size>{12, 16}));
 }
 
 TEST(ListingLayout, RoundsOnlyWhereARecordNeedsIt)
@@ -84,7 +91,7 @@ TEST(ListingLayout, RefusesStringsThatReachPastTheLimit)
 TEST(ListingLayout, RefusesEachRegionThatReachesPastTheLimit)
 {
     constexpr uint32 most = std::numeric_limits<uint32>::max();
-    constexpr uint32 justTooMany = 0x80000000u / 48 + 1;
+    constexpr uint32 justTooMany = 0x80000000u / sizeof(DirectoryEntry) + 1;
     ListingLayout layout{};
     EXPECT_FALSE(ComputeListingLayout({1, 1, most, {0, 0, 1}, 0}, layout)) << "buckets";
     EXPECT_FALSE(ComputeListingLayout({most, 1, 1, {0, 0, 1}, 0}, layout)) << "directories";

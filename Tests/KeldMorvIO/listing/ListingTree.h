@@ -174,11 +174,9 @@ inline std::string ReadWhole(const MORV::Reader::ProjectListing &listing,
 inline std::vector<const MORV::Reader::ProjectListing::FileEntry *> ChainOf(const MORV::Reader::ProjectListing &listing)
 {
     std::vector<const MORV::Reader::ProjectListing::FileEntry *> entries;
-    for (std::uint32_t index = 0; index < listing.GetHeader().mBucketCount; ++index)
+    for (const MORV::Reader::HashSlot &slot : listing.GetSlots())
     {
-        const MORV::Reader::HashBucket &bucket = listing.GetBuckets()[index];
-        EXPECT_EQ(bucket.mCount == 0, bucket.mFirst == nullptr) << "bucket " << index;
-        entries.insert(entries.end(), bucket.mFirst, bucket.mFirst + bucket.mCount);
+        entries.push_back(slot.mEntry);
     }
     return entries;
 }

@@ -4,39 +4,63 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <cstring>
+#include <memory>
 #include <string>
 
 namespace Keld::MORV::Reader
 {
 namespace
 {
-/// A chain of directories from the root down, and a file in the last of them, made by hand.
+/// A chain of directories from the root down, and a file in the last of them, made by hand in one block.
 class EntryChain
 {
 public:
     EntryChain(const std::string &rootName, const std::vector<std::string> &directories, const std::string &file)
-        : mNames(directories), mDirectories(directories.size() + 1)
+        : mDirectoryCount(directories.size() + 1)
     {
-        mNames.push_back(file);
-        mNames.push_back(rootName);
-        mDirectories[0].mEntry = {mNames.back().c_str(), nullptr};
-        for (std::size_t index = 0; index < directories.size(); ++index)
+        std::string names = rootName + '\0';
+        for (const std::string &directory : directories)
         {
-            mDirectories[index + 1].mEntry = {mNames[index].c_str(), &mDirectories[index]};
+            names += directory + '\0';
         }
-        mFile.mEntry = {mNames[directories.size()].c_str(), &mDirectories.back()};
+        names += file + '\0';
+        mBlock.resize(mDirectoryCount * sizeof(DirectoryEntry) + sizeof(FileEntry) + names.size());
+        char *name = mBlock.data() + mBlock.size() - names.size();
+        std::copy(names.begin(), names.end(), name);
+        for (std::size_t depth = 0; depth < mDirectoryCount; ++depth)
+        {
+            Fill(At<DirectoryEntry>(depth * sizeof(DirectoryEntry))->mEntry, name, depth);
+        }
+        Fill(At<FileEntry>(mDirectoryCount * sizeof(DirectoryEntry))->mEntry, name, mDirectoryCount);
     }
 
-    const ProjectListing::FileEntry *File() const { return &mFile; }
+    const FileEntry *File() { return At<FileEntry>(mDirectoryCount * sizeof(DirectoryEntry)); }
 
     /// The directory at a depth; 0 is the root.
-    const ProjectListing::FileEntry *Directory(std::size_t depth) const { return AsFileEntry(&mDirectories[depth]); }
+    const FileEntry *Directory(std::size_t depth)
+    {
+        return AsFileEntry(At<DirectoryEntry>(depth * sizeof(DirectoryEntry)));
+    }
 
 private:
-    std::vector<std::string> mNames;
-    std::vector<DirectoryEntry> mDirectories;
-    ProjectListing::FileEntry mFile{};
+    template <class Record>
+    Record *At(std::size_t offset)
+    {
+        return reinterpret_cast<Record *>(static_cast<void *>(mBlock.data() + offset));
+    }
+
+    void Fill(ListingEntry &entry, char *&name, std::size_t depth)
+    {
+        entry.mName = name;
+        entry.mParent = depth != 0 ? At<DirectoryEntry>((depth - 1) * sizeof(DirectoryEntry)) : nullptr;
+        name += std::strlen(name) + 1;
+    }
+
+    std::size_t mDirectoryCount;
+    std::vector<char> mBlock;
 };
 
 bool Matches(const char *text, const ProjectListing::FileEntry *entry)
@@ -54,7 +78,7 @@ public:
 
     bool Process(const ProjectListing::FileEntry *entry) override
     {
-        mNames.emplace_back(GetListingEntry(entry).mName);
+        mNames.emplace_back(GetListingEntry(entry).mName.Get());
         return mNames.size() < mLimit;
     }
 
@@ -68,7 +92,7 @@ using Names = std::vector<std::string>;
 
 TEST(WalkToRoot, OffersTheEntryAndItsAncestorsWithoutTheRoot)
 {
-    const EntryChain chain("root", {"a", "b"}, "c");
+    EntryChain chain("root", {"a", "b"}, "c");
     Recorder recorder(100);
     EXPECT_TRUE(ProjectListing::WalkToRoot(chain.File(), recorder));
     EXPECT_EQ(recorder.mNames, (Names{"c", "b", "a"}));
@@ -76,7 +100,7 @@ TEST(WalkToRoot, OffersTheEntryAndItsAncestorsWithoutTheRoot)
 
 TEST(WalkToRoot, EndsAfterAnEntryDirectlyBelowTheRoot)
 {
-    const EntryChain chain("root", {}, "c");
+    EntryChain chain("root", {}, "c");
     Recorder recorder(100);
     EXPECT_TRUE(ProjectListing::WalkToRoot(chain.File(), recorder));
     EXPECT_EQ(recorder.mNames, Names{"c"});
@@ -84,7 +108,7 @@ TEST(WalkToRoot, EndsAfterAnEntryDirectlyBelowTheRoot)
 
 TEST(WalkToRoot, OffersTheRootWhenItBeginsThere)
 {
-    const EntryChain chain("root", {"a"}, "c");
+    EntryChain chain("root", {"a"}, "c");
     Recorder recorder(100);
     EXPECT_TRUE(ProjectListing::WalkToRoot(chain.Directory(0), recorder));
     EXPECT_EQ(recorder.mNames, Names{"root"});
@@ -92,7 +116,7 @@ TEST(WalkToRoot, OffersTheRootWhenItBeginsThere)
 
 TEST(WalkToRoot, StopsAtTheFirstRefusalAndReturnsIt)
 {
-    const EntryChain chain("root", {"a", "b"}, "c");
+    EntryChain chain("root", {"a", "b"}, "c");
     Recorder atOnce(1);
     EXPECT_FALSE(ProjectListing::WalkToRoot(chain.File(), atOnce));
     EXPECT_EQ(atOnce.mNames, Names{"c"});
@@ -104,7 +128,7 @@ TEST(WalkToRoot, StopsAtTheFirstRefusalAndReturnsIt)
 
 TEST(PathMatcher, MatchesAWholePathWithoutRegardToAsciiCase)
 {
-    const EntryChain chain("", {"Data", "maps"}, "Arena.BIN");
+    EntryChain chain("", {"Data", "maps"}, "Arena.BIN");
     EXPECT_TRUE(Matches("Data/maps/Arena.BIN", chain.File()));
     EXPECT_TRUE(Matches("dATA/MAPS/arena.bin", chain.File()));
     EXPECT_TRUE(Matches("data/maps", chain.Directory(2)));
@@ -113,34 +137,34 @@ TEST(PathMatcher, MatchesAWholePathWithoutRegardToAsciiCase)
 
 TEST(PathMatcher, DoesNotFoldBytesOutsideAscii)
 {
-    const EntryChain chain("", {}, "\xC3\xA4");
+    EntryChain chain("", {}, "\xC3\xA4");
     EXPECT_TRUE(Matches("\xC3\xA4", chain.File()));
     EXPECT_FALSE(Matches("\xC3\x84", chain.File()));
 }
 
 TEST(PathMatcher, RefusesANameWhoseAncestorsAreNotInTheText)
 {
-    const EntryChain chain("", {"a"}, "b");
+    EntryChain chain("", {"a"}, "b");
     EXPECT_FALSE(Matches("b", chain.File()));
     EXPECT_TRUE(Matches("a/b", chain.File()));
 }
 
 TEST(PathMatcher, RefusesATextThatIsLeftOverAtTheRoot)
 {
-    const EntryChain chain("", {}, "b");
+    EntryChain chain("", {}, "b");
     EXPECT_FALSE(Matches("x/b", chain.File()));
     EXPECT_FALSE(Matches("x/y/b", chain.File()));
 }
 
 TEST(PathMatcher, RefusesATextThatOnlyEndsInTheName)
 {
-    const EntryChain chain("", {}, "b");
+    EntryChain chain("", {}, "b");
     EXPECT_FALSE(Matches("xb", chain.File()));
 }
 
 TEST(PathMatcher, RefusesATextShorterThanTheName)
 {
-    const EntryChain chain("", {}, "long.name");
+    EntryChain chain("", {}, "long.name");
     EXPECT_FALSE(Matches("name", chain.File()));
     EXPECT_FALSE(Matches("", chain.File()));
 }
@@ -156,7 +180,7 @@ TEST(PathMatcher, RefusesAnAncestorThatRepeatsTheNameWhichCompletedTheText)
 
 TEST(PathMatcher, ClearsTheMatchWhenAnAncestorIsLeftOver)
 {
-    const EntryChain chain("", {"a"}, "b");
+    EntryChain chain("", {"a"}, "b");
     PathMatcher matcher("b");
     EXPECT_TRUE(matcher.Process(chain.File()));
     EXPECT_TRUE(matcher.IsFullMatch());
@@ -178,7 +202,7 @@ TEST(PathMatcher, LetsALeadingSeparatorPassWhichLookupsRefuse)
 
 TEST(PathLength, CountsNamesAndSeparatorsBelowTheRoot)
 {
-    const EntryChain chain("root", {"data", "maps"}, "arena.bin");
+    EntryChain chain("root", {"data", "maps"}, "arena.bin");
     EXPECT_EQ(ProjectListing::GetPathLength(chain.File()), std::string("data/maps/arena.bin").size());
     EXPECT_EQ(ProjectListing::GetPathLength(chain.Directory(2)), std::string("data/maps").size());
     EXPECT_EQ(ProjectListing::GetPathLength(chain.Directory(1)), std::string("data").size());
@@ -198,18 +222,25 @@ TEST(PathLength, CountsNoSeparatorBehindAnEmptyName)
 
 TEST(PathLength, DoesNotWrapAround)
 {
-    const std::string name(1 << 26, 'n');
-    std::array<DirectoryEntry, 65> directories{}; // the root, and 64 directories with 2^32 bytes of names
+    struct Block
+    {
+        std::array<DirectoryEntry, 65> directories{}; // the root, and 64 directories with 2^32 bytes of names
+        std::array<char, (1 << 26) + 1> name{};
+    };
+    const auto block = std::make_unique<Block>();
+    std::fill(block->name.begin(), block->name.end() - 1, 'n');
+    auto &directories = block->directories;
     for (std::size_t depth = 0; depth < directories.size(); ++depth)
     {
-        directories[depth].mEntry = {name.c_str(), depth != 0 ? &directories[depth - 1] : nullptr};
+        directories[depth].mEntry.mName = block->name.data();
+        directories[depth].mEntry.mParent = depth != 0 ? &directories[depth - 1] : nullptr;
     }
     EXPECT_EQ(ProjectListing::GetPathLength(AsFileEntry(&directories.back())), 0xFFFFFFFFu);
 }
 
 TEST(FilePath, IsWrittenWithItsCaseAndTerminator)
 {
-    const EntryChain chain("root", {"Data", "maps"}, "Arena.bin");
+    EntryChain chain("root", {"Data", "maps"}, "Arena.bin");
     std::array<char, 32> buffer;
     buffer.fill('#');
     ASSERT_TRUE(ProjectListing::GetFilePath(chain.File(), buffer.data(), 32));
@@ -222,7 +253,7 @@ TEST(FilePath, IsWrittenWithItsCaseAndTerminator)
 
 TEST(FilePath, NeedsRoomForItsTerminator)
 {
-    const EntryChain chain("", {"ab"}, "cd");
+    EntryChain chain("", {"ab"}, "cd");
     std::array<char, 8> buffer;
     buffer.fill('#');
     EXPECT_FALSE(ProjectListing::GetFilePath(chain.File(), buffer.data(), 5));
@@ -233,7 +264,7 @@ TEST(FilePath, NeedsRoomForItsTerminator)
 
 TEST(FilePath, RefusesANullBuffer)
 {
-    const EntryChain chain("", {}, "b");
+    EntryChain chain("", {}, "b");
     EXPECT_FALSE(ProjectListing::GetFilePath(chain.File(), nullptr, 100));
 }
 
@@ -246,7 +277,7 @@ TEST(FilePath, AsATextHoldsUpTo1023BytesAndIsEmptyBeyond)
 
 TEST(FilePath, KeepsToItsBufferBehindAnEmptyLeaf)
 {
-    const EntryChain chain("", {"outer", "inner"}, "");
+    EntryChain chain("", {"outer", "inner"}, "");
     std::array<char, 32> memory;
     memory.fill('#');
     char *const buffer = memory.data() + 8;

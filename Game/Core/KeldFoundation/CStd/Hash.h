@@ -22,10 +22,16 @@ constexpr uint32 SignExtended(char character)
 /// The FNV-1 and FNV-1a factor.
 inline constexpr uint32 FnvPrime = 0x01000193;
 
-/// One step of the FNV-1 hash (Fowler, Noll, Vo: multiply, then XOR) over a folded byte, sign-extended to 32 bits.
+/// One step of the FNV-1 hash (Fowler, Noll, Vo: multiply, then XOR) over a sign-extended byte, which is folded already.
+constexpr uint32 HashPathFoldedStep(uint32 hash, char folded)
+{
+    return (hash * FnvPrime) ^ SignExtended(folded);
+}
+
+/// The same over any byte, which it folds.
 constexpr uint32 HashPathLowerStep(uint32 hash, char character)
 {
-    return (hash * FnvPrime) ^ SignExtended(FoldCase(character));
+    return HashPathFoldedStep(hash, FoldCase(character));
 }
 
 /// The hash of listing lookups: FNV-1 over a text without regard to ASCII case, going on from `hash`.

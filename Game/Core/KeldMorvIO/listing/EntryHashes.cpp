@@ -53,9 +53,10 @@ std::vector<uint32> BuildEntryHashes(const ManifestTables &manifest)
 }
 } // namespace
 
-uint32 BuildHashPairs(const ManifestTables &manifest, uint_size missingCount, std::vector<HashPair> &pairs)
+uint32 BuildHashPairs(const ManifestTables &manifest, uint_size missingCount, std::vector<uint32> &hashes,
+                      std::vector<HashPair> &pairs)
 {
-    const std::vector<uint32> hashes = BuildEntryHashes(manifest);
+    hashes = BuildEntryHashes(manifest);
     const uint32 bucketCount = ComputeBucketCount(static_cast<uint32>(hashes.size() - missingCount));
     pairs.reserve(hashes.size());
     for (uint32 index = 0; index < hashes.size(); ++index)

@@ -5,7 +5,10 @@
 #include "KeldMorvIO/ReaderTypes.h"
 #include "KeldMorvIO/listing/ArchiveFilesGuard.h"
 #include "KeldMorvIO/listing/FileLocation.h"
+#include "KeldMorvIO/listing/ListingBlock.h"
 #include "KeldMorvIO/listing/ListingFiller.h"
+
+#include <utility>
 
 // From a manifest to a listing: every file is looked for once, those that are not found are dropped, and what stays is
 // copied into one block of exactly the size that it needs. Manifest and archive indexes can go at once afterwards.
@@ -68,7 +71,7 @@ ProjectListing *ConstructListing(const ManifestTables &manifest, const char *roo
     }
 
     const auto keptCount = static_cast<uint32>(manifest.GetFileCount() - sources.missing.size());
-    const uint32 bucketCount = BuildHashPairs(manifest, sources.missing.size(), sources.pairs);
+    const uint32 bucketCount = BuildHashPairs(manifest, sources.missing.size(), sources.hashes, sources.pairs);
     const ListingCounts counts{manifest.GetDirectoryCount(), keptCount, bucketCount, sources.handles,
                                manifest.GetStringDataSize()};
     ListingLayout layout{};
@@ -79,12 +82,12 @@ ProjectListing *ConstructListing(const ManifestTables &manifest, const char *roo
         return nullptr;
     }
 
-    std::vector<char> storage(layout.mSize);
-    const ListingRegions regions(storage.data(), layout);
+    ListingBlock block(layout.mSize);
+    const ListingRegions regions(block.GetData(), layout);
     CopyStrings(manifest, regions.mStrings, sources.strings);
     ListingFiller(manifest, sources, regions, counts).Fill();
     auto *const listing = new ProjectListing(projectRoot);
-    listing->Adopt(storage, regions);
+    listing->Adopt(std::move(block), regions);
     archiveFiles.Release();
     return listing;
 }

@@ -22,14 +22,19 @@ void ListingFiller::Fill()
 
 void ListingFiller::FillHeader()
 {
-    *mRegions.mHeader = ListingHeader{mSources.strings[mManifest.GetProjectNameIndex()], mManifest.GetReleaseVersion(),
-                                      mCounts.mDirectoryCount, mCounts.mFileCount, mCounts.mBucketCount};
+    ListingHeader &header = *mRegions.mHeader;
+    header.mProjectName = mSources.strings[mManifest.GetProjectNameIndex()];
+    header.mReleaseVersion = mManifest.GetReleaseVersion();
+    header.mDirectoryCount = mCounts.mDirectoryCount;
+    header.mFileCount = mCounts.mFileCount;
+    header.mBucketCount = mCounts.mBucketCount;
 }
 
 // The pairs are sorted by bucket, so the slots of one bucket follow each other.
 void ListingFiller::FillTable()
 {
-    const FileEntry **slot = mRegions.mChain;
+    uint32 slot = 0;
+    uint32 begun = 0; // buckets whose slots have begun
     for (const auto &[bucketIndex, entryIndex] : mSources.pairs)
     {
         const FileEntry *const entry = EntryOf(entryIndex);
@@ -37,14 +42,17 @@ void ListingFiller::FillTable()
         {
             continue;
         }
-        HashBucket &bucket = mRegions.mBuckets[bucketIndex];
-        if (bucket.mFirst == nullptr)
+        for (; begun <= bucketIndex; ++begun)
         {
-            bucket.mFirst = slot;
+            mRegions.mBuckets[begun].mFirst = slot;
         }
-        ++bucket.mCount;
-        *slot = entry;
+        mRegions.mChain[slot].mHash = mSources.hashes[entryIndex];
+        mRegions.mChain[slot].mEntry = entry;
         ++slot;
+    }
+    for (; begun <= mCounts.mBucketCount; ++begun)
+    {
+        mRegions.mBuckets[begun].mFirst = slot;
     }
 }
 

@@ -20,6 +20,7 @@ struct ListingSources
     std::vector<uint32> parents;               ///< parent directory by combined index: directories, then files
     std::vector<uint32> remap;                 ///< new index by manifest file index, or DroppedFileMark
     std::vector<const char *> strings;         ///< the manifest's strings, inside the block
+    std::vector<uint32> hashes;                ///< by combined index
     std::vector<HashPair> pairs;               ///< by bucket
     FileHandleHeader handles = {};
 };

@@ -36,14 +36,14 @@ Record *At(char *block, uint_size offset)
 } // namespace
 
 // GetOwner steps back from the root by one slot, so nothing may stand between the owner slot and the directories.
-static_assert(alignof(ProjectListing *) == alignof(DirectoryEntry));
+static_assert(alignof(ProjectListing *) % alignof(DirectoryEntry) == 0);
 
 bool ComputeListingLayout(const ListingCounts &counts, ListingLayout &layout)
 {
     RegionCursor cursor;
     cursor.Place<ListingHeader>(1);
-    layout.mBuckets = cursor.Place<HashBucket>(counts.mBucketCount);
-    layout.mChain = cursor.Place<const FileEntry *>(uint_size{counts.mDirectoryCount} + counts.mFileCount);
+    layout.mBuckets = cursor.Place<HashBucket>(uint_size{counts.mBucketCount} + 1);
+    layout.mChain = cursor.Place<HashSlot>(uint_size{counts.mDirectoryCount} + counts.mFileCount);
     layout.mOwner = cursor.Place<ProjectListing *>(1);
     layout.mDirectories = cursor.Place<DirectoryEntry>(counts.mDirectoryCount);
     layout.mFiles = cursor.Place<FileEntry>(counts.mFileCount);
@@ -58,7 +58,7 @@ bool ComputeListingLayout(const ListingCounts &counts, ListingLayout &layout)
 
 ListingRegions::ListingRegions(char *block, const ListingLayout &layout)
     : mHeader(At<ListingHeader>(block, 0)), mBuckets(At<HashBucket>(block, layout.mBuckets)),
-      mChain(At<const FileEntry *>(block, layout.mChain)), mOwner(At<ProjectListing *>(block, layout.mOwner)),
+      mChain(At<HashSlot>(block, layout.mChain)), mOwner(At<ProjectListing *>(block, layout.mOwner)),
       mDirectories(At<DirectoryEntry>(block, layout.mDirectories)), mFiles(At<FileEntry>(block, layout.mFiles)),
       mFileHandleHeader(At<FileHandleHeader>(block, layout.mFileHandleHeader)),
       mArchiveFiles(At<ArchivedFileInfo>(block, layout.mArchiveFiles)),

@@ -53,7 +53,7 @@ struct ListingRegions
 
     ListingHeader *mHeader;
     HashBucket *mBuckets;
-    const FileEntry **mChain;
+    HashSlot *mChain;
     ProjectListing **mOwner;
     DirectoryEntry *mDirectories;
     FileEntry *mFiles;

@@ -2,6 +2,7 @@
 
 #include "KeldFoundation/CStd/BasicTypes.h"
 #include "KeldFoundation/version/MorvVersion.h"
+#include "KeldMorvIO/listing/BlockLink.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -18,18 +19,18 @@ class FileInfo;
 /// What directories and files begin with.
 struct ListingEntry
 {
-    const char *mName; ///< its own name, with its case, in the listing's strings
-    const DirectoryEntry *mParent;
+    BlockLink<const char> mName; ///< its own name, with its case, in the listing's strings
+    BlockLink<const DirectoryEntry> mParent;
 };
 
 /// A directory of the tree. Its children of one kind lie in a row, ascending without regard to case.
 struct DirectoryEntry
 {
-    ListingEntry mEntry;                      ///< the parent is null for the root alone
-    const DirectoryEntry *mFirstSubdirectory; ///< null when there are none
+    ListingEntry mEntry;                                ///< the parent is null for the root alone
+    BlockLink<const DirectoryEntry> mFirstSubdirectory; ///< null when there are none
     uint32 mSubdirectoryCount;
-    const FileEntry *mFirstFile; ///< null when no file was kept
-    uint32 mFileCount;           ///< of the files that were kept
+    BlockLink<const FileEntry> mFirstFile; ///< null when no file was kept
+    uint32 mFileCount;                     ///< of the files that were kept
 };
 
 /// A file of the tree.
@@ -38,25 +39,32 @@ struct FileEntry
     ListingEntry mEntry;
     uint8 mDigest[16]; ///< as in the manifest
     MorvVersion mVersion;
-    uint32 mSize;         ///< bytes of content, as in the manifest
-    FileInfo *mOpenState; ///< of a plain or of an archived file, by its address
+    uint32 mSize;                   ///< bytes of content, as in the manifest
+    BlockLink<FileInfo> mOpenState; ///< of a plain or of an archived file, by its address
 };
 
 /// Head of the block.
 struct ListingHeader
 {
-    const char *mProjectName; ///< in the listing's strings
+    BlockLink<const char> mProjectName; ///< in the listing's strings
     MorvVersion mReleaseVersion;
     uint32 mDirectoryCount;
     uint32 mFileCount; ///< of the files that were kept
     uint32 mBucketCount;
 };
 
-/// The chain slots of all paths with one hash, modulo the bucket count.
+/// Where the chain slots of a bucket begin: those of all paths with one hash, modulo the bucket count. They end where
+/// those of the next bucket begin, and one more record behind the last bucket says where its slots end.
 struct HashBucket
 {
-    const FileEntry *const *mFirst; ///< null when there are none
-    uint32 mCount;
+    uint32 mFirst; ///< index of a chain slot
+};
+
+/// One place of the chain. A lookup looks at the entry only if the hash is that of its path.
+struct HashSlot
+{
+    uint32 mHash; ///< HashPathLower of the entry's path; 0 for an entry that no directory holds
+    BlockLink<const FileEntry> mEntry;
 };
 
 /// How many files lie where; stands before the open-state records.
@@ -72,13 +80,14 @@ static_assert(std::is_standard_layout_v<DirectoryEntry> && offsetof(DirectoryEnt
 static_assert(std::is_standard_layout_v<FileEntry> && offsetof(FileEntry, mEntry) == 0);
 static_assert(alignof(DirectoryEntry) == alignof(FileEntry));
 
-static_assert(sizeof(ListingEntry) == 16 && offsetof(ListingEntry, mParent) == 8);
-static_assert(sizeof(DirectoryEntry) == 48 && offsetof(DirectoryEntry, mFirstSubdirectory) == 16 &&
-              offsetof(DirectoryEntry, mSubdirectoryCount) == 24 && offsetof(DirectoryEntry, mFirstFile) == 32 &&
-              offsetof(DirectoryEntry, mFileCount) == 40);
-static_assert(sizeof(FileEntry) == 48 && offsetof(FileEntry, mDigest) == 16 && offsetof(FileEntry, mVersion) == 32 &&
-              offsetof(FileEntry, mSize) == 36 && offsetof(FileEntry, mOpenState) == 40);
-static_assert(sizeof(ListingHeader) == 24 && sizeof(HashBucket) == 16 && sizeof(FileHandleHeader) == 12);
+static_assert(sizeof(ListingEntry) == 8 && offsetof(ListingEntry, mParent) == 4);
+static_assert(sizeof(DirectoryEntry) == 24 && offsetof(DirectoryEntry, mFirstSubdirectory) == 8 &&
+              offsetof(DirectoryEntry, mSubdirectoryCount) == 12 && offsetof(DirectoryEntry, mFirstFile) == 16 &&
+              offsetof(DirectoryEntry, mFileCount) == 20);
+static_assert(sizeof(FileEntry) == 36 && offsetof(FileEntry, mDigest) == 8 && offsetof(FileEntry, mVersion) == 24 &&
+              offsetof(FileEntry, mSize) == 28 && offsetof(FileEntry, mOpenState) == 32);
+static_assert(sizeof(ListingHeader) == 20 && sizeof(HashBucket) == 4 && sizeof(HashSlot) == 8 &&
+              sizeof(FileHandleHeader) == 12);
 
 /// Name and parent of an entry of either kind.
 inline const ListingEntry &GetListingEntry(const FileEntry *entry)
@@ -112,6 +121,11 @@ bool IsInRegion(const void *record, const Record *first, uint_size count)
 inline bool IsDirectoryEntry(const FileEntry *entry)
 {
     const DirectoryEntry *const parent = GetListingEntry(entry).mParent;
-    return parent == nullptr || IsInRegion(entry, parent->mFirstSubdirectory, parent->mSubdirectoryCount);
+    if (parent == nullptr)
+    {
+        return true;
+    }
+    const DirectoryEntry *const siblings = parent->mFirstSubdirectory;
+    return IsInRegion(entry, siblings, parent->mSubdirectoryCount);
 }
 } // namespace Keld::MORV::Reader

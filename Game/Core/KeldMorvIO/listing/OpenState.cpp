@@ -5,6 +5,8 @@
 #include "KeldMorvIO/blocks/AsyncRequest.h"
 #include "KeldMorvIO/listing/PathProcessors.h"
 
+#include <new>
+
 // `Open` and `Close` run under the listing's lock, which guards count and handle.
 namespace Keld::MORV::Reader
 {
@@ -77,7 +79,7 @@ void FileInfo::Reset()
 }
 
 ArchivedFileInfo::ArchivedFileInfo(AsyncFile file, uint32 offset, uint32 compression, uint32 storedSize)
-    : mOffset(offset), mCompression(compression), mStoredSize(storedSize), mBlocks(ArchiveBlockSize)
+    : mOffset(offset), mCompression(compression), mStoredSize(storedSize)
 {
     mFile = file;
 }
@@ -93,9 +95,10 @@ bool ArchivedFileInfo::Open(const FileEntry *entry)
     if (mCompression != CompressionNone)
     {
         // With LZMA this closes the shared handle, whose number stays in all records of the data file.
-        if (!mBlocks.Decompress(mCompression, mFile, mOffset, mStoredSize, entry->mSize))
+        mBlocks.reset(new (std::nothrow) UncompressedBlocks(ArchiveBlockSize));
+        if (mBlocks == nullptr || !mBlocks->Decompress(mCompression, mFile, mOffset, mStoredSize, entry->mSize))
         {
-            mBlocks.Clear();
+            mBlocks.reset();
             RemoveReference();
             return false;
         }
@@ -126,7 +129,7 @@ bool ArchivedFileInfo::Read(uint64 offset, uint32 count, uint32 *bytesRead, void
         return AsyncRead(mFile, mOffset + offset, count, bytesRead, buffer);
     }
     // Decompressed content has 32-bit offsets: a larger one wraps to its low word.
-    const uint32 copied = mBlocks.Read(buffer, static_cast<uint32>(offset), count);
+    const uint32 copied = mBlocks != nullptr ? mBlocks->Read(buffer, static_cast<uint32>(offset), count) : 0;
     if (bytesRead != nullptr)
     {
         *bytesRead = copied;
@@ -145,13 +148,13 @@ void ArchivedFileInfo::Close()
     --mReferenceCount;
     if (mReferenceCount == 0)
     {
-        mBlocks.Clear();
+        mBlocks.reset();
     }
 }
 
 void ArchivedFileInfo::Reset()
 {
     FileInfo::Reset();
-    mBlocks.Clear();
+    mBlocks.reset();
 }
 } // namespace Keld::MORV::Reader

@@ -4,6 +4,8 @@
 #include "KeldMorvIO/blocks/UncompressedBlocks.h"
 #include "KeldMorvIO/listing/ListingRecords.h"
 
+#include <memory>
+
 namespace Keld::MORV::Reader
 {
 /// The open state of a managed or naked file, and the first part of that of an archived one. All openers of a file
@@ -63,8 +65,11 @@ private:
     uint32 mOffset;      ///< bytes from the start of the data file
     uint32 mCompression; ///< a compression tag
     uint32 mStoredSize;  ///< bytes in the data file
-    UncompressedBlocks mBlocks;
+
+    /// The content of a compressed file that is open. Files are many and few of them are open, so that an object in
+    /// each record would cost more than one allocation at an open that decompresses a file anyway.
+    std::unique_ptr<UncompressedBlocks> mBlocks;
 };
 
-static_assert(sizeof(FileInfo) == 8 && sizeof(ArchivedFileInfo) == 48);
+static_assert(sizeof(FileInfo) == 8 && sizeof(ArchivedFileInfo) == 32);
 } // namespace Keld::MORV::Reader

@@ -3,8 +3,10 @@
 #include "KeldFoundation/CStd/Hash.h"
 #include "KeldMorvIO/ReaderTypes.h"
 #include "KeldMorvIO/listing/ListingLayout.h"
+#include "KeldMorvIO/listing/LookupPath.h"
 
 #include <memory>
+#include <utility>
 
 namespace Keld::MORV::Reader
 {
@@ -30,6 +32,65 @@ void ResetRegion(Record *records, uint32 count)
     }
     std::destroy_n(records, count);
 }
+/// Whether the hash of every slot is that of a path under which its entry can be found. Records that no directory holds
+/// have no path, and a named root is found under its name, though it has the hash of the empty path.
+bool EveryEntryHasItsPath(const ListingHeader &header, const DirectoryEntry *directories)
+{
+    uint64 childCount = 1; // the root
+    uint64 fileCount = 0;
+    for (uint32 index = 0; index < header.mDirectoryCount; ++index)
+    {
+        childCount += directories[index].mSubdirectoryCount;
+        fileCount += directories[index].mFileCount;
+    }
+    return childCount == header.mDirectoryCount && fileCount == header.mFileCount && *directories->mEntry.mName == '\0';
+}
+
+bool HasPath(const FileEntry *entry, const char *path)
+{
+    PathMatcher matcher(path);
+    EntryPaths::WalkToRoot(entry, matcher);
+    return matcher.IsFullMatch();
+}
+
+/// Whether `name` is the same as one of the path's names, but for its case.
+bool IsName(const char *name, const LookupPath &path, uint32 index)
+{
+    const char *const wanted = path.GetName(index);
+    const uint32 length = path.GetNameLength(index);
+    for (uint32 position = 0; position < length; ++position)
+    {
+        if (FoldCase(name[position]) != wanted[position]) // a name that ends early has a NUL here
+        {
+            return false;
+        }
+    }
+    return name[length] == '\0';
+}
+
+/// Whether the names of an entry and its ancestors are those of the path, one for one from the leaf up.
+bool HasNamesOf(const FileEntry *entry, const LookupPath &path)
+{
+    const ListingEntry *current = &GetListingEntry(entry);
+    for (uint32 index = path.GetNameCount() - 1; IsName(current->mName, path, index); --index)
+    {
+        const DirectoryEntry *const parent = current->mParent;
+        const bool isLast = parent == nullptr || parent->mEntry.mParent == nullptr;
+        if (isLast || index == 0)
+        {
+            return isLast && index == 0;
+        }
+        current = &parent->mEntry;
+    }
+    return false;
+}
+
+/// What a matcher says, and in nearly all cases without one. Names with separators in them are left to it: only they
+/// can make up a path of which they are not the names.
+bool IsPathOf(const FileEntry *entry, const LookupPath &path)
+{
+    return HasNamesOf(entry, path) || HasPath(entry, path.GetText());
+}
 } // namespace
 
 ProjectListing::ProjectListing(const char *projectRoot) : mProjectRoot(projectRoot) {}
@@ -45,40 +106,80 @@ ProjectListing::~ProjectListing()
     ResetRegion(mNakedFiles, mFileHandleHeader->mNakedCount);
 }
 
-void ProjectListing::Adopt(std::vector<char> &storage, const ListingRegions &regions)
+void ProjectListing::Adopt(ListingBlock block, const ListingRegions &regions)
 {
     *regions.mOwner = this;
-    mStorage.swap(storage);
+    mBlock = std::move(block);
     mHeader = regions.mHeader;
     mDirectoryCount = &regions.mHeader->mDirectoryCount;
     mBuckets = regions.mBuckets;
+    mChain = regions.mChain;
     mDirectories = regions.mDirectories;
     mFiles = regions.mFiles;
     mFileHandleHeader = regions.mFileHandleHeader;
     mArchiveFiles = regions.mArchiveFiles;
     mManagedFiles = regions.mManagedFiles;
     mNakedFiles = regions.mNakedFiles;
+    mHashesDecide = EveryEntryHasItsPath(*mHeader, mDirectories);
 }
 
 const ProjectListing::FileEntry *ProjectListing::FindEntry(const char *path) const
 {
-    // No entry's path begins with a separator. The matcher works from the other end and would accept one.
-    if (path == nullptr || path[0] == '/')
+    if (path == nullptr)
     {
         return nullptr;
     }
-    const HashBucket &bucket = mBuckets[HashPathLower(path) % mHeader->mBucketCount];
-    for (uint32 index = 0; index < bucket.mCount; ++index)
+    const LookupPath lookup(path, LookupPath::Form::Canonical);
+    if (lookup.Fits())
     {
-        const FileEntry *const entry = bucket.mFirst[index];
-        PathMatcher matcher(path);
-        WalkToRoot(entry, matcher);
-        if (matcher.IsFullMatch())
+        return FindEntry(lookup);
+    }
+    return path[0] != '/' ? SearchBucket(path, HashPathLower(path)) : nullptr;
+}
+
+const ProjectListing::FileEntry *ProjectListing::FindEntry(const LookupPath &path) const
+{
+    // No entry's path begins with a separator. The matcher works from the other end and would accept one.
+    if (path.GetText()[0] == '/')
+    {
+        return nullptr;
+    }
+    if (!mHashesDecide)
+    {
+        return SearchBucket(path.GetText(), path.GetHash());
+    }
+    for (const HashSlot &slot : GetBucket(path.GetHash() % mHeader->mBucketCount))
+    {
+        if (slot.mHash == path.GetHash() && IsPathOf(slot.mEntry, path))
         {
-            return entry;
+            return slot.mEntry;
         }
     }
     return nullptr;
+}
+
+// Holds the path against every entry of its bucket, whatever their hashes.
+const ProjectListing::FileEntry *ProjectListing::SearchBucket(const char *path, uint32 hash) const
+{
+    for (const HashSlot &slot : GetBucket(hash % mHeader->mBucketCount))
+    {
+        if (HasPath(slot.mEntry, path))
+        {
+            return slot.mEntry;
+        }
+    }
+    return nullptr;
+}
+
+std::span<const HashSlot> ProjectListing::GetSlots() const
+{
+    return {mChain, mBuckets[mHeader->mBucketCount].mFirst};
+}
+
+std::span<const HashSlot> ProjectListing::GetBucket(uint32 index) const
+{
+    const uint32 first = mBuckets[index].mFirst;
+    return {mChain + first, mBuckets[index + 1].mFirst - first};
 }
 
 bool ProjectListing::IsDirectory(const FileEntry *entry)

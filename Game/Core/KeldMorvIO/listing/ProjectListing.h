@@ -5,16 +5,18 @@
 #include "KeldFoundation/version/MorvVersion.h"
 #include "KeldMorvIO/listing/DirectoryIterator.h"
 #include "KeldMorvIO/listing/DiskPaths.h"
+#include "KeldMorvIO/listing/ListingBlock.h"
 #include "KeldMorvIO/listing/ListingRecords.h"
 #include "KeldMorvIO/listing/OpenState.h"
 #include "KeldMorvIO/listing/PathProcessors.h"
 
+#include <span>
 #include <string>
-#include <vector>
 
 namespace Keld::MORV::Reader
 {
 struct ListingRegions;
+class LookupPath;
 class ManifestTables;
 
 /// What stays in memory of one project release: a read-only tree of directories and files, a hash table over the full
@@ -46,6 +48,10 @@ public:
     /// \param path canonical, without a leading '/': with one it is not found. May be null, which is not found.
     const FileEntry *FindEntry(const char *path) const;
 
+    /// The same for a path that has been made ready, in the form that it was made from.
+    /// \param path fits.
+    const FileEntry *FindEntry(const LookupPath &path) const;
+
     /// \param entry not null. The root is a directory.
     static bool IsDirectory(const FileEntry *entry);
 
@@ -66,7 +72,14 @@ public:
     /// The counts of the resident tree, for reports and tests.
     const ListingHeader &GetHeader() const { return *mHeader; }
     const FileHandleHeader &GetFileHandleHeader() const { return *mFileHandleHeader; }
-    const HashBucket *GetBuckets() const { return mBuckets; }
+
+    /// The hash table: all its slots, or those of one bucket.
+    std::span<const HashSlot> GetSlots() const;
+    std::span<const HashSlot> GetBucket(uint32 index) const;
+
+    /// Whether an entry can be found only under the hash in its slot. Not so where the manifest has entries without a
+    /// path: a root that has a name, or records that no directory holds.
+    bool DoHashesDecide() const { return mHashesDecide; }
 
     /// Counts an opener. The first one opens a plain file, or decompresses a compressed one whole, under the listing's
     /// lock. False for null and directories, without a line, and for a file that cannot be opened: a later call tries
@@ -89,24 +102,27 @@ private:
     explicit ProjectListing(const char *projectRoot);
 
     /// Takes the filled block over; `regions` are those of the block.
-    void Adopt(std::vector<char> &storage, const ListingRegions &regions);
+    void Adopt(ListingBlock block, const ListingRegions &regions);
 
+    const FileEntry *SearchBucket(const char *path, uint32 hash) const;
     bool OpenPlainFile(const FileEntry *entry, FileType type, MorvVersion releaseVersion);
     bool IsArchived(const FileInfo *state) const;
     bool IsManaged(const FileInfo *state) const;
     bool IsNaked(const FileInfo *state) const;
 
     std::string mProjectRoot;
-    std::vector<char> mStorage;
+    ListingBlock mBlock;
     mutable Mutex mMutex; ///< guards reference counts and handles of the open states
     ListingHeader *mHeader = nullptr;
     const uint32 *mDirectoryCount = nullptr;
     HashBucket *mBuckets = nullptr;
+    HashSlot *mChain = nullptr;
     DirectoryEntry *mDirectories = nullptr;
     FileEntry *mFiles = nullptr;
     FileHandleHeader *mFileHandleHeader = nullptr;
     ArchiveFile *mArchiveFiles = nullptr;
     FileInfo *mManagedFiles = nullptr;
     FileInfo *mNakedFiles = nullptr;
+    bool mHashesDecide = false;
 };
 } // namespace Keld::MORV::Reader
