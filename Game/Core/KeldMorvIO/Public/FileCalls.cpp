@@ -1,4 +1,3 @@
-#include "KeldFoundation/path/Path.h"
 #include "KeldMorvIO/Public/Handles.h"
 #include "KeldMorvIO/Public/KeldMorvIO.h"
 #include "KeldMorvIO/Public/MorvExportsMain.h"
@@ -26,12 +25,12 @@ std::pair<ProjectListing *, const ProjectListing::FileEntry *> FindPath(const ch
     {
         return {nullptr, nullptr};
     }
-    char canonical[Keld::PathBufferSize];
-    if (!Keld::CanonicalizePathBounded(path, canonical, sizeof canonical, 1))
+    const Reader::LookupPath lookup(path, Reader::LookupPath::Form::Consumer);
+    if (!lookup.Fits())
     {
         return {nullptr, nullptr};
     }
-    return environment->FindEntry(canonical);
+    return environment->FindEntry(lookup);
 }
 
 // Takes an open back unless it is kept: making the handle may throw.

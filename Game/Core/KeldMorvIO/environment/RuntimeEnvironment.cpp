@@ -232,7 +232,7 @@ bool RuntimeEnvironment::CollectProjects(RuntimeEnvironment::RuntimeType type, c
 RuntimeEnvironment::RuntimeEnvironment(std::string &morvRoot, std::string &deployRoot,
                                        std::vector<ProjectListing *> &listings, RuntimeType type, std::string &name,
                                        MorvVersion version)
-    : mRuntimeType(type), mVersion(version)
+    : mRuntimeType(type), mVersion(version), mFilter(listings)
 {
     mMorvRoot.swap(morvRoot);
     mDeployRoot.swap(deployRoot);
@@ -251,11 +251,27 @@ RuntimeEnvironment::~RuntimeEnvironment()
 
 std::pair<ProjectListing *, const ProjectListing::FileEntry *> RuntimeEnvironment::FindEntry(const char *path) const
 {
-    for (ProjectListing *const listing : mListings)
+    if (path == nullptr)
     {
-        if (const ProjectListing::FileEntry *const entry = listing->FindEntry(path))
+        return {nullptr, nullptr};
+    }
+    const LookupPath lookup(path, LookupPath::Form::Canonical);
+    return lookup.Fits() ? FindEntry(lookup) : std::pair<ProjectListing *, const ProjectListing::FileEntry *>();
+}
+
+std::pair<ProjectListing *, const ProjectListing::FileEntry *>
+RuntimeEnvironment::FindEntry(const LookupPath &path) const
+{
+    const SearchFilter::Candidates candidates = mFilter.Find(path.GetHash());
+    for (uint_size index = 0; index < mListings.size(); ++index)
+    {
+        if (!candidates.Has(index))
         {
-            return {listing, entry};
+            continue;
+        }
+        if (const ProjectListing::FileEntry *const entry = mListings[index]->FindEntry(path))
+        {
+            return {mListings[index], entry};
         }
     }
     return {nullptr, nullptr};
@@ -263,10 +279,17 @@ std::pair<ProjectListing *, const ProjectListing::FileEntry *> RuntimeEnvironmen
 
 std::unique_ptr<MultiListingIterator> RuntimeEnvironment::CreateDirectoryIterator(const char *directory) const
 {
-    MultiListingIterator::DirectoryIterators iterators;
-    for (const ProjectListing *const listing : mListings)
+    const LookupPath path(directory, LookupPath::Form::Canonical);
+    if (!path.Fits())
     {
-        const ProjectListing::FileEntry *const entry = listing->FindEntry(directory);
+        return nullptr;
+    }
+    const SearchFilter::Candidates candidates = mFilter.Find(path.GetHash());
+    MultiListingIterator::DirectoryIterators iterators;
+    for (uint_size index = 0; index < mListings.size(); ++index)
+    {
+        const ProjectListing::FileEntry *const entry =
+            candidates.Has(index) ? mListings[index]->FindEntry(path) : nullptr;
         if (entry != nullptr && ProjectListing::IsDirectory(entry))
         {
             iterators.push_back(std::make_unique<ProjectListing::DirectoryIterator>(entry));

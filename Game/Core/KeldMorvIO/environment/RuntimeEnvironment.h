@@ -1,7 +1,9 @@
 #pragma once
 
 #include "KeldFoundation/version/MorvVersion.h"
+#include "KeldMorvIO/environment/SearchFilter.h"
 #include "KeldMorvIO/environment/WorkingDirectory.h"
+#include "KeldMorvIO/listing/LookupPath.h"
 #include "KeldMorvIO/listing/ProjectListing.h"
 
 #include <memory>
@@ -48,6 +50,10 @@ public:
     /// The first listing that holds a canonical path, as a file or as a directory, and its entry; nulls if none does.
     std::pair<ProjectListing *, const ProjectListing::FileEntry *> FindEntry(const char *path) const;
 
+    /// The same for a path that has been made ready.
+    /// \param path fits.
+    std::pair<ProjectListing *, const ProjectListing::FileEntry *> FindEntry(const LookupPath &path) const;
+
     /// Walks a directory, given by its canonical path, in all listings that hold it. Null if none does; a file of that
     /// path in an earlier listing hides nothing here.
     std::unique_ptr<MultiListingIterator> CreateDirectoryIterator(const char *directory) const;
@@ -66,5 +72,6 @@ private:
     RuntimeType mRuntimeType;
     std::string mName;
     MorvVersion mVersion;
+    SearchFilter mFilter; ///< of mListings
 };
 } // namespace Keld::MORV::Reader
