@@ -26,6 +26,10 @@ std::string SplitPattern(char (&path)[Keld::PathBufferSize])
 
 void SkipUnmatched(FindHandle &handle)
 {
+    if (handle.mPattern == "*")
+    {
+        return; // fits any name
+    }
     MultiListingIterator &iterator = *handle.mIterator;
     while (iterator.IsValid() && !handle.mMatches.Matches(iterator.GetCurrent().GetName(), handle.mPattern))
     {
@@ -74,18 +78,18 @@ HRESULT MorvFindNextFile(FindHandle *handle, uint32_t *isDirectory, uint64_t *si
         return E_FAIL;
     }
 
-    const ProjectListing::FileEntry *const entry = iterator.GetCurrent().GetEntry();
+    const ProjectListing::DirectoryIterator &current = iterator.GetCurrent();
     if (isDirectory != nullptr)
     {
-        *isDirectory = ProjectListing::IsDirectory(entry) ? 1 : 0;
+        *isDirectory = current.IsDirectory() ? 1 : 0;
     }
     if (size != nullptr)
     {
-        *size = ProjectListing::GetFileSize(entry);
+        *size = current.IsDirectory() ? 0 : current.GetEntry()->mSize;
     }
     if (name != nullptr)
     {
-        Keld::std_strncpy(name, nameCapacity, iterator.GetCurrent().GetName(), Keld::TRUNCATE);
+        Keld::std_strncpy(name, nameCapacity, current.GetName(), Keld::TRUNCATE);
     }
     iterator.Next();
     return S_OK;
