@@ -1,0 +1,266 @@
+// A file of random choice, opened, measured, read whole and closed; and the first open of compressed files alone.
+
+#include "Benchmarks/Comparison/Deployment.h"
+#include "Benchmarks/Comparison/FlatMap.h"
+#include "Benchmarks/Comparison/Groups.h"
+#include "Benchmarks/Comparison/Neighbours.h"
+
+#include "KeldMorvIO/Public/KeldMorvIO.h"
+#include "Tools/TreeReader/ArchiveIndex.h"
+#include "Tools/TreeWriter/Compression.h"
+
+#include <stdexcept>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+namespace Keld::Benchmarks
+{
+namespace
+{
+using TreeReader::Compression;
+using TreeReader::Storage;
+
+constexpr std::size_t BufferSize = std::size_t{8} << 20;
+
+std::size_t ReadByLibrary(const char *path, char *buffer)
+{
+    OpenFileHandle *const file = MorvOpenFile(path);
+    uint32 count = 0;
+    MorvRead(file, 0, static_cast<uint32>(MorvGetFileSize(file)), &count, buffer);
+    MorvCloseFile(file);
+    return count;
+}
+
+std::size_t ReadByPath(const char *path, char *buffer)
+{
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    struct stat status = {};
+    fstat(file, &status);
+    const ssize_t count = pread(file, buffer, static_cast<std::size_t>(status.st_size), 0);
+    close(file);
+    return static_cast<std::size_t>(count);
+}
+
+/// The limit of an archived file: a hash map of the paths, the data file, and `uncompress`.
+class MapAndData
+{
+public:
+    MapAndData(const Deployment &deployment, const std::vector<ContentFile> &files, bool compressed)
+        : mMap(files.size()), mFile(open(deployment.ArchiveData().c_str(), O_RDONLY | O_CLOEXEC)),
+          mPlainSize(compressed ? files.front().bytes.size() : 0)
+    {
+        const std::string index = deployment.ArchiveData().substr(0, deployment.ArchiveData().size() - 4);
+        for (const TreeReader::ArchivedFile &file : TreeReader::ReadArchiveIndex(index))
+        {
+            mMap.Add(file.path, {file.offset, file.size});
+        }
+    }
+    ~MapAndData() { close(mFile); }
+    MapAndData(const MapAndData &) = delete;
+    MapAndData &operator=(const MapAndData &) = delete;
+
+    std::size_t Read(const char *path, char *buffer)
+    {
+        const FlatMap::Place place = *mMap.Find(path);
+        char *const target = mPlainSize == 0 ? buffer : mStored;
+        const auto count = static_cast<std::size_t>(pread(mFile, target, place.size, place.offset));
+        if (mPlainSize == 0)
+        {
+            return count;
+        }
+        uLongf size = mPlainSize;
+        uncompress(reinterpret_cast<Bytef *>(buffer), &size, reinterpret_cast<const Bytef *>(mStored), count);
+        return size;
+    }
+
+private:
+    FlatMap mMap;
+    int mFile;
+    std::size_t mPlainSize;
+    char mStored[1 << 16];
+};
+
+struct OpenPlan
+{
+    std::string work;
+    uint32 count;
+    uint32 size;
+    Storage storage;
+    Compression compression;
+    double reach;
+};
+
+std::vector<std::string> PathsOf(const std::vector<ContentFile> &files)
+{
+    std::vector<std::string> paths;
+    for (const ContentFile &file : files)
+    {
+        paths.push_back(file.path);
+    }
+    return paths;
+}
+
+void Opens(const OpenPlan &plan, int repetitions)
+{
+    const Workplace place;
+    const bool compressed = plan.compression == Compression::Zlib;
+    const bool naked = plan.storage == Storage::Naked;
+    const std::vector<ContentFile> files = MakeContent(plan.count, plan.size);
+    const std::vector<std::string> paths = PathsOf(files);
+    const Deployment deployment(place.Path());
+    deployment.Write(files, {.storage = plan.storage, .compression = plan.compression});
+    StartOrDie(deployment.WorkingDirectory(), paths.back().c_str());
+    const Neighbours neighbours(place, files, compressed,
+                                [naked](const NeighbourKind &kind)
+                                {
+                                    return !naked || kind.name == "squashfs" || kind.name == "EROFS";
+                                });
+
+    std::vector<std::string> onDisk;
+    for (const std::string &path : paths)
+    {
+        onDisk.push_back(deployment.NakedFiles() + "/" + path);
+    }
+    Questions questions(paths, true);
+    Questions questionsOnDisk(onDisk, true);
+    std::string buffer(BufferSize, '\0');
+    std::unique_ptr<MapAndData> limit;
+    Row row{plan.work, "ns", plan.reach, {}};
+    const auto add = [&](const std::string &name, const auto &read, Questions &asked)
+    {
+        row.contenders.push_back({name, [&, read]
+                                  {
+                                      return TimePerCall(
+                                          [&]
+                                          {
+                                              return read(asked.Next(), buffer.data());
+                                          });
+                                  }});
+    };
+    if (naked)
+    {
+        add("open, fstat, pread, close", ReadByPath, questionsOnDisk);
+    }
+    else
+    {
+        limit = std::make_unique<MapAndData>(deployment, files, compressed);
+        add(
+            compressed ? "hash map, pread, uncompress" : "hash map, pread",
+            [&limit](const char *path, char *bytes)
+            {
+                return limit->Read(path, bytes);
+            },
+            questions);
+    }
+    add("KeldMorvIO", ReadByLibrary, questions);
+    for (const Neighbours::Member &member : neighbours.Members())
+    {
+        add(
+            member.kind.name,
+            [&member](const char *path, char *bytes)
+            {
+                return member.neighbour->ReadWhole(path, bytes);
+            },
+            questions);
+    }
+    MeasureAndPrint(row, repetitions);
+    MorvShutdown();
+}
+
+struct InflatePlan
+{
+    std::string name;
+    std::string_view bytes;
+    double reach;
+};
+
+// The library decompresses at the open; neighbours do so as they read, so they read whole.
+void FirstOpens(int repetitions)
+{
+    const std::vector<InflatePlan> plans = {{"4 KiB of C headers", CorpusText(4 << 10), 0.9},
+                                            {"64 KiB of C headers", CorpusText(64 << 10), 0.55},
+                                            {"1 MiB of C headers", CorpusText(1 << 20), 0.5},
+                                            {"8 MiB of C headers", CorpusText(8 << 20), 0.5},
+                                            {"1 MiB of libraries", CorpusCode(1 << 20), 0.5}};
+    const Workplace place;
+    std::vector<ContentFile> files;
+    for (const InflatePlan &plan : plans)
+    {
+        files.push_back({plan.name, plan.bytes});
+    }
+    const Deployment deployment(place.Path());
+    deployment.Write(files, {.compression = Compression::Zlib});
+    StartOrDie(deployment.WorkingDirectory(), files.front().path.c_str());
+    const Neighbours neighbours(place, files, true,
+                                [](const NeighbourKind &kind)
+                                {
+                                    return kind.name == "libzip" || kind.name == "PhysicsFS";
+                                });
+    std::string buffer(BufferSize, '\0');
+    for (const InflatePlan &plan : plans)
+    {
+        const std::string stream = TreeWriter::CompressZlib(plan.bytes).value();
+        Row row{"first open, zlib, " + plan.name, "ns", plan.reach, {}};
+        row.contenders.push_back({"uncompress", [&]
+                                  {
+                                      return TimePerCall(
+                                          [&]
+                                          {
+                                              uLongf size = buffer.size();
+                                              uncompress(reinterpret_cast<Bytef *>(buffer.data()), &size,
+                                                         reinterpret_cast<const Bytef *>(stream.data()), stream.size());
+                                              return size;
+                                          });
+                                  }});
+        row.contenders.push_back({"KeldMorvIO", [&]
+                                  {
+                                      return TimePerCall(
+                                          [&]
+                                          {
+                                              OpenFileHandle *const file = MorvOpenFile(plan.name.c_str());
+                                              MorvCloseFile(file);
+                                              return file != nullptr ? 1U : 0U;
+                                          });
+                                  }});
+        for (const Neighbours::Member &member : neighbours.Members())
+        {
+            row.contenders.push_back({member.kind.name, [&]
+                                      {
+                                          return TimePerCall(
+                                              [&]
+                                              {
+                                                  return member.neighbour->ReadWhole(plan.name.c_str(), buffer.data());
+                                              });
+                                      }});
+        }
+        MeasureAndPrint(row, repetitions);
+    }
+    MorvShutdown();
+}
+} // namespace
+
+std::vector<Group> OpenGroups()
+{
+    const auto opens = [](const OpenPlan &plan)
+    {
+        return [plan](int repetitions)
+        {
+            Opens(plan, repetitions);
+        };
+    };
+    constexpr uint32 size = 2048;
+    return {
+        {"open-stored-10k", opens({"open, size, read, close: stored, 2 KiB, 10k", 10'000, size, Storage::Archive,
+                                   Compression::None, 1.25})},
+        {"open-stored-100k", opens({"open, size, read, close: stored, 2 KiB, 100k", 100'000, size, Storage::Archive,
+                                    Compression::None, 1.25})},
+        {"open-naked",
+         opens({"open, size, read, close: naked, 2 KiB, 10k", 10'000, size, Storage::Naked, Compression::None, 1.1})},
+        {"open-zlib",
+         opens({"open, size, read, close: zlib, 4 KiB, 10k", 10'000, 4096, Storage::Archive, Compression::Zlib, 0.8})},
+        {"first-open", FirstOpens}};
+}
+} // namespace Keld::Benchmarks
