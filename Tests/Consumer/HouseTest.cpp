@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <optional>
 #include <regex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -143,6 +145,70 @@ TEST(HouseTest, IncludesPointDown)
 TEST(HouseTest, NothingButTheFurtherCallsThemselvesIncludesThem)
 {
     EXPECT_EQ(FilesAboveTheLayerWith("#include \"KeldFoundation/CStd/Further/", ""), std::vector<std::string>{});
+}
+
+// A room: a header and the source of its name.
+std::string RoomOf(const std::string &file)
+{
+    return fs::path(file).replace_extension().string();
+}
+
+// The rooms of the house, each with those that it includes.
+std::map<std::string, std::set<std::string>> Rooms()
+{
+    std::map<std::string, std::set<std::string>> rooms;
+    for (const std::string &file : SourceFiles())
+    {
+        std::set<std::string> &included = rooms[RoomOf(file)];
+        for (const std::string &include : IncludesOf(Source / file))
+        {
+            included.insert(RoomOf(FileOfInclude(include)));
+        }
+        included.erase(RoomOf(file));
+    }
+    return rooms;
+}
+
+// All that a room includes, directly or through others.
+std::set<std::string> ReachOf(const std::string &room, const std::map<std::string, std::set<std::string>> &rooms)
+{
+    std::set<std::string> reach;
+    std::vector<std::string> pending = {room};
+    while (!pending.empty())
+    {
+        const auto found = rooms.find(pending.back());
+        pending.pop_back();
+        if (found == rooms.end())
+        {
+            continue;
+        }
+        for (const std::string &included : found->second)
+        {
+            if (reach.insert(included).second)
+            {
+                pending.push_back(included);
+            }
+        }
+    }
+    return reach;
+}
+
+// Two headers of the writer declare what works over a room that includes them: ScanSource fills its SourceTree through
+// the collector, and ReadLargeDigests reads what PackPlan has planned.
+TEST(HouseTest, NoRoomIncludesItselfThroughOthersButTwoPairsOfTheWriter)
+{
+    const std::map<std::string, std::set<std::string>> rooms = Rooms();
+    EXPECT_GT(rooms.size(), 100U);
+    std::vector<std::string> inCircles;
+    for (const auto &[room, included] : rooms)
+    {
+        if (ReachOf(room, rooms).contains(room))
+        {
+            inCircles.push_back(room);
+        }
+    }
+    EXPECT_EQ(inCircles, (std::vector<std::string>{"Tools/TreeWriter/PackPlan", "Tools/TreeWriter/SourceCollector",
+                                                   "Tools/TreeWriter/SourceContent", "Tools/TreeWriter/SourceTree"}));
 }
 
 TEST(HouseTest, PublicHeadersLeanOnNothingThatIsNotInstalled)
