@@ -122,6 +122,8 @@ TEST_F(ReleaseTest, WithoutDescriptorsNothingIsCalledMissing)
         // The sanitizers need descriptors to check a virtual call for the first time.
         const View warm = Open();
         ASSERT_TRUE(warm.GetRelease(0).Locate(warm.GetRelease(0).FindListed("stored.raw").at(0)));
+        ASSERT_FALSE(
+            warm.GetRelease(0).GetArchives(0x63636363).GetFaults().empty()); // nor is there a version 99.99.99.99
     }
     const View view = Open();
     const auto listed = view.GetRelease(0).FindListed("stored.raw").at(0);

@@ -53,6 +53,11 @@ protected:
     OpenFilesTest()
     {
         mTree.Naked("naked/file.txt", "The naked file.").Managed("managed/file.txt", "The managed file.", 0x01000007);
+        Load();
+    }
+
+    void Load()
+    {
         mListing = mTree.Load();
         mFile = mListing->FindEntry(IsManaged() ? "managed/file.txt" : "naked/file.txt");
         mDescriptors = CountDescriptors();
@@ -235,9 +240,14 @@ TEST_P(OpenFilesTest, RefusesAnOffsetThatNoFileCanHave)
 
 TEST_P(OpenFilesTest, RefusesAPathThatDoesNotFitWithoutALine)
 {
-    // No such file is found when a listing is built, so an entry is renamed behind the listing's back.
+    // No such file is found when a listing is built, so an entry gets the name of an archived one, of which nothing
+    // but the index speaks. Names must lie in the listing's own block.
     const std::string name(1024 - std::strlen(IsManaged() ? "managed/" : "naked/"), 'n');
-    const_cast<FileEntry *>(mFile)->mEntry.mName = name.c_str();
+    mTree.Archived("archived/" + name, "A");
+    Load();
+    const ProjectListing::DirectoryIterator archived(mListing->FindEntry("archived"));
+    ASSERT_EQ(archived.GetName(), name);
+    const_cast<FileEntry *>(mFile)->mEntry.mName = archived.GetName();
     EXPECT_FALSE(mListing->Open(mFile));
     EXPECT_EQ(References(), 0u);
     EXPECT_EQ(CountDescriptors(), mDescriptors);
