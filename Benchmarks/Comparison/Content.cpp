@@ -13,6 +13,7 @@
 
 #include <fcntl.h>
 #include <unistd.h>
+#include <zlib.h>
 
 namespace Keld::Benchmarks
 {
@@ -94,6 +95,24 @@ std::string_view CorpusText(std::size_t size)
 std::string_view CorpusCode(std::size_t size)
 {
     return std::string_view(Code()).substr(0, size);
+}
+
+std::string ZlibStream(std::string_view plain)
+{
+    for (const int level : {6, 7, 8, 9, 5, 4})
+    {
+        uLongf size = compressBound(plain.size());
+        std::string stream(size, '\0');
+        const int result = compress2(reinterpret_cast<Bytef *>(stream.data()), &size,
+                                     reinterpret_cast<const Bytef *>(plain.data()), plain.size(), level);
+        const uLongf behindChunk = size % 65536;
+        if (result == Z_OK && (behindChunk == 0 || behindChunk > 8))
+        {
+            stream.resize(size);
+            return stream;
+        }
+    }
+    throw std::runtime_error("no level of compression gives a size that the library reads");
 }
 
 Questions::Questions(const std::vector<std::string> &paths, bool present)

@@ -28,6 +28,9 @@ std::string_view CorpusText(std::size_t size);
 /// Real machine code: shared libraries of this machine, in the same way.
 std::string_view CorpusCode(std::size_t size);
 
+/// One zlib stream, of a size that the library reads: its end does not lie alone in a chunk of 64 KiB.
+std::string ZlibStream(std::string_view plain);
+
 /// Paths one behind another in random order, so that fetching the next one costs nothing that matters.
 class Questions
 {

@@ -3,7 +3,6 @@
 #include "KeldMorvIO/Public/KeldMorvIO.h"
 #include "Tools/TreeReader/TreePlaces.h"
 #include "Tools/TreeWriter/ArchiveWriter.h"
-#include "Tools/TreeWriter/Compression.h"
 #include "Tools/TreeWriter/ReleaseManifestWriter.h"
 
 #include <set>
@@ -20,8 +19,7 @@ using TreeReader::Storage;
 constexpr MorvVersion ReleaseVersion = 0x01000000;
 
 void WriteArchives(const TreeReader::TreePlaces &places, const std::string &project,
-                   const std::vector<ContentFile> &files, const ReleasePlan &plan,
-                   TreeReader::ReleaseContents &contents)
+                   const std::vector<ContentFile> &files, const ReleasePlan &plan)
 {
     const std::size_t share = (files.size() + plan.archiveCount - 1) / plan.archiveCount;
     for (std::size_t begin = 0; begin < files.size(); begin += share)
@@ -34,10 +32,7 @@ void WriteArchives(const TreeReader::TreePlaces &places, const std::string &proj
             archive.Begin(file.path);
             if (plan.compression == Compression::Zlib)
             {
-                const auto stream = TreeWriter::CompressZlib(file.bytes);
-                contents.files[index].flags =
-                    TreeReader::FlagsOf(Storage::Archive, stream.has_value() ? Compression::Zlib : Compression::None);
-                archive.Append(stream.has_value() ? *stream : file.bytes);
+                archive.Append(ZlibStream(file.bytes));
             }
             else
             {
@@ -81,7 +76,7 @@ void Deployment::Write(const std::vector<ContentFile> &files, const ReleasePlan 
     fs::create_directories(places.NakedFiles(project, ReleaseVersion));
     if (plan.storage == Storage::Archive)
     {
-        WriteArchives(places, project, files, plan, contents);
+        WriteArchives(places, project, files, plan);
     }
     else
     {

@@ -7,7 +7,6 @@
 
 #include "KeldMorvIO/Public/KeldMorvIO.h"
 #include "Tools/TreeReader/ArchiveIndex.h"
-#include "Tools/TreeWriter/Compression.h"
 
 #include <stdexcept>
 
@@ -202,7 +201,7 @@ void FirstOpens(int repetitions)
     std::string buffer(BufferSize, '\0');
     for (const InflatePlan &plan : plans)
     {
-        const std::string stream = TreeWriter::CompressZlib(plan.bytes).value();
+        const std::string stream = ZlibStream(plan.bytes);
         Row row{"first open, zlib, " + plan.name, "ns", plan.reach, {}};
         row.contenders.push_back({"uncompress", [&]
                                   {

@@ -121,7 +121,7 @@ void WriteDeep(const Deployment &deployment, uint32 scale)
         std::string path = "chain" + std::to_string(chain);
         for (uint32 level = 1; level < 400 * scale; ++level)
         {
-            path += "/d";
+            path += "/level" + std::to_string(level % 1000);
         }
         plan.directories.push_back(std::move(path));
     }
