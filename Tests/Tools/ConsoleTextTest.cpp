@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
+#include <pty.h>
 #include <unistd.h>
 
 namespace Keld::Test
@@ -50,6 +53,37 @@ TEST(ProgressTest, TheLineTellsShareRateAndTimeLeft)
     EXPECT_EQ(Progress::Line("packing", 0, 2048, 1), "packing   0 %  0 bytes of 2.00 KiB, 0 bytes/s");
     EXPECT_EQ(Progress::Line("reading", 4096, 0, 2), "reading 4.00 KiB, 2.00 KiB/s");
     EXPECT_EQ(Progress::Line("packing", 4096, 2048, 2).find("100 %"), 8u);
+}
+
+TEST(ProgressTest, AppearsOnATerminalOnceTheWorkTakesLongerAndIsWipedAway)
+{
+    int terminal = -1;
+    int program = -1;
+    ASSERT_EQ(openpty(&terminal, &program, nullptr, nullptr, nullptr), 0);
+    const int before = dup(STDERR_FILENO);
+    dup2(program, STDERR_FILENO);
+    {
+        Progress progress("packing", 100, true);
+        progress.Add(10); // too early to be told
+        usleep(600'000);
+        progress.Add(40);
+    }
+    {
+        Progress silent("packing", 100, false);
+        usleep(600'000);
+        silent.Add(40);
+    }
+    std::fflush(stderr);
+    dup2(before, STDERR_FILENO);
+    close(before);
+    close(program);
+    std::string shown(4096, '\0');
+    const ssize_t size = read(terminal, shown.data(), shown.size());
+    close(terminal);
+    shown.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+    EXPECT_EQ(shown.rfind("\r\x1b[Kpacking  50 %", 0), 0u) << shown;
+    EXPECT_EQ(shown.substr(shown.size() - 4), "\r\x1b[K") << shown;
+    EXPECT_EQ(shown.find("10 %"), std::string::npos) << shown;
 }
 
 TEST(JsonTest, BytesThatAreNoTextAreEscapedAndMarked)

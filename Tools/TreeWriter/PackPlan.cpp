@@ -1,10 +1,7 @@
 #include "Tools/TreeWriter/PackPlan.h"
 
-#include "Tools/Common/ParallelWork.h"
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeWriter/RuleBook.h"
-#include "Tools/TreeWriter/SourceContent.h"
-#include "Tools/TreeWriter/TwinTable.h"
 
 #include "KeldFoundation/CStd/PathLimit.h"
 
@@ -127,49 +124,5 @@ std::vector<PlannedFile> PlanRelease(const PackRequest &request, const TreePlace
         request.note(complaint);
     }
     return plan;
-}
-
-void ReadLargeDigests(const PackRequest &request, std::vector<PlannedFile> &plan)
-{
-    std::vector<PlannedFile *> files;
-    for (PlannedFile &planned : plan)
-    {
-        if (planned.IsLarge() && (planned.canBeKept || planned.mayHaveTwin))
-        {
-            files.push_back(&planned);
-        }
-    }
-    if (files.empty())
-    {
-        return;
-    }
-    uint64 size = 0;
-    for (const PlannedFile *planned : files)
-    {
-        size += planned->entry.size;
-    }
-    request.begin(PackPhase::Comparing, size);
-    Common::ForEachInParallel(request.threadCount, files.size(),
-                              [&](std::size_t index)
-                              {
-                                  files[index]->knownDigest = DigestOfFile(*files[index], request.checkpoint);
-                                  request.advance(files[index]->entry.size);
-                              });
-
-    TwinTable twins;
-    for (PlannedFile *planned : files)
-    {
-        const bool isKept = planned->canBeKept && planned->IsUnchanged(*planned->knownDigest);
-        if (planned->mayHaveTwin && !isKept)
-        {
-            const auto index = static_cast<std::size_t>(planned - plan.data());
-            const auto earlier =
-                twins.FindEarlier({*planned->knownDigest, planned->entry.size, planned->choice.compression}, index);
-            if (earlier && HaveSameContent(plan[*earlier], *planned, request.checkpoint))
-            {
-                planned->twin = earlier;
-            }
-        }
-    }
 }
 } // namespace Keld::TreeWriter

@@ -59,7 +59,4 @@ private:
 /// the reader cannot hold.
 std::vector<PlannedFile> PlanRelease(const PackRequest &request, const TreeReader::TreePlaces &tree,
                                      const SourceTree &source, BaseRelease &base);
-
-/// Reads those large files whose digest decides whether they are stored at all.
-void ReadLargeDigests(const PackRequest &request, std::vector<PlannedFile> &plan);
 } // namespace Keld::TreeWriter

@@ -2,6 +2,8 @@
 
 #include "Tools/Common/ParallelWork.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeWriter/FolderSource.h"
+#include "Tools/TreeWriter/LargeDigests.h"
 #include "Tools/TreeWriter/ReleaseManifestWriter.h"
 #include "Tools/TreeWriter/ReleaseStorer.h"
 #include "Tools/TreeWriter/SourceContent.h"

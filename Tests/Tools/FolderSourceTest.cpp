@@ -1,4 +1,4 @@
-#include "Tools/TreeWriter/SourceTree.h"
+#include "Tools/TreeWriter/FolderSource.h"
 
 #include "Support/TempTree.h"
 
@@ -23,7 +23,7 @@ using TreeWriter::ScanSource;
 using TreeWriter::SourceOptions;
 using TreeWriter::SourceTree;
 
-class SourceTreeTest : public testing::Test
+class FolderSourceTest : public testing::Test
 {
 protected:
     /// The reasons for which the folder is refused.
@@ -53,7 +53,7 @@ protected:
     TempTree mTree;
 };
 
-TEST_F(SourceTreeTest, ListsDirectoriesAndFilesInOrderWithoutCase)
+TEST_F(FolderSourceTest, ListsDirectoriesAndFilesInOrderWithoutCase)
 {
     mTree.Write("b/Z", "12");
     mTree.Write("b/a", "");
@@ -68,19 +68,19 @@ TEST_F(SourceTreeTest, ListsDirectoriesAndFilesInOrderWithoutCase)
     EXPECT_EQ(source.files[2].path, "C");
 }
 
-TEST_F(SourceTreeTest, RefusesAFolderThatIsNotThereOrIsAFile)
+TEST_F(FolderSourceTest, RefusesAFolderThatIsNotThereOrIsAFile)
 {
     EXPECT_THROW(ScanSource(mTree.Path("nothing")), TreeError);
     EXPECT_THROW(ScanSource(mTree.Write("file", "x")), TreeError);
 }
 
-TEST_F(SourceTreeTest, RefusesAFolderWithoutFiles)
+TEST_F(FolderSourceTest, RefusesAFolderWithoutFiles)
 {
     mTree.MakeDirectory("only/folders");
     EXPECT_NE(Refusal().find("holds no files"), std::string::npos);
 }
 
-TEST_F(SourceTreeTest, RefusesSymbolicLinksOfEveryKind)
+TEST_F(FolderSourceTest, RefusesSymbolicLinksOfEveryKind)
 {
     mTree.Write("file", "x");
     fs::create_symlink("file", mTree.Path("link"));
@@ -90,27 +90,27 @@ TEST_F(SourceTreeTest, RefusesSymbolicLinksOfEveryKind)
     EXPECT_NE(refusal.find(mTree.Path("dangling") + ": is a symbolic link"), std::string::npos);
 }
 
-TEST_F(SourceTreeTest, RefusesWhatIsNeitherFileNorDirectoryWithoutOpeningIt)
+TEST_F(FolderSourceTest, RefusesWhatIsNeitherFileNorDirectoryWithoutOpeningIt)
 {
     mTree.Write("file", "x");
     ASSERT_EQ(mkfifo(mTree.Path("pipe").c_str(), 0600), 0);
     EXPECT_NE(Refusal().find("pipe: is neither a file nor a directory"), std::string::npos);
 }
 
-TEST_F(SourceTreeTest, RefusesNamesThatDifferInCaseAlone)
+TEST_F(FolderSourceTest, RefusesNamesThatDifferInCaseAlone)
 {
     mTree.Write("d/Name", "x");
     mTree.Write("d/name", "y");
     EXPECT_NE(Refusal().find("differs from Name in case alone"), std::string::npos);
 }
 
-TEST_F(SourceTreeTest, RefusesABackslashInAName)
+TEST_F(FolderSourceTest, RefusesABackslashInAName)
 {
     mTree.Write("a\\b", "x");
     EXPECT_NE(Refusal().find("backslash"), std::string::npos);
 }
 
-TEST_F(SourceTreeTest, AVirtualPathHasAtMost1023Bytes)
+TEST_F(FolderSourceTest, AVirtualPathHasAtMost1023Bytes)
 {
     std::string directory;
     directory.append(250, 'a').append("/").append(250, 'b').append("/").append(250, 'c').append("/");
@@ -123,7 +123,7 @@ TEST_F(SourceTreeTest, AVirtualPathHasAtMost1023Bytes)
     EXPECT_NE(Refusal().find("longer than 1023 bytes"), std::string::npos);
 }
 
-TEST_F(SourceTreeTest, RefusesAFileOfFourGigabytes)
+TEST_F(FolderSourceTest, RefusesAFileOfFourGigabytes)
 {
     const std::string path = mTree.Write("large", "");
     fs::resize_file(path, 0xFFFFFFFF); // a hole: takes no room
@@ -132,7 +132,7 @@ TEST_F(SourceTreeTest, RefusesAFileOfFourGigabytes)
     EXPECT_EQ(Refusal(), "");
 }
 
-TEST_F(SourceTreeTest, TellsAllProblemsUpToTwenty)
+TEST_F(FolderSourceTest, TellsAllProblemsUpToTwenty)
 {
     for (int number = 0; number < 25; ++number)
     {
@@ -143,7 +143,7 @@ TEST_F(SourceTreeTest, TellsAllProblemsUpToTwenty)
     EXPECT_NE(refusal.find("... and 5 more"), std::string::npos);
 }
 
-TEST_F(SourceTreeTest, SkipsOrFollowsSymbolicLinksWhenTold)
+TEST_F(FolderSourceTest, SkipsOrFollowsSymbolicLinksWhenTold)
 {
     mTree.Write("file", "x");
     mTree.Write("d/inside", "yy");
@@ -160,7 +160,7 @@ TEST_F(SourceTreeTest, SkipsOrFollowsSymbolicLinksWhenTold)
     EXPECT_EQ(source.skippedLinks, 0u);
 }
 
-TEST_F(SourceTreeTest, FollowingRefusesLinksThatLeadNowhereOrBack)
+TEST_F(FolderSourceTest, FollowingRefusesLinksThatLeadNowhereOrBack)
 {
     mTree.Write("d/file", "x");
     fs::create_symlink("..", mTree.Path("d/up"));
@@ -175,7 +175,7 @@ TEST_F(SourceTreeTest, FollowingRefusesLinksThatLeadNowhereOrBack)
     EXPECT_EQ(Refusal(options), "");
 }
 
-TEST_F(SourceTreeTest, LeavesOutWhatMatchesAndNamesPatternsThatMatchNothing)
+TEST_F(FolderSourceTest, LeavesOutWhatMatchesAndNamesPatternsThatMatchNothing)
 {
     for (const char *path : {"a.txt", "a.bak", "cache/b.txt", "d/cache/c.txt", "d/cache2/e", "keep/cache"})
     {
@@ -192,7 +192,7 @@ TEST_F(SourceTreeTest, LeavesOutWhatMatchesAndNamesPatternsThatMatchNothing)
     EXPECT_EQ(source.notes, (std::vector<std::string>{"--exclude \"*.none\" matches nothing"}));
 }
 
-TEST_F(SourceTreeTest, TakesOnlyWhatAListNames)
+TEST_F(FolderSourceTest, TakesOnlyWhatAListNames)
 {
     for (const char *path : {"a", "b", "d/c", "d/e/f", "g/h"})
     {
@@ -213,7 +213,7 @@ TEST_F(SourceTreeTest, TakesOnlyWhatAListNames)
     EXPECT_NE(refusal.find("link/h: is listed but lies behind the symbolic link link"), std::string::npos);
 }
 
-TEST_F(SourceTreeTest, AFileThatChangesWhileItIsReadIsRefused)
+TEST_F(FolderSourceTest, AFileThatChangesWhileItIsReadIsRefused)
 {
     const std::string path = mTree.Write("file", "12345");
     const TreeWriter::InputFile input(path, 5);
@@ -227,7 +227,7 @@ TEST_F(SourceTreeTest, AFileThatChangesWhileItIsReadIsRefused)
     EXPECT_THROW(TreeWriter::InputFile(path, 5), TreeError);
 }
 
-TEST_F(SourceTreeTest, WhatCannotBeReadIsRefused)
+TEST_F(FolderSourceTest, WhatCannotBeReadIsRefused)
 {
     EXPECT_THROW(TreeWriter::InputFile(mTree.Path("nothing"), 0), TreeError);
     EXPECT_THROW(TreeWriter::InputFile(mTree.MakeDirectory("directory"), 0), TreeError);
