@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include <sys/stat.h>
+
 namespace Keld::Test
 {
 namespace
@@ -91,6 +93,28 @@ protected:
     {
         EXPECT_EQ(Initialize(directory), E_FAIL);
         ExpectStart(directory, mTree.Root(), middle, NotLoaded());
+    }
+
+    // The lines of a manifest that cannot be opened.
+    static Lines NoSolutionManifest(const std::string &directory, int error)
+    {
+        const std::string manifest = directory + "/solutionmanifest";
+        return {Progress("(\"" + manifest + "\")", SolutionSignature), Error(Text(error), SolutionSignature),
+                Error("Failed to open \"" + manifest + "\".", SolutionSignature),
+                Error("Failure to load solution manifest \"" + manifest + "\".", LoadSolutionSignature)};
+    }
+
+    static Lines NoConfigurationManifest(const std::string &directory, int error)
+    {
+        const std::string configuration = directory + "/configurationmanifest";
+        return {Progress("(\"" + directory + "/solutionmanifest\")", SolutionSignature),
+                Progress("(\"" + configuration + "\")", ConfigurationSignature),
+                Error(Text(error)),
+                Error("(\"" + configuration + "\", \"rt\") failed: " + Text(error)),
+                Error(Text(error), ConfigurationSignature),
+                Error(Text(error), ConfigurationSignature),
+                Error("Failed to open configuration file \"" + configuration + "\".", ConfigurationSignature),
+                Error("Failure to load configuration manifest \"" + configuration + "\".", LoadSolutionSignature)};
     }
 
     static std::string Text(int error) { return std::strerror(error); }
@@ -276,26 +300,26 @@ TEST_F(StartFailureTest, RefusesASolutionWhoseManifestPathsDoNotFit)
 TEST_F(StartFailureTest, RefusesASolutionWithoutASolutionManifest)
 {
     const std::string directory = mTree.Path("solutions/suite/releases/0.0.1.7");
-    const std::string manifest = directory + "/solutionmanifest";
-    ExpectFailedSolution(directory,
-                         {Progress("(\"" + manifest + "\")", SolutionSignature), Error(Text(ENOENT), SolutionSignature),
-                          Error("Failed to open \"" + manifest + "\".", SolutionSignature),
-                          Error("Failure to load solution manifest \"" + manifest + "\".", LoadSolutionSignature)});
+    ExpectFailedSolution(directory, NoSolutionManifest(directory, ENOENT));
 }
 
 TEST_F(StartFailureTest, RefusesASolutionWithoutAConfigurationManifest)
 {
     const std::string directory = mTree.Solution("suite", "0.0.1.7", {});
-    const std::string solution = directory + "/solutionmanifest";
-    const std::string configuration = directory + "/configurationmanifest";
     mTree.Disk().Remove("MORV/solutions/suite/releases/0.0.1.7/configurationmanifest");
-    ExpectFailedSolution(
-        directory, {Progress("(\"" + solution + "\")", SolutionSignature),
-                    Progress("(\"" + configuration + "\")", ConfigurationSignature), Error(Text(ENOENT)),
-                    Error("(\"" + configuration + "\", \"rt\") failed: " + Text(ENOENT)),
-                    Error(Text(ENOENT), ConfigurationSignature), Error(Text(ENOENT), ConfigurationSignature),
-                    Error("Failed to open configuration file \"" + configuration + "\".", ConfigurationSignature),
-                    Error("Failure to load configuration manifest \"" + configuration + "\".", LoadSolutionSignature)});
+    ExpectFailedSolution(directory, NoConfigurationManifest(directory, ENOENT));
+}
+
+TEST_F(StartFailureTest, RefusesAFifoForAManifestOfASolutionWithoutWaitingForItsWriter)
+{
+    const std::string directory = mTree.Solution("suite", "0.0.1.7", {});
+    mTree.Disk().Remove("MORV/solutions/suite/releases/0.0.1.7/configurationmanifest");
+    ASSERT_EQ(mkfifo((directory + "/configurationmanifest").c_str(), 0600), 0);
+    ExpectFailedSolution(directory, NoConfigurationManifest(directory, EINVAL));
+    LogRecorder::Clear();
+    mTree.Disk().Remove("MORV/solutions/suite/releases/0.0.1.7/solutionmanifest");
+    ASSERT_EQ(mkfifo((directory + "/solutionmanifest").c_str(), 0600), 0);
+    ExpectFailedSolution(directory, NoSolutionManifest(directory, EINVAL));
 }
 
 TEST_F(StartFailureTest, RefusesAConfigurationThatNamesAnUnknownProject)

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -158,6 +159,55 @@ TEST_F(AsyncFileTest, ClosesItsHandle)
     AsyncClose(mFile);
     EXPECT_FALSE(IsOpenDescriptor(mFile));
     mFile = AsyncFile::Null;
+}
+
+TEST_F(AsyncFileTest, ClosesAFileAndKeepsItsNumberFromOthers)
+{
+    Open("abc");
+    const int number = static_cast<int>(mFile);
+    AsyncCloseKeepingNumber(mFile);
+    char buffer[3] = {};
+    EXPECT_FALSE(AsyncRead(mFile, 0, 3, nullptr, buffer));
+    EXPECT_EQ(fcntl(number, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+    EXPECT_NE(Keld::Test::LowestFreeDescriptor(), number);
+    AsyncCloseKeepingNumber(mFile);
+    EXPECT_TRUE(Keld::Test::IsClosedButTaken(mFile)) << "after the second time, too";
+    mFile = AsyncFile::Null;
+    EXPECT_EQ(Keld::Test::LowestFreeDescriptor(), number);
+}
+
+TEST_F(AsyncFileTest, KeepsTheNumberAlsoWhereTheProcessCanOpenNoMoreFiles)
+{
+    Open("abc");
+    struct rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    struct rlimit none = before;
+    none.rlim_cur = static_cast<rlim_t>(Keld::Test::LowestFreeDescriptor());
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_EQ(open("/dev/null", O_RDONLY), -1);
+    AsyncCloseKeepingNumber(mFile);
+    EXPECT_EQ(open("/dev/null", O_RDONLY), -1) << "the number is taken";
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_TRUE(Keld::Test::IsClosedButTaken(mFile));
+    mFile = AsyncFile::Null;
+}
+
+TEST_F(AsyncFileTest, RefusesAFifoAndADeviceWithoutWaitingButFollowsALinkToAFile)
+{
+    const std::string fifo = mTree.Path("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::string file = mTree.Write("file", "abc");
+    ASSERT_EQ(symlink(file.c_str(), mTree.Path("link").c_str()), 0);
+    const int free = Keld::Test::LowestFreeDescriptor();
+    for (const std::string &path : {fifo, std::string("/dev/null")})
+    {
+        errno = 0;
+        EXPECT_EQ(AsyncOpen(path.c_str()), AsyncFile::Null) << path;
+        EXPECT_EQ(errno, EINVAL) << path;
+    }
+    EXPECT_EQ(Keld::Test::LowestFreeDescriptor(), free);
+    mFile = AsyncOpen(mTree.Path("link").c_str());
+    EXPECT_NE(mFile, AsyncFile::Null);
 }
 
 TEST_F(AsyncFileTest, GivesTheNullHandleForAFileThatGetsDescriptorZero)

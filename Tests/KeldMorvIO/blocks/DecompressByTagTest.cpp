@@ -44,11 +44,7 @@ protected:
         const AsyncFile file = AsyncOpen(path.c_str());
         result = DecompressByTag(tag, file, 0, size, fromHandle.Data(), fromHandle.Count());
         check(result, fromHandle.Content());
-        EXPECT_NE(Keld::Test::IsOpenDescriptor(file), tag == CompressionLzma);
-        if (tag != CompressionLzma)
-        {
-            AsyncClose(file);
-        }
+        EXPECT_EQ(Keld::Test::IsClosedButTaken(file), tag == CompressionLzma);
     }
 
     Keld::Test::TempTree mTree;

@@ -2,6 +2,8 @@
 
 #include "KeldMorvIO/blocks/AsyncFile.h"
 
+#include <cerrno>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -10,6 +12,16 @@ namespace Keld::Test
 inline bool IsOpenDescriptor(MORV::Reader::AsyncFile file)
 {
     return fcntl(static_cast<int>(file), F_GETFD) != -1;
+}
+
+/// Whether the file behind a handle is closed while its number stays taken. Frees the number.
+inline bool IsClosedButTaken(MORV::Reader::AsyncFile file)
+{
+    char byte = 0;
+    const bool isClosed = pread(static_cast<int>(file), &byte, 1, 0) == -1 && errno == EBADF;
+    const bool isTaken = IsOpenDescriptor(file);
+    MORV::Reader::AsyncClose(file);
+    return isClosed && isTaken && !IsOpenDescriptor(file);
 }
 
 /// The number that the next file would get: it stays the same where nothing leaks.

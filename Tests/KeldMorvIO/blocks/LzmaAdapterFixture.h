@@ -27,12 +27,13 @@ protected:
         return file;
     }
 
-    /// The handle form over a range of a file of these bytes; the handle must be closed afterwards.
+    /// The handle form over a range of a file of these bytes; the file must be closed afterwards, and its number not
+    /// free.
     bool DecodeRange(std::string_view bytes, uint64 offset, uint32 size, BlockRow &blocks)
     {
         const MORV::Reader::AsyncFile file = Open(bytes);
         const bool result = MORV::Reader::DecompressLzma(file, offset, size, blocks.Data(), blocks.Count());
-        EXPECT_FALSE(IsOpenDescriptor(file));
+        EXPECT_TRUE(IsClosedButTaken(file));
         return result;
     }
 

@@ -1,6 +1,8 @@
 #include "ArchivedListingTest.h"
 #include "Support/CompressedStream.h"
 
+#include <vector>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -200,8 +202,8 @@ TEST_F(CompressedFilesTest, ClosesTheSharedHandleAtTheFirstOpenOfAnLzmaFile)
     ASSERT_TRUE(mListing->Open(Entry("lzma")));
     EXPECT_EQ(ReadWhole(*mListing, Entry("lzma")), "the content");
 
-    // The number stays in all records of the data file.
-    EXPECT_EQ(fcntl(number, F_GETFD), -1);
+    // The number stays in all records of the data file, and nobody else can get it.
+    EXPECT_NE(fcntl(number, F_GETFD), -1);
     EXPECT_EQ(Descriptor("lzma"), number);
     EXPECT_EQ(Descriptor("stored"), number);
     ASSERT_TRUE(mListing->Open(Entry("stored")));
@@ -225,35 +227,40 @@ TEST_F(CompressedFilesTest, DoesNotOpenAnLzmaFileAgainAfterItsLastClose)
     mListing->Close(Entry("lzma"));
     mListing->Close(Entry("lzma"));
 
-    // The attempt works on, and closes, whatever has the number by now.
-    const int null = open("/dev/null", O_RDONLY);
-    const int successor = null == number ? number : fcntl(null, F_DUPFD, number);
-    ASSERT_EQ(successor, number);
     EXPECT_FALSE(mListing->Open(Entry("lzma")));
     EXPECT_EQ(References("lzma"), 0u);
-    EXPECT_EQ(fcntl(number, F_GETFD), -1);
-    if (null != number)
-    {
-        close(null);
-    }
+    EXPECT_EQ(Descriptor("lzma"), number);
 }
 
-TEST_F(CompressedFilesTest, ClosesTheNumberOfAnLzmaFileOnceMoreWithTheListing)
+TEST_F(CompressedFilesTest, LeavesFilesAloneThatOthersOpenBehindTheFirstOpenOfAnLzmaFile)
 {
-    mTree.Archived("lzma", LzmaFile("the content"), 11, ArchivedLzmaFlags);
+    mTree.Archived("lzma", LzmaFile("the content"), 11, ArchivedLzmaFlags).Archived("stored", "neighbour");
     Load();
     const int number = Descriptor("lzma");
     ASSERT_TRUE(mListing->Open(Entry("lzma")));
-    mListing->Close(Entry("lzma"));
-    const int null = open("/dev/null", O_RDONLY);
-    const int successor = null == number ? number : fcntl(null, F_DUPFD, number);
-    ASSERT_EQ(successor, number);
-    mListing.reset();
-    EXPECT_EQ(fcntl(number, F_GETFD), -1);
-    if (null != number)
+
+    // As many as any free number could go to.
+    const std::string path = mTree.Disk().Write("foreign", "somebody else's");
+    std::vector<int> foreign;
+    for (int count = 0; count <= number; ++count)
     {
-        close(null);
+        foreign.push_back(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        ASSERT_NE(foreign.back(), -1);
+        ASSERT_NE(foreign.back(), number);
     }
+    ASSERT_TRUE(mListing->Open(Entry("stored")));
+    EXPECT_FALSE(ReadAt("stored", 0, 9).success) << "nothing of theirs is read";
+    mListing->Close(Entry("stored"));
+    mListing->Close(Entry("lzma"));
+    EXPECT_FALSE(mListing->Open(Entry("lzma")));
+    mListing.reset();
+    for (const int descriptor : foreign)
+    {
+        char bytes[15] = {};
+        EXPECT_EQ(pread(descriptor, bytes, sizeof bytes, 0), 15);
+        EXPECT_EQ(close(descriptor), 0);
+    }
+    EXPECT_EQ(fcntl(number, F_GETFD), -1);
 }
 } // namespace
 } // namespace Keld::MORV::Reader

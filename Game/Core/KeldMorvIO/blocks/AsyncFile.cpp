@@ -1,15 +1,28 @@
 #include "KeldMorvIO/blocks/AsyncFile.h"
 
+#include "KeldFoundation/CStd/ReadyFiles.h"
+
+#include <cerrno>
+
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace Keld::MORV::Reader
 {
+namespace
+{
+// Something that is always there, and that opens without being looked into: every read of it gives EBADF.
+int OpenUnreadable()
+{
+    return open("/", O_PATH | O_CLOEXEC);
+}
+} // namespace
+
 // Close-on-exec: data files stay open for as long as the library is up, and programs that the consumer starts must not
 // inherit them.
 AsyncFile AsyncOpen(const char *path)
 {
-    const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
+    const int descriptor = std_open_ready(path);
     return descriptor == -1 ? AsyncFile::Null : static_cast<AsyncFile>(descriptor);
 }
 
@@ -19,5 +32,32 @@ void AsyncClose(AsyncFile file)
     {
         close(static_cast<int>(file));
     }
+}
+
+void AsyncCloseKeepingNumber(AsyncFile file)
+{
+    if (file == AsyncFile::Null)
+    {
+        return;
+    }
+    const int number = static_cast<int>(file);
+    int unreadable = OpenUnreadable();
+    if (unreadable == -1)
+    {
+        // No descriptor is free but the one that is closed here, which is the next to be given out.
+        close(number);
+        unreadable = OpenUnreadable();
+        if (unreadable == number || unreadable == -1)
+        {
+            return;
+        }
+    }
+    else
+    {
+        while (dup3(unreadable, number, O_CLOEXEC) == -1 && (errno == EINTR || errno == EBUSY))
+        {
+        }
+    }
+    close(unreadable);
 }
 } // namespace Keld::MORV::Reader

@@ -12,9 +12,16 @@ enum class AsyncFile : int32
 };
 
 /// Opens for reading; the caller closes the handle. Gives `AsyncFile::Null` when the file cannot be opened, and `errno`
-/// tells why. A directory opens as well, and every read of it fails.
+/// tells why. A directory opens as well, and every read of it fails. What is neither a file nor a directory, as a FIFO
+/// or a device, is refused with EINVAL, without waiting.
 AsyncFile AsyncOpen(const char *path);
 
 /// Does nothing for the null handle.
 void AsyncClose(AsyncFile file);
+
+/// Closes the file, but leaves its number taken until `AsyncClose`, so that no other file of the process can get it
+/// meanwhile. Every read through the handle fails with EBADF from then on. For handles that others hold, too. Where the
+/// process can open no more files, the number is taken again directly after it was given back. Does nothing for the
+/// null handle.
+void AsyncCloseKeepingNumber(AsyncFile file);
 } // namespace Keld::MORV::Reader

@@ -9,7 +9,14 @@ namespace Keld::MORV::Reader
 {
 LzmaInFile::~LzmaInFile()
 {
-    AsyncClose(mFile);
+    if (mOpenedHere)
+    {
+        AsyncClose(mFile);
+    }
+    else
+    {
+        AsyncCloseKeepingNumber(mFile);
+    }
 }
 
 bool LzmaInFile::Initialize(const char *path, uint64 offset, uint32 size)

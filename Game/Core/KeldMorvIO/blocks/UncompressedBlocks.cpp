@@ -79,13 +79,7 @@ bool UncompressedBlocks::Decompress(const uint32 tag, const char *path, uint64 o
         return false;
     }
     const bool result = DecompressByTag(tag, file, offset, compressedSize, mBlocks, mBlockCount);
-    // The LZMA adapter has closed the handle, unless it refused its arguments. The number may have gone to another
-    // thread since then, so it is not closed again.
-    const bool refused = compressedSize == 0 || mBlocks == nullptr || mBlockCount == 0;
-    if (tag != CompressionLzma || refused)
-    {
-        AsyncClose(file);
-    }
+    AsyncClose(file);
     return result;
 }
 

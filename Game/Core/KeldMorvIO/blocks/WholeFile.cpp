@@ -1,6 +1,7 @@
 #include "KeldMorvIO/blocks/WholeFile.h"
 
 #include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/CStd/ReadyFiles.h"
 #include "KeldFoundation/file/StreamCloser.h"
 #include "KeldMorvIO/ReaderLog.h"
 
@@ -9,6 +10,8 @@ namespace Keld::MORV::Reader
 namespace
 {
 constexpr uint_size ErrorTextSize = 4096;
+constexpr const char *CheckedOpenSignature =
+    "errno_t Keld::MORV::Reader::morv_fopen_s(FILE **, const char *, const char *)";
 
 // Reports an open that failed, under the signature of the call that the user made. Gives the error number.
 errno_t ReportFailedOpen(const char *signature, const char *path, const char *mode)
@@ -70,9 +73,14 @@ FILE *morv_fopen(const char *path, const char *mode)
 
 errno_t morv_fopen_s(FILE **stream, const char *path, const char *mode)
 {
-    constexpr const char *signature = "errno_t Keld::MORV::Reader::morv_fopen_s(FILE **, const char *, const char *)";
     *stream = std_fopen(path, mode);
-    return *stream != nullptr ? 0 : ReportFailedOpen(signature, path, mode);
+    return *stream != nullptr ? 0 : ReportFailedOpen(CheckedOpenSignature, path, mode);
+}
+
+errno_t morv_fopen_ready_s(FILE **stream, const char *path, const char *mode)
+{
+    *stream = std_fopen_ready(path);
+    return *stream != nullptr ? 0 : ReportFailedOpen(CheckedOpenSignature, path, mode);
 }
 
 HRESULT ReadFileBlockIntoBuffer(const std::string &path, const DWORD offset, const DWORD size,

@@ -16,6 +16,10 @@ FILE *morv_fopen(const char *path, const char *mode);
 /// The same, with the stream or null in `*stream`. Gives 0 or the error number.
 errno_t morv_fopen_s(FILE **stream, const char *path, const char *mode);
 
+/// The same for reading, without ever waiting: what is neither a file nor a directory is refused with EINVAL. A failure
+/// is logged as that of `morv_fopen_s`, with `mode`.
+errno_t morv_fopen_ready_s(FILE **stream, const char *path, const char *mode);
+
 /// Reads `size` bytes from byte `offset` of a file on. `buffer` ends with exactly `size` bytes once the file is open,
 /// and keeps what was read when the file is shorter, which is a failure.
 HRESULT ReadFileBlockIntoBuffer(const std::string &path, const DWORD offset, const DWORD size,

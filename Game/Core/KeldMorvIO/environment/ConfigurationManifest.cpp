@@ -38,7 +38,7 @@ HRESULT ConfigurationManifest::Load(const std::string &path)
     mProjects.clear();
 
     FILE *stream = nullptr;
-    const errno_t openError = morv_fopen_s(&stream, path.c_str(), "rt");
+    const errno_t openError = morv_fopen_ready_s(&stream, path.c_str(), "rt");
     if (openError != 0 || stream == nullptr)
     {
         // Twice, as two levels of a checked open would report it.

@@ -1,6 +1,7 @@
 #include "KeldMorvIO/environment/SolutionManifest.h"
 
 #include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/CStd/ReadyFiles.h"
 #include "KeldFoundation/file/StreamCloser.h"
 #include "KeldMorvIO/ReaderLog.h"
 #include "KeldMorvIO/TreeWords.h"
@@ -93,7 +94,7 @@ HRESULT SolutionManifest::Load(const std::string &path)
     mProjects.clear();
     mConfigurations.clear();
 
-    const Stream file(std_fopen(path.c_str(), "rt"));
+    const Stream file(std_fopen_ready(path.c_str()));
     if (file == nullptr)
     {
         LogErrorText(signature, std_errno());

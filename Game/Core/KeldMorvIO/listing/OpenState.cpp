@@ -94,7 +94,8 @@ bool ArchivedFileInfo::Open(const FileEntry *entry)
     }
     if (mCompression != CompressionNone)
     {
-        // With LZMA this closes the shared handle, whose number stays in all records of the data file.
+        // With LZMA this closes the shared data file. Its number stays in all records, and taken, until the listing
+        // goes.
         mBlocks.reset(new (std::nothrow) UncompressedBlocks(ArchiveBlockSize));
         if (mBlocks == nullptr || !mBlocks->Decompress(mCompression, mFile, mOffset, mStoredSize, entry->mSize))
         {
