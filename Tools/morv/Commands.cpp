@@ -14,5 +14,7 @@ void AddAllCommands(CommandSet &commands)
     AddFindCommand(commands);
     AddCatCommand(commands);
     AddStatCommand(commands);
+    // What shells and the build ask.
+    AddManualCommands(commands);
 }
 } // namespace Keld::Morv

@@ -12,6 +12,7 @@ void AddCatCommand(CommandSet &commands);
 void AddFindCommand(CommandSet &commands);
 void AddInfoCommand(CommandSet &commands);
 void AddListCommand(CommandSet &commands);
+void AddManualCommands(CommandSet &commands); // completion, and what only programs call
 void AddPackCommand(CommandSet &commands);
 void AddSolutionCommand(CommandSet &commands);
 void AddStatCommand(CommandSet &commands);
