@@ -41,8 +41,26 @@ const char *NameOf(FaultKind kind)
     case FaultKind::DamagedData:
         return "damaged-data";
     case FaultKind::WrongDigest:
+        return "wrong-digest";
+    case FaultKind::WrongName:
+        return "wrong-name";
+    case FaultKind::UnsafeName:
+        return "unsafe-name";
+    case FaultKind::DuplicateName:
+        return "duplicate-name";
+    case FaultKind::Unreachable:
+        return "unreachable";
+    case FaultKind::OtherSpelling:
+        return "other-spelling";
+    case FaultKind::BadRecord:
+        return "bad-record";
+    case FaultKind::Overlap:
+        return "overlap";
+    case FaultKind::UnusedData:
+        return "unused-data";
+    case FaultKind::NotReferred:
         break;
     }
-    return "wrong-digest";
+    return "not-referred";
 }
 } // namespace Keld::TreeReader

@@ -30,6 +30,15 @@ enum class FaultKind
     WrongSize,       ///< the sizes of manifest and archive differ for a file that is not compressed
     DamagedData,     ///< compressed bytes that the library refuses
     WrongDigest,     ///< the content is not the one that was packed
+    WrongName,       ///< a manifest that names another project, solution or version than its directory
+    UnsafeName,      ///< a name that is none: "..", one with a '/' in it, an empty one
+    DuplicateName,   ///< names of one directory that differ in case alone or not at all
+    Unreachable,     ///< what no path leads to, in the eyes of the library
+    OtherSpelling,   ///< a path that manifest and archive index spell differently
+    BadRecord,       ///< a record of an archive index whose hash, place or path is wrong
+    Overlap,         ///< records of an archive index that share a part of their bytes
+    UnusedData,      ///< bytes that are not what they were written as, but that nobody looks at
+    NotReferred,     ///< something that no release refers to
 };
 
 /// A short word for a kind, as "damaged-data", which does not change between versions of the tool.

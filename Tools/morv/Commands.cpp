@@ -16,5 +16,6 @@ void AddAllCommands(CommandSet &commands)
     AddStatCommand(commands);
     // What shells and the build ask.
     AddManualCommands(commands);
+    AddVerifyCommand(commands);
 }
 } // namespace Keld::Morv

@@ -16,5 +16,6 @@ void AddManualCommands(CommandSet &commands); // completion, and what only progr
 void AddPackCommand(CommandSet &commands);
 void AddSolutionCommand(CommandSet &commands);
 void AddStatCommand(CommandSet &commands);
+void AddVerifyCommand(CommandSet &commands);
 void AddTreeCommand(CommandSet &commands);
 } // namespace Keld::Morv

@@ -64,6 +64,12 @@ public:
     /// Unchecked: `index` must be below the count.
     const ArchiveFileEntry *GetEntry(uint32 index) const { return mEntries + index; }
 
+    /// Where a record stands: bytes from the start of the index file. Only after a successful read.
+    uint64 GetEntryOffset(uint32 index) const
+    {
+        return uint64{mHeader->fileListOffset} + sizeof *mFileList + uint64{index} * sizeof(ArchiveFileEntry);
+    }
+
     /// The path of a record, or null for a record without one. `index` must be below the count.
     const char *GetEntryPath(uint32 index) const;
 

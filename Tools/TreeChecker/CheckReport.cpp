@@ -1,0 +1,47 @@
+#include "Tools/TreeChecker/CheckReport.h"
+
+#include <algorithm>
+#include <iterator>
+#include <tuple>
+
+namespace Keld::TreeChecker
+{
+namespace
+{
+bool ComesBefore(const Finding &left, const Finding &right)
+{
+    return std::tie(left.fault.path, left.fault.offset, left.fault.kind, left.files, left.fault.text) <
+           std::tie(right.fault.path, right.fault.offset, right.fault.kind, right.files, right.fault.text);
+}
+} // namespace
+
+void CheckReport::AddFault(Finding finding)
+{
+    const auto same = std::find_if(faults.begin(), faults.end(),
+                                   [&finding](const Finding &known)
+                                   {
+                                       return known.fault.kind == finding.fault.kind &&
+                                              known.fault.path == finding.fault.path &&
+                                              known.fault.text == finding.fault.text && known.files == finding.files;
+                                   });
+    if (same != faults.end())
+    {
+        MergeUsers(same->users, finding.users);
+        return;
+    }
+    faults.push_back(std::move(finding));
+}
+
+void CheckReport::Sort()
+{
+    std::sort(faults.begin(), faults.end(), ComesBefore);
+    std::sort(notes.begin(), notes.end(), ComesBefore);
+}
+
+void MergeUsers(std::vector<uint32> &users, const std::vector<uint32> &more)
+{
+    std::vector<uint32> merged;
+    std::set_union(users.begin(), users.end(), more.begin(), more.end(), std::back_inserter(merged));
+    users = std::move(merged);
+}
+} // namespace Keld::TreeChecker
