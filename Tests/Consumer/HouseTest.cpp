@@ -33,7 +33,7 @@ const std::vector<std::vector<std::string>> Floors = {
     {"Game/Core/KeldMorvIO/environment"},
     {"Game/Core/KeldMorvIO/Public"},
     {"Tools/TreeReader"},
-    {"Tools/TreeWriter"}, // looks at the releases that are there through the reading core
+    {"Tools/TreeWriter", "Tools/TreeChecker"}, // look at the releases that are there through the reading core
     {"Tools/morv"},
 };
 

@@ -1,6 +1,6 @@
 #include "Tools/TreeChecker/ReleaseSet.h"
 
-#include "Tools/TreeChecker/ManifestCheck.h"
+#include "Tools/TreeChecker/SolutionCheck.h"
 
 #include <algorithm>
 
