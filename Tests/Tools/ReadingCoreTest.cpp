@@ -1,4 +1,4 @@
-#include "Tools/RandomTree.h"
+#include "Tools/RandomReleases.h"
 #include "Tools/TreeSnapshot.h"
 
 #include "Support/ReaderLogCapture.h"
@@ -7,8 +7,6 @@
 #include "Tools/TreeReader/ContentReader.h"
 #include "Tools/TreeReader/TreeSet.h"
 #include "Tools/TreeReader/TreeText.h"
-#include "Tools/TreeWriter/ReleasePacker.h"
-#include "Tools/TreeWriter/SolutionWriter.h"
 
 #include "KeldMorvIO/environment/MultiListingIterator.h"
 #include "KeldMorvIO/environment/RuntimeEnvironment.h"
@@ -27,13 +25,9 @@ using MORV::Reader::FileEntry;
 using MORV::Reader::ProjectListing;
 using MORV::Reader::RuntimeEnvironment;
 using TreeReader::Compression;
-using TreeReader::Storage;
 using TreeReader::View;
-using TreeWriter::StorageChoice;
 
-constexpr MorvVersion First = 0x01000000;
 constexpr uint32 ProjectCount = 3;
-constexpr std::size_t LargestContent = 0x40000 + 1; // more than one block of the decoders
 
 std::string ProjectName(uint32 number)
 {
@@ -52,63 +46,16 @@ class ReadingCoreTest : public testing::TestWithParam<uint32>
 protected:
     ReadingCoreTest() : mRandom(GetParam())
     {
+        RandomReleases releases(mTree, mRandom);
+        std::vector<std::string> projects;
         for (uint32 number = 0; number < ProjectCount; ++number)
         {
+            projects.push_back(ProjectName(number));
             const FileContents first = mRandom.Make(12);
-            Pack(number, first, First);
-            Pack(number, mRandom.Change(first), First + 1);
+            releases.Pack(projects.back(), first, RandomReleases::First);
+            releases.Pack(projects.back(), mRandom.Change(first), RandomReleases::First + 1, RandomReleases::First);
         }
-        WriteSolution();
-    }
-
-    StorageChoice RandomChoice()
-    {
-        constexpr StorageChoice choices[] = {{Storage::Naked, Compression::None},
-                                             {Storage::Managed, Compression::None},
-                                             {Storage::Archive, Compression::None},
-                                             {Storage::Archive, Compression::Zlib},
-                                             {Storage::Archive, Compression::Lzma}};
-        return choices[mRandom.Below(std::size(choices))];
-    }
-
-    void Pack(uint32 number, const FileContents &files, MorvVersion version)
-    {
-        mTree.Remove("source");
-        for (const auto &[path, content] : files)
-        {
-            mTree.Write("source/" + path, content.substr(0, LargestContent));
-        }
-        TreeWriter::PackRequest request;
-        request.source = mTree.Path("source");
-        request.root = mTree.Path("MORV");
-        request.project = ProjectName(number);
-        request.release = version;
-        request.choice = RandomChoice();
-        for (const char *glob : {"*.dds", "*.txt", "data/*", "*a*", "b/*"})
-        {
-            request.rules.push_back({glob, RandomChoice()});
-        }
-        if (version != First)
-        {
-            request.base = First;
-        }
-        TreeWriter::PackRelease(request);
-    }
-
-    void WriteSolution()
-    {
-        std::string projects;
-        std::string names;
-        for (uint32 number = 0; number < ProjectCount; ++number)
-        {
-            projects += ProjectName(number) + "\n1.0.0.1\n" + std::to_string(mRandom.Below(2)) + "\n0\n";
-            names += ProjectName(number) + "\n";
-        }
-        const std::string count = std::to_string(ProjectCount) + "\n";
-        mTree.Write("MORV/solutions/suite/releases/0.0.1.0/solutionmanifest",
-                    "MORV Solution Manifest\n1.0.0.0\nsuite\n0.0.1.0\n" + count + projects + "0\n");
-        mTree.Write("MORV/solutions/suite/releases/0.0.1.0/configurationmanifest",
-                    "MORV Configuration Manifest\n1.0.0.0\nall\n" + count + names);
+        releases.WriteSolution(projects);
     }
 
     /// Takes files away and changes bytes, in anything below "projects".

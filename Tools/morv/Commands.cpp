@@ -17,5 +17,7 @@ void AddAllCommands(CommandSet &commands)
     // What shells and the build ask.
     AddManualCommands(commands);
     AddVerifyCommand(commands);
+    // What compares them.
+    AddDiffCommand(commands);
 }
 } // namespace Keld::Morv

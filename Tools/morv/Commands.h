@@ -9,6 +9,7 @@ void AddAllCommands(CommandSet &commands);
 
 // One line for each command, by name. Its source tells its options, its help and its work.
 void AddCatCommand(CommandSet &commands);
+void AddDiffCommand(CommandSet &commands);
 void AddFindCommand(CommandSet &commands);
 void AddInfoCommand(CommandSet &commands);
 void AddListCommand(CommandSet &commands);
