@@ -35,6 +35,7 @@ const std::vector<std::vector<std::string>> Floors = {
     {"Tools/TreeReader"},
     {"Tools/TreeWriter", "Tools/TreeChecker"}, // look at the releases that are there through the reading core
     {"Tools/morv"},
+    {"Tools/morv/Manual"}, // reads what the commands say of themselves
 };
 
 std::string FolderOf(const std::string &path)

@@ -14,10 +14,11 @@ void AddAllCommands(CommandSet &commands)
     AddFindCommand(commands);
     AddCatCommand(commands);
     AddStatCommand(commands);
-    // What shells and the build ask.
-    AddManualCommands(commands);
+    // What proves them.
     AddVerifyCommand(commands);
     // What compares them.
     AddDiffCommand(commands);
+    // What shells and the build ask.
+    AddManualCommands(commands);
 }
 } // namespace Keld::Morv

@@ -16,6 +16,27 @@ int OpenUnreadable()
 {
     return open("/", O_PATH | O_CLOEXEC);
 }
+void PutUnreadable(int number)
+{
+    int unreadable = OpenUnreadable();
+    if (unreadable == -1)
+    {
+        // No descriptor is free but the one that is closed here, which is the next to be given out.
+        close(number);
+        unreadable = OpenUnreadable();
+        if (unreadable == number || unreadable == -1)
+        {
+            return;
+        }
+    }
+    else
+    {
+        while (dup3(unreadable, number, O_CLOEXEC) == -1 && (errno == EINTR || errno == EBUSY))
+        {
+        }
+    }
+    close(unreadable);
+}
 } // namespace
 
 // Close-on-exec: data files stay open for as long as the library is up, and programs that the consumer starts must not
@@ -41,23 +62,14 @@ void AsyncCloseKeepingNumber(AsyncFile file)
         return;
     }
     const int number = static_cast<int>(file);
-    int unreadable = OpenUnreadable();
-    if (unreadable == -1)
+    const int flags = fcntl(number, F_GETFL);
+    if (flags == -1 || (flags & O_PATH) != 0)
     {
-        // No descriptor is free but the one that is closed here, which is the next to be given out.
-        close(number);
-        unreadable = OpenUnreadable();
-        if (unreadable == number || unreadable == -1)
-        {
-            return;
-        }
+        errno = EBADF; // as closing twice gives it
+        return;
     }
-    else
-    {
-        while (dup3(unreadable, number, O_CLOEXEC) == -1 && (errno == EINTR || errno == EBUSY))
-        {
-        }
-    }
-    close(unreadable);
+    const int error = errno;
+    PutUnreadable(number);
+    errno = error;
 }
 } // namespace Keld::MORV::Reader
