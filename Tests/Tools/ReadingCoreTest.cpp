@@ -1,8 +1,5 @@
-#include "Tools/RandomReleases.h"
+#include "Tools/DamagedTwins.h"
 #include "Tools/TreeSnapshot.h"
-
-#include "Support/ReaderLogCapture.h"
-#include "Support/TempTree.h"
 
 #include "Tools/TreeReader/ContentReader.h"
 #include "Tools/TreeReader/TreeSet.h"
@@ -11,92 +8,27 @@
 #include "KeldMorvIO/environment/MultiListingIterator.h"
 #include "KeldMorvIO/environment/RuntimeEnvironment.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <set>
 
 namespace Keld::Test
 {
 namespace
 {
-namespace fs = std::filesystem;
 using MORV::Reader::FileEntry;
 using MORV::Reader::ProjectListing;
 using MORV::Reader::RuntimeEnvironment;
 using TreeReader::Compression;
 using TreeReader::View;
 
-constexpr uint32 ProjectCount = 3;
-
-std::string ProjectName(uint32 number)
-{
-    return "project" + std::to_string(number);
-}
-
-std::string ReleasePlace(uint32 number)
-{
-    return "MORV/projects/" + ProjectName(number) + "/releases/1.0.0.1";
-}
-
-/// The same random tree twice, with the same damage: the library may do to the one what it does to damaged trees, and
-/// the other is for the reading core, which must give the same answers and change nothing.
-class ReadingCoreTest : public testing::TestWithParam<uint32>
+/// Holds the core and the library together, in one process.
+class ReadingCoreTest : public DamagedTwins
 {
 protected:
-    ReadingCoreTest() : mRandom(GetParam())
-    {
-        RandomReleases releases(mTree, mRandom);
-        std::vector<std::string> projects;
-        for (uint32 number = 0; number < ProjectCount; ++number)
-        {
-            projects.push_back(ProjectName(number));
-            const FileContents first = mRandom.Make(12);
-            releases.Pack(projects.back(), first, RandomReleases::First);
-            releases.Pack(projects.back(), mRandom.Change(first), RandomReleases::First + 1, RandomReleases::First);
-        }
-        releases.WriteSolution(projects);
-    }
-
-    /// Takes files away and changes bytes, in anything below "projects".
-    void Damage(uint32 times)
-    {
-        std::vector<std::string> files;
-        for (const auto &entry : fs::recursive_directory_iterator(mTree.Path("MORV/projects")))
-        {
-            if (entry.is_regular_file())
-            {
-                files.push_back(fs::relative(entry.path(), mTree.Root()).string());
-            }
-        }
-        std::sort(files.begin(), files.end());
-        for (uint32 count = 0; count < times; ++count)
-        {
-            const std::string &path = files[mRandom.Below(static_cast<uint32>(files.size()))];
-            const bool isManifest = path.ends_with("releasemanifest");
-            std::string bytes = mTree.Exists(path) ? mTree.Read(path) : "";
-            const uint32 way = mRandom.Below(isManifest ? 40 : 4);
-            if (way == 0)
-            {
-                mTree.Remove(path);
-            }
-            else if (!bytes.empty() && way == 1)
-            {
-                mTree.Write(path, bytes.substr(0, mRandom.Below(static_cast<uint32>(bytes.size()))));
-            }
-            else if (!bytes.empty())
-            {
-                bytes[mRandom.Below(static_cast<uint32>(bytes.size()))] = static_cast<char>(mRandom.Below(256));
-                mTree.Write(path, bytes);
-            }
-        }
-    }
-
     /// Starts both on one release and holds all their answers together.
     void Compare(const std::string &place)
     {
         SCOPED_TRACE(place);
-        fs::copy(mTree.Path("MORV"), mTwin.Path("MORV"), fs::copy_options::recursive);
+        CopyTwin();
         TreeReader::TreeSet trees;
         const auto view = trees.Open("", mTree.Path(place));
         const std::unique_ptr<RuntimeEnvironment> library(RuntimeEnvironment::Create(mTwin.Path(place).c_str()));
@@ -108,7 +40,6 @@ protected:
             std::set<std::string> seen;
             CompareDirectory(*view, *library, "", seen);
         }
-        mTwin.Remove("MORV");
     }
 
     void ComparePaths(const View &view, const RuntimeEnvironment &library)
@@ -215,10 +146,6 @@ protected:
         }
     }
 
-    RandomTree mRandom;
-    TempTree mTree;
-    TempTree mTwin;
-    ReaderLogCapture mLog;
     TreeReader::ContentReader mReader;
     std::set<const void *> mLzmaOpened;
 };
@@ -229,11 +156,10 @@ TEST_P(ReadingCoreTest, AnswersAsTheLibraryOnTreesWithDamageAndChangesNothing)
     {
         Damage(damage);
         const TreeSnapshot before = TakeSnapshot(mTree.Path("MORV"));
-        for (uint32 number = 0; number < ProjectCount; ++number)
+        for (const std::string &place : Places())
         {
-            Compare(ReleasePlace(number));
+            Compare(place);
         }
-        Compare("MORV/solutions/suite/releases/0.0.1.0/deploy");
         EXPECT_TRUE(TakeSnapshot(mTree.Path("MORV")) == before);
     }
 }
