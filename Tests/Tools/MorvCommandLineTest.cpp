@@ -12,7 +12,7 @@ namespace
 {
 TEST(MorvCommandLineTest, HelpGoesToStandardOutputAndTeachesByExample)
 {
-    for (const char *command : {"", "pack", "solution", "info", "ls", "tree", "find", "cat", "stat"})
+    for (const char *command : {"", "pack", "solution", "releases", "info", "ls", "tree", "find", "cat", "stat"})
     {
         std::vector<std::string> arguments{"--help"};
         if (*command != '\0')
@@ -38,6 +38,17 @@ TEST(MorvCommandLineTest, WhatCannotBeUnderstoodIsAUsageError)
         {"ls", "--unknown"},
         {"find", "--type", "x"},
         {"find", "--name", "a/b"},
+        {"find", "--name", ".."},
+        {"find", "--glob", "a["},
+        {"find", "--size", "big"},
+        {"find", "--size", "1T"},
+        {"find", "--storage", "box"},
+        {"find", "--storage", "naked:zlib"},
+        {"find", "--version-of", "1.0"},
+        {"find", "--storage", "naked", "--through-library"},
+        {"cat", "x", "--offset", "-1"},
+        {"cat", "x", "--length", "x"},
+        {"stat", "x", "-j", "0"},
         {"ls", "--color", "blue"},
         {"pack", "a", "--root", "MORV", "--project", "p", "--release", "1.0.0.0", "--unknown"},
         {"pack"},
@@ -148,7 +159,7 @@ TEST(MorvCommandLineTest, OptionsOfEveryCommandStandBeforeItsNameOrBehindIt)
         EXPECT_NE(result.error.find("\x1b[1;31mmorv:\x1b[0m "), std::string::npos) << result.error;
     }
     EXPECT_EQ(RunMorv(tree.Root(), {"ls", "--color", "red"}).exitCode, 2);
-    EXPECT_EQ(RunMorv(tree.Root(), {"ls", "--json"}).exitCode, 2);
+    EXPECT_EQ(RunMorv(tree.Root(), {"solution", "--json"}).exitCode, 2);
 }
 
 TEST(MorvCommandLineTest, AWorkingDirectoryThatCannotBeEnteredIsNamedWithTheCause)
@@ -165,8 +176,8 @@ TEST(MorvCommandLineTest, VerboseShowsWhatTheLibraryLogs)
 {
     const TempTree tree;
     const std::string release = tree.MakeDirectory("MORV/projects/game/releases/1.0.0.0");
-    const ToolResult quiet = RunMorv(release, {"ls"});
-    const ToolResult verbose = RunMorv(release, {"-v", "ls"});
+    const ToolResult quiet = RunMorv(release, {"ls", "--through-library"});
+    const ToolResult verbose = RunMorv(release, {"-v", "ls", "--through-library"});
     const std::string progress = "MORV library initializing with specified working directory";
     EXPECT_EQ(quiet.error.find(progress), std::string::npos);
     EXPECT_NE(verbose.error.find(progress), std::string::npos);

@@ -59,7 +59,7 @@ TEST_F(MorvReadTest, LsListsSubdirectoriesFirst)
 {
     ExpectOutput({"ls"}, "Docs/\ndocs2/\nempty/\nmanaged.bin\nstored.raw\ntext.l\ntext.z\n");
     ExpectOutput({"ls", "docs"}, "readme.txt\n");
-    ExpectOutput({"ls", "/DOCS/"}, "readme.txt\n");
+    ExpectOutput({"ls", "DOCS/"}, "readme.txt\n");
     ExpectOutput({"ls", "empty"}, "");
     ExpectOutput({"ls", "docs", "docs2"}, "docs:\nreadme.txt\ndocs2:\na.b.dds\n");
 }
@@ -85,7 +85,7 @@ TEST_F(MorvReadTest, TreeDrawsAllLevelsAndCounts)
     ExpectOutput({"tree"}, "/\n├── Docs/\n│   └── readme.txt\n├── docs2/\n│   └── a.b.dds\n├── empty/\n"
                            "├── managed.bin\n├── stored.raw\n├── text.l\n└── text.z\n\n"
                            "3 directories, 6 files, 2002017 bytes\n");
-    ExpectOutput({"tree", "docs"}, "docs/\n└── readme.txt\n\n0 directories, 1 files, 8 bytes\n");
+    ExpectOutput({"tree", "docs"}, "docs/\n└── readme.txt\n\n0 directories, 1 file, 8 bytes\n");
     ExpectRefused({"tree", "stored.raw"}, "stored.raw: is no directory");
 }
 
@@ -157,13 +157,16 @@ TEST_F(MorvReadTest, CatNamesTheRootThatItRefuses)
 TEST_F(MorvReadTest, CatTellsWhereAShortenedFileEnds)
 {
     mTree.Write("MORV/projects/game/releases/1.0.0.0/deploy/Docs/readme.txt", "re");
-    ExpectRefused({"cat", "docs/readme.txt"}, "docs/readme.txt: cannot be read from byte 0 on: it should have 8 bytes");
+    ExpectRefused({"cat", "docs/readme.txt"},
+                  "docs/readme.txt: " + mTree.Path("MORV/projects/game/releases/1.0.0.0/deploy/Docs/readme.txt") +
+                      ": ends at byte 2 and should go on to byte 8");
 }
 
-TEST_F(MorvReadTest, CatTellsWhenADamagedFileCannotBeOpened)
+TEST_F(MorvReadTest, CatTellsWhereADamagedFileLies)
 {
     mTree.Write("MORV/projects/game/filearchives/1.0.0.0/lzma-0001.vka.dat", "damaged, and far too short");
-    ExpectRefused({"cat", "text.l"}, "text.l: cannot be opened");
+    ExpectRefused({"cat", "text.l"},
+                  "text.l: " + mTree.Path("MORV/projects/game/filearchives/1.0.0.0/lzma-0001.vka.dat"));
 }
 
 TEST_F(MorvReadTest, AFullStandardOutputIsAnError)
@@ -233,19 +236,19 @@ TEST_F(MorvReadTest, StatShowsWhereThePlainFilesLie)
 {
     const std::string root = mTree.Path("MORV/projects/game/");
     EXPECT_EQ(StatOf("docs/README.txt"), "Docs/readme.txt\n"
-                                         "  type         file\n"
-                                         "  size         8\n"
-                                         "  project      game 1.0.0.0\n"
-                                         "  version      1.0.0.0\n"
-                                         "  storage      naked\n"
-                                         "  file         " +
+                                         "  type             file\n"
+                                         "  size             8\n"
+                                         "  project          game 1.0.0.0\n"
+                                         "  version          1.0.0.0\n"
+                                         "  storage          naked\n"
+                                         "  file             " +
                                              root +
                                              "releases/1.0.0.0/deploy/Docs/readme.txt\n"
-                                             "  stored size  8\n"
-                                             "  digest       2eb6f3d85c8037648139f3ae51ee5274\n");
+                                             "  stored size      8\n"
+                                             "  expected digest  2eb6f3d85c8037648139f3ae51ee5274\n");
     EXPECT_NE(StatOf("managed.bin")
-                  .find("  storage      managed\n  file         " + root +
-                        "managedfiles/1.0.0.0/managed.bin\n  stored size  2\n"),
+                  .find("  storage          managed\n  file             " + root +
+                        "managedfiles/1.0.0.0/managed.bin\n  stored size      2\n"),
               std::string::npos);
 }
 
@@ -253,28 +256,31 @@ TEST_F(MorvReadTest, StatShowsArchiveOffsetAndStoredSize)
 {
     const std::string archives = mTree.Path("MORV/projects/game/filearchives/1.0.0.0/");
     EXPECT_NE(StatOf("stored.raw")
-                  .find("  storage      archive\n  compression  none\n  archive      " + archives +
-                        "files-0001.vka.dat\n  offset       0\n  stored size  6\n"),
+                  .find("  storage          archive\n  compression      none\n  archive          " + archives +
+                        "files-0001.vka.dat\n  offset           0\n  stored size      6\n"),
               std::string::npos);
-    EXPECT_NE(StatOf("text.z").find("  compression  zlib\n  archive      " + archives +
-                                    "files-0001.vka.dat\n  offset       6\n"),
+    EXPECT_NE(StatOf("text.z").find("  compression      zlib\n  archive          " + archives +
+                                    "files-0001.vka.dat\n  offset           6\n"),
               std::string::npos);
-    EXPECT_NE(StatOf("text.l").find("  size         2000000\n"), std::string::npos);
-    EXPECT_NE(StatOf("text.l").find("  compression  lzma\n  archive      " + archives + "lzma-0001.vka.dat\n"),
+    EXPECT_NE(StatOf("text.l").find("  size             2000000\n"), std::string::npos);
+    EXPECT_NE(StatOf("text.l").find("  compression      lzma\n  archive          " + archives + "lzma-0001.vka.dat\n"),
               std::string::npos);
 }
 
 TEST_F(MorvReadTest, StatShowsDirectories)
 {
-    EXPECT_EQ(StatOf("/"), "/\n  type         directory\n  entries      7\n  project      game 1.0.0.0\n");
-    EXPECT_EQ(StatOf("empty"), "empty\n  type         directory\n  entries      0\n  project      game 1.0.0.0\n");
+    EXPECT_EQ(StatOf("/"), "/\n  type             directory\n  entries          7\n  project          game 1.0.0.0\n");
+    EXPECT_EQ(StatOf("empty"),
+              "empty\n  type             directory\n  entries          0\n  project          game 1.0.0.0\n");
     ExpectRefused({"stat", "nothing"}, "nothing: not found");
 }
 
 TEST_F(MorvReadTest, StatExplainsAFileThatItsReleaseHasLost)
 {
     mTree.Remove("MORV/projects/game/managedfiles/1.0.0.0/managed.bin");
-    ExpectRefused({"stat", "managed.bin"}, "managed.bin: is listed by game 1.0.0.0 but missing on disk");
+    ExpectRefused({"stat", "managed.bin"}, "managed.bin: is listed by game 1.0.0.0 but cannot be served: " +
+                                               mTree.Path("MORV/projects/game/managedfiles/1.0.0.0/managed.bin") +
+                                               ": is missing");
 }
 
 TEST_F(MorvReadTest, InfoCountsFilesByStorageAndTellsWhatIsMissing)
@@ -289,7 +295,9 @@ TEST_F(MorvReadTest, InfoCountsFilesByStorageAndTellsWhatIsMissing)
     const ToolResult result = Morv({"info"});
     EXPECT_NE(result.out.find("0 managed, 3 archived (1 stored, 1 zlib, 1 lzma), 1 MISSING on disk"),
               std::string::npos);
-    EXPECT_NE(result.error.find("morv: Missing managed file: "), std::string::npos);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.error, "morv: 1 of 6 files are missing and will not be found:\nmorv:   managed.bin: " +
+                                mTree.Path("MORV/projects/game/managedfiles/1.0.0.0/managed.bin") + ": is missing\n");
 }
 } // namespace
 } // namespace Keld::Test

@@ -58,7 +58,7 @@ TEST_F(MorvSolutionTest, WritesBothManifestsAndTheHigherPriorityWins)
               "MORV Configuration Manifest\n1.0.0.0\ndefault\n2\nclient\ndata\n");
     EXPECT_EQ(Morv({"cat", "shared.txt"}).out, "from data");
     EXPECT_EQ(Morv({"ls"}).out, "client.txt\ndata.txt\nshared.txt\n");
-    EXPECT_NE(Morv({"stat", "shared.txt"}).out.find("  project      data 1.0.0.7\n"), std::string::npos);
+    EXPECT_NE(Morv({"stat", "shared.txt"}).out.find("  project          data 1.0.0.7\n"), std::string::npos);
 }
 
 TEST_F(MorvSolutionTest, InfoShowsTheListingsInTheOrderOfTheSearch)
@@ -67,7 +67,7 @@ TEST_F(MorvSolutionTest, InfoShowsTheListingsInTheOrderOfTheSearch)
     const ToolResult result = Morv({"info"});
     EXPECT_EQ(result.exitCode, 0) << result.error;
     const std::string counts =
-        "     2 files in 1 directories: 2 naked, 0 managed, 0 archived (0 stored, 0 zlib, 0 lzma)\n";
+        "     2 files in 1 directory: 2 naked, 0 managed, 0 archived (0 stored, 0 zlib, 0 lzma)\n";
     EXPECT_EQ(result.out,
               "root      " + mTree.Path("MORV") +
                   "\nkind      solution\nname      suite\nversion   0.0.1.0\nuses      configuration default\n"
@@ -80,7 +80,7 @@ TEST_F(MorvSolutionTest, StatLooksPastAFileThatTheWinnerHasLost)
     ASSERT_EQ(Solution(Both).exitCode, 0);
     mTree.Remove("MORV/projects/data/releases/1.0.0.7/deploy/shared.txt");
     EXPECT_EQ(Morv({"cat", "shared.txt"}).out, "from client");
-    EXPECT_NE(Morv({"stat", "shared.txt"}).out.find("  project      client 1.0.0.7\n"), std::string::npos);
+    EXPECT_NE(Morv({"stat", "shared.txt"}).out.find("  project          client 1.0.0.7\n"), std::string::npos);
 }
 
 TEST_F(MorvSolutionTest, UseChoosesAmongTheProjects)

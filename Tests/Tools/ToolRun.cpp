@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include <fcntl.h>
+#include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,13 +21,10 @@ void Redirect(int descriptor, const std::string &path)
         _exit(126);
     }
 }
-} // namespace
 
-ToolResult RunMorv(const std::string &directory, const std::vector<std::string> &arguments)
+// Runs the tool in place of this process.
+[[noreturn]] void Become(const std::string &directory, const std::vector<std::string> &arguments)
 {
-    const TempTree files;
-    const std::string outPath = files.Path("out");
-    const std::string errorPath = files.Path("error");
     std::vector<std::string> words{KELD_MORV_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char *> pointers;
@@ -35,7 +33,26 @@ ToolResult RunMorv(const std::string &directory, const std::vector<std::string> 
         pointers.push_back(word.data());
     }
     pointers.push_back(nullptr);
+    if (chdir(directory.c_str()) == 0)
+    {
+        execv(pointers[0], pointers.data());
+    }
+    _exit(127);
+}
 
+int WaitFor(pid_t child)
+{
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+} // namespace
+
+ToolResult RunMorv(const std::string &directory, const std::vector<std::string> &arguments)
+{
+    const TempTree files;
+    const std::string outPath = files.Path("out");
+    const std::string errorPath = files.Path("error");
     const pid_t child = fork();
     if (child < 0)
     {
@@ -45,14 +62,33 @@ ToolResult RunMorv(const std::string &directory, const std::vector<std::string> 
     {
         Redirect(STDOUT_FILENO, outPath);
         Redirect(STDERR_FILENO, errorPath);
-        if (chdir(directory.c_str()) == 0)
-        {
-            execv(pointers[0], pointers.data());
-        }
-        _exit(127);
+        Become(directory, arguments);
     }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return ToolResult{WIFEXITED(status) ? WEXITSTATUS(status) : -1, files.Read("out"), files.Read("error")};
+    const int exitCode = WaitFor(child);
+    return ToolResult{exitCode, files.Read("out"), files.Read("error")};
+}
+
+ToolResult RunMorvOnTerminal(const std::string &directory, const std::vector<std::string> &arguments)
+{
+    int terminal = -1;
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (child < 0)
+    {
+        throw std::runtime_error("cannot make a terminal");
+    }
+    if (child == 0)
+    {
+        Become(directory, arguments);
+    }
+    ToolResult result;
+    char buffer[4096];
+    // A terminal whose other side has gone gives an error and no end.
+    for (ssize_t count = 0; (count = read(terminal, buffer, sizeof buffer)) > 0;)
+    {
+        result.out.append(buffer, static_cast<std::size_t>(count));
+    }
+    close(terminal);
+    result.exitCode = WaitFor(child);
+    return result;
 }
 } // namespace Keld::Test

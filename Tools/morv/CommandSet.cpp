@@ -84,7 +84,7 @@ void CommandSet::AddGlobalOptions()
     mApp.add_option("-C,--directory", mCommon.directory,
                     "Work in this directory of a release instead of the current one")
         ->type_name("DIR");
-    mApp.add_flag("-v,--verbose", mCommon.verbose, "Show all that the library logs");
+    mApp.add_flag("-v,--verbose", mCommon.verbose, "Show all that the library logs, where it is started");
     AddDisplayOptions(mApp);
 }
 

@@ -8,6 +8,7 @@ void AddAllCommands(CommandSet &commands)
     AddPackCommand(commands);
     AddSolutionCommand(commands);
     // What looks into them.
+    AddReleasesCommand(commands);
     AddInfoCommand(commands);
     AddListCommand(commands);
     AddTreeCommand(commands);

@@ -15,6 +15,7 @@ void AddInfoCommand(CommandSet &commands);
 void AddListCommand(CommandSet &commands);
 void AddManualCommands(CommandSet &commands); // completion, and what only programs call
 void AddPackCommand(CommandSet &commands);
+void AddReleasesCommand(CommandSet &commands);
 void AddSolutionCommand(CommandSet &commands);
 void AddStatCommand(CommandSet &commands);
 void AddVerifyCommand(CommandSet &commands);

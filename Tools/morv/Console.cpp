@@ -6,6 +6,7 @@
 #include "KeldMorvIO/Public/KeldMorvIO.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -22,12 +23,12 @@ namespace
 {
 enum class LogView
 {
-    Hidden,
     Failures,
     Everything
 };
 
 LogView gLogView = LogView::Failures;
+std::atomic<bool> gLibraryFailed{false};
 
 KeldGroupMask RegisterGroup(const char *)
 {
@@ -46,11 +47,12 @@ __attribute__((format(printf, 4, 0))) void LogLine(int32_t severity, uint32_t, u
 {
     char line[8192];
     std::vsnprintf(line, sizeof line, format, arguments);
+    gLibraryFailed = gLibraryFailed || severity > 0;
     if (gLogView == LogView::Everything)
     {
         std::fprintf(stderr, "%s\n", line);
     }
-    else if (gLogView == LogView::Failures && severity > 0)
+    else if (severity > 0)
     {
         std::fprintf(stderr, "morv: %s\n", MessageOf(line));
     }
@@ -80,10 +82,12 @@ bool gNotesQuiet = false;
 void PrintLines(const std::string &prefix, const std::string &text)
 {
     std::fflush(stdout);
+    const bool onTerminal = IsTerminal(STDERR_FILENO);
     for (std::size_t begin = 0; begin <= text.size();)
     {
         const std::size_t end = std::min(text.find('\n', begin), text.size());
-        std::fprintf(stderr, "%s %s\n", prefix.c_str(), text.substr(begin, end - begin).c_str());
+        const std::string line = text.substr(begin, end - begin);
+        std::fprintf(stderr, "%s %s\n", prefix.c_str(), (onTerminal ? EscapeForTerminal(line) : line).c_str());
         begin = end + 1;
     }
 }
@@ -130,9 +134,9 @@ void ShowLibraryLog(bool everything)
     MorvSetLogger(&ConsoleLogger);
 }
 
-void HideLibraryLog()
+bool HasLibraryFailed()
 {
-    gLogView = LogView::Hidden;
+    return gLibraryFailed;
 }
 
 void WriteOutput(std::string_view bytes)

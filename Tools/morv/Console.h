@@ -25,7 +25,8 @@ class OutputClosed : public std::exception
 {
 };
 
-/// Writes to standard error, each line behind the tool's name, after what went to standard output before.
+/// Writes to standard error, each line behind the tool's name, after what went to standard output before. On a terminal
+/// control characters are shown and not sent.
 void PrintError(const std::string &text);
 
 /// The same for what is worth knowing but no failure. Silent after QuietNotes.
@@ -35,8 +36,8 @@ void QuietNotes();
 /// Sends what the library logs to standard error: warnings and errors in short, or everything as it stands.
 void ShowLibraryLog(bool everything);
 
-/// Keeps what the library logs from now on to itself.
-void HideLibraryLog();
+/// Whether the library has logged a warning or an error since ShowLibraryLog.
+bool HasLibraryFailed();
 
 /// Makes a write to a closed pipe fail instead of ending the process, so that it ends as OutputClosed.
 void IgnoreClosedPipes();

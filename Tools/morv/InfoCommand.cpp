@@ -1,9 +1,10 @@
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
-#include "Tools/morv/Library.h"
+#include "Tools/morv/Quantity.h"
+#include "Tools/morv/ReadReport.h"
+#include "Tools/morv/Terminal.h"
+#include "Tools/morv/WorkingView.h"
 
-#include "Tools/TreeReader/Deployment.h"
-#include "Tools/TreeReader/FileLocator.h"
 #include "Tools/TreeReader/Storage.h"
 
 #include <CLI/CLI.hpp>
@@ -12,15 +13,16 @@
 namespace Keld::Morv
 {
 using TreeReader::Compression;
-using TreeReader::DeployedRelease;
-using TreeReader::ReleaseFile;
+using TreeReader::Layer;
 using TreeReader::Storage;
+using TreeReader::View;
 
 namespace
 {
 constexpr const char *Footer = R"(
 Shows the tree's root, whether this is a project or a solution, its name and version, and the
-project releases behind the file system in the order in which they are searched.
+project releases behind the file system in the order in which they are searched. Files that are
+listed but missing on disk are counted, and the status is 1 then.
 
 Example:
   morv -C /srv/MORV/solutions/suite/releases/0.0.1.0 info)";
@@ -33,88 +35,156 @@ struct StorageCounts
     uint64 zlib = 0;
     uint64 lzma = 0;
     uint64 missing = 0;
+    uint64 bytes = 0; ///< of all files, missing ones too
+
+    uint64 GetArchived() const { return stored + zlib + lzma; }
 };
 
-void Count(const ReleaseFile &file, StorageCounts &counts)
+uint64 &CounterOf(uint32 flags, StorageCounts &counts)
 {
-    switch (TreeReader::StorageOf(file.flags))
+    switch (TreeReader::StorageOf(flags))
     {
     case Storage::Naked:
-        ++counts.naked;
-        return;
+        return counts.naked;
     case Storage::Managed:
-        ++counts.managed;
-        return;
+        return counts.managed;
     case Storage::Archive:
         break;
     }
-    const Compression compression = TreeReader::CompressionOf(file.flags);
-    ++(compression == Compression::None ? counts.stored : compression == Compression::Zlib ? counts.zlib : counts.lzma);
+    switch (TreeReader::CompressionOf(flags))
+    {
+    case Compression::Zlib:
+        return counts.zlib;
+    case Compression::Lzma:
+        return counts.lzma;
+    case Compression::None:
+        break;
+    }
+    return counts.stored;
 }
 
-StorageCounts CountFiles(const TreeReader::Deployment &deployment, const DeployedRelease &release)
+/// The census has found out about all files.
+StorageCounts CountFiles(const TreeReader::Release &release)
 {
-    TreeReader::FileLocator locator(TreeReader::TreePlaces(deployment.root), release.contents.project);
+    const TreeReader::ManifestTree &tree = release.GetTree();
     StorageCounts counts;
-    for (const ReleaseFile &file : release.contents.files)
+    for (uint32 number = 0; number < tree.GetFileCount(); ++number)
     {
-        if (locator.Locate(file, release.contents.release).found)
-        {
-            Count(file, counts);
-        }
-        else
-        {
-            ++counts.missing;
-        }
+        const TreeReader::EntryIndex file = tree.GetFileEntry(number);
+        const auto &fields = tree.GetFields(file);
+        counts.bytes += fields.size;
+        ++(release.IsPresent(file) ? CounterOf(fields.flags, counts) : counts.missing);
     }
     return counts;
 }
 
-void PrintRelease(const TreeReader::Deployment &deployment, const DeployedRelease &release, std::size_t position)
+void PrintLayer(const Layer &layer, bool isSolution, std::size_t position)
 {
-    const StorageCounts counts = CountFiles(deployment, release);
-    fmt::print("  {}. {} {}", position, release.project, FormatVersion(release.version));
-    if (deployment.isSolution)
+    const StorageCounts counts = CountFiles(*layer.release);
+    const TreeReader::ManifestTree &tree = layer.release->GetTree();
+    std::string text = fmt::format("  {}. {} {}", position, Shown(layer.project), FormatVersion(layer.version));
+    if (isSolution)
     {
-        fmt::print(", priority {}", release.priority);
+        text += fmt::format(", priority {}", layer.priority);
     }
-    fmt::print("\n     {} files in {} directories: {} naked, {} managed, {} archived ({} stored, {} zlib, {} lzma)",
-               release.contents.files.size(), release.contents.directories.size() + 1, counts.naked, counts.managed,
-               counts.stored + counts.zlib + counts.lzma, counts.stored, counts.zlib, counts.lzma);
+    text += fmt::format("\n     {} in {}: {} naked, {} managed, {} archived ({} stored, {} zlib, {} lzma)",
+                        CountText(tree.GetFileCount(), "file"), CountText(tree.GetDirectoryCount(), "directory"),
+                        counts.naked, counts.managed, counts.GetArchived(), counts.stored, counts.zlib, counts.lzma);
     if (counts.missing > 0)
     {
-        fmt::print(", {} MISSING on disk", counts.missing);
+        text += fmt::format(", {} MISSING on disk", counts.missing);
     }
-    fmt::print("\n");
+    WriteOutput(text + "\n");
 }
 
-ExitCode Info(const std::string &workingDirectory)
+void PrintText(const View &view, const TreeReader::Reference &reference)
 {
-    const Library library(workingDirectory);
-    const TreeReader::Deployment deployment = TreeReader::ResolveDeployment(workingDirectory);
-    fmt::print("root      {}\n", deployment.root.string());
-    fmt::print("kind      {}\n", deployment.isSolution ? "solution" : "project");
-    fmt::print("name      {}\n", deployment.name);
-    fmt::print("version   {}\n", FormatVersion(deployment.version));
-    if (deployment.isSolution)
+    const bool isSolution = reference.name.isSolution;
+    std::string text = fmt::format("root      {}\nkind      {}\nname      {}\nversion   {}\n", Shown(reference.root),
+                                   isSolution ? "solution" : "project", Shown(reference.name.name),
+                                   FormatVersion(reference.name.version));
+    if (isSolution)
     {
-        fmt::print("uses      configuration {}\n", deployment.configuration);
+        text += fmt::format("uses      configuration {}\n", Shown(view.GetConfiguration()));
     }
-    fmt::print("listings  {}, in the order of the search\n", deployment.releases.size());
-    for (std::size_t index = 0; index < deployment.releases.size(); ++index)
+    text += fmt::format("listings  {}, in the order of the search\n", view.GetLayers().size());
+    WriteOutput(text);
+    for (std::size_t index = 0; index < view.GetLayers().size(); ++index)
     {
-        PrintRelease(deployment, deployment.releases[index], index + 1);
+        PrintLayer(view.GetLayers()[index], isSolution, index + 1);
     }
-    return ExitDone;
+}
+
+Json LayerValue(const Layer &layer)
+{
+    const StorageCounts counts = CountFiles(*layer.release);
+    const TreeReader::ManifestTree &tree = layer.release->GetTree();
+    return {{"project", TextValue(layer.project)},
+            {"version", FormatVersion(layer.version)},
+            {"priority", layer.priority},
+            {"files", tree.GetFileCount()},
+            {"directories", tree.GetDirectoryCount()},
+            {"bytes", counts.bytes},
+            {"storage",
+             {{"naked", counts.naked},
+              {"managed", counts.managed},
+              {"archivedNone", counts.stored},
+              {"archivedZlib", counts.zlib},
+              {"archivedLzma", counts.lzma}}},
+            {"missing", counts.missing}};
+}
+
+void PrintJson(const View &view, const TreeReader::Census &census, const CommonOptions &common)
+{
+    Json document = NewReadDocument("info", common);
+    document["configuration"] = view.GetName().isSolution ? TextValue(view.GetConfiguration()) : Json(nullptr);
+    document["whole"] = census.IsWhole();
+    document["damage"] = DamageValue(census);
+    document["listings"] = Json::array();
+    for (const Layer &layer : view.GetLayers())
+    {
+        document["listings"].push_back(LayerValue(layer));
+    }
+    document["notes"] = Json::array();
+    for (const std::string &note : view.GetNotes())
+    {
+        document["notes"].push_back(TextValue(note));
+    }
+    PrintDocument(document);
+}
+
+ExitCode Info(const CommonOptions &common)
+{
+    TreeReader::TreeSet trees;
+    const View view = OpenWorkingView(trees, common);
+    RequireServable(view);
+    const TreeReader::Census census = TakeCensus(view, common.GetThreadCount());
+    if (!census.IsWhole())
+    {
+        PrintError(census.GetSummary());
+    }
+    if (common.json)
+    {
+        PrintJson(view, census, common);
+    }
+    else
+    {
+        PrintText(view, *TreeReader::ResolveDirectory(common.GetDirectory()));
+    }
+    return census.IsWhole() ? ExitDone : ExitNo;
 }
 } // namespace
 
 void AddInfoCommand(CommandSet &commands)
 {
-    commands.Add({"info", "Show what the working directory resolves to", Footer},
+    const CommandWords words{.name = "info",
+                             .description = "Show what the working directory resolves to",
+                             .footer = Footer,
+                             .writesJson = true};
+    commands.Add(words,
                  [&commands]
                  {
-                     return Info(commands.GetCommon().GetDirectory());
+                     return Info(commands.GetCommon());
                  });
 }
 } // namespace Keld::Morv

@@ -1,15 +1,13 @@
 #include "Tools/morv/Library.h"
 
-#include "Tools/TreeReader/Deployment.h"
 #include "Tools/TreeReader/TreeError.h"
-#include "Tools/TreeReader/TreeText.h"
+#include "Tools/TreeReader/TreeSet.h"
 #include "Tools/morv/Console.h"
 
 #include "KeldFoundation/path/Path.h"
 #include "KeldMorvIO/Public/KeldMorvIO.h"
 
 #include <algorithm>
-#include <memory>
 
 namespace Keld::Morv
 {
@@ -19,6 +17,7 @@ namespace
 {
 constexpr uint32 PieceSize = 1 << 20;
 constexpr uint32 NameCapacity = 1024;
+constexpr std::size_t MostKeptOpen = 16;
 
 struct FindCloser
 {
@@ -26,17 +25,15 @@ struct FindCloser
 };
 using Search = std::unique_ptr<FindHandle, FindCloser>;
 
-// The library only says that it could not start. The manifests tell more.
+// The library only says that it could not start. The reading core tells more.
 [[noreturn]] void ExplainFailedStart(const std::string &workingDirectory)
 {
-    HideLibraryLog();
-    const TreeReader::Deployment deployment = TreeReader::ResolveDeployment(workingDirectory);
-    if (deployment.releases.empty())
-    {
-        throw TreeError("the configuration of the solution " + deployment.name +
-                        " uses no project: write it again with \"morv solution --use\"");
-    }
-    throw TreeError("nothing can be served from " + workingDirectory + ": see the lines above, or use --verbose");
+    TreeReader::TreeSet trees;
+    const auto view = trees.Open("", workingDirectory);
+    const TreeReader::Failure failure = view ? view->CheckServable() : view.GetFault();
+    throw TreeError(failure
+                        ? failure->GetMessage()
+                        : "nothing can be served from " + workingDirectory + ": see the lines above, or use --verbose");
 }
 } // namespace
 
@@ -45,8 +42,10 @@ Library::Library(const std::string &workingDirectory)
     const bool started = MorvInitialize(0, 0, 0, workingDirectory.c_str()) >= 0;
     if (!started || !Exists("/"))
     {
+        MorvShutdown();
         ExplainFailedStart(workingDirectory);
     }
+    mIsDamaged = HasLibraryFailed();
 }
 
 Library::~Library()
@@ -65,8 +64,7 @@ bool Library::IsDirectory(const std::string &path) const
     return Search(MorvFindFirstFile(JoinVirtual(path, "*").c_str())) != nullptr;
 }
 
-bool Library::Enumerate(const std::string &directory, const std::string &pattern,
-                        const std::function<void(const Entry &)> &visit) const
+bool Library::Enumerate(const std::string &directory, const std::string &pattern, const Visit &visit) const
 {
     const Search search(MorvFindFirstFile(JoinVirtual(directory, pattern).c_str()));
     if (search == nullptr)
@@ -83,21 +81,19 @@ bool Library::Enumerate(const std::string &directory, const std::string &pattern
     return true;
 }
 
-std::optional<Library::Entry> Library::FindEntry(const std::string &path) const
+std::string Library::ResolveTyped(const std::string &typed) const
 {
-    const std::size_t slash = path.rfind('/');
-    const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash);
-    const std::string name = path.substr(slash + 1);
-    std::optional<Entry> found;
-    Enumerate(directory, "*",
-              [&](const Entry &entry)
-              {
-                  if (!found && TreeReader::EqualsIgnoringCase(entry.name, name))
-                  {
-                      found = entry;
-                  }
-              });
-    return found;
+    std::string path = typed;
+    NormalizeSeparators(path);
+    while (path.starts_with("./") || path.starts_with('/'))
+    {
+        path.erase(0, path.find('/') + 1);
+    }
+    while (path.ends_with('/'))
+    {
+        path.pop_back();
+    }
+    return path == "." ? "" : path;
 }
 
 void Library::FileCloser::operator()(OpenFileHandle *handle) const
@@ -105,18 +101,24 @@ void Library::FileCloser::operator()(OpenFileHandle *handle) const
     MorvCloseFile(handle);
 }
 
-void Library::ReadFile(const std::string &path, bool keepOpen, const std::function<void(std::string_view)> &sink)
+void Library::ReadFile(const std::string &path, const Range &range, const Sink &sink)
 {
-    std::unique_ptr<OpenFileHandle, FileCloser> file(MorvOpenFile(path.c_str()));
+    OpenFile file(MorvOpenFile(path.c_str()));
     if (file == nullptr)
     {
         throw TreeError(path + ": cannot be opened; \"morv stat\" shows where it should lie");
     }
     const auto size = static_cast<uint64>(MorvGetFileSize(file.get()));
-    std::string buffer(std::min<uint64>(size, PieceSize), '\0');
-    for (uint64 offset = 0; offset < size;)
+    if (range.offset > size)
     {
-        const auto wanted = static_cast<uint32>(std::min<uint64>(size - offset, PieceSize));
+        throw TreeError(path + ": has " + std::to_string(size) + " bytes, and none from byte " +
+                        std::to_string(range.offset) + " on");
+    }
+    const uint64 end = range.offset + std::min(range.length, size - range.offset);
+    std::string buffer(std::min<uint64>(end - range.offset, PieceSize), '\0');
+    for (uint64 offset = range.offset; offset < end;)
+    {
+        const auto wanted = static_cast<uint32>(std::min<uint64>(end - offset, PieceSize));
         uint32 delivered = 0;
         if (MorvRead(file.get(), offset, wanted, &delivered, buffer.data()) < 0 || delivered != wanted)
         {
@@ -126,33 +128,15 @@ void Library::ReadFile(const std::string &path, bool keepOpen, const std::functi
         sink(std::string_view(buffer.data(), delivered));
         offset += delivered;
     }
-    if (keepOpen)
-    {
-        mKeptOpen.push_back(std::move(file));
-    }
+    KeepOpen(std::move(file));
 }
 
-std::string VirtualPath(std::string typed)
+void Library::KeepOpen(OpenFile file)
 {
-    NormalizeSeparators(typed);
-    while (typed.rfind("./", 0) == 0 || typed.rfind('/', 0) == 0)
+    if (mKeptOpen.size() == MostKeptOpen)
     {
-        typed.erase(0, typed.find('/') + 1);
+        mKeptOpen.erase(mKeptOpen.begin());
     }
-    while (!typed.empty() && typed.back() == '/')
-    {
-        typed.pop_back();
-    }
-    return typed == "." ? "" : typed;
-}
-
-bool CanBeAskedFor(const std::string &name)
-{
-    return !name.empty() && name.find_first_of("/\\") == std::string::npos;
-}
-
-std::string JoinVirtual(const std::string &directory, const std::string &name)
-{
-    return directory.empty() ? name : directory + "/" + name;
+    mKeptOpen.push_back(std::move(file));
 }
 } // namespace Keld::Morv

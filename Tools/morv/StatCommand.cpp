@@ -1,161 +1,212 @@
+#include "Tools/Common/ParallelWork.h"
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
-#include "Tools/morv/Library.h"
-
-#include "Tools/TreeReader/Deployment.h"
-#include "Tools/TreeReader/FileLocator.h"
-#include "Tools/TreeReader/Storage.h"
+#include "Tools/morv/PathList.h"
+#include "Tools/morv/PathStat.h"
+#include "Tools/morv/ReadReport.h"
+#include "Tools/morv/WorkingView.h"
 
 #include <CLI/CLI.hpp>
-#include <fmt/format.h>
-
-#include <map>
 
 namespace Keld::Morv
 {
-using TreeReader::DeployedFile;
-using TreeReader::DeployedRelease;
-using TreeReader::FileLocation;
-using TreeReader::ReleaseFile;
-using TreeReader::Storage;
+using TreeReader::View;
 
 namespace
 {
 constexpr const char *Footer = R"(
-Shows size, project, the version that stored the file, storage, compression, place on disk,
-stored size and the MD5 digest of the content. In a solution it is the file that wins.
+Shows size, project, the version that stored the file, storage, compression, place on disk, stored
+size and the MD5 digest that the content should have. In a solution it is the file that wins. With
+--check the content is read and held against the digest.
 
-Example:
-  morv stat textures/sky.dds)";
+Examples:
+  morv stat textures/sky.dds
+  morv stat --check maps/*.map
+  morv find --type f | morv stat --json -)";
 
-void PrintRelease(const DeployedRelease &release)
+// So many paths are looked at in one go, by one thread.
+constexpr std::size_t PathsAtOnce = 256;
+
+// So many are read before they are looked at.
+constexpr std::size_t PathsInMemory = 64 * PathsAtOnce;
+
+struct StatOptions
 {
-    fmt::print("  project      {} {}\n", release.project, FormatVersion(release.version));
-}
-
-void PrintPlace(const FileLocation &location, const ReleaseFile &file)
-{
-    const Storage storage = TreeReader::StorageOf(file.flags);
-    fmt::print("  storage      {}\n", TreeReader::NameOf(storage));
-    if (storage == Storage::Archive)
-    {
-        fmt::print("  compression  {}\n", TreeReader::NameOf(TreeReader::CompressionOf(file.flags)));
-        fmt::print("  archive      {}\n", location.file.string());
-        fmt::print("  offset       {}\n", location.offset);
-    }
-    else
-    {
-        fmt::print("  file         {}\n", location.file.string());
-    }
-    fmt::print("  stored size  {}\n", location.storedSize);
-}
-
-// Where the files of a deployment lie. What was read of a release's archives serves all files asked for.
-class Places
-{
-public:
-    explicit Places(const TreeReader::Deployment &deployment) : mTree(deployment.root) {}
-
-    FileLocation Locate(const DeployedRelease &release, const ReleaseFile &file)
-    {
-        const auto locator = mLocators.try_emplace(&release, mTree, release.contents.project).first;
-        return locator->second.Locate(file, release.contents.release);
-    }
-
-private:
-    TreeReader::TreePlaces mTree;
-    std::map<const DeployedRelease *, TreeReader::FileLocator> mLocators;
+    std::vector<std::string> paths;
+    bool check = false;
+    bool endsWithNul = false;
 };
 
-void PrintFile(Places &places, const DeployedFile &found)
+/// What came of some paths, not yet shown.
+struct Report
 {
-    const ReleaseFile &file = *found.file;
-    fmt::print("{}\n", file.path);
-    fmt::print("  type         file\n");
-    fmt::print("  size         {}\n", file.size);
-    PrintRelease(*found.release);
-    fmt::print("  version      {}\n", FormatVersion(file.version));
-    PrintPlace(places.Locate(*found.release, file), file);
-    fmt::print("  digest       {}\n", TreeReader::DigestText(file.digest));
-}
+    std::string text;
+    Json values = Json::array();
+    std::vector<std::string> notes;
+    std::vector<std::pair<std::string, std::string>> failures; ///< path and message
+};
 
-void PrintDirectory(const Library &library, const std::string &path, const DeployedRelease &release)
+void LookAtPath(const View &view, const std::string &typed, TreeReader::ContentReader *reader, bool json,
+                Report &report)
 {
-    uint64 entries = 0;
-    library.Enumerate(path, "*",
-                      [&entries](const Library::Entry &)
-                      {
-                          ++entries;
-                      });
-    fmt::print("{}\n", path.empty() ? "/" : path);
-    fmt::print("  type         directory\n");
-    fmt::print("  entries      {}\n", entries);
-    PrintRelease(release);
-}
-
-void ExplainAbsence(Places &places, const TreeReader::Deployment &deployment, const std::string &path)
-{
-    const auto anyFile = [](const DeployedRelease &, const ReleaseFile &)
+    const TreeReader::TypedPath path = view.ResolveTyped(typed);
+    if (!path.note.empty())
     {
-        return true;
-    };
-    const DeployedFile listed = FindInDeployment(deployment, path, anyFile);
-    if (listed.file == nullptr)
+        report.notes.push_back(path.note);
+    }
+    const TreeReader::Hit hit = view.Find(path.path);
+    if (!hit)
     {
-        PrintError(path + ": not found; \"morv ls\" and \"morv find\" show what is there");
+        report.failures.emplace_back(path.path, AbsenceText(typed, ExplainMissing(view, path.path)));
         return;
     }
-    PrintError(path + ": is listed by " + listed.release->project + " " + FormatVersion(listed.release->version) +
-               " but missing on disk: " + places.Locate(*listed.release, *listed.file).file.string() +
-               "; pack the release again");
-}
-
-bool StatOne(const Library &library, Places &places, const TreeReader::Deployment &deployment, const std::string &typed)
-{
-    const std::string path = VirtualPath(typed);
-    const auto isPresent = [&places](const DeployedRelease &release, const ReleaseFile &file)
+    const TreeReader::Result<PathStat> stat = LookAt(view, hit, reader);
+    if (!stat)
     {
-        return places.Locate(release, file).found;
-    };
-    const DeployedFile found = FindInDeployment(deployment, path, isPresent);
-    if (found.release == nullptr || !library.Exists(path))
-    {
-        ExplainAbsence(places, deployment, path);
-        return false;
+        report.failures.emplace_back(path.path, typed + ": " + stat.GetFault().GetMessage());
+        return;
     }
-    if (found.file != nullptr)
+    if (json)
     {
-        PrintFile(places, found);
+        report.values.push_back(MakeValue(*stat));
     }
     else
     {
-        PrintDirectory(library, path, *found.release);
+        AppendText(*stat, report.text);
     }
-    return true;
+    if (stat->damage)
+    {
+        report.failures.emplace_back(path.path, typed + ": " + stat->damage->GetMessage());
+    }
 }
 
-ExitCode Stat(const std::string &workingDirectory, const std::vector<std::string> &paths)
+/// Looks at paths on several threads, and shows what comes of it in their order.
+class StatRun
 {
-    const Library library(workingDirectory);
-    const TreeReader::Deployment deployment = TreeReader::ResolveDeployment(workingDirectory);
-    Places places(deployment);
-    ExitCode result = ExitDone;
-    for (const std::string &path : paths)
+public:
+    StatRun(const View &view, const CommonOptions &common, bool check) : mView(view), mCommon(common), mCheck(check) {}
+
+    void LookAt(const std::vector<std::string> &paths)
     {
-        result = StatOne(library, places, deployment, path) ? result : ExitNo;
+        const std::size_t count = (paths.size() + PathsAtOnce - 1) / PathsAtOnce;
+        const auto weigh = [](std::size_t)
+        {
+            return uint64{1};
+        };
+        const auto produce = [&](std::size_t index)
+        {
+            return MakeReport(paths, index * PathsAtOnce);
+        };
+        const auto consume = [this](std::size_t, Report &&report)
+        {
+            Show(report);
+        };
+        const unsigned threads = count > 1 ? mCommon.GetThreadCount() : 1;
+        Common::OrderedWork<Report>(threads, ReportsInMemory).Run(count, weigh, produce, consume);
     }
-    return result;
+
+    const FailureList &GetFailures() const { return mFailures; }
+    Json &GetValues() { return mValues; }
+
+private:
+    static constexpr uint64 ReportsInMemory = 64;
+
+    Report MakeReport(const std::vector<std::string> &paths, std::size_t begin) const
+    {
+        Report report;
+        TreeReader::ContentReader reader;
+        const std::size_t end = std::min(begin + PathsAtOnce, paths.size());
+        for (std::size_t index = begin; index < end; ++index)
+        {
+            LookAtPath(mView, paths[index], mCheck ? &reader : nullptr, mCommon.json, report);
+        }
+        return report;
+    }
+
+    void Show(Report &report)
+    {
+        for (const std::string &note : report.notes)
+        {
+            PrintNote(note);
+        }
+        WriteOutput(report.text);
+        for (Json &value : report.values)
+        {
+            mValues.push_back(std::move(value));
+        }
+        for (const auto &[path, message] : report.failures)
+        {
+            mFailures.Add(path, message);
+        }
+    }
+
+    const View &mView;
+    const CommonOptions &mCommon;
+    const bool mCheck;
+    FailureList mFailures;
+    Json mValues = Json::array();
+};
+
+/// Standard input may be without end, so it is taken in pieces.
+void LookAtStandardInput(StatRun &run, char end)
+{
+    PathList list(stdin, end);
+    std::vector<std::string> paths;
+    while (std::optional<std::string> path = list.Next())
+    {
+        paths.push_back(std::move(*path));
+        if (paths.size() == PathsInMemory)
+        {
+            run.LookAt(paths);
+            paths.clear();
+        }
+    }
+    run.LookAt(paths);
+}
+
+ExitCode Stat(const CommonOptions &common, const StatOptions &options)
+{
+    TreeReader::TreeSet trees;
+    const View view = OpenWorkingView(trees, common);
+    RequireServable(view);
+    StatRun run(view, common, options.check);
+    if (options.paths == std::vector<std::string>{"-"})
+    {
+        LookAtStandardInput(run, options.endsWithNul ? '\0' : '\n');
+    }
+    else
+    {
+        run.LookAt(options.paths);
+    }
+    if (common.json)
+    {
+        Json document = NewReadDocument("stat", common);
+        document["paths"] = std::move(run.GetValues());
+        document["errors"] = run.GetFailures().GetDocument();
+        PrintDocument(document);
+    }
+    return ResultOf(run.GetFailures(), false);
 }
 } // namespace
 
 void AddStatCommand(CommandSet &commands)
 {
-    const auto paths = std::make_shared<std::vector<std::string>>();
-    CLI::App &command = commands.Add({"stat", "Show what a path is and where its bytes lie", Footer},
-                                     [&commands, paths]
+    const auto options = std::make_shared<StatOptions>();
+    const CommandWords words{.name = "stat",
+                             .description = "Show what a path is and where its bytes lie",
+                             .footer = Footer,
+                             .writesJson = true,
+                             .usesThreads = true};
+    CLI::App &command = commands.Add(words,
+                                     [&commands, options]
                                      {
-                                         return Stat(commands.GetCommon().GetDirectory(), *paths);
+                                         return Stat(commands.GetCommon(), *options);
                                      });
-    command.add_option("PATH", *paths, "Virtual paths; / is the root")->required();
+    command
+        .add_option("PATH", options->paths,
+                    "Virtual paths; / is the root, and - alone stands for the lines of standard input")
+        ->required();
+    command.add_flag("--check", options->check, "Read the content of files, and hold it against the manifest's digest");
+    command.add_flag("-0,--null", options->endsWithNul, "On standard input a NUL ends each path, and not a line end");
 }
 } // namespace Keld::Morv

@@ -96,4 +96,10 @@ std::string EscapeForTerminal(std::string_view name)
     }
     return shown;
 }
+
+std::string Shown(std::string_view name)
+{
+    static const bool onTerminal = IsTerminal(STDOUT_FILENO);
+    return onTerminal ? EscapeForTerminal(name) : std::string(name);
+}
 } // namespace Keld::Morv

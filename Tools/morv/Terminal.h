@@ -35,4 +35,7 @@ unsigned GetTerminalWidth(int descriptor);
 
 /// A name as it can be shown on a terminal: control characters and bytes that are no UTF-8 stand as \n, \t or \x1b.
 std::string EscapeForTerminal(std::string_view name);
+
+/// A name for a line on standard output: escaped when that is a terminal, else every byte as it is.
+std::string Shown(std::string_view name);
 } // namespace Keld::Morv

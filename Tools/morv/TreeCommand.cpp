@@ -1,15 +1,21 @@
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
-#include "Tools/morv/Library.h"
+#include "Tools/morv/FileSystem.h"
+#include "Tools/morv/Quantity.h"
+#include "Tools/morv/ReadReport.h"
+#include "Tools/morv/Terminal.h"
 
 #include <CLI/CLI.hpp>
-#include <fmt/format.h>
+#include <unistd.h>
 
 namespace Keld::Morv
 {
 namespace
 {
 constexpr const char *Footer = R"(
+Draws what a program finds there: files that are missing on disk are left out, and the summary on
+standard error counts them.
+
 Examples:
   morv tree
   morv -C /srv/MORV/projects/client/releases/1.0.0.0 tree textures)";
@@ -19,61 +25,127 @@ struct Totals
     uint64 directories = 0;
     uint64 files = 0;
     uint64 bytes = 0;
+
+    void Count(const FileSystem::Entry &entry)
+    {
+        ++(entry.isDirectory ? directories : files);
+        bytes += entry.size;
+    }
 };
 
-bool PrintDirectory(const Library &library, const std::string &path, const std::string &indent, Totals &totals)
+/// Goes through a directory and all below it.
+class TreeWalk
 {
-    std::vector<Library::Entry> entries;
-    const bool found = library.Enumerate(path, "*",
-                                         [&entries](const Library::Entry &entry)
-                                         {
-                                             entries.push_back(entry);
-                                         });
-    for (const Library::Entry &entry : entries)
+public:
+    explicit TreeWalk(const FileSystem &files) : mFiles(files) {}
+
+    void Draw(const std::string &path, const std::string &indent)
     {
-        const bool last = &entry == &entries.back();
-        fmt::print("{}{}{}{}\n", indent, last ? "└── " : "├── ", entry.name, entry.isDirectory ? "/" : "");
-        if (entry.isDirectory)
+        const std::vector<FileSystem::Entry> entries = List(path);
+        for (std::size_t index = 0; index < entries.size(); ++index)
         {
-            ++totals.directories;
-            if (CanBeAskedFor(entry.name))
+            const FileSystem::Entry &entry = entries[index];
+            const bool last = index + 1 == entries.size();
+            const std::string name = Shown(entry.name);
+            WriteOutput(indent + (last ? "└── " : "├── ") +
+                        (entry.isDirectory ? Paint(STDOUT_FILENO, Ink::Blue, name) + "/\n" : name + "\n"));
+            mTotals.Count(entry);
+            if (LeadsDown(entries, index))
             {
-                PrintDirectory(library, JoinVirtual(path, entry.name), indent + (last ? "    " : "│   "), totals);
+                Draw(JoinVirtual(path, entry.name), indent + (last ? "    " : "│   "));
             }
         }
-        else
-        {
-            ++totals.files;
-            totals.bytes += entry.size;
-        }
     }
-    return found;
+
+    Json MakeValues(const std::string &path)
+    {
+        const std::vector<FileSystem::Entry> entries = List(path);
+        Json values = Json::array();
+        for (std::size_t index = 0; index < entries.size(); ++index)
+        {
+            const FileSystem::Entry &entry = entries[index];
+            mTotals.Count(entry);
+            Json value{{"name", TextValue(entry.name)}, {"type", entry.isDirectory ? "directory" : "file"}};
+            if (entry.isDirectory)
+            {
+                value["entries"] =
+                    LeadsDown(entries, index) ? MakeValues(JoinVirtual(path, entry.name)) : Json::array();
+            }
+            else
+            {
+                value["size"] = entry.size;
+            }
+            values.push_back(std::move(value));
+        }
+        return values;
+    }
+
+    const Totals &GetTotals() const { return mTotals; }
+
+private:
+    std::vector<FileSystem::Entry> List(const std::string &path) const
+    {
+        return mFiles.List(path).value_or(std::vector<FileSystem::Entry>());
+    }
+
+    const FileSystem &mFiles;
+    Totals mTotals;
+};
+
+void PrintText(const FileSystem &files, const std::string &path)
+{
+    TreeWalk walk(files);
+    WriteOutput(path.empty() ? "/\n" : Shown(path) + "/\n");
+    walk.Draw(path, "");
+    const Totals &totals = walk.GetTotals();
+    WriteOutput("\n" + CountText(totals.directories, "directory") + ", " + CountText(totals.files, "file") + ", " +
+                CountText(totals.bytes, "byte") + "\n");
 }
 
-ExitCode Tree(const std::string &workingDirectory, const std::string &typed)
+void PrintJson(const FileSystem &files, const std::string &path, const CommonOptions &common)
 {
-    const Library library(workingDirectory);
-    const std::string path = VirtualPath(typed);
-    Totals totals;
-    if (!library.IsDirectory(path))
+    TreeWalk walk(files);
+    Json document = NewReadDocument("tree", common);
+    AddDamage(document, files);
+    document["path"] = TextValue(path);
+    Json entries = walk.MakeValues(path);
+    document["directories"] = walk.GetTotals().directories;
+    document["files"] = walk.GetTotals().files;
+    document["bytes"] = walk.GetTotals().bytes;
+    document["entries"] = std::move(entries);
+    PrintDocument(document);
+}
+
+ExitCode Tree(const CommonOptions &common, const std::string &typed)
+{
+    const std::unique_ptr<FileSystem> files = OpenFileSystem(common, {});
+    const std::string path = files->ResolveTyped(typed);
+    if (!files->IsDirectory(path))
     {
         PrintError(typed + ": is no directory here; \"morv tree\" without a path shows all there is");
         return ExitNo;
     }
-    fmt::print("{}\n", path.empty() ? "/" : path + "/");
-    PrintDirectory(library, path, "", totals);
-    fmt::print("\n{} directories, {} files, {} bytes\n", totals.directories, totals.files, totals.bytes);
-    return ExitDone;
+    if (common.json)
+    {
+        PrintJson(*files, path, common);
+    }
+    else
+    {
+        PrintText(*files, path);
+    }
+    return files->IsDamaged() ? ExitNo : ExitDone;
 }
 } // namespace
 
 void AddTreeCommand(CommandSet &commands)
 {
-    const auto path = std::make_shared<std::string>();
-    CLI::App &command = commands.Add({"tree", "Draw a directory and all below it", Footer},
+    const auto path = std::make_shared<std::string>("/");
+    const CommandWords words{
+        .name = "tree", .description = "Draw a directory and all below it", .footer = Footer, .writesJson = true};
+    CLI::App &command = commands.Add(words,
                                      [&commands, path]
                                      {
-                                         return Tree(commands.GetCommon().GetDirectory(), *path);
+                                         return Tree(commands.GetCommon(), *path);
                                      });
     command.add_option("PATH", *path, "Virtual path of a directory; without one, the root");
 }

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Tools/TreeReader/ContentReader.h"
+#include "Tools/morv/FileSystem.h"
+#include "Tools/morv/WorkingView.h"
+
+namespace Keld::Morv
+{
+/// The road through the reading core.
+class CoreFileSystem final : public FileSystem
+{
+public:
+    CoreFileSystem(const CommonOptions &common, bool checkDigests);
+
+    bool Exists(const std::string &path) const override { return static_cast<bool>(mView.Find(path)); }
+    bool IsDirectory(const std::string &path) const override { return mView.Enumerate(path) != nullptr; }
+    bool Enumerate(const std::string &directory, const std::string &pattern, const Visit &visit) const override;
+    void ReadFile(const std::string &path, const Range &range, const Sink &sink) override;
+    std::string ExplainAbsence(const std::string &path) const override { return ExplainMissing(mView, path); }
+    bool IsDamaged() const override { return !mCensus.IsWhole(); }
+    const TreeReader::Census *GetCensus() const override { return &mCensus; }
+    std::string ResolveTyped(const std::string &typed) const override { return ResolveTypedPath(mView, typed); }
+
+private:
+    TreeReader::TreeSet mTrees;
+    const TreeReader::View mView;
+    TreeReader::ContentReader mReader;
+    const bool mCheckDigests;
+    TreeReader::Census mCensus;
+};
+} // namespace Keld::Morv
