@@ -6,7 +6,7 @@
 #include "Benchmarks/Comparison/Neighbours.h"
 
 #include "KeldMorvIO/Public/KeldMorvIO.h"
-#include "Tools/TreeReader/ArchiveIndex.h"
+#include "Tools/TreeReader/VersionArchives.h"
 
 #include <stdexcept>
 
@@ -51,10 +51,15 @@ public:
         : mMap(files.size()), mFile(open(deployment.ArchiveData().c_str(), O_RDONLY | O_CLOEXEC)),
           mPlainSize(compressed ? files.front().bytes.size() : 0)
     {
-        const std::string index = deployment.ArchiveData().substr(0, deployment.ArchiveData().size() - 4);
-        for (const TreeReader::ArchivedFile &file : TreeReader::ReadArchiveIndex(index))
+        const std::string directory = deployment.ArchiveData().substr(0, deployment.ArchiveData().rfind('/'));
+        for (const auto &archive : TreeReader::VersionArchives(directory).GetArchives())
         {
-            mMap.Add(file.path, {file.offset, file.size});
+            const auto &index = archive->GetIndex();
+            for (uint32 record = 0; record < index.GetEntryCount(); ++record)
+            {
+                mMap.Add(index.GetEntryPath(record),
+                         {index.GetEntry(record)->dataOffset, index.GetEntry(record)->size});
+            }
         }
     }
     ~MapAndData() { close(mFile); }

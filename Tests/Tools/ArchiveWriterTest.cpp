@@ -1,5 +1,7 @@
 #include "Tools/TreeWriter/ArchiveWriter.h"
 
+#include "Tools/ArchiveListing.h"
+
 #include "Support/ArchiveImage.h"
 #include "Support/ByteImage.h"
 #include "Support/TempTree.h"
@@ -13,9 +15,8 @@ namespace Keld::Test
 {
 namespace
 {
-using TreeReader::ArchivedFile;
-using TreeReader::ReadArchiveIndex;
 using TreeReader::TreeError;
+using TreeWriter::ArchivedFile;
 using TreeWriter::ArchiveSet;
 using TreeWriter::ArchiveWriter;
 using TreeWriter::BuildArchiveIndex;
@@ -183,35 +184,6 @@ TEST(ArchiveWriterTest, FilesMayShareAStoredFormUntilTheSumOfSizesIsFull)
         EXPECT_EQ(file.offset, 0u);
         EXPECT_EQ(file.size, 3u);
     }
-}
-
-TEST(ArchiveIndexReaderTest, RefusesEveryTruncationAndLeavesTheFileAlone)
-{
-    const TempTree tree;
-    const std::string image = BuildArchiveIndex({{"ab", 0, 1}});
-    for (std::size_t length = 0; length < image.size() - 3; ++length) // less than the path's text is no index
-    {
-        const std::string path = tree.Write("x.vka", image.substr(0, length));
-        EXPECT_THROW(ReadArchiveIndex(path), TreeError) << length;
-        EXPECT_TRUE(tree.Exists("x.vka"));
-    }
-}
-
-TEST(ArchiveIndexReaderTest, LeavesOutRecordsWithoutAText)
-{
-    const TempTree tree;
-    ByteImage image(BuildArchiveIndex({{"ab", 0, 1}, {"cd", 1, 1}}));
-    image.Word(36, 2); // the first record's path index, past the paths
-    const std::string path = tree.Write("x.vka", image.Bytes());
-    EXPECT_EQ(ReadArchiveIndex(path), (std::vector<ArchivedFile>{{"cd", 1, 1}}));
-}
-
-TEST(ArchiveIndexReaderTest, LeavesOutPathsThatNobodyCouldAskFor)
-{
-    const TempTree tree;
-    const std::string longest(1023, 'p');
-    const ArchiveImage image = ArchiveImage().File(longest, 1, 10).File(longest + "p", 2, 20);
-    EXPECT_EQ(ReadArchiveIndex(tree.Write("x.vka", image.Bytes())), (std::vector<ArchivedFile>{{longest, 1, 10}}));
 }
 } // namespace
 } // namespace Keld::Test

@@ -1,8 +1,11 @@
 #include "Support/ManifestImage.h"
+#include "Support/TempTree.h"
 
 #include "Tools/TreeReader/ManifestTree.h"
 
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
 
 namespace Keld::Test
 {
@@ -66,6 +69,20 @@ TEST(ManifestTreeTest, SaysWhatIsWrongWithAnImage)
     many.File("a");
     many.Patch(many.StringCountOffset(), 0x40000000);
     EXPECT_NE(textOf(many.Bytes()).find("more strings than can be"), std::string::npos);
+}
+
+TEST(ManifestTreeTest, TakesNothingButARegularFile)
+{
+    const TempTree tree;
+    const std::string pipe = tree.Path("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string &path : {tree.MakeDirectory("directory"), pipe})
+    {
+        const auto loaded = ManifestTree::Load(path);
+        ASSERT_FALSE(loaded);
+        EXPECT_EQ(loaded.GetFault().kind, TreeReader::FaultKind::WrongKind);
+    }
+    EXPECT_EQ(ManifestTree::Load(tree.Path("missing")).GetFault().kind, TreeReader::FaultKind::NotThere);
 }
 
 TEST(ManifestTreeTest, KnowsTheEntriesThatNoDirectoryHolds)

@@ -4,6 +4,7 @@
 
 #include "Support/TempTree.h"
 
+#include "Tools/TreeReader/ManifestTree.h"
 #include "Tools/TreeReader/ReleaseContents.h"
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeReader/TreePlaces.h"
@@ -41,8 +42,10 @@ protected:
 
     TreeReader::ReleaseContents Contents(MorvVersion release = First) const
     {
-        return TreeReader::ReadReleaseManifest(
-            TreeReader::TreePlaces(mTree.Path("MORV")).ReleaseManifest("game", release));
+        const std::string path = TreeReader::TreePlaces(mTree.Path("MORV")).ReleaseManifest("game", release).string();
+        const auto manifest = TreeReader::ManifestTree::Load(path);
+        EXPECT_TRUE(manifest) << path;
+        return manifest ? TreeReader::MakeContents(**manifest) : TreeReader::ReleaseContents();
     }
 
     TreeReader::ReleaseFile File(const std::string &path, MorvVersion release = First) const

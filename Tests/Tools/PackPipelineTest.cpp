@@ -1,6 +1,5 @@
 #include "Tools/PackFixture.h"
 
-#include "Tools/TreeReader/ArchiveIndex.h"
 #include "Tools/TreeWriter/ContentDigest.h"
 
 #include <fstream>

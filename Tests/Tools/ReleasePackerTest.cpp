@@ -1,8 +1,8 @@
 #include "Tools/TreeWriter/ReleasePacker.h"
 
+#include "Tools/ArchiveListing.h"
 #include "Tools/PackFixture.h"
 
-#include "Tools/TreeReader/ArchiveIndex.h"
 #include "Tools/TreeWriter/ContentDigest.h"
 #include "Tools/TreeWriter/PackPlan.h"
 
@@ -72,7 +72,7 @@ TEST_F(ReleasePackerTest, CompressionIsInTheFlagsAndAnLzmaFileHasItsOwnArchive)
     for (const char *name : {"lzma-0001.vka", "lzma-0002.vka"})
     {
         const std::string path = mTree.Path(std::string("MORV/projects/game/filearchives/1.0.0.0/") + name);
-        EXPECT_EQ(TreeReader::ReadArchiveIndex(path).size(), 1u);
+        EXPECT_EQ(ReadArchiveIndex(path).size(), 1u);
     }
 }
 

@@ -59,7 +59,7 @@ Result<std::unique_ptr<const ManifestTree>> ManifestTree::Parse(std::vector<char
         {
             return Fault{FaultKind::BadManifest, path, RefusalText(parsed)};
         }
-        return std::unique_ptr<const ManifestTree>(new ManifestTree(std::move(parsed.manifest), *parsed.tables));
+        return std::unique_ptr<const ManifestTree>(new ManifestTree(std::move(parsed)));
     }
     catch (const std::length_error &)
     {
@@ -67,8 +67,9 @@ Result<std::unique_ptr<const ManifestTree>> ManifestTree::Parse(std::vector<char
     }
 }
 
-ManifestTree::ManifestTree(std::unique_ptr<MORV::Reader::ReleaseManifest> manifest, const ManifestTables &tables)
-    : mManifest(std::move(manifest)), mTables(tables), mParents(GetEntryCount(), RootEntry), mLevelOrder{RootEntry}
+ManifestTree::ManifestTree(MORV::Reader::ParsedImage parsed)
+    : mManifest(std::move(parsed.manifest)), mTables(*parsed.tables), mFormatVersion(parsed.version),
+      mParents(GetEntryCount(), RootEntry), mLevelOrder{RootEntry}
 {
     uint_size heldFiles = 0;
     const auto noteChildren = [&](uint32 index)

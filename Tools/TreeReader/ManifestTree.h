@@ -3,6 +3,7 @@
 #include "Tools/TreeReader/Fault.h"
 
 #include "KeldFoundation/version/MorvVersion.h"
+#include "KeldMorvIO/listing/ManifestParsing.h"
 #include "KeldMorvIO/listing/ManifestTables.h"
 #include "KeldMorvIO/listing/ReleaseManifest.h"
 
@@ -42,6 +43,9 @@ public:
 
     const char *GetProjectName() const { return mTables.GetProjectName(); }
     MorvVersion GetReleaseVersion() const { return mTables.GetReleaseVersion(); }
+
+    /// The version word of the image: ReleaseManifestVersion or ReleaseManifestVersionV0.
+    uint32 GetFormatVersion() const { return mFormatVersion; }
 
     uint32 GetDirectoryCount() const { return mTables.GetDirectoryCount(); } ///< the root included
     uint32 GetFileCount() const { return mTables.GetFileCount(); }
@@ -91,10 +95,11 @@ public:
     const MORV::Reader::ManifestTables &GetTables() const { return mTables; }
 
 private:
-    ManifestTree(std::unique_ptr<MORV::Reader::ReleaseManifest> manifest, const MORV::Reader::ManifestTables &tables);
+    explicit ManifestTree(MORV::Reader::ParsedImage parsed);
 
     std::unique_ptr<MORV::Reader::ReleaseManifest> mManifest; ///< owns the image
     const MORV::Reader::ManifestTables &mTables;              ///< of mManifest
+    const uint32 mFormatVersion;
     std::vector<EntryIndex> mParents;
     std::vector<uint32> mLevelOrder;
     std::vector<bool> mHeldFiles; ///< empty when all are

@@ -1,11 +1,9 @@
 #include "Tools/TreeReader/ReleaseContents.h"
 
+#include "Tools/TreeReader/ManifestTree.h"
 #include "Tools/TreeReader/TreeError.h"
 
-#include "KeldFoundation/file/ByteView.h"
-#include "KeldMorvIO/ReaderTypes.h"
-#include "KeldMorvIO/listing/LevelOrder.h"
-#include "KeldMorvIO/listing/ManifestTables.h"
+#include "KeldFoundation/CStd/PathLimit.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -18,132 +16,63 @@ namespace Keld::TreeReader
 {
 namespace
 {
-using namespace MORV::Reader;
+/// Paths grow with each level: without a limit a small damaged file could fill the memory.
+bool CanBeAskedFor(const std::string &prefix, const char *name)
+{
+    return prefix.size() + strnlen(name, PathBufferSize) < PathBufferSize;
+}
 
-// Reads one image, whose tables are proven to lie inside it, and whose records are checked as they are read.
-class ManifestImage
+/// The entries of one manifest as values, level by level.
+class ContentsMaker
 {
 public:
-    ManifestImage(const std::string &image, const std::string &name) : mName(name)
+    explicit ContentsMaker(const ManifestTree &tree) : mTree(tree), mPrefixes(tree.GetDirectoryCount())
     {
-        const ByteView view(image.data(), image.size());
-        const auto *header = view.At<ReleaseManifestHeader>(0);
-        Require(header != nullptr && header->magic == ReleaseManifestMagic);
-        Require(header->version == ReleaseManifestVersion || header->version == ReleaseManifestVersionV0);
-        mFormatVersion = header->version;
-        const bool isOlder = mFormatVersion == ReleaseManifestVersionV0;
-        Require(mTables.Locate(view, isOlder ? sizeof(FileTableEntryV0) : sizeof(FileTableEntry)));
-        Require(mTables.GetDirectoryCount() > 0);
-        ReadStrings();
+        mContents.project = tree.GetProjectName();
+        mContents.release = tree.GetReleaseVersion();
+        mContents.formatVersion = tree.GetFormatVersion();
+        mPrefixes[RootEntry] = "";
     }
 
-    ReleaseContents Read() const
+    ReleaseContents Make()
     {
-        ReleaseContents contents;
-        contents.project = String(mTables.GetProjectNameIndex());
-        contents.release = mTables.GetReleaseVersion();
-        contents.formatVersion = mFormatVersion;
-        uint64 listed = 0;
-        std::vector<bool> seen(mTables.GetDirectoryCount());
-        seen[0] = true;
-        std::vector<std::optional<std::string>> prefixes(mTables.GetDirectoryCount()); // none: too long to be asked for
-        prefixes[0] = "";
-        std::vector<uint32> order{0};
-        WalkLevelOrder(mTables.GetDirectories(), order,
-                       [&](uint32 index)
-                       {
-                           const DirectoryTableEntry &directory = mTables.GetDirectory(index);
-                           listed += directory.fileCount;
-                           Require(listed <= mTables.GetFileCount()); // files that many directories share never end
-                           for (const uint32 child : Subdirectories(directory))
-                           {
-                               Require(!seen[child]);
-                               seen[child] = true;
-                           }
-                           const std::optional<std::string> prefix = std::exchange(prefixes[index], std::nullopt);
-                           if (prefix.has_value())
-                           {
-                               ReadFiles(directory, *prefix, contents);
-                               ReadSubdirectories(directory, *prefix, prefixes, contents);
-                           }
-                       });
-        return contents;
+        for (const EntryIndex directory : mTree.GetDirectoriesByLevel())
+        {
+            if (const std::optional<std::string> prefix = std::exchange(mPrefixes[directory], std::nullopt))
+            {
+                AddFiles(directory, *prefix);
+                AddSubdirectories(directory, *prefix);
+            }
+        }
+        return std::move(mContents);
     }
 
 private:
-    void Require(bool holds) const
+    void AddSubdirectories(EntryIndex directory, const std::string &prefix)
     {
-        if (!holds)
+        const EntryRange range = mTree.GetSubdirectories(directory);
+        for (EntryIndex child = range.first; child < range.first + range.count; ++child)
         {
-            throw TreeError(mName + " is no release manifest, or a damaged one: pack the release again");
-        }
-    }
-
-    void ReadStrings()
-    {
-        const char *data = mTables.GetStringData();
-        const uint_size size = mTables.GetStringDataSize();
-        for (uint_size at = 0; at < size;)
-        {
-            const char *end = static_cast<const char *>(std::memchr(data + at, '\0', size - at));
-            if (end == nullptr)
+            if (CanBeAskedFor(prefix, mTree.GetName(child)))
             {
-                break;
-            }
-            mStrings.emplace_back(data + at, end);
-            at = static_cast<uint_size>(end - data) + 1;
-        }
-    }
-
-    const std::string &String(uint32 index) const
-    {
-        Require(index < mStrings.size());
-        return mStrings[index];
-    }
-
-    std::vector<uint32> Subdirectories(const DirectoryTableEntry &directory) const
-    {
-        const uint32 first = directory.firstSubdirectory;
-        const uint32 count = directory.subdirectoryCount;
-        Require(count == 0 || (first < mTables.GetDirectoryCount() && count <= mTables.GetDirectoryCount() - first));
-        std::vector<uint32> indices(count);
-        std::generate(indices.begin(), indices.end(),
-                      [next = first]() mutable
-                      {
-                          return next++;
-                      });
-        return indices;
-    }
-
-    void ReadSubdirectories(const DirectoryTableEntry &directory, const std::string &prefix,
-                            std::vector<std::optional<std::string>> &prefixes, ReleaseContents &contents) const
-    {
-        for (const uint32 child : Subdirectories(directory))
-        {
-            const std::string &name = String(mTables.GetDirectory(child).nameIndex);
-            if (CanBeAskedFor(prefix, name))
-            {
-                contents.directories.push_back(prefix + name);
-                prefixes[child] = contents.directories.back() + "/";
+                mContents.directories.push_back(prefix + mTree.GetName(child));
+                mPrefixes[child] = mContents.directories.back() + "/";
             }
         }
     }
 
-    void ReadFiles(const DirectoryTableEntry &directory, const std::string &prefix, ReleaseContents &contents) const
+    void AddFiles(EntryIndex directory, const std::string &prefix)
     {
-        const uint32 first = directory.firstFile;
-        const uint32 count = directory.fileCount;
-        Require(count == 0 || (first < mTables.GetFileCount() && count <= mTables.GetFileCount() - first));
-        for (uint32 index = 0; index < count; ++index)
+        const EntryRange range = mTree.GetFiles(directory);
+        for (EntryIndex child = range.first; child < range.first + range.count; ++child)
         {
-            const FileTableFields &record = mTables.GetFile(first + index);
-            const std::string &name = String(record.nameIndex);
-            if (!CanBeAskedFor(prefix, name))
+            if (!CanBeAskedFor(prefix, mTree.GetName(child)))
             {
                 continue;
             }
-            ReleaseFile &file = contents.files.emplace_back();
-            file.path = prefix + name;
+            const auto &record = mTree.GetFields(child);
+            ReleaseFile &file = mContents.files.emplace_back();
+            file.path = prefix + mTree.GetName(child);
             file.version = record.version;
             std::copy(std::begin(record.digest), std::end(record.digest), file.digest.begin());
             file.flags = record.flags;
@@ -151,16 +80,9 @@ private:
         }
     }
 
-    // Paths grow with each level: without a limit a small damaged file could fill the memory.
-    static bool CanBeAskedFor(const std::string &prefix, const std::string &name)
-    {
-        return prefix.size() + name.size() < PathBufferSize;
-    }
-
-    const std::string &mName;
-    ManifestTables mTables;
-    uint32 mFormatVersion = 0;
-    std::vector<std::string> mStrings;
+    const ManifestTree &mTree;
+    std::vector<std::optional<std::string>> mPrefixes; // none: too long to be asked for, or done
+    ReleaseContents mContents;
 };
 } // namespace
 
@@ -176,14 +98,9 @@ std::string DigestText(const Digest &digest)
     return text;
 }
 
-ReleaseContents ParseReleaseManifest(const std::string &image, const std::string &name)
+ReleaseContents MakeContents(const ManifestTree &tree)
 {
-    return ManifestImage(image, name).Read();
-}
-
-ReleaseContents ReadReleaseManifest(const std::filesystem::path &path)
-{
-    return ParseReleaseManifest(ReadWholeFile(path), path.string());
+    return ContentsMaker(tree).Make();
 }
 
 std::string ReadWholeFile(const std::filesystem::path &path)

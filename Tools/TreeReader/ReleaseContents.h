@@ -37,12 +37,11 @@ struct ReleaseContents
     std::vector<ReleaseFile> files;
 };
 
-/// Reads a release manifest file. Directories and files come level by level, in the order of the tables. Throws
-/// TreeError when the file cannot be read or is no release manifest. Left out are paths too long to be asked for.
-ReleaseContents ReadReleaseManifest(const std::filesystem::path &path);
+class ManifestTree;
 
-/// The same from the bytes of the file; `name` is for messages.
-ReleaseContents ParseReleaseManifest(const std::string &image, const std::string &name);
+/// The values of a manifest. Directories and files come level by level, in the order of the tables. Left out are paths
+/// too long to be asked for.
+ReleaseContents MakeContents(const ManifestTree &tree);
 
 /// A whole small file. Throws TreeError.
 std::string ReadWholeFile(const std::filesystem::path &path);

@@ -15,7 +15,6 @@ namespace Keld::TreeWriter
 namespace
 {
 using namespace MORV::Reader;
-using TreeReader::ArchivedFile;
 using TreeReader::TreeError;
 
 struct SortKey

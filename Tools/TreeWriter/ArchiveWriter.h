@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tools/TreeReader/ArchiveIndex.h"
+#include "KeldFoundation/CStd/BasicTypes.h"
 #include "Tools/TreeWriter/FileOutput.h"
 
 #include <algorithm>
@@ -11,10 +11,20 @@
 
 namespace Keld::TreeWriter
 {
+/// One stored file of an archive.
+struct ArchivedFile
+{
+    std::string path;
+    uint32 offset = 0; ///< bytes from the start of the data file
+    uint32 size = 0;   ///< bytes of the stored form
+
+    bool operator==(const ArchivedFile &) const = default;
+};
+
 /// The bytes of an archive index "<name>.vka". Records are put into the order that the reader searches by: hash, then
 /// path without regard to case. Throws TreeError for two records of one path, and for sizes that add up to 0 modulo
 /// 2^32: the reader deletes such an index.
-std::string BuildArchiveIndex(const std::vector<TreeReader::ArchivedFile> &files);
+std::string BuildArchiveIndex(const std::vector<ArchivedFile> &files);
 
 /// Where a stored form lies in a data file.
 struct ArchiveRange
@@ -72,6 +82,6 @@ private:
     FileOutput mData;
     bool mDataClosed = false;
     uint64 mSizeSum = 0; ///< of all records; where forms are shared it exceeds the size of the data file
-    std::vector<TreeReader::ArchivedFile> mFiles;
+    std::vector<ArchivedFile> mFiles;
 };
 } // namespace Keld::TreeWriter

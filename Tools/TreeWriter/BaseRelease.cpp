@@ -1,5 +1,6 @@
 #include "Tools/TreeWriter/BaseRelease.h"
 
+#include "Tools/TreeReader/ManifestTree.h"
 #include "Tools/TreeReader/TreeError.h"
 
 #include <algorithm>
@@ -17,6 +18,8 @@ using TreeReader::TreePlaces;
 
 namespace
 {
+constexpr uint_size DataFilesKeptOpen = 8;
+
 ReleaseContents Load(const PackRequest &request, const TreePlaces &tree)
 {
     if (!request.base)
@@ -40,12 +43,18 @@ ReleaseContents Load(const PackRequest &request, const TreePlaces &tree)
         throw TreeError("release " + base + " is later than " + FormatVersion(request.release) +
                         ": give --base an earlier release");
     }
-    return TreeReader::ReadReleaseManifest(manifest);
+    const auto loaded = TreeReader::ManifestTree::Load(manifest.string());
+    if (!loaded)
+    {
+        throw TreeError(loaded.GetFault().GetMessage());
+    }
+    return TreeReader::MakeContents(**loaded);
 }
 } // namespace
 
 BaseRelease::BaseRelease(const PackRequest &request, const TreePlaces &tree)
-    : mContents(Load(request, tree)), mLocator(tree, request.project)
+    : mTree(tree), mProject(request.project), mArchives(tree.Project(request.project).string()),
+      mDataFiles(DataFilesKeptOpen), mContents(Load(request, tree))
 {
     for (const ReleaseFile &file : mContents.files)
     {
@@ -60,9 +69,22 @@ const ReleaseFile *BaseRelease::Find(const std::string &path) const
     return entry != mFiles.end() ? entry->second : nullptr;
 }
 
-bool BaseRelease::CanBeKept(const ReleaseFile &file)
+bool BaseRelease::CanBeKept(const ReleaseFile &file) const
 {
-    return TreeReader::StorageOf(file.flags) != Storage::Naked && mLocator.Locate(file, mContents.release).found;
+    switch (TreeReader::StorageOf(file.flags))
+    {
+    case Storage::Naked:
+        return false;
+    case Storage::Managed:
+    {
+        std::error_code error;
+        return fs::is_regular_file(mTree.ManagedFiles(mProject, file.version) / file.path, error);
+    }
+    case Storage::Archive:
+        break;
+    }
+    const TreeReader::ArchiveHit hit = mArchives.GetVersion(file.version).Find(file.path.c_str());
+    return hit.archive != nullptr && !hit.archive->CheckData(mDataFiles);
 }
 
 std::optional<StorageChoice> BaseRelease::InheritedChoice(const std::string &path) const

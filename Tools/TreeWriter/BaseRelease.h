@@ -1,6 +1,7 @@
 #pragma once
 
-#include "Tools/TreeReader/FileLocator.h"
+#include "Tools/TreeReader/DiskFileCache.h"
+#include "Tools/TreeReader/ProjectArchives.h"
 #include "Tools/TreeReader/ReleaseContents.h"
 #include "Tools/TreeReader/TreePlaces.h"
 #include "Tools/TreeWriter/PackRequest.h"
@@ -27,7 +28,7 @@ public:
     const TreeReader::ReleaseFile *Find(const std::string &path) const;
 
     /// Whether a later release can refer to the file's bytes where they are. A naked file belongs to its release.
-    bool CanBeKept(const TreeReader::ReleaseFile &file);
+    bool CanBeKept(const TreeReader::ReleaseFile &file) const;
 
     /// Storage and compression that a path has in the base. What the base has not, or has empty, gets what most of the
     /// base's files have. Nothing without a base.
@@ -36,8 +37,11 @@ public:
 private:
     void ChooseUsual();
 
+    const TreeReader::TreePlaces mTree;
+    const std::string mProject;
+    const TreeReader::ProjectArchives mArchives;
+    mutable TreeReader::DiskFileCache mDataFiles;
     TreeReader::ReleaseContents mContents;
-    TreeReader::FileLocator mLocator;
     std::unordered_map<std::string, const TreeReader::ReleaseFile *> mFiles;
     std::optional<StorageChoice> mUsual;
 };

@@ -1,6 +1,6 @@
 #include "Tools/TreeWriter/ReleaseStaging.h"
 
-#include "Tools/TreeReader/ReleaseContents.h"
+#include "Tools/TreeReader/ManifestTree.h"
 #include "Tools/TreeReader/Storage.h"
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeReader/TreeText.h"
@@ -19,7 +19,6 @@
 namespace Keld::TreeWriter
 {
 namespace fs = std::filesystem;
-using TreeReader::ReleaseFile;
 using TreeReader::Storage;
 using TreeReader::TreeError;
 using TreeReader::TreePlaces;
@@ -65,12 +64,20 @@ bool HoldsAnything(const fs::path &directory)
 
 bool UsesFilesOf(const fs::path &manifest, MorvVersion version)
 {
-    const TreeReader::ReleaseContents contents = TreeReader::ReadReleaseManifest(manifest);
-    return std::any_of(contents.files.begin(), contents.files.end(),
-                       [version](const ReleaseFile &file)
-                       {
-                           return file.version == version && TreeReader::StorageOf(file.flags) != Storage::Naked;
-                       });
+    const auto loaded = TreeReader::ManifestTree::Load(manifest.string());
+    if (!loaded)
+    {
+        throw TreeError(loaded.GetFault().GetMessage());
+    }
+    for (uint32 number = 0; number < (*loaded)->GetFileCount(); ++number)
+    {
+        const auto &fields = (*loaded)->GetTables().GetFile(number);
+        if (fields.version == version && TreeReader::StorageOf(fields.flags) != Storage::Naked)
+        {
+            return true;
+        }
+    }
+    return false;
 }
 
 /// A delta release refers to files of the versions before it: without them it would be served with holes.
