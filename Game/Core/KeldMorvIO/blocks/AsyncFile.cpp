@@ -72,4 +72,12 @@ void AsyncCloseKeepingNumber(AsyncFile file)
     PutUnreadable(number);
     errno = error;
 }
+
+bool AsyncHasPositions(AsyncFile file)
+{
+    const int callersError = errno;
+    const bool has = lseek(static_cast<int>(file), 0, SEEK_CUR) != -1;
+    errno = callersError;
+    return has;
+}
 } // namespace Keld::MORV::Reader

@@ -24,4 +24,7 @@ void AsyncClose(AsyncFile file);
 /// process can open no more files, the number is taken again directly after it was given back. Does nothing for the
 /// null handle.
 void AsyncCloseKeepingNumber(AsyncFile file);
+
+/// Whether reads take their bytes from where they are told to; a pipe gives what comes next. Leaves `errno` alone.
+bool AsyncHasPositions(AsyncFile file);
 } // namespace Keld::MORV::Reader

@@ -1,54 +1,14 @@
 #include "KeldMorvIO/blocks/ZlibAdapter.h"
 
-#include "KeldMorvIO/blocks/AsyncRequest.h"
 #include "KeldMorvIO/blocks/BlockInflater.h"
-#include "KeldMorvIO/blocks/CompressedFormat.h"
+#include "KeldMorvIO/blocks/ChunkedInput.h"
+#include "KeldMorvIO/blocks/FastInflate.h"
 #include "KeldMorvIO/blocks/ReportedOpen.h"
-
-#include <algorithm>
 
 #include <zlib.h>
 
 namespace Keld::MORV::Reader
 {
-namespace
-{
-// A byte range of a file whose offset is 32 bits wide, and wraps.
-class ZlibInFile final : public ILzmaIn
-{
-public:
-    ZlibInFile(AsyncFile file, uint64 offset, uint32 size)
-        : mFile(file), mOffset(static_cast<uint32>(offset)), mSize(size), mRemaining(size)
-    {
-    }
-
-    bool Read(const void *&data, uint32 &size) override
-    {
-        const uint32 chunk = std::min(mRemaining, InputChunkSize);
-        uint32 bytesRead = 0;
-        if (!AsyncRead(mFile, mOffset, chunk, &bytesRead, mBuffer) || bytesRead != chunk)
-        {
-            return false;
-        }
-        mOffset += chunk;
-        mRemaining -= chunk;
-        data = mBuffer;
-        size = chunk;
-        return true;
-    }
-
-    uint32 GetSize() override { return mSize; }
-    uint32 GetRemaining() override { return mRemaining; }
-
-private:
-    AsyncFile mFile;
-    uint32 mOffset; ///< of the next chunk
-    uint32 mSize;
-    uint32 mRemaining;
-    uint8 mBuffer[InputChunkSize];
-};
-} // namespace
-
 bool DecompressZlib(const void *input, uint32 inputSize, void *output, uint32 outputSize)
 {
     if (input == nullptr || inputSize == 0 || output == nullptr || outputSize == 0)
@@ -99,8 +59,14 @@ bool DecompressZlib(AsyncFile file, uint64 offset, uint32 compressedSize, Uncomp
     {
         return false;
     }
-    ZlibInFile source(file, offset, compressedSize);
+    ChunkedInput input(file, offset, compressedSize);
+    const FastInflateResult result = InflateFast(input, blocks, blockCount, *outputSize);
+    if (result != FastInflateResult::NotTaken)
+    {
+        return result == FastInflateResult::Done;
+    }
+    input.Rewind();
     BlockRowOutput output(blocks, blockCount);
-    return InflateIntoBlocks(source, output, *outputSize);
+    return InflateIntoBlocks(input, output, *outputSize);
 }
 } // namespace Keld::MORV::Reader
