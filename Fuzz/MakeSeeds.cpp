@@ -2,6 +2,7 @@
 
 #include "Support/ArchiveImage.h"
 #include "Support/CompressedStream.h"
+#include "Support/DeflateBits.h"
 #include "Support/ManifestImage.h"
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -44,6 +46,58 @@ void WriteStreams()
     Write("LzmaFuzzer", "seed-no-end-mark", OutputHeader(40, 0xFF) + LzmaHeader(0) + StoredLzma2Chunk(noise, 1));
     Write("LzmaFuzzer", "seed-header-alone", OutputHeader(1, 0) + LzmaHeader(1));
     Write("LzmaFuzzer", "seed-wrong-property", OutputHeader(40, 0xFF) + LzmaHeader(41) + Lzma2Stream(noise));
+}
+
+// What the fuzzer of the first try expects before a stream: a form, of which 0x80 mends checksum and size and the lower
+// bits choose a size of chunks, the block size and the size.
+std::string FormHeader(int form, int blockSize, int size = 0)
+{
+    return {static_cast<char>(form), static_cast<char>(blockSize), static_cast<char>(size), '\0'};
+}
+
+void WriteInflateStream(const char *name, const DeflateBits &bits, int blockSize = 0x1F)
+{
+    Write("InflateFuzzer", name, FormHeader(0x80, blockSize) + bits.Zlib(""));
+}
+
+void WriteInflateStreams()
+{
+    const std::string noise = RandomBytes(500, 3);
+    const std::string mixed = PatternedBytes(3000, 4) + noise + PatternedBytes(3000, 4);
+    Write("InflateFuzzer", "seed-as-it-is", FormHeader(7, 0xFF, 8) + ZlibStream("as it is"));
+    Write("InflateFuzzer", "seed-several-chunks", FormHeader(0x80, 0x1F) + ZlibStream(mixed, 9));
+    Write("InflateFuzzer", "seed-fastest", FormHeader(0x81, 0x0F) + ZlibStream(mixed, 1));
+
+    DeflateBits three;
+    three.Stored(noise.substr(0, 480), false).FixedHeader(false).FixedText("fixed").FixedSymbol(285);
+    three.FixedDistance(16).Bits(20, 7).FixedSymbol(256);
+    std::vector<unsigned> literals(257, 9);
+    std::fill_n(literals.begin(), 255, 8);
+    three.DynamicHeader(true, literals, {1, 1}).Code(1, 8).Code(2, 8).Code(CanonicalCode(literals, 256), 9);
+    WriteInflateStream("seed-each-kind-of-block", three);
+    DeflateBits lone;
+    lone.DynamicHeader(true, literals, {1}).Code(1, 8).Code(CanonicalCode(literals, 256), 9);
+    WriteInflateStream("seed-lone-distance", lone);
+    literals.push_back(14);
+    WriteInflateStream("seed-too-many-codes", DeflateBits().DynamicHeader(true, literals, {1, 1}).Code(1, 8));
+    literals[0] = 0;
+    DeflateBits missing;
+    missing.DynamicHeader(true, literals, {1, 1}).Code(1, 8).Code(CanonicalCode(literals, 256), 9);
+    WriteInflateStream("seed-missing-codes", missing);
+
+    DeflateBits end;
+    end.Stored(noise, false).FixedHeader(false).FixedSymbol(256).Stored("", false).FixedHeader(true).FixedSymbol(256);
+    WriteInflateStream("seed-end-behind-chunk", end);
+    DeflateBits large;
+    large.FixedHeader(true).FixedSymbol('a');
+    for (int index = 0; index < 330; ++index)
+    {
+        large.FixedSymbol(285).FixedDistance(0);
+    }
+    WriteInflateStream("seed-large-output", large.FixedSymbol(256), 0xFF);
+    WriteInflateStream(
+        "seed-too-far-back",
+        DeflateBits().FixedHeader(true).FixedText("ab").FixedSymbol(257).FixedDistance(2).FixedSymbol(256));
 }
 
 void WriteArchives()
@@ -122,6 +176,7 @@ int main(int argc, char **argv)
     }
     gCorpora = argv[1];
     WriteStreams();
+    WriteInflateStreams();
     WriteArchives();
     WriteReleaseManifests();
     WriteTexts();
