@@ -54,6 +54,24 @@ TEST_F(LogTest, FiltersNothingByItself)
     EXPECT_EQ(LogRecorder::Lines().size(), 2u);
 }
 
+TEST_F(LogTest, TellsWhatTheFilterWouldLetThrough)
+{
+    SetCurrentLogger(LogRecorder::Table());
+    EXPECT_TRUE(IsLogWanted(OKAY, DBG | XTR, 0));
+    EXPECT_TRUE(LogRecorder::Lines().empty());
+    SetCurrentLogger(GetBuiltInLogger());
+    GetBuiltInLogger()->Startup();
+    EXPECT_FALSE(IsLogWanted(OKAY, DBG | XTR, 0));
+    EXPECT_TRUE(IsLogWanted(ERROR, DBG, 0));
+    EXPECT_FALSE(IsLogWanted(ERROR, DBG | XTR, 0));
+    GetBuiltInLogger()->SetLevel(OKAY);
+    GetBuiltInLogger()->SetIgnoredGroups(0, 2);
+    EXPECT_TRUE(IsLogWanted(OKAY, DBG | XTR, 1));
+    EXPECT_FALSE(IsLogWanted(OKAY, DBG | XTR, 2));
+    GetBuiltInLogger()->Shutdown();
+    EXPECT_TRUE(IsLogWanted(OKAY, DBG, 0)); // the message would make a logger, with its own filter
+}
+
 TEST_F(LogTest, KeepsErrnoFromTheTable)
 {
     IKeldLogger table{};

@@ -1,5 +1,7 @@
 #include "KeldFoundation/CStd/Hash.h"
 
+#include <limits>
+
 namespace Keld
 {
 uint32 HashPathLower(uint32 hash, const char *text)
@@ -23,10 +25,16 @@ uint32 HashName(const char *text)
 
 uint32 HashName(uint32 hash, const char *text)
 {
-    for (; *text != '\0'; ++text)
+    return HashName(hash, text, std::numeric_limits<uint_size>::max()).hash;
+}
+
+BoundedHash HashName(uint32 hash, const char *text, uint_size size)
+{
+    uint_size length = 0;
+    for (; length < size && text[length] != '\0'; ++length)
     {
-        hash = HashNameStep(hash, FoldCase(*text));
+        hash = HashNameStep(hash, FoldCase(text[length]));
     }
-    return hash;
+    return {hash, length};
 }
 } // namespace Keld

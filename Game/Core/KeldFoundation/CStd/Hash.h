@@ -22,7 +22,8 @@ constexpr uint32 SignExtended(char character)
 /// The FNV-1 and FNV-1a factor.
 inline constexpr uint32 FnvPrime = 0x01000193;
 
-/// One step of the FNV-1 hash (Fowler, Noll, Vo: multiply, then XOR) over a sign-extended byte, which is folded already.
+/// One step of the FNV-1 hash (Fowler, Noll, Vo: multiply, then XOR) over a sign-extended byte, which is folded
+/// already.
 constexpr uint32 HashPathFoldedStep(uint32 hash, char folded)
 {
     return (hash * FnvPrime) ^ SignExtended(folded);
@@ -51,4 +52,12 @@ uint32 HashName(const char *text);
 
 /// The same, going on from the hash of the text in front.
 uint32 HashName(uint32 hash, const char *text);
+
+/// The same over no more than `size` bytes. Tells how many there were.
+struct BoundedHash
+{
+    uint32 hash;
+    uint_size length;
+};
+BoundedHash HashName(uint32 hash, const char *text, uint_size size);
 } // namespace Keld

@@ -40,18 +40,19 @@ public:
     void RemoveTarget(IKeldLogTarget *target);
     IKeldLogTarget *FindTarget(const char *name);
 
+    /// Whether a message gets past the filter now. Takes no lock.
+    bool IsWanted(int32 severity, uint64 groups) const
+    {
+        return mMuted.load(std::memory_order_relaxed) == 0 && severity >= mLevel.load(std::memory_order_relaxed) &&
+               (groups & mIgnoredGroups.load(std::memory_order_relaxed)) == 0;
+    }
+
 protected:
     LoggerState();
     ~LoggerState() = default;
 
     /// Makes `state` the one that `Get` gives; null takes it back.
     static void Publish(LoggerState *state) { gPublished.store(state, std::memory_order_release); }
-
-    bool IsWanted(int32 severity, uint64 groups) const
-    {
-        return mMuted.load(std::memory_order_relaxed) == 0 && severity >= mLevel.load(std::memory_order_relaxed) &&
-               (groups & mIgnoredGroups.load(std::memory_order_relaxed)) == 0;
-    }
 
     /// Writes the record to every target that wants it, in the order of attachment.
     void Deliver(const LogRecord &record);
