@@ -79,6 +79,12 @@ void LogTrace(const char *format, ...)
     va_end(arguments);
 }
 
+bool IsTraceWanted()
+{
+    const uint64 own = gMorvLogGroups.load(std::memory_order_relaxed);
+    return IsLogWanted(OKAY, LowWord(own) | DBG | XTR, HighWord(own));
+}
+
 void LogErrorText(const char *signature, int error)
 {
     char text[PathBufferSize];

@@ -25,6 +25,10 @@ __attribute__((format(printf, 1, 2))) void LogProgress(const char *format, ...);
 /// The entry of a function with its arguments: severity OKAY, groups DBG and XTR.
 __attribute__((format(printf, 1, 2))) void LogTrace(const char *format, ...);
 
+/// Whether a trace would get further than the logger's filter now. Where one costs more than its call, it is asked
+/// first.
+bool IsTraceWanted();
+
 /// Logs "%s: %s" with the text of a system error number: as a failure, or as progress when `error` is 0.
 void LogErrorText(const char *signature, int error);
 } // namespace Keld::MORV::Reader

@@ -33,6 +33,13 @@ protected:
 
     static std::string Directory(const std::string &version) { return "projects/atlas/filearchives/" + version; }
 
+    static bool Resolve(ArchivedFileResolver &resolver, const std::string &path, MorvVersion version,
+                        FileArchiveMetadata &record)
+    {
+        GivenPath given(path);
+        return resolver.Resolve(given, {HashName(path.c_str()), 0}, version, record);
+    }
+
     /// What is reported for every file of a version that has no archives.
     std::vector<Keld::Test::ExpectedLine> MissingVersion(const std::string &version, const std::string &path)
     {
@@ -183,9 +190,9 @@ TEST_F(ArchivedFileResolverTest, TriesToOpenADataFileOnce)
     const std::string root = mTree.Root();
     ArchivedFileResolver resolver(root.c_str(), mProject.c_str(), "atlas", 0x01000000, "signature");
     FileArchiveMetadata record{};
-    EXPECT_FALSE(resolver.Resolve("a", HashName("a"), 0x01000000, record));
+    EXPECT_FALSE(Resolve(resolver, "a", 0x01000000, record));
     mTree.Write(Directory("1.0.0.0") + "/x.vka.dat", "bytes"); // too late
-    EXPECT_FALSE(resolver.Resolve("b", HashName("b"), 0x01000000, record));
+    EXPECT_FALSE(Resolve(resolver, "b", 0x01000000, record));
     const std::string path = mTree.Path(Directory("1.0.0.0") + "/x.vka.dat");
     mLog.ExpectFailures({Error("Missing archive file: " + path + ": affects: a", "signature"),
                          Error("Missing archive file: " + path + ": affects: b", "signature")});
@@ -198,9 +205,9 @@ TEST_F(ArchivedFileResolverTest, ReadsTheArchivesOfAVersionOnce)
     ArchivedFileResolver resolver(root.c_str(), mProject.c_str(), "atlas", 0x01000000, "signature");
     FileArchiveMetadata first{};
     FileArchiveMetadata second{};
-    ASSERT_TRUE(resolver.Resolve("a", HashName("a"), 0x01000000, first));
+    ASSERT_TRUE(Resolve(resolver, "a", 0x01000000, first));
     mTree.Remove(Directory("1.0.0.0") + "/x.vka");
-    ASSERT_TRUE(resolver.Resolve("b", HashName("b"), 0x01000000, second));
+    ASSERT_TRUE(Resolve(resolver, "b", 0x01000000, second));
     EXPECT_EQ(first.file, second.file);
     AsyncClose(first.file);
 }
@@ -227,7 +234,7 @@ TEST_F(ArchivedFileResolverTest, TakesARootOfNullForAnEmptyOne)
 {
     ArchivedFileResolver resolver(nullptr, "projects/atlas", "absent-project", 0x01000000, "signature");
     FileArchiveMetadata record{};
-    EXPECT_FALSE(resolver.Resolve("a", HashName("a"), 0x01000000, record));
+    EXPECT_FALSE(Resolve(resolver, "a", 0x01000000, record));
     mLog.ExpectFailures(
         {Error(
              "No valid archive files were found in the directory: /projects/absent-project/filearchives/1.0.0.0/*.vka"),

@@ -11,8 +11,8 @@ namespace
 TEST(PathPrefixQueue, GivesTextsInTheOrderInWhichTheyCame)
 {
     PathPrefixQueue queue(1000);
-    queue.Push(1, "", "a");
-    queue.Push(4, "a/", "b");
+    queue.Push(1, "a/");
+    queue.Push(4, "a/b/");
     std::string prefix = "other";
     EXPECT_FALSE(queue.Pop(4, prefix)); // not its turn
     EXPECT_TRUE(queue.Pop(1, prefix));
@@ -28,7 +28,7 @@ TEST(PathPrefixQueue, HasRoomForItsBudgetAlone)
     PathPrefixQueue queue(10);
     EXPECT_TRUE(queue.HasRoom(10));
     EXPECT_FALSE(queue.HasRoom(11));
-    queue.Push(1, "ab", "cd");
+    queue.Push(1, "abcd/");
     EXPECT_TRUE(queue.HasRoom(5));
     EXPECT_FALSE(queue.HasRoom(6));
     std::string prefix;
@@ -42,7 +42,7 @@ TEST(PathPrefixQueue, GoesOnWhileOldTextMakesRoomForNew)
     uint32 next = 0;
     for (uint32 directory = 0; directory < 20000; ++directory)
     {
-        queue.Push(directory, std::string(directory % 100, 'x'), std::to_string(directory));
+        queue.Push(directory, std::string(directory % 100, 'x') + std::to_string(directory) + "/");
         if (directory % 3 != 0)
         {
             std::string prefix;

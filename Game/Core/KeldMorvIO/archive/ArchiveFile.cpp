@@ -184,14 +184,39 @@ bool ArchiveFile::Search(const std::string &name, uint32 hash, uint32 &offset, u
         return false;
     }
     const int32 index = FindEntryIndex(hash, name.c_str());
-    if (index < 0)
+    return index >= 0 && GetRange(static_cast<uint32>(index), offset, size);
+}
+
+bool ArchiveFile::Search(ArchivePath &path, uint32 hash, uint32 &offset, uint32 &size) const
+{
+    const HashIndex::Range range = mHashIndex.Find(hash);
+    if (range.first == range.end)
     {
         return false;
     }
+    const ArchiveFileEntry &first = mEntries[range.first];
+    const bool isAnyName = first.hash == hash && first.pathIndex == ArchivePathOfSearchedName;
+    const int32 index = range.end - range.first == 1 && isAnyName ? static_cast<int32>(range.first)
+                                                                  : FindInRange(range, hash, path.GetPath().c_str());
+    return index >= 0 && GetRange(static_cast<uint32>(index), offset, size);
+}
+
+bool ArchiveFile::HasPath(uint32 index, const char *name) const
+{
+    return CompareEntry(mEntries[index], mEntries[index].hash, name) == 0;
+}
+
+bool ArchiveFile::GetRange(uint32 index, uint32 &offset, uint32 &size) const
+{
     const ArchiveFileEntry &entry = mEntries[index];
     offset = entry.dataOffset;
     size = entry.size;
     return mTotalSize != 0; // the outputs are set all the same
+}
+
+void ArchiveFile::FetchPathEntry(uint32 index) const
+{
+    __builtin_prefetch(reinterpret_cast<const ArchivePathEntry *>(mPathList + 1) + mEntries[index].pathIndex);
 }
 
 void ArchiveFile::GetContents(std::vector<std::string> &paths) const
@@ -271,7 +296,11 @@ uint32 ArchiveFile::FindNotBefore(const HashIndex::Range &range, uint32 hash, co
 
 int32 ArchiveFile::FindEntryIndex(uint32 hash, const char *name) const
 {
-    const HashIndex::Range range = mHashIndex.Find(hash);
+    return FindInRange(mHashIndex.Find(hash), hash, name);
+}
+
+int32 ArchiveFile::FindInRange(const HashIndex::Range &range, uint32 hash, const char *name) const
+{
     const uint32 index = range.end - range.first > 1 ? FindNotBefore(range, hash, name) : range.first;
     // Without order in the index the search may end at any record, so it is compared with the key once more.
     const bool found = index < range.end && CompareEntry(mEntries[index], hash, name) == 0;

@@ -3,6 +3,7 @@
 #include "KeldFoundation/file/ByteView.h"
 #include "KeldMorvIO/ReaderTypes.h"
 #include "KeldMorvIO/archive/ArchiveFormat.h"
+#include "KeldMorvIO/archive/ArchivePath.h"
 #include "KeldMorvIO/archive/HashIndex.h"
 
 #include <string>
@@ -51,6 +52,9 @@ public:
     /// The same for a name whose HashName is known.
     bool Search(const std::string &name, uint32 hash, uint32 &offset, uint32 &size) const;
 
+    /// The same without a trace, and the text is looked at only where a record has the hash. The path is not empty.
+    bool Search(ArchivePath &path, uint32 hash, uint32 &offset, uint32 &size) const;
+
     /// Appends the path of every record, in the order of the records: by hash, not by name. Leaves out records without
     /// a path, and paths of PathBufferSize bytes and more, which no lookup can ask for.
     void GetContents(std::vector<std::string> &paths) const;
@@ -73,6 +77,17 @@ public:
     /// The path of a record, or null for a record without one. `index` must be below the count.
     const char *GetEntryPath(uint32 index) const;
 
+    /// Whether the record is of this name, without regard to case. `index` must be below the count.
+    bool HasPath(uint32 index, const char *name) const;
+
+    /// The range of a record, as `Search` gives it. `index` must be below the count.
+    bool GetRange(uint32 index, uint32 &offset, uint32 &size) const;
+
+    /// Has the processor fetch what `GetEntryPath` will look at soon. `index` must be below the count.
+    void FetchPathEntry(uint32 index) const;
+
+    uint_size GetImageSize() const { return mBuffer.size(); } ///< bytes of the index file
+
     const std::string &GetFilename() const { return mFilename; }
 
     /// The name of the data file beside the index, without directory.
@@ -83,6 +98,7 @@ private:
     bool SetViews();
     void ClearViews();
     ByteView GetPathListView() const;
+    int32 FindInRange(const HashIndex::Range &range, uint32 hash, const char *name) const;
     uint32 FindNotBefore(const HashIndex::Range &range, uint32 hash, const char *name) const;
     int CompareEntry(const ArchiveFileEntry &entry, uint32 hash, const char *name) const;
 

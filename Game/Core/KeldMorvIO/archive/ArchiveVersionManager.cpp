@@ -4,7 +4,9 @@
 #include "KeldFoundation/CStd/Hash.h"
 #include "KeldFoundation/file/FileIterator.h"
 #include "KeldMorvIO/ReaderLog.h"
+#include "KeldMorvIO/archive/PathHash.h"
 
+#include <algorithm>
 #include <memory>
 
 namespace Keld::MORV::Reader
@@ -114,7 +116,7 @@ const ArchiveFile *ArchiveVersionManager::LoadArchiveFile(const char *directory,
 }
 
 ArchiveVersionManager::ArchiveVersionManager(const std::string &directory, std::vector<const ArchiveFile *> &archives)
-    : mDirectory(directory)
+    : mPaths(archives), mDirectory(directory)
 {
     constexpr const char *signature = "Keld::MORV::Reader::ArchiveVersionManager::ArchiveVersionManager("
                                       "const std::string &, std::vector<const ArchiveFile *> &)";
@@ -168,7 +170,8 @@ const ArchiveFile *ArchiveVersionManager::FindArchive(unsigned long hash, const 
 bool ArchiveVersionManager::Find(const std::string &name, std::string &archive, uint32 &offset, uint32 &size) const
 {
     archive.clear();
-    const ArchiveFile *const holder = FindRange(name, HashName(name.c_str()), offset, size);
+    GivenPath path(name);
+    const ArchiveFile *const holder = FindRange(path, {HashName(name.c_str()), 0}, offset, size);
     if (holder == nullptr)
     {
         return false;
@@ -177,35 +180,75 @@ bool ArchiveVersionManager::Find(const std::string &name, std::string &archive, 
     return true;
 }
 
-const ArchiveFile *ArchiveVersionManager::FindRange(const std::string &name, uint32 hash, uint32 &offset,
+// Where traces are wanted, each archive is asked and traces that. Otherwise those that cannot have the path are left
+// out.
+const ArchiveFile *ArchiveVersionManager::FindRange(ArchivePath &path, const PathHashes &hashes, uint32 &offset,
                                                     uint32 &size) const
 {
     // That of Find, which this is but for the text.
     constexpr const char *signature = "bool Keld::MORV::Reader::ArchiveVersionManager::Find(const std::string &, "
                                       "std::string &, uint32 &, uint32 &) const";
-    LogTrace("%s: (%s)", signature, name.c_str());
     offset = 0;
     size = 0;
-    if (name.empty())
+    const bool isEmpty = hashes.name == HashName("") && path.GetPath().empty();
+    if (!IsTraceWanted() && !isEmpty)
+    {
+        return AskQuietly(path, hashes, offset, size);
+    }
+    const std::string &name = path.GetPath();
+    LogTrace("%s: (%s)", signature, name.c_str());
+    if (isEmpty)
     {
         LogError("%s: Empty name", signature);
     }
-    else
+    const ArchiveFile *const holder = isEmpty ? nullptr : AskEach(name, hashes.name, offset, size);
+    if (holder == nullptr)
     {
-        uint32 foundOffset = 0; // an archive that adds up to no size sets them and says no all the same
-        uint32 foundSize = 0;
-        for (const ArchiveFile *candidate : mArchives)
+        LogTrace("%s: Failed to find file <%s>", signature, name.c_str());
+    }
+    return holder;
+}
+
+const ArchiveFile *ArchiveVersionManager::AskEach(const std::string &name, uint32 hash, uint32 &offset,
+                                                  uint32 &size) const
+{
+    uint32 foundOffset = 0; // an archive that adds up to no size sets them and says no all the same
+    uint32 foundSize = 0;
+    for (const ArchiveFile *candidate : mArchives)
+    {
+        if (candidate->Search(name, hash, foundOffset, foundSize))
         {
-            if (candidate->Search(name, hash, foundOffset, foundSize))
-            {
-                offset = foundOffset;
-                size = foundSize;
-                return candidate;
-            }
+            offset = foundOffset;
+            size = foundSize;
+            return candidate;
         }
     }
-    LogTrace("%s: Failed to find file <%s>", signature, name.c_str());
     return nullptr;
+}
+
+const ArchiveFile *ArchiveVersionManager::AskQuietly(ArchivePath &path, const PathHashes &hashes, uint32 &offset,
+                                                     uint32 &size) const
+{
+    uint32 foundOffset = 0;
+    uint32 foundSize = 0;
+    const ArchiveFile *holder = nullptr;
+    if (mPaths.IsKnown())
+    {
+        const uint32 whole = hashes.whole != 0 ? hashes.whole : HashWholePath(path.GetPath().c_str());
+        holder = mPaths.Find(path, hashes.name, whole, foundOffset, foundSize);
+    }
+    else
+    {
+        const auto place = std::find_if(mArchives.begin(), mArchives.end(),
+                                        [&](const ArchiveFile *candidate)
+                                        {
+                                            return candidate->Search(path, hashes.name, foundOffset, foundSize);
+                                        });
+        holder = place != mArchives.end() ? *place : nullptr;
+    }
+    offset = holder != nullptr ? foundOffset : 0;
+    size = holder != nullptr ? foundSize : 0;
+    return holder;
 }
 
 void ArchiveVersionManager::GetContents(std::vector<std::string> &paths) const

@@ -1,12 +1,21 @@
 #pragma once
 
 #include "KeldMorvIO/archive/ArchiveFile.h"
+#include "KeldMorvIO/archive/PathTable.h"
 
+#include <span>
 #include <string>
 #include <vector>
 
 namespace Keld::MORV::Reader
 {
+/// The hashes of one path.
+struct PathHashes
+{
+    uint32 name;  ///< HashName
+    uint32 whole; ///< HashWholePath, or 0 where it is not known
+};
+
 /// All archives of one project release: which of them holds a path, and where in its data file. Read-only once made,
 /// and then free to be searched from any thread.
 ///
@@ -38,9 +47,16 @@ public:
     /// Without a hit `archive` is empty and both numbers are 0.
     bool Find(const std::string &name, std::string &archive, uint32 &offset, uint32 &size) const;
 
-    /// The same for a name whose HashName is known, without a text for the answer: the archive that holds the name, or
+    /// The same for a path whose hashes are known, without a text for the answer: the archive that holds the path, or
     /// null. It stays the manager's.
-    const ArchiveFile *FindRange(const std::string &name, uint32 hash, uint32 &offset, uint32 &size) const;
+    const ArchiveFile *FindRange(ArchivePath &path, const PathHashes &hashes, uint32 &offset, uint32 &size) const;
+
+    /// Whether lookups want the hash of the whole path.
+    bool WantsWholeHashes() const { return mPaths.IsKnown(); }
+
+    /// Has the processor fetch what `FindRange` will look at for each path, given by its HashWholePath: for lookups
+    /// that follow soon. Only where those are wanted.
+    void FetchAhead(std::span<const uint32> wholeHashes) const { mPaths.FetchAhead(wholeHashes); }
 
     /// Appends the paths of all archives, archive after archive.
     void GetContents(std::vector<std::string> &paths) const;
@@ -48,7 +64,11 @@ public:
     const char *GetDirectory() const { return mDirectory.c_str(); }
 
 private:
+    const ArchiveFile *AskEach(const std::string &name, uint32 hash, uint32 &offset, uint32 &size) const;
+    const ArchiveFile *AskQuietly(ArchivePath &path, const PathHashes &hashes, uint32 &offset, uint32 &size) const;
+
     std::vector<const ArchiveFile *> mArchives; ///< owned, in the order of the file system
+    PathTable mPaths;                           ///< of mArchives
     std::string mDirectory;
 };
 } // namespace Keld::MORV::Reader

@@ -14,30 +14,40 @@ ArchivedFileResolver::ArchivedFileResolver(const char *root, const char *project
 {
 }
 
-bool ArchivedFileResolver::Resolve(const std::string &path, uint32 pathHash, MorvVersion fileVersion,
+bool ArchivedFileResolver::Resolve(ArchivePath &path, const PathHashes &hashes, MorvVersion fileVersion,
                                    FileArchiveMetadata &record)
 {
     const ArchiveVersionManager *const archives = GetArchives(fileVersion);
     if (archives == nullptr)
     {
         LogError("%s: Missing archive files for version %s: affects: %s", mSignature,
-                 FormatVersion(fileVersion).c_str(), path.c_str());
+                 FormatVersion(fileVersion).c_str(), path.GetPath().c_str());
         return false;
     }
-    const ArchiveFile *const archive = archives->FindRange(path, pathHash, record.offset, record.size);
+    const ArchiveFile *const archive = archives->FindRange(path, hashes, record.offset, record.size);
     if (archive == nullptr)
     {
         LogError("%s: Archives for version %s are missing an entry for: %s", mSignature,
-                 FormatVersion(fileVersion).c_str(), path.c_str());
+                 FormatVersion(fileVersion).c_str(), path.GetPath().c_str());
         return false;
     }
-    const auto known = mOpenFiles.find(archive);
-    if (known != mOpenFiles.end())
+    if (archive != mLastArchive)
     {
-        record.file = known->second;
-        return true;
+        const auto known = mOpenFiles.find(archive);
+        if (known == mOpenFiles.end() && !FindDataFile(*archive, fileVersion, path, record.file))
+        {
+            return false;
+        }
+        mLastArchive = archive;
+        mLastFile = known != mOpenFiles.end() ? known->second : record.file;
     }
-    return FindDataFile(*archive, fileVersion, path, record.file);
+    record.file = mLastFile;
+    return true;
+}
+
+bool ArchivedFileResolver::WantsWholeHashes(MorvVersion fileVersion) const
+{
+    return mLastArchives != nullptr && mLastVersion == fileVersion && mLastArchives->WantsWholeHashes();
 }
 
 // A version whose archives cannot be loaded is tried again for each of its files, and logs its failure each time.
@@ -51,7 +61,7 @@ const ArchiveVersionManager *ArchivedFileResolver::GetArchives(MorvVersion versi
     return mLastArchives;
 }
 
-bool ArchivedFileResolver::FindDataFile(const ArchiveFile &archive, MorvVersion fileVersion, const std::string &path,
+bool ArchivedFileResolver::FindDataFile(const ArchiveFile &archive, MorvVersion fileVersion, ArchivePath &path,
                                         AsyncFile &file)
 {
     char dataFilePath[PathBufferSize];
@@ -63,7 +73,7 @@ bool ArchivedFileResolver::FindDataFile(const ArchiveFile &archive, MorvVersion 
     file = OpenDataFile(dataFilePath);
     if (file == AsyncFile::Null)
     {
-        LogError("%s: Missing archive file: %s: affects: %s", mSignature, dataFilePath, path.c_str());
+        LogError("%s: Missing archive file: %s: affects: %s", mSignature, dataFilePath, path.GetPath().c_str());
         return false;
     }
     mOpenFiles.emplace(&archive, file);

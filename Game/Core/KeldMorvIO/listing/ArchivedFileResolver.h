@@ -3,10 +3,12 @@
 #include "KeldFoundation/CStd/BasicTypes.h"
 #include "KeldFoundation/version/MorvVersion.h"
 #include "KeldMorvIO/archive/ArchiveManager.h"
+#include "KeldMorvIO/archive/ArchiveVersionManager.h"
 #include "KeldMorvIO/blocks/AsyncFile.h"
 #include "KeldMorvIO/listing/FileArchiveMetadata.h"
 
 #include <map>
+#include <span>
 #include <string>
 #include <unordered_map>
 
@@ -25,13 +27,18 @@ public:
 
     /// Fills in the record's data file, offset and size. False, logged, when the file cannot be found; what stands in
     /// the record then has no meaning.
-    /// \param path     the full virtual path.
-    /// \param pathHash its HashName.
-    bool Resolve(const std::string &path, uint32 pathHash, MorvVersion fileVersion, FileArchiveMetadata &record);
+    /// \param path the full virtual path.
+    bool Resolve(ArchivePath &path, const PathHashes &hashes, MorvVersion fileVersion, FileArchiveMetadata &record);
+
+    /// Whether files of this version are found faster when HashWholePath of some is told ahead.
+    bool WantsWholeHashes(MorvVersion fileVersion) const;
+
+    /// Tells HashWholePath of files that follow soon. Only where it is wanted.
+    void FetchAhead(std::span<const uint32> wholeHashes) const { mLastArchives->FetchAhead(wholeHashes); }
 
 private:
     const ArchiveVersionManager *GetArchives(MorvVersion version);
-    bool FindDataFile(const ArchiveFile &archive, MorvVersion fileVersion, const std::string &path, AsyncFile &file);
+    bool FindDataFile(const ArchiveFile &archive, MorvVersion fileVersion, ArchivePath &path, AsyncFile &file);
     AsyncFile OpenDataFile(const char *path);
 
     std::string mRoot;
@@ -46,6 +53,8 @@ private:
     // for each file, and each file brings it about anew.
     MorvVersion mLastVersion = 0;
     const ArchiveVersionManager *mLastArchives = nullptr; ///< of mLastVersion; null when there are none
+    const ArchiveFile *mLastArchive = nullptr;            ///< one of mOpenFiles
+    AsyncFile mLastFile = AsyncFile::Null;                ///< its data file
     std::unordered_map<const ArchiveFile *, AsyncFile> mOpenFiles;
 };
 } // namespace Keld::MORV::Reader

@@ -64,13 +64,17 @@ private:
     bool Find(ManifestFileIterator &entry, FileArchiveMetadata &record)
     {
         const FileTableFields &file = *entry.GetFile();
-        const std::string &path = entry.GetPath();
         if (!IsArchivedFile(file.flags))
         {
-            return mPlainFiles.Find(file, path);
+            return mPlainFiles.Find(file, entry.GetPath());
         }
         mPlainFiles.Release(); // archives may be opened now, and have always had the numbers next in turn
-        return mArchives.Resolve(path, entry.GetPathHash(), file.version, record);
+        if (!entry.HasPathHash() && mArchives.WantsWholeHashes(file.version))
+        {
+            mArchives.FetchAhead(entry.MakeWholePathHashes());
+        }
+        const uint32 nameHash = entry.GetPathHash();
+        return mArchives.Resolve(entry, {nameHash, entry.GetWholePathHash()}, file.version, record);
     }
 
     const ManifestTables &mManifest;

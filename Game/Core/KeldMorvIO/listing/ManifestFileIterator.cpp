@@ -2,6 +2,7 @@
 
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/CStd/Hash.h"
+#include "KeldMorvIO/archive/PathHash.h"
 #include "KeldMorvIO/listing/LevelOrder.h"
 
 #include <algorithm>
@@ -45,10 +46,64 @@ const std::string &ManifestFileIterator::GetPath()
     return mPath;
 }
 
-uint32 ManifestFileIterator::GetPathHash() const
+uint32 ManifestFileIterator::GetPathHash()
 {
-    const bool isWhole = mPath.size() < ManifestPathLimit;
-    return isWhole ? HashName(mPrefixes[mDirectoryIndex].hash, mName) : HashName(mPath.c_str());
+    if (mFile == nullptr)
+    {
+        return HashPath(mName);
+    }
+    if (!HasPathHash())
+    {
+        MakePathHashes();
+    }
+    return mPathHashes[mPosition - mFirstHashed];
+}
+
+void ManifestFileIterator::MakePathHashes()
+{
+    const uint32 remaining = mDirectory->subdirectoryCount + mDirectory->fileCount - mPosition;
+    mFirstHashed = mPosition;
+    mHashedCount = std::min(remaining, static_cast<uint32>(mPathHashes.size()));
+    for (uint32 index = 0; index < mHashedCount; ++index)
+    {
+        mPathHashes[index] = HashPath(GetFileName(mPosition + index));
+    }
+    mWholeHashes.fill(0);
+}
+
+std::span<const uint32> ManifestFileIterator::MakeWholePathHashes()
+{
+    MakePathHashes();
+    MakePrefix();
+    const uint64 prefixHash = HashPathPart(mPath.data(), mPrefixes[mDirectoryIndex].length);
+    for (uint32 index = 0; index < mHashedCount; ++index)
+    {
+        mWholeHashes[index] = HashWhole(prefixHash, GetFileName(mPosition + index));
+    }
+    return {mWholeHashes.data(), mHashedCount};
+}
+
+// Names with separators in them, and paths that are cut off, do not end in the name alone.
+uint32 ManifestFileIterator::HashWhole(uint64 prefixHash, const char *name) const
+{
+    const uint32 room = ManifestPathLimit - mPrefixes[mDirectoryIndex].length;
+    const uint_size length = std_strnlen(name, room);
+    const bool isUsual = length < room && std_memchr(name, '/', length) == nullptr;
+    return isUsual ? JoinPathHashes(prefixHash, HashPathPart(name, length)) : 0;
+}
+
+// The name of the file at a position of the current directory.
+const char *ManifestFileIterator::GetFileName(uint32 position) const
+{
+    const uint32 file = mDirectory->firstFile + (position - mDirectory->subdirectoryCount);
+    return mManifest.GetString(mManifest.GetFile(file).nameIndex);
+}
+
+// Of an entry of the current directory.
+uint32 ManifestFileIterator::HashPath(const char *name) const
+{
+    const Prefix &prefix = mPrefixes[mDirectoryIndex];
+    return HashName(prefix.hash, name, ManifestPathLimit - prefix.length).hash;
 }
 
 uint32 ManifestFileIterator::GetFileIndex() const
@@ -59,6 +114,12 @@ uint32 ManifestFileIterator::GetFileIndex() const
 // Passes over directories without children; the walk ends behind the last of the others.
 void ManifestFileIterator::EnterNextDirectory()
 {
+    if (mHasPrefix)
+    {
+        KeepPrefixes();
+    }
+    mHasPrefix = false;
+    mHashedCount = 0;
     mDirectory = nullptr;
     mFile = nullptr;
     for (; mDirectory == nullptr && mNextDirectory < mOrder.size(); ++mNextDirectory)
@@ -98,10 +159,6 @@ void ManifestFileIterator::LoadSubdirectory(uint32 index)
     mFile = nullptr;
     mParents[index] = mDirectoryIndex;
     mPrefixes[index] = PrefixBelow(index);
-    if (HasChildren(subdirectory))
-    {
-        KeepPrefix(index);
-    }
 }
 
 void ManifestFileIterator::LoadFile(uint32 index)
@@ -120,21 +177,51 @@ auto ManifestFileIterator::PrefixBelow(uint32 subdirectory) const -> Prefix
     {
         return prefix;
     }
-    const auto nameLength = static_cast<uint32>(std_strnlen(mName, room));
-    const uint32 length = prefix.length + std::min(nameLength + 1, room);
-    const bool goesOn = length < ManifestPathLimit;
-    return {subdirectory, prefix.depth + 1, length, goesOn ? HashName(HashName(prefix.hash, mName), "/") : 0};
+    const auto [hash, nameLength] = HashName(prefix.hash, mName, room);
+    const bool isFilled = nameLength == room;
+    const uint32 length = isFilled ? ManifestPathLimit : prefix.length + static_cast<uint32>(nameLength) + 1;
+    return {subdirectory, prefix.depth + 1, length, isFilled ? hash : HashName(hash, "/")};
 }
 
-// Paths that fill the limit are no one's on disk, and not worth the room.
-void ManifestFileIterator::KeepPrefix(uint32 subdirectory)
+// Where a text was made for this directory, it serves those below too. The last of them takes it over as it stands: in
+// a chain of directories each adds no more than its name.
+void ManifestFileIterator::KeepPrefixes()
 {
-    const uint32 length = mPrefixes[subdirectory].length;
-    if (length < ManifestPathLimit && mKeptPrefixes.HasRoom(length))
+    const uint32 lastParent = GetLastParent();
+    for (uint32 position = 0; position < mDirectory->subdirectoryCount; ++position)
     {
-        MakePrefix();
-        mKeptPrefixes.Push(subdirectory, std::string_view(mPath).substr(0, mPrefixes[mDirectoryIndex].length), mName);
+        const uint32 child = mDirectory->firstSubdirectory + position;
+        const DirectoryTableEntry &subdirectory = mManifest.GetDirectory(child);
+        if (!HasChildren(subdirectory) || !mKeptPrefixes.HasRoom(mPrefixes[child].length))
+        {
+            continue;
+        }
+        mPath.resize(mPrefixes[mDirectoryIndex].length);
+        const bool isLast = child == lastParent;
+        std::string outer = isLast ? std::string() : mPath;
+        Append(mManifest.GetString(subdirectory.nameIndex));
+        Append("/");
+        mKeptPrefixes.Push(child, std::move(mPath));
+        mPath = std::move(outer);
+        if (isLast)
+        {
+            mMadePrefixes.clear();
+        }
     }
+}
+
+// The last subdirectory of the current directory that has children, or the root, which is none, when there is none.
+uint32 ManifestFileIterator::GetLastParent() const
+{
+    for (uint32 position = mDirectory->subdirectoryCount; position != 0; --position)
+    {
+        const uint32 child = mDirectory->firstSubdirectory + position - 1;
+        if (HasChildren(mManifest.GetDirectory(child)))
+        {
+            return child;
+        }
+    }
+    return 0;
 }
 
 // Makes the text from the parents' names where it was not kept, and keeps what it shares with the last one so made.
@@ -145,7 +232,8 @@ void ManifestFileIterator::MakePrefix()
         return;
     }
     mHasPrefix = true;
-    std::vector<uint32> added;
+    std::vector<uint32> &added = mUnmadePrefixes;
+    added.clear();
     const Prefix &prefix = mPrefixes[mDirectoryIndex];
     uint32 depth = prefix.depth;
     for (uint32 directory = prefix.directory; depth != 0; directory = mParents[directory], --depth)

@@ -1,9 +1,12 @@
 #pragma once
 
 #include "KeldFoundation/logger/LineFormat.h"
+#include "KeldMorvIO/archive/ArchivePath.h"
 #include "KeldMorvIO/listing/ManifestTables.h"
 #include "KeldMorvIO/listing/PathPrefixQueue.h"
 
+#include <array>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -19,7 +22,7 @@ inline constexpr uint_size KeptPrefixBudget = 0x2000000;
 
 /// Walks all entries of a manifest but its root, level by level; in each directory the subdirectories come first, then
 /// the files. Paths are virtual paths: without a leading '/', and without the root's name.
-class ManifestFileIterator
+class ManifestFileIterator final : public ArchivePath
 {
 public:
     /// Stands on the first entry.
@@ -35,10 +38,23 @@ public:
 
     /// The full path of the current entry, or as much of it as ManifestPathLimit allows. Made when it is asked for;
     /// good until the next step.
-    const std::string &GetPath();
+    const std::string &GetPath() override;
 
-    /// HashName of the current entry's path. Only after GetPath.
-    uint32 GetPathHash() const;
+    /// HashName of the path that GetPath gives, without making it. Of a subdirectory it is worked out at each call.
+    uint32 GetPathHash();
+
+    /// HashWholePath of the current file's path, or 0 where it was not worked out with the other.
+    uint32 GetWholePathHash() const { return HasPathHash() ? mWholeHashes[mPosition - mFirstHashed] : 0; }
+
+    /// Whether the current file's hashes are among those that were worked out last.
+    bool HasPathHash() const { return mFile != nullptr && mPosition - mFirstHashed < mHashedCount; }
+
+    /// Works out HashName of the paths of the current file and of some that follow it in its directory.
+    void MakePathHashes();
+
+    /// The same, and HashWholePath too. Gives those, or 0 for paths of which it takes the whole text to tell. Good
+    /// until the next call.
+    std::span<const uint32> MakeWholePathHashes();
 
     /// The current file's record, or null on a directory.
     const FileTableFields *GetFile() const { return mFile; }
@@ -54,7 +70,7 @@ private:
         uint32 directory;
         uint32 depth;  ///< levels below the root
         uint32 length; ///< bytes
-        uint32 hash;   ///< HashName of the text, which goes on over a name. 0 where the limit is reached.
+        uint32 hash;   ///< HashName of the text, which goes on over a name
     };
 
     void EnterNextDirectory();
@@ -62,7 +78,11 @@ private:
     void LoadSubdirectory(uint32 index);
     void LoadFile(uint32 index);
     Prefix PrefixBelow(uint32 subdirectory) const;
-    void KeepPrefix(uint32 subdirectory);
+    uint32 HashPath(const char *name) const;
+    uint32 HashWhole(uint64 prefixHash, const char *name) const;
+    const char *GetFileName(uint32 position) const;
+    void KeepPrefixes();
+    uint32 GetLastParent() const;
     void MakePrefix();
     void Append(const char *text);
 
@@ -75,10 +95,17 @@ private:
     const DirectoryTableEntry *mDirectory = nullptr; ///< null at the end
     PathPrefixQueue mKeptPrefixes;                   ///< the text for directories behind mNextDirectory
     std::vector<Prefix> mMadePrefixes;               ///< those that `mPath` begins with, by depth from 1 on
+    std::vector<uint32> mUnmadePrefixes;             ///< room for MakePrefix
     std::string mPath;
     bool mHasPrefix = false;     ///< whether `mPath` begins with the current directory's prefix
     const char *mName = nullptr; ///< the current entry's
     uint32 mPosition = 0;        ///< among the current directory's children
     const FileTableFields *mFile = nullptr;
+
+    // Of files of the current directory that stand in a row.
+    std::array<uint32, 16> mPathHashes{};
+    std::array<uint32, 16> mWholeHashes{};
+    uint32 mFirstHashed = 0; ///< position of the first
+    uint32 mHashedCount = 0;
 };
 } // namespace Keld::MORV::Reader

@@ -4,7 +4,6 @@
 
 #include <deque>
 #include <string>
-#include <string_view>
 
 namespace Keld::MORV::Reader
 {
@@ -16,10 +15,10 @@ public:
     /// \param budget in bytes of text.
     explicit PathPrefixQueue(uint_size budget) : mBudget(budget) {}
 
-    bool HasRoom(uint_size length) const { return mText.size() - mTextAt + length <= mBudget; }
+    bool HasRoom(uint_size length) const { return mSize + length <= mBudget; }
 
-    /// Keeps the text of both and a '/'. There must be room.
-    void Push(uint32 directory, std::string_view start, std::string_view name);
+    /// Takes the text over. There must be room.
+    void Push(uint32 directory, std::string prefix);
 
     /// Gives the text of the directory and drops it, if it was kept and those pushed before it have had their turn.
     bool Pop(uint32 directory, std::string &prefix);
@@ -28,12 +27,11 @@ private:
     struct Kept
     {
         uint32 directory;
-        uint32 length; ///< bytes
+        std::string prefix;
     };
 
     uint_size mBudget;
+    uint_size mSize = 0; ///< bytes of all texts
     std::deque<Kept> mKept;
-    std::string mText;     ///< of all that is kept, in a row, behind what was taken out already
-    uint_size mTextAt = 0; ///< where the text of the first one begins
 };
 } // namespace Keld::MORV::Reader
