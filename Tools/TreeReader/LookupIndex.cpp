@@ -7,15 +7,14 @@ namespace Keld::TreeReader
 {
 LookupIndex::LookupIndex(const ManifestTree &tree, uint32 missingCount) : mTree(tree)
 {
-    std::vector<uint32> hashes;
-    std::vector<MORV::Reader::HashPair> pairs;
-    const uint32 bucketCount = MORV::Reader::BuildHashPairs(tree.GetTables(), missingCount, hashes, pairs);
+    std::vector<MORV::Reader::HashedEntry> entries;
+    const uint32 bucketCount = MORV::Reader::HashEntries(tree.GetTables(), missingCount, entries);
     mStarts.assign(uint_size{bucketCount} + 1, 0);
-    mEntries.reserve(pairs.size());
-    for (const auto &[bucket, entry] : pairs)
+    mEntries.reserve(entries.size());
+    for (const MORV::Reader::HashedEntry &entry : entries)
     {
-        ++mStarts[bucket + 1];
-        mEntries.push_back(entry);
+        ++mStarts[entry.hash % bucketCount + 1];
+        mEntries.push_back(entry.index);
     }
     for (uint_size bucket = 0; bucket < bucketCount; ++bucket)
     {

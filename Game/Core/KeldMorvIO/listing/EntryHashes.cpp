@@ -2,10 +2,13 @@
 
 #include "KeldFoundation/CStd/Hash.h"
 #include "KeldMorvIO/ReaderTypes.h"
+#include "KeldMorvIO/listing/AlikePaths.h"
 #include "KeldMorvIO/listing/LevelOrder.h"
 #include "KeldMorvIO/listing/ListingLayout.h"
 
 #include <algorithm>
+#include <span>
+#include <utility>
 
 namespace Keld::MORV::Reader
 {
@@ -22,20 +25,28 @@ uint32 HashEntryName(uint32 hash, const char *name)
     return hash;
 }
 
+struct EntryHashes
+{
+    std::vector<uint32> hashes; ///< by combined index
+    bool areAllOfPaths;         ///< every entry is held by a directory, and the root's path is its name: empty
+};
+
 // A child's hash continues its parent's, so that each name is hashed once and no path is ever made. Every result
 // equals HashPathLower of the entry's path, if that path can be looked up. The root's name is part of no path. Entries
 // that no directory holds get 0.
-std::vector<uint32> BuildEntryHashes(const ManifestTables &manifest)
+EntryHashes BuildEntryHashes(const ManifestTables &manifest)
 {
     const uint32 directoryCount = manifest.GetDirectoryCount();
     std::vector<uint32> hashes(uint_size{directoryCount} + manifest.GetFileCount());
     hashes[0] = HashPathStart;
+    uint_size hashedCount = 1;
     std::vector<uint32> order{0};
     WalkLevelOrder(manifest.GetDirectories(), order,
                    [&](uint32 index)
                    {
                        const uint32 prefix = index != 0 ? HashPathLowerStep(hashes[index], '/') : hashes[index];
                        const DirectoryTableEntry &directory = manifest.GetDirectory(index);
+                       hashedCount += uint_size{directory.subdirectoryCount} + directory.fileCount;
                        for (uint32 position = 0; position < directory.subdirectoryCount; ++position)
                        {
                            const uint32 child = directory.firstSubdirectory + position;
@@ -49,25 +60,107 @@ std::vector<uint32> BuildEntryHashes(const ManifestTables &manifest)
                            hashes[directoryCount + file] = HashEntryName(prefix, manifest.GetString(name));
                        }
                    });
-    return hashes;
+    const bool areAllOfPaths =
+        hashedCount == hashes.size() && *manifest.GetString(manifest.GetDirectory(0).nameIndex) == '\0';
+    return {std::move(hashes), areAllOfPaths};
 }
-} // namespace
 
-uint32 BuildHashPairs(const ManifestTables &manifest, uint_size missingCount, std::vector<uint32> &hashes,
-                      std::vector<HashPair> &pairs)
+// What the order within a bucket was made by from the start, and is made by wherever it shows.
+void SortByBucket(const std::vector<uint32> &hashes, uint32 bucketCount, std::vector<HashedEntry> &entries)
 {
-    hashes = BuildEntryHashes(manifest);
-    const uint32 bucketCount = ComputeBucketCount(static_cast<uint32>(hashes.size() - missingCount));
+    using BucketAndIndex = std::pair<uint32, uint32>;
+    std::vector<BucketAndIndex> pairs;
     pairs.reserve(hashes.size());
     for (uint32 index = 0; index < hashes.size(); ++index)
     {
         pairs.emplace_back(hashes[index] % bucketCount, index);
     }
     std::sort(pairs.begin(), pairs.end(),
-              [](const HashPair &left, const HashPair &right)
+              [](const BucketAndIndex &left, const BucketAndIndex &right)
               {
                   return left.first < right.first;
               });
+    for (uint_size place = 0; place < pairs.size(); ++place)
+    {
+        entries[place] = {hashes[pairs[place].second], pairs[place].second};
+    }
+}
+
+// The same in linear time but for the order within a bucket.
+void CountByBucket(const std::vector<uint32> &hashes, uint32 bucketCount, std::vector<HashedEntry> &entries)
+{
+    std::vector<uint32> places(uint_size{bucketCount} + 1);
+    for (const uint32 hash : hashes)
+    {
+        ++places[hash % bucketCount + 1];
+    }
+    for (uint_size bucket = 1; bucket < bucketCount; ++bucket)
+    {
+        places[bucket] += places[bucket - 1];
+    }
+    for (uint32 index = 0; index < hashes.size(); ++index)
+    {
+        uint32 &place = places[hashes[index] % bucketCount];
+        entries[place] = {hashes[index], index};
+        ++place;
+    }
+}
+
+/// Whether two entries of one bucket may have one path. Buckets of more entries than hashes spread evenly ever bring
+/// about count as such.
+bool HasAlikePaths(std::span<const HashedEntry> bucket, AlikePaths &paths)
+{
+    constexpr uint_size longestBucket = 16;
+    if (bucket.size() > longestBucket)
+    {
+        return true;
+    }
+    for (uint_size index = 1; index < bucket.size(); ++index)
+    {
+        for (uint_size other = 0; other < index; ++other)
+        {
+            if (bucket[index].hash == bucket[other].hash && paths.MayBeAlike(bucket[index].index, bucket[other].index))
+            {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+/// Whether it can be seen how the entries of some bucket stand.
+bool DoesOrderShow(const ManifestTables &manifest, const std::vector<HashedEntry> &entries, uint32 bucketCount)
+{
+    AlikePaths paths(manifest);
+    for (uint_size begin = 0, end = 0; begin < entries.size(); begin = end)
+    {
+        const uint32 bucket = entries[begin].hash % bucketCount;
+        for (end = begin + 1; end < entries.size() && entries[end].hash % bucketCount == bucket; ++end)
+        {
+        }
+        if (end - begin > 1 && HasAlikePaths(std::span(entries).subspan(begin, end - begin), paths))
+        {
+            return true;
+        }
+    }
+    return false;
+}
+} // namespace
+
+uint32 HashEntries(const ManifestTables &manifest, uint_size missingCount, std::vector<HashedEntry> &entries)
+{
+    const auto [hashes, areAllOfPaths] = BuildEntryHashes(manifest);
+    const uint32 bucketCount = ComputeBucketCount(static_cast<uint32>(hashes.size() - missingCount));
+    entries.resize(hashes.size());
+    // Entries without a path are compared with every path of their bucket.
+    if (areAllOfPaths)
+    {
+        CountByBucket(hashes, bucketCount, entries);
+    }
+    if (!areAllOfPaths || DoesOrderShow(manifest, entries, bucketCount))
+    {
+        SortByBucket(hashes, bucketCount, entries);
+    }
     return bucketCount;
 }
 } // namespace Keld::MORV::Reader

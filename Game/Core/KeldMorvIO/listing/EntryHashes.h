@@ -2,18 +2,22 @@
 
 #include "KeldMorvIO/listing/ManifestTables.h"
 
-#include <utility>
 #include <vector>
 
 namespace Keld::MORV::Reader
 {
-/// A bucket of the hash table and an entry by its combined index: directory i is entry i, file j is entry D + j.
-using HashPair = std::pair<uint32, uint32>;
+/// An entry of a manifest by its combined index, where directory i is entry i and file j is entry D + j, and
+/// HashPathLower of its path: 0 for one that no directory holds.
+struct HashedEntry
+{
+    uint32 hash;
+    uint32 index;
+};
 
-/// Gives every entry of a manifest its hash and its bucket. Files that are missing have them too.
-/// \param hashes out: by combined index, HashPathLower of the entry's path.
-/// \param pairs  out: ascending by bucket.
+/// Hashes every entry of a manifest, missing files too, and puts them in the order of the hash table.
+/// \param entries out: ascending by bucket, which is the hash modulo the bucket count. Of entries with one path that
+///                stand in one bucket the first is found, so that their order shows: it is what std::sort makes of
+///                pairs of bucket and index when it compares the buckets alone.
 /// \returns the bucket count, which is made for the entries that are not missing.
-uint32 BuildHashPairs(const ManifestTables &manifest, uint_size missingCount, std::vector<uint32> &hashes,
-                      std::vector<HashPair> &pairs);
+uint32 HashEntries(const ManifestTables &manifest, uint_size missingCount, std::vector<HashedEntry> &entries);
 } // namespace Keld::MORV::Reader

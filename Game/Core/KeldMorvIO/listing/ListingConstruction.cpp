@@ -16,9 +16,13 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-// Numbers the kept files in the manifest's order.
+// Numbers the kept files in the manifest's order. Where all are kept, they have their numbers already.
 void BuildFileRemap(uint32 fileCount, const std::vector<uint32> &missing, std::vector<uint32> &remap)
 {
+    if (missing.empty())
+    {
+        return;
+    }
     remap.resize(fileCount);
     uint32 keptCount = 0;
     uint_size cursor = 0;
@@ -38,16 +42,10 @@ void BuildFileRemap(uint32 fileCount, const std::vector<uint32> &missing, std::v
 }
 
 // Copies all of the string data, also what stands behind the last string that a record refers to.
-void CopyStrings(const ManifestTables &manifest, char *destination, std::vector<const char *> &strings)
+void CopyStrings(const ManifestTables &manifest, char *destination)
 {
     const uint32 size = manifest.GetStringDataSize();
-    const char *const first = manifest.GetStringData();
-    std_memcpy(destination, size, first, size);
-    strings.reserve(manifest.GetStrings().size());
-    for (const char *const string : manifest.GetStrings())
-    {
-        strings.push_back(destination + (string - first));
-    }
+    std_memcpy(destination, size, manifest.GetStringData(), size);
 }
 } // namespace
 
@@ -71,7 +69,7 @@ ProjectListing *ConstructListing(const ManifestTables &manifest, const char *roo
     }
 
     const auto keptCount = static_cast<uint32>(manifest.GetFileCount() - sources.missing.size());
-    const uint32 bucketCount = BuildHashPairs(manifest, sources.missing.size(), sources.hashes, sources.pairs);
+    const uint32 bucketCount = HashEntries(manifest, sources.missing.size(), sources.entries);
     const ListingCounts counts{manifest.GetDirectoryCount(), keptCount, bucketCount, sources.handles,
                                manifest.GetStringDataSize()};
     ListingLayout layout{};
@@ -84,7 +82,7 @@ ProjectListing *ConstructListing(const ManifestTables &manifest, const char *roo
 
     ListingBlock block(layout.mSize);
     const ListingRegions regions(block.GetData(), layout);
-    CopyStrings(manifest, regions.mStrings, sources.strings);
+    CopyStrings(manifest, regions.mStrings);
     ListingFiller(manifest, sources, regions, counts).Fill();
     auto *const listing = new ProjectListing(projectRoot);
     listing->Adopt(std::move(block), regions);

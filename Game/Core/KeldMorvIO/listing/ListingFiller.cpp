@@ -6,8 +6,13 @@
 
 namespace Keld::MORV::Reader
 {
-ListingFiller::ListingFiller(const ManifestTables &manifest, const ListingSources &sources,
-                             const ListingRegions &regions, const ListingCounts &counts)
+namespace
+{
+constexpr uint32 NoState = 0xFFFFFFFF;
+} // namespace
+
+ListingFiller::ListingFiller(const ManifestTables &manifest, ListingSources &sources, const ListingRegions &regions,
+                             const ListingCounts &counts)
     : mManifest(manifest), mSources(sources), mRegions(regions), mCounts(counts)
 {
 }
@@ -23,30 +28,30 @@ void ListingFiller::Fill()
 void ListingFiller::FillHeader()
 {
     ListingHeader &header = *mRegions.mHeader;
-    header.mProjectName = mSources.strings[mManifest.GetProjectNameIndex()];
+    header.mProjectName = GetString(mManifest.GetProjectNameIndex());
     header.mReleaseVersion = mManifest.GetReleaseVersion();
     header.mDirectoryCount = mCounts.mDirectoryCount;
     header.mFileCount = mCounts.mFileCount;
     header.mBucketCount = mCounts.mBucketCount;
 }
 
-// The pairs are sorted by bucket, so the slots of one bucket follow each other.
+// The entries stand by bucket, so the slots of one bucket follow each other.
 void ListingFiller::FillTable()
 {
     uint32 slot = 0;
     uint32 begun = 0; // buckets whose slots have begun
-    for (const auto &[bucketIndex, entryIndex] : mSources.pairs)
+    for (const HashedEntry &hashed : mSources.entries)
     {
-        const FileEntry *const entry = EntryOf(entryIndex);
+        const FileEntry *const entry = EntryOf(hashed.index);
         if (entry == nullptr)
         {
             continue;
         }
-        for (; begun <= bucketIndex; ++begun)
+        for (const uint32 bucket = hashed.hash % mCounts.mBucketCount; begun <= bucket; ++begun)
         {
             mRegions.mBuckets[begun].mFirst = slot;
         }
-        mRegions.mChain[slot].mHash = mSources.hashes[entryIndex];
+        mRegions.mChain[slot].mHash = hashed.hash;
         mRegions.mChain[slot].mEntry = entry;
         ++slot;
     }
@@ -54,6 +59,7 @@ void ListingFiller::FillTable()
     {
         mRegions.mBuckets[begun].mFirst = slot;
     }
+    std::vector<HashedEntry>().swap(mSources.entries); // the rest of the block is still to be touched
 }
 
 // The entry of a combined index, or null for a dropped file.
@@ -63,8 +69,19 @@ const FileEntry *ListingFiller::EntryOf(uint32 combinedIndex) const
     {
         return AsFileEntry(mRegions.mDirectories + combinedIndex);
     }
-    const uint32 kept = mSources.remap[combinedIndex - mCounts.mDirectoryCount];
+    const uint32 kept = GetKept(combinedIndex - mCounts.mDirectoryCount);
     return kept != DroppedFileMark ? mRegions.mFiles + kept : nullptr;
+}
+
+uint32 ListingFiller::GetKept(uint32 fileIndex) const
+{
+    return mSources.remap.empty() ? fileIndex : mSources.remap[fileIndex];
+}
+
+// A string of the manifest, where the block has it.
+const char *ListingFiller::GetString(uint32 nameIndex) const
+{
+    return mRegions.mStrings + (mManifest.GetString(nameIndex) - mManifest.GetStringData());
 }
 
 void ListingFiller::FillDirectories()
@@ -73,7 +90,7 @@ void ListingFiller::FillDirectories()
     {
         const DirectoryTableEntry &record = mManifest.GetDirectory(index);
         DirectoryEntry &entry = mRegions.mDirectories[index];
-        entry.mEntry.mName = mSources.strings[record.nameIndex];
+        entry.mEntry.mName = GetString(record.nameIndex);
         entry.mEntry.mParent = index != 0 ? mRegions.mDirectories + mSources.parents[index] : nullptr;
         entry.mSubdirectoryCount = record.subdirectoryCount;
         entry.mFirstSubdirectory =
@@ -87,7 +104,7 @@ void ListingFiller::FillFileRange(const DirectoryTableEntry &record, DirectoryEn
 {
     for (uint32 position = 0; position < record.fileCount; ++position)
     {
-        const uint32 kept = mSources.remap[record.firstFile + position];
+        const uint32 kept = GetKept(record.firstFile + position);
         if (kept == DroppedFileMark)
         {
             continue;
@@ -100,47 +117,68 @@ void ListingFiller::FillFileRange(const DirectoryTableEntry &record, DirectoryEn
     }
 }
 
-// Gives the open state of every file by its manifest index: null for dropped files and those in no directory.
-std::vector<FileInfo *> ListingFiller::MakeOpenStates()
+// Gives the number of every file's open state by its manifest index: NoState for dropped files and those in no
+// directory.
+std::vector<uint32> ListingFiller::MakeOpenStates()
 {
     const FileHandleHeader &handles = mSources.handles;
     *mRegions.mFileHandleHeader = handles;
-    std::vector<FileInfo *> infos(mManifest.GetFileCount());
+    std::vector<uint32> numbers(mManifest.GetFileCount(), NoState);
     for (uint32 index = 0; index < handles.mArchivedCount; ++index)
     {
         const FileArchiveMetadata &found = mSources.metadata[index];
-        infos[found.fileIndex] = ::new (static_cast<void *>(mRegions.mArchiveFiles + index))
+        ::new (static_cast<void *>(mRegions.mArchiveFiles + index))
             ArchivedFileInfo(found.file, found.offset, CompressionOfFlags(found.flags), found.size);
+        numbers[found.fileIndex] = index;
     }
-    MakePlainStates(mRegions.mManagedFiles, handles.mArchivedCount, handles.mManagedCount, infos);
+    MakePlainStates(mRegions.mManagedFiles, handles.mArchivedCount, handles.mManagedCount, numbers);
     const auto firstNaked = static_cast<uint32>(mSources.metadata.size()) - handles.mNakedCount;
-    MakePlainStates(mRegions.mNakedFiles, firstNaked, handles.mNakedCount, infos);
-    return infos;
+    MakePlainStates(mRegions.mNakedFiles, firstNaked, handles.mNakedCount, numbers);
+    return numbers;
 }
 
-void ListingFiller::MakePlainStates(FileInfo *states, uint32 firstMetadata, uint32 count,
-                                    std::vector<FileInfo *> &infos)
+void ListingFiller::MakePlainStates(FileInfo *states, uint32 firstMetadata, uint32 count, std::vector<uint32> &numbers)
 {
     for (uint32 index = 0; index < count; ++index)
     {
-        infos[mSources.metadata[firstMetadata + index].fileIndex] =
-            ::new (static_cast<void *>(states + index)) FileInfo;
+        ::new (static_cast<void *>(states + index)) FileInfo;
+        numbers[mSources.metadata[firstMetadata + index].fileIndex] = firstMetadata + index;
     }
 }
 
-void ListingFiller::FillFiles(const std::vector<FileInfo *> &infos)
+// A state's number is the place of its record among those that were found.
+FileInfo *ListingFiller::GetState(uint32 number) const
+{
+    const FileHandleHeader &handles = mSources.handles;
+    if (number == NoState)
+    {
+        return nullptr;
+    }
+    if (number < handles.mArchivedCount)
+    {
+        return mRegions.mArchiveFiles + number;
+    }
+    if (number < handles.mArchivedCount + handles.mManagedCount)
+    {
+        return mRegions.mManagedFiles + (number - handles.mArchivedCount);
+    }
+    return mRegions.mNakedFiles + (number - (static_cast<uint32>(mSources.metadata.size()) - handles.mNakedCount));
+}
+
+void ListingFiller::FillFiles(const std::vector<uint32> &stateNumbers)
 {
     for (uint32 index = 0; index < mManifest.GetFileCount(); ++index)
     {
-        if (mSources.remap[index] == DroppedFileMark)
+        const uint32 kept = GetKept(index);
+        if (kept == DroppedFileMark)
         {
             continue;
         }
         const FileTableFields &record = mManifest.GetFile(index);
-        FileEntry &entry = mRegions.mFiles[mSources.remap[index]];
+        FileEntry &entry = mRegions.mFiles[kept];
         std_memcpy(entry.mDigest, sizeof entry.mDigest, record.digest, sizeof record.digest);
-        entry.mOpenState = infos[index];
-        entry.mEntry.mName = mSources.strings[record.nameIndex];
+        entry.mOpenState = GetState(stateNumbers[index]);
+        entry.mEntry.mName = GetString(record.nameIndex);
         entry.mEntry.mParent = mRegions.mDirectories + mSources.parents[mCounts.mDirectoryCount + index];
         entry.mSize = record.size;
         entry.mVersion = record.version;

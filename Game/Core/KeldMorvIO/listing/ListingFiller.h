@@ -18,10 +18,8 @@ struct ListingSources
     std::vector<FileArchiveMetadata> metadata; ///< of the kept files: archived, managed, naked
     std::vector<uint32> missing;               ///< manifest indices of the dropped files, ascending
     std::vector<uint32> parents;               ///< parent directory by combined index: directories, then files
-    std::vector<uint32> remap;                 ///< new index by manifest file index, or DroppedFileMark
-    std::vector<const char *> strings;         ///< the manifest's strings, inside the block
-    std::vector<uint32> hashes;                ///< by combined index
-    std::vector<HashPair> pairs;               ///< by bucket
+    std::vector<uint32> remap; ///< new index by manifest file index, or DroppedFileMark; empty when all files are kept
+    std::vector<HashedEntry> entries; ///< by bucket. Gone once the table is filled.
     FileHandleHeader handles = {};
 };
 
@@ -31,7 +29,7 @@ class ListingFiller
 {
 public:
     /// All arguments are borrowed for the life of the object.
-    ListingFiller(const ManifestTables &manifest, const ListingSources &sources, const ListingRegions &regions,
+    ListingFiller(const ManifestTables &manifest, ListingSources &sources, const ListingRegions &regions,
                   const ListingCounts &counts);
 
     void Fill();
@@ -40,14 +38,17 @@ private:
     void FillHeader();
     void FillTable();
     const FileEntry *EntryOf(uint32 combinedIndex) const;
+    uint32 GetKept(uint32 fileIndex) const;
+    const char *GetString(uint32 nameIndex) const;
     void FillDirectories();
     void FillFileRange(const DirectoryTableEntry &record, DirectoryEntry &entry);
-    std::vector<FileInfo *> MakeOpenStates();
-    void MakePlainStates(FileInfo *states, uint32 firstMetadata, uint32 count, std::vector<FileInfo *> &infos);
-    void FillFiles(const std::vector<FileInfo *> &infos);
+    std::vector<uint32> MakeOpenStates();
+    void MakePlainStates(FileInfo *states, uint32 firstMetadata, uint32 count, std::vector<uint32> &numbers);
+    FileInfo *GetState(uint32 number) const;
+    void FillFiles(const std::vector<uint32> &stateNumbers);
 
     const ManifestTables &mManifest;
-    const ListingSources &mSources;
+    ListingSources &mSources;
     const ListingRegions &mRegions;
     const ListingCounts &mCounts;
 };
