@@ -1,52 +1,16 @@
 #include "Tools/TreeReader/View.h"
 
-#include "Tools/TreeReader/DiskFile.h"
+#include "Tools/TreeReader/SolutionProjects.h"
 
 #include "KeldFoundation/CStd/PathLimit.h"
 #include "KeldFoundation/path/Path.h"
-#include "KeldMorvIO/LogCapture.h"
-#include "KeldMorvIO/TreeWords.h"
-#include "KeldMorvIO/environment/SearchOrder.h"
-
-#include <cerrno>
-
-#include <sys/stat.h>
 
 namespace Keld::TreeReader
 {
-using MORV::Reader::ConfigurationManifest;
-using MORV::Reader::LogCapture;
 using MORV::Reader::SolutionManifest;
 
 namespace
 {
-/// The first line is the cause, the others say what it led to.
-std::string CauseIn(const LogCapture &log)
-{
-    return log.GetFailures().empty() ? "it cannot be read" : log.GetFailures().front();
-}
-
-/// Reads one of the text manifests. What the reader would log tells what is wrong with it.
-template <class Manifest>
-Failure LoadTextManifest(const std::string &path, Manifest &manifest)
-{
-    struct stat status = {};
-    if (stat(path.c_str(), &status) != 0)
-    {
-        return ExplainSystemError(path, errno);
-    }
-    if (!S_ISREG(status.st_mode))
-    {
-        return Fault{FaultKind::WrongKind, path, "is no file"};
-    }
-    const LogCapture log;
-    if (manifest.Load(path) >= 0)
-    {
-        return std::nullopt;
-    }
-    return Fault{FaultKind::BadSolution, path, "cannot be used: " + CauseIn(log)};
-}
-
 std::string StripPrefix(std::string path)
 {
     while (path.starts_with("./") || path.starts_with('/'))
@@ -94,27 +58,13 @@ Failure View::AddLayer(Tree &tree, const std::string &project, MorvVersion versi
 
 Failure View::AddSolution(Tree &tree)
 {
-    const std::string directory = tree.GetSolutionDirectory(mName.name, mName.version);
-    SolutionManifest solution;
-    ConfigurationManifest configuration;
-    const std::string solutionPath = directory + "/" + MORV::Reader::SolutionManifestName;
-    if (Failure failure = LoadTextManifest(solutionPath, solution))
+    const auto solution = ReadSolutionProjects(tree.GetSolutionDirectory(mName.name, mName.version));
+    if (!solution)
     {
-        return failure;
+        return solution.GetFault();
     }
-    const std::string configurationPath = directory + "/" + MORV::Reader::ConfigurationManifestName;
-    if (Failure failure = LoadTextManifest(configurationPath, configuration))
-    {
-        return failure;
-    }
-    mConfiguration = configuration.GetName();
-    std::vector<SolutionManifest::PROJECT> projects;
-    const LogCapture log;
-    if (MORV::Reader::GatherInSearchOrder(configuration, solution, projects) < 0)
-    {
-        return Fault{FaultKind::BadSolution, configurationPath, "cannot be used: " + CauseIn(log)};
-    }
-    for (const SolutionManifest::PROJECT &project : projects)
+    mConfiguration = solution->configuration;
+    for (const SolutionManifest::PROJECT &project : solution->projects)
     {
         if (Failure failure = AddLayer(tree, project.name, project.version, project.priority))
         {

@@ -21,5 +21,6 @@ void AddAllCommands(CommandSet &commands)
     AddDiffCommand(commands);
     // What shells and the build ask.
     AddManualCommands(commands);
+    AddDoctorCommand(commands);
 }
 } // namespace Keld::Morv

@@ -19,5 +19,6 @@ void AddReleasesCommand(CommandSet &commands);
 void AddSolutionCommand(CommandSet &commands);
 void AddStatCommand(CommandSet &commands);
 void AddVerifyCommand(CommandSet &commands);
+void AddDoctorCommand(CommandSet &commands);
 void AddTreeCommand(CommandSet &commands);
 } // namespace Keld::Morv
