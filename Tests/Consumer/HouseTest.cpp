@@ -33,7 +33,8 @@ const std::vector<std::vector<std::string>> Floors = {
     {"Game/Core/KeldMorvIO/environment"},
     {"Game/Core/KeldMorvIO/Public"},
     {"Tools/TreeReader"},
-    {"Tools/TreeWriter", "Tools/TreeChecker"}, // look at the releases that are there through the reading core
+    // What look at the releases that are there through the reading core: the mount shows one as a file system.
+    {"Tools/TreeWriter", "Tools/TreeChecker", "Tools/TreeMount"},
     {"Tools/morv"},
     {"Tools/morv/Manual"}, // reads what the commands say of themselves
 };

@@ -22,5 +22,8 @@ void AddAllCommands(CommandSet &commands)
     // What shells and the build ask.
     AddManualCommands(commands);
     AddDoctorCommand(commands);
+#ifdef KELD_HAS_MOUNT
+    AddMountCommand(commands);
+#endif
 }
 } // namespace Keld::Morv

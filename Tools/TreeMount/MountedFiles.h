@@ -1,0 +1,53 @@
+#pragma once
+
+#include "Tools/TreeMount/DecodedFiles.h"
+#include "Tools/TreeMount/MountedTree.h"
+
+#include <functional>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+namespace Keld::TreeMount
+{
+/// How files are read.
+struct ReadingRules
+{
+    uint64 cacheSize = uint64{256} << 20; ///< bytes of memory for decoded files
+    bool checkDigest = true;              ///< holds what was decoded against the manifest's digest
+};
+
+/// Reads the files of a mounted tree at any place. What is not compressed comes from the disk as it stands there. A
+/// compressed file is decoded whole before a byte of it is given out, as the library does when it is opened, so that
+/// a damaged one cannot be read in part. Any thread may read.
+class MountedFiles
+{
+public:
+    /// Takes the bytes, which are gone after the call, or the failure.
+    using Answer = std::function<void(const TreeReader::Result<std::string_view> &)>;
+
+    /// Is told a line for the log about a file that cannot be read. From any thread, once for each file.
+    using Report = std::function<void(const std::string &)>;
+
+    MountedFiles(const MountedTree &tree, const ReadingRules &rules, Report report);
+
+    /// Answers with the bytes from `offset` on, fewer than `size` only where the content ends. The answer is given
+    /// before the call returns, or later by another thread that is decoding the same file.
+    void Read(const TreeReader::Hit &file, uint64 offset, uint_size size, Answer answer);
+
+private:
+    void ReadStored(const TreeReader::Hit &file, const TreeReader::StoredFile &stored, uint64 offset, uint_size size,
+                    const Answer &answer);
+    void ReadDecoded(const TreeReader::Hit &file, const TreeReader::StoredFile &stored, uint64 offset, uint_size size,
+                     Answer answer);
+    void ReportOnce(const TreeReader::Hit &file, const TreeReader::Fault &fault);
+
+    const MountedTree &mTree;
+    const ReadingRules mRules;
+    const Report mReport;
+    DecodedFiles mDecoded;
+    std::mutex mReportedMutex; ///< guards mReported
+    std::unordered_set<NodeNumber> mReported;
+};
+} // namespace Keld::TreeMount

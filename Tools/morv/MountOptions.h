@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Tools/TreeMount/NodeStatus.h"
+
+#include <string>
+#include <vector>
+
+namespace Keld::Morv
+{
+/// What "-o" takes, in the words that mount knows.
+struct MountOptions
+{
+    TreeMount::Ownership ownership; ///< of the user who mounts, unless the options say otherwise
+    bool allowOther = false;
+    bool allowNonEmpty = false;
+    std::string subdirectory; ///< as it was typed
+};
+
+/// Reads the texts behind each "-o": words with commas between them; "\," is a comma in a word. Throws UsageError.
+MountOptions ParseMountOptions(const std::vector<std::string> &texts);
+} // namespace Keld::Morv
