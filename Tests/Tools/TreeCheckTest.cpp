@@ -4,7 +4,7 @@
 #include "Support/ManifestImage.h"
 
 #include "KeldMorvIO/listing/ReleaseManifestFormat.h"
-#include "Tools/TreeReader/ArchiveIndex.h"
+#include "Tools/ArchiveListing.h"
 #include "Tools/TreeReader/ContentDigest.h"
 
 #include <filesystem>
@@ -31,9 +31,9 @@ protected:
         return fault < report.faults.size() ? report.faults[fault].fault.text : "";
     }
 
-    TreeReader::ArchivedFile EntryOf(const std::string &index, const std::string &path) const
+    TreeWriter::ArchivedFile EntryOf(const std::string &index, const std::string &path) const
     {
-        for (const TreeReader::ArchivedFile &entry : TreeReader::ReadArchiveIndex(mTree.Path(index)))
+        for (const TreeWriter::ArchivedFile &entry : ReadArchiveIndex(mTree.Path(index)))
         {
             if (entry.path == path)
             {
@@ -102,9 +102,9 @@ TEST_F(TreeCheckTest, TheNumberOfThreadsChangesNothing)
 
 TEST_F(TreeCheckTest, AFaultNamesAllPathsAndReleasesThatUseTheBytes)
 {
-    const TreeReader::ArchivedFile zlib = EntryOf(Index, "Data/deep/packed.z");
+    const TreeWriter::ArchivedFile zlib = EntryOf(Index, "Data/deep/packed.z");
     Flip(Data, zlib.offset + zlib.size / 2);
-    const TreeReader::ArchivedFile lzma = EntryOf(LzmaIndex, "packed.l");
+    const TreeWriter::ArchivedFile lzma = EntryOf(LzmaIndex, "packed.l");
     Flip(LzmaIndex + ".dat", lzma.offset + lzma.size / 2);
     const CheckReport report = Check();
     const std::string archives = "game/filearchives/1.0.0.0/";
