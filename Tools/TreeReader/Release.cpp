@@ -107,7 +107,7 @@ EntryIndex Release::Find(const std::string &path) const
     {
         return FindExactly(path);
     }
-    return found != NoEntry && (mTree->IsDirectory(found) || IsPresent(found)) ? found : NoEntry;
+    return found != NoEntry && CanBeServed(found) ? found : NoEntry;
 }
 
 EntryIndex Release::FindExactly(const std::string &path) const
@@ -116,7 +116,7 @@ EntryIndex Release::FindExactly(const std::string &path) const
     GetPresentIndex().ForEachMatch(path,
                                    [&](EntryIndex entry)
                                    {
-                                       const bool counts = mTree->IsDirectory(entry) || IsPresent(entry);
+                                       const bool counts = CanBeServed(entry);
                                        found = counts ? entry : NoEntry;
                                        return !counts;
                                    });
@@ -135,6 +135,15 @@ std::vector<EntryIndex> Release::FindListed(const std::string &path) const
                                           return true;
                                       });
     }
+    return found;
+}
+
+EntryIndex Release::FindEvery(const std::string &path, std::vector<EntryIndex> &others) const
+{
+    others = FindListed(path);
+    const bool isPlain = others.size() == 1 && !mTree->HasOddities();
+    const EntryIndex found = !isPlain ? Find(path) : CanBeServed(others.front()) ? others.front() : NoEntry;
+    std::erase(others, found);
     return found;
 }
 
@@ -205,10 +214,7 @@ Result<StoredFile> Release::LocateArchived(EntryIndex file, const std::string &p
     {
         return Fault{FaultKind::NotInArchives, path, "no archive in " + archives.GetDirectory() + " holds it"};
     }
-    char buffer[PathBufferSize];
-    const std::string dataName = hit.archive->GetName() + "." + MORV::Reader::ArchiveDataExtension;
-    if (!DiskPaths::JoinNakedFile(buffer, sizeof buffer, DiskPaths::FileTypeArchive, mShared.projectRoot.c_str(),
-                                  GetVersion(), fields.version, dataName.c_str()))
+    if (hit.archive->GetDataPath().size() >= PathBufferSize)
     {
         return TooLong(hit.archive->GetDataPath());
     }

@@ -52,6 +52,9 @@ public:
     /// Every entry that a path may mean, missing files included: for saying why something is not found.
     std::vector<EntryIndex> FindListed(const std::string &path) const;
 
+    /// Both in one: gives what Find gives, and leaves in `others` what else the manifest lists under the path.
+    EntryIndex FindEvery(const std::string &path, std::vector<EntryIndex> &others) const;
+
     /// Where a file lies, or why the library leaves it out.
     Result<StoredFile> Locate(EntryIndex file) const;
 
@@ -96,6 +99,7 @@ private:
     const LookupIndex &GetListedIndex() const;
     const LookupIndex &GetPresentIndex() const;
     EntryIndex FindExactly(const std::string &path) const;
+    bool CanBeServed(EntryIndex entry) const { return mTree->IsDirectory(entry) || IsPresent(entry); }
 
     const std::string mDirectory;
     const std::unique_ptr<const ManifestTree> mTree;

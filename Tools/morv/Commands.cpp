@@ -25,5 +25,7 @@ void AddAllCommands(CommandSet &commands)
 #ifdef KELD_HAS_MOUNT
     AddMountCommand(commands);
 #endif
+    AddWhichCommand(commands);
+    AddConflictsCommand(commands);
 }
 } // namespace Keld::Morv

@@ -10,6 +10,7 @@ void AddAllCommands(CommandSet &commands);
 // One line for each command, by name. Its source tells its options, its help and its work.
 void AddCatCommand(CommandSet &commands);
 void AddDiffCommand(CommandSet &commands);
+void AddConflictsCommand(CommandSet &commands);
 void AddFindCommand(CommandSet &commands);
 void AddInfoCommand(CommandSet &commands);
 void AddListCommand(CommandSet &commands);
@@ -22,4 +23,5 @@ void AddStatCommand(CommandSet &commands);
 void AddVerifyCommand(CommandSet &commands);
 void AddDoctorCommand(CommandSet &commands);
 void AddTreeCommand(CommandSet &commands);
+void AddWhichCommand(CommandSet &commands);
 } // namespace Keld::Morv
