@@ -20,7 +20,7 @@ struct Row
 {
     std::string work;
     std::string unit; ///< what a batch's result counts: nanoseconds a piece, or bytes an entry
-    double reach;     ///< how many times the limit the library shall take at most; 0 where nothing is promised
+    double reach;     ///< how many times the limit the library shall take at most, or how many bytes; 0 for no bar
     std::vector<Contender> contenders;
 };
 

@@ -89,8 +89,8 @@ void ArchivedStarts(uint32 count, const std::string &countText, double reach, in
     }
     const Starts starts(std::move(starters), repetitions);
     starts.Print("start, archived, " + countText + ", a file", "ns", reach, &OnceResult::nanoseconds, count);
-    starts.Print("resident, archived, " + countText + ", an entry", "bytes", 0, &OnceResult::residentBytes, count);
-    starts.Print("resident at the peak of the start, " + countText + ", an entry", "bytes", 0, &OnceResult::peakBytes,
+    starts.Print("resident, archived, " + countText + ", an entry", "bytes", 105, &OnceResult::residentBytes, count);
+    starts.Print("resident at the peak of the start, " + countText + ", an entry", "bytes", 190, &OnceResult::peakBytes,
                  count);
 }
 
