@@ -48,8 +48,8 @@ std::optional<FileSystem::Entry> FileSystem::FindEntry(const std::string &path) 
 void AddRoadOption(CLI::App &command, FileSystemOptions &options)
 {
     command.add_flag("--through-library", options.throughLibrary,
-                     "Ask the library's exported calls, as a program does, instead of the tool's own reading core. The "
-                     "library checks no digests, and deletes archive indexes that it cannot use.");
+                     "Ask the library's exported calls, as a program does; the library checks no digests, and deletes "
+                     "archive indexes that it cannot use");
 }
 
 std::unique_ptr<FileSystem> OpenFileSystem(const CommonOptions &common, const FileSystemOptions &options)

@@ -160,15 +160,15 @@ void AddFindCommand(CommandSet &commands)
     command.add_option("-g,--glob", conditions.glob, "What names or whole paths must match, with ** and {a,b}")
         ->type_name("GLOB");
     command.add_option("-t,--type", conditions.type, "f for files alone, d for directories alone")
-        ->type_name("f|d")
+        ->type_name("WHAT")
         ->check(CLI::IsMember({"f", "d"}));
     command
         .add_option("-s,--size", conditions.size,
                     "The size in bytes, with K, M or G for powers of 1024; + in front is for larger files, - for "
                     "smaller ones")
-        ->type_name("[+-]SIZE");
+        ->type_name("BYTES");
     command.add_option("--storage", conditions.storage, "How files must be stored: naked, managed or archive")
-        ->type_name("STORAGE[:COMPRESSION]");
+        ->type_name("STORAGE");
     command.add_option("--version-of", conditions.version, "The release that must have brought the bytes of a file")
         ->type_name("VERSION");
     command.add_flag("-0,--null", options->endWithNul, "End each path with a NUL instead of a line end");

@@ -24,7 +24,7 @@ Shows the tree's root, whether this is a project or a solution, its name and ver
 project releases behind the file system in the order in which they are searched. Files that are
 listed but missing on disk are counted, and the status is 1 then.
 
-Example:
+Examples:
   morv -C /srv/MORV/solutions/suite/releases/0.0.1.0 info)";
 
 struct StorageCounts

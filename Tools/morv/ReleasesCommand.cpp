@@ -1,18 +1,17 @@
 #include "Tools/TreeReader/TreeError.h"
-#include "Tools/TreeWriter/TreeNames.h"
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/Quantity.h"
 #include "Tools/morv/ReadReport.h"
 #include "Tools/morv/ReleaseSurvey.h"
 #include "Tools/morv/Terminal.h"
+#include "Tools/morv/TreeChoice.h"
 
 #include "KeldMorvIO/TreeWords.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include <cstdlib>
 #include <filesystem>
 
 namespace Keld::Morv
@@ -27,38 +26,33 @@ earlier release has put them, then every release of every solution with the proj
 in the order of the search. Manifests alone are read: whether the files are there, "morv verify"
 tells.
 
-The tree is the one that --root names, or the one around the working directory, or the directory
-MORV in it, or the one of the variable MORV_ROOT.
+The tree is the one that --root names, or the one around the working directory, or the one of the
+variable MORV_ROOT, or the directory MORV in the working directory.
 
 Examples:
   morv releases --root /srv/MORV
   morv -C /srv/MORV/projects/client releases --json)";
 
-/// The tree that is meant.
-std::string ChooseTree(const std::string &typed, const std::string &workingDirectory)
+/// The tree that is meant; people also stand beside one.
+std::string RequireTree(const std::string &typed, const std::string &workingDirectory)
 {
-    const std::string around = typed.empty() ? TreeReader::Tree::FindRoot(workingDirectory) : "";
-    if (!around.empty())
-    {
-        return around;
-    }
-    const std::string inside = workingDirectory + "/" + MORV::Reader::RootDirectory;
     std::error_code error;
-    const char *variable = std::getenv("MORV_ROOT");
-    const bool hasVariable = variable != nullptr && *variable != '\0';
-    const bool isInside = std::filesystem::is_directory(inside, error);
-    std::filesystem::path root = !typed.empty() ? typed : isInside ? inside : hasVariable ? variable : "";
+    const std::string beside = workingDirectory + "/" + MORV::Reader::RootDirectory;
+    std::string root = ChooseTree(typed, workingDirectory);
+    if (root.empty() && std::filesystem::is_directory(beside, error))
+    {
+        root = beside;
+    }
     if (root.empty())
     {
         throw TreeError(workingDirectory + ": lies in no deployment tree: change to a directory of one, or name it "
                                            "with --root");
     }
-    root = TreeWriter::RequireUsableRoot(std::filesystem::path(workingDirectory) / root);
     if (!std::filesystem::is_directory(root, error))
     {
-        throw TreeError(root.string() + ": there is no such tree");
+        throw TreeError(root + ": there is no such tree");
     }
-    return root.string();
+    return root;
 }
 
 std::string BasesText(const SurveyedRelease &release)
@@ -207,7 +201,7 @@ FailureList TellTroubles(const TreeReader::Tree &tree, const ReleaseSurvey &surv
 
 ExitCode Releases(const CommonOptions &common, const std::string &typedRoot)
 {
-    TreeReader::Tree tree(ChooseTree(typedRoot, common.GetDirectory()));
+    TreeReader::Tree tree(RequireTree(typedRoot, common.GetDirectory()));
     const ReleaseSurvey survey = SurveyReleases(tree, common.GetThreadCount());
     const FailureList failures = TellTroubles(tree, survey);
     if (common.json)
@@ -237,6 +231,6 @@ void AddReleasesCommand(CommandSet &commands)
                                      {
                                          return Releases(commands.GetCommon(), *root);
                                      });
-    command.add_option("--root", *root, "The deployment tree, a directory named MORV")->type_name("MORV");
+    command.add_option("--root", *root, "The deployment tree, a directory named MORV")->type_name("DIR");
 }
 } // namespace Keld::Morv
