@@ -237,5 +237,36 @@ TEST(LookupModel, SearchesByEveryNameWhereARecordHasNoPathOfItsOwn)
     EXPECT_GT(decided, 15u); // so that the trees above are of both kinds
     EXPECT_LT(decided, 45u);
 }
+// Names are compared by words as far as they are long enough, and by bytes at the end of all strings.
+TEST(LookupModelTest, NamesOfEveryLengthAreFoundInEitherCaseAlone)
+{
+    ListingTree tree;
+    std::vector<std::string> paths;
+    for (std::size_t length = 1; length < 40; ++length)
+    {
+        std::string name;
+        for (std::size_t index = 0; index < length; ++index)
+        {
+            name += static_cast<char>((index % 2 == 0 ? 'A' : 'a') + (index * 7 + length) % 26);
+        }
+        paths.push_back("Directory" + std::to_string(length) + "/" + name);
+        tree.Naked(paths.back(), "x");
+    }
+    const auto listing = tree.Load();
+    for (const std::string &path : paths)
+    {
+        const FileEntry *const entry = listing->FindEntry(path.c_str());
+        ASSERT_NE(nullptr, entry) << path;
+        EXPECT_EQ(path, ProjectListing::GetFilePath(entry));
+        EXPECT_EQ(entry, listing->FindEntry(Folded(path).c_str()));
+        for (std::size_t index = 0; index < path.size(); ++index)
+        {
+            std::string other = path;
+            other[index] = '#';
+            EXPECT_EQ(nullptr, listing->FindEntry(other.c_str()));
+        }
+        EXPECT_EQ(nullptr, listing->FindEntry((path + "x").c_str()));
+    }
+}
 } // namespace
 } // namespace Keld::MORV::Reader

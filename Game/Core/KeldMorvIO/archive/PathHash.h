@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KeldFoundation/CStd/BasicTypes.h"
+#include "KeldFoundation/CStd/FoldWord.h"
 
 #include <cstring>
 
@@ -12,23 +12,6 @@ namespace Keld::MORV::Reader
 namespace PathHashDetail
 {
 inline constexpr uint64 Multiplier = 0x9E3779B97F4A7C15;
-
-/// Eight bytes at once, 'A' to 'Z' as lower case.
-inline uint64 FoldWord(uint64 word)
-{
-    constexpr uint64 everyTopBit = 0x8080808080808080;
-    const uint64 low = word & ~everyTopBit;
-    const uint64 fromA = low + 0x3F3F3F3F3F3F3F3F;  // the top bit of each byte: 'A' or above
-    const uint64 aboveZ = low + 0x2525252525252525; // the top bit of each byte: above 'Z'
-    return word | (((fromA ^ aboveZ) & ~word & everyTopBit) >> 2);
-}
-
-inline uint64 LoadWord(const char *bytes, uint_size size)
-{
-    uint64 word = 0;
-    std::memcpy(&word, bytes, size);
-    return word;
-}
 
 inline uint64 Step(uint64 state, uint64 word)
 {
@@ -45,15 +28,19 @@ inline uint64 HashPathPart(const char *text, uint_size length)
     uint_size at = 0;
     for (; at + sizeof(uint64) <= length; at += sizeof(uint64))
     {
-        state = Step(state, LoadWord(text + at, sizeof(uint64)));
+        state = Step(state, LoadWord(text + at));
     }
     if (at == length)
     {
         return state;
     }
-    // The rest, with bytes once more that were there already where that makes a whole word.
-    return length >= sizeof(uint64) ? Step(state, LoadWord(text + length - sizeof(uint64), sizeof(uint64)))
-                                    : Step(state, LoadWord(text, length));
+    if (length >= sizeof(uint64))
+    {
+        return Step(state, LoadWord(text + length - sizeof(uint64))); // with bytes that were there before
+    }
+    uint64 rest = 0;
+    std::memcpy(&rest, text, length);
+    return Step(state, rest);
 }
 
 inline uint32 JoinPathHashes(uint64 directory, uint64 name)

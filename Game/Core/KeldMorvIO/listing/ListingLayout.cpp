@@ -63,7 +63,7 @@ ListingRegions::ListingRegions(char *block, const ListingLayout &layout)
       mFileHandleHeader(At<FileHandleHeader>(block, layout.mFileHandleHeader)),
       mArchiveFiles(At<ArchivedFileInfo>(block, layout.mArchiveFiles)),
       mManagedFiles(At<FileInfo>(block, layout.mManagedFiles)), mNakedFiles(At<FileInfo>(block, layout.mNakedFiles)),
-      mStrings(block + layout.mStrings)
+      mStrings(block + layout.mStrings), mEnd(block + layout.mSize)
 {
 }
 } // namespace Keld::MORV::Reader

@@ -62,5 +62,6 @@ struct ListingRegions
     FileInfo *mManagedFiles;
     FileInfo *mNakedFiles;
     char *mStrings;
+    const char *mEnd; ///< of the block, and so of the strings
 };
 } // namespace Keld::MORV::Reader

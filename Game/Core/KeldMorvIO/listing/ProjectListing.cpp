@@ -1,5 +1,6 @@
 #include "KeldMorvIO/listing/ProjectListing.h"
 
+#include "KeldFoundation/CStd/FoldWord.h"
 #include "KeldFoundation/CStd/Hash.h"
 #include "KeldMorvIO/ReaderTypes.h"
 #include "KeldMorvIO/listing/ListingLayout.h"
@@ -32,6 +33,7 @@ void ResetRegion(Record *records, uint32 count)
     }
     std::destroy_n(records, count);
 }
+
 /// Whether the hash of every slot is that of a path under which its entry can be found. Records that no directory holds
 /// have no path, and a named root is found under its name, though it has the hash of the empty path.
 bool EveryEntryHasItsPath(const ListingHeader &header, const DirectoryEntry *directories)
@@ -53,11 +55,8 @@ bool HasPath(const FileEntry *entry, const char *path)
     return matcher.IsFullMatch();
 }
 
-/// Whether `name` is the same as one of the path's names, but for its case.
-bool IsName(const char *name, const LookupPath &path, uint32 index)
+bool IsSameByByte(const char *name, const char *wanted, uint32 length)
 {
-    const char *const wanted = path.GetName(index);
-    const uint32 length = path.GetNameLength(index);
     for (uint32 position = 0; position < length; ++position)
     {
         if (FoldCase(name[position]) != wanted[position]) // a name that ends early has a NUL here
@@ -65,14 +64,40 @@ bool IsName(const char *name, const LookupPath &path, uint32 index)
             return false;
         }
     }
-    return name[length] == '\0';
+    return true;
+}
+
+/// The same for names of a word and more that may be read for their whole length. The last word has bytes of the one
+/// before.
+bool IsSameByWord(const char *name, const char *wanted, uint32 length)
+{
+    constexpr uint32 wordSize = sizeof(uint64);
+    const uint32 last = length - wordSize;
+    for (uint32 position = 0; position < last; position += wordSize)
+    {
+        if (FoldWord(LoadWord(name + position)) != LoadWord(wanted + position))
+        {
+            return false;
+        }
+    }
+    return FoldWord(LoadWord(name + last)) == LoadWord(wanted + last);
+}
+
+/// Whether `name` is the same as one of the path's names, but for its case.
+/// \param textEnd of the texts that the name is one of.
+bool IsName(const char *name, const LookupPath &path, uint32 index, const char *textEnd)
+{
+    const char *const wanted = path.GetName(index);
+    const uint32 length = path.GetNameLength(index);
+    const bool isByWord = length >= sizeof(uint64) && static_cast<uint_size>(textEnd - name) > length;
+    return (isByWord ? IsSameByWord(name, wanted, length) : IsSameByByte(name, wanted, length)) && name[length] == '\0';
 }
 
 /// Whether the names of an entry and its ancestors are those of the path, one for one from the leaf up.
-bool HasNamesOf(const FileEntry *entry, const LookupPath &path)
+bool HasNamesOf(const FileEntry *entry, const LookupPath &path, const char *textEnd)
 {
     const ListingEntry *current = &GetListingEntry(entry);
-    for (uint32 index = path.GetNameCount() - 1; IsName(current->mName, path, index); --index)
+    for (uint32 index = path.GetNameCount() - 1; IsName(current->mName, path, index, textEnd); --index)
     {
         const DirectoryEntry *const parent = current->mParent;
         const bool isLast = parent == nullptr || parent->mEntry.mParent == nullptr;
@@ -87,9 +112,9 @@ bool HasNamesOf(const FileEntry *entry, const LookupPath &path)
 
 /// What a matcher says, and in nearly all cases without one. Names with separators in them are left to it: only they
 /// can make up a path of which they are not the names.
-bool IsPathOf(const FileEntry *entry, const LookupPath &path)
+bool IsPathOf(const FileEntry *entry, const LookupPath &path, const char *textEnd)
 {
-    return HasNamesOf(entry, path) || HasPath(entry, path.GetText());
+    return HasNamesOf(entry, path, textEnd) || HasPath(entry, path.GetText());
 }
 } // namespace
 
@@ -120,6 +145,7 @@ void ProjectListing::Adopt(ListingBlock block, const ListingRegions &regions)
     mArchiveFiles = regions.mArchiveFiles;
     mManagedFiles = regions.mManagedFiles;
     mNakedFiles = regions.mNakedFiles;
+    mTextEnd = regions.mEnd;
     mHashesDecide = EveryEntryHasItsPath(*mHeader, mDirectories);
 }
 
@@ -150,7 +176,7 @@ const ProjectListing::FileEntry *ProjectListing::FindEntry(const LookupPath &pat
     }
     for (const HashSlot &slot : GetBucket(path.GetHash() % mHeader->mBucketCount))
     {
-        if (slot.mHash == path.GetHash() && IsPathOf(slot.mEntry, path))
+        if (slot.mHash == path.GetHash() && IsPathOf(slot.mEntry, path, mTextEnd))
         {
             return slot.mEntry;
         }

@@ -123,6 +123,7 @@ private:
     ArchiveFile *mArchiveFiles = nullptr;
     FileInfo *mManagedFiles = nullptr;
     FileInfo *mNakedFiles = nullptr;
+    const char *mTextEnd = nullptr; ///< of the strings
     bool mHashesDecide = false;
 };
 } // namespace Keld::MORV::Reader
