@@ -1,5 +1,5 @@
-// What do a lookup, a start and an enumeration cost in a release of 100,000 files? The first of each group is the
-// limit; the map is what one would write without the library, and it heeds case.
+// What do a lookup and an enumeration cost in a release of 100,000 files? The first of each group is the limit; the map
+// is what one would write without the library, and it heeds case.
 
 #include "KeldFoundation/CStd/Hash.h"
 #include "KeldMorvIO/Public/KeldMorvIO.h"
@@ -26,7 +26,6 @@ namespace Keld::Benchmarks
 namespace
 {
 using MORV::Reader::ProjectListing;
-using TreeReader::Storage;
 
 constexpr uint32 DirectoryCount = 100;
 constexpr uint32 FilesPerDirectory = 1000;
@@ -65,29 +64,22 @@ const std::vector<std::string> &ShuffledPaths()
     return shuffled;
 }
 
-// A release of files with one byte each, all naked or all in one archive.
+// A release of files with one byte each, all in one archive.
 class Release
 {
 public:
-    explicit Release(Storage storage) : mPlaces(mTree.Path("MORV"))
+    Release() : mPlaces(mTree.Path("MORV"))
     {
         TreeReader::ReleaseContents contents;
         contents.project = ProjectName;
         contents.release = ReleaseVersion;
-        const uint32 flags = TreeReader::FlagsOf(storage, TreeReader::Compression::None);
+        const uint32 flags = TreeReader::FlagsOf(TreeReader::Storage::Archive, TreeReader::Compression::None);
         for (std::string &path : MakePaths())
         {
             contents.files.push_back({std::move(path), ReleaseVersion, {}, flags, 1});
         }
         TreeWriter::WriteFile(Manifest(), TreeWriter::BuildReleaseManifest(contents));
-        if (storage == Storage::Archive)
-        {
-            WriteArchive(contents);
-        }
-        else
-        {
-            WriteNaked(contents);
-        }
+        WriteArchive(contents);
     }
 
     std::filesystem::path Manifest() const { return mPlaces.ReleaseManifest(ProjectName, ReleaseVersion); }
@@ -105,32 +97,13 @@ private:
         archive.Finish();
     }
 
-    void WriteNaked(const TreeReader::ReleaseContents &contents) const
-    {
-        for (const TreeReader::ReleaseFile &file : contents.files)
-        {
-            TreeWriter::WriteFile(mPlaces.NakedFiles(ProjectName, ReleaseVersion) / file.path, "x");
-        }
-    }
-
     Test::TempTree mTree;
     TreeReader::TreePlaces mPlaces;
 };
 
-const Release &ArchivedRelease()
+bool Start()
 {
-    static const Release release(Storage::Archive);
-    return release;
-}
-
-const Release &NakedRelease()
-{
-    static const Release release(Storage::Naked);
-    return release;
-}
-
-bool Start(const Release &release)
-{
+    static const Release release;
     return MorvInitialize(0, 0, 0, release.WorkingDirectory().c_str()) == S_OK;
 }
 
@@ -138,7 +111,7 @@ bool Start(const Release &release)
 class StartedLibrary
 {
 public:
-    StartedLibrary() : mStarted(Start(ArchivedRelease())) {}
+    StartedLibrary() : mStarted(Start()) {}
     ~StartedLibrary() { MorvShutdown(); }
 
     StartedLibrary(const StartedLibrary &) = delete;
@@ -222,39 +195,6 @@ void Lookup_MorvFileExists(benchmark::State &state)
     }
 }
 
-void Start_ReadManifestAlone(benchmark::State &state)
-{
-    const std::filesystem::path manifest = ArchivedRelease().Manifest();
-    for ([[maybe_unused]] auto _ : state)
-    {
-        benchmark::DoNotOptimize(TreeReader::ReadWholeFile(manifest));
-    }
-}
-
-void TimeStarts(benchmark::State &state, const Release &release)
-{
-    for ([[maybe_unused]] auto _ : state)
-    {
-        if (!Start(release))
-        {
-            state.SkipWithError("the release does not start");
-        }
-        state.PauseTiming();
-        MorvShutdown();
-        state.ResumeTiming();
-    }
-}
-
-void Start_Archived(benchmark::State &state)
-{
-    TimeStarts(state, ArchivedRelease());
-}
-
-void Start_Naked(benchmark::State &state)
-{
-    TimeStarts(state, NakedRelease());
-}
-
 void ExpectWholeDirectory(benchmark::State &state, uint32 count)
 {
     if (count != FilesPerDirectory)
@@ -302,9 +242,6 @@ BENCHMARK(Lookup_HashAlone);
 BENCHMARK(Lookup_UnorderedMap);
 BENCHMARK(Lookup_FindEntry);
 BENCHMARK(Lookup_MorvFileExists);
-BENCHMARK(Start_ReadManifestAlone)->Unit(benchmark::kMillisecond);
-BENCHMARK(Start_Archived)->Unit(benchmark::kMillisecond);
-BENCHMARK(Start_Naked)->Unit(benchmark::kMillisecond);
 BENCHMARK(Enumerate_NamesAlone)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Enumerate_MorvFindNextFile)->Unit(benchmark::kMicrosecond);
 } // namespace
