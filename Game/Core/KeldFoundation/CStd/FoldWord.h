@@ -23,4 +23,12 @@ inline uint64 LoadWord(const char *bytes)
     std::memcpy(&word, bytes, sizeof word);
     return word;
 }
+
+/// One of fewer bytes, filled up with zeros.
+inline uint64 LoadPartOfWord(const char *bytes, uint_size size)
+{
+    uint64 word = 0;
+    std::memcpy(&word, bytes, size);
+    return word;
+}
 } // namespace Keld

@@ -1,8 +1,7 @@
 #pragma once
 
+#include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/CStd/FoldWord.h"
-
-#include <cstring>
 
 // A hash of paths without regard to ASCII case, for tables in memory alone: eight bytes at a time, and well spread, as
 // HashName is not. It is no part of any format. A path is hashed in two parts, so that the files of a directory share
@@ -38,9 +37,7 @@ inline uint64 HashPathPart(const char *text, uint_size length)
     {
         return Step(state, LoadWord(text + length - sizeof(uint64))); // with bytes that were there before
     }
-    uint64 rest = 0;
-    std::memcpy(&rest, text, length);
-    return Step(state, rest);
+    return Step(state, LoadPartOfWord(text, length));
 }
 
 inline uint32 JoinPathHashes(uint64 directory, uint64 name)
@@ -61,6 +58,6 @@ inline uint32 HashWholePath(const char *path, uint_size length)
 
 inline uint32 HashWholePath(const char *path)
 {
-    return HashWholePath(path, std::strlen(path));
+    return HashWholePath(path, std_strlen(path));
 }
 } // namespace Keld::MORV::Reader

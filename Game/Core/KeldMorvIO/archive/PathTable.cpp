@@ -20,7 +20,7 @@ constexpr uint_size LongestPath = 8192;
 int CompareNames(const char *left, const char *right, uint_size commonSize)
 {
     uint_size at = 0;
-    while (at + sizeof(uint64) <= commonSize && std::memcmp(left + at, right + at, sizeof(uint64)) == 0)
+    while (at + sizeof(uint64) <= commonSize && LoadWord(left + at) == LoadWord(right + at))
     {
         at += sizeof(uint64);
     }
