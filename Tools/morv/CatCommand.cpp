@@ -1,8 +1,8 @@
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
-#include "Tools/morv/FileSystem.h"
 #include "Tools/morv/ReadReport.h"
+#include "Tools/morv/Road.h"
 #include "Tools/morv/WorkingView.h"
 
 #include <CLI/CLI.hpp>

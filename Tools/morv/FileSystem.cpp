@@ -1,11 +1,6 @@
 #include "Tools/morv/FileSystem.h"
 
 #include "Tools/TreeReader/TreeText.h"
-#include "Tools/morv/CommandSet.h"
-#include "Tools/morv/CoreFileSystem.h"
-#include "Tools/morv/Library.h"
-
-#include <CLI/CLI.hpp>
 
 namespace Keld::Morv
 {
@@ -43,22 +38,6 @@ std::optional<FileSystem::Entry> FileSystem::FindEntry(const std::string &path) 
                   }
               });
     return found;
-}
-
-void AddRoadOption(CLI::App &command, FileSystemOptions &options)
-{
-    command.add_flag("--through-library", options.throughLibrary,
-                     "Ask the library's exported calls, as a program does; the library checks no digests, and deletes "
-                     "archive indexes that it cannot use");
-}
-
-std::unique_ptr<FileSystem> OpenFileSystem(const CommonOptions &common, const FileSystemOptions &options)
-{
-    if (options.throughLibrary)
-    {
-        return std::make_unique<Library>(common.GetDirectory());
-    }
-    return std::make_unique<CoreFileSystem>(common, options.checkDigests);
 }
 
 bool LeadsDown(const std::vector<FileSystem::Entry> &entries, std::size_t index)

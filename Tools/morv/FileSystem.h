@@ -6,21 +6,13 @@
 #include "KeldMorvIO/listing/ReleaseManifestFormat.h"
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace CLI
-{
-class App;
-}
-
 namespace Keld::Morv
 {
-struct CommonOptions;
-
 /// The file system of a release, by one of two roads that give the same answers: the reading core, or the library's
 /// exported calls. Paths are canonical virtual paths; the empty one is the root.
 class FileSystem
@@ -83,20 +75,6 @@ public:
     /// The entry of a path other than the root, with its name as the release spells it, or nothing.
     std::optional<Entry> FindEntry(const std::string &path) const;
 };
-
-/// What a reading command asks of its file system.
-struct FileSystemOptions
-{
-    bool throughLibrary = false;
-    bool checkDigests = true; ///< not through the library, which knows none
-};
-
-/// The option that chooses the road.
-void AddRoadOption(CLI::App &command, FileSystemOptions &options);
-
-/// Opens the file system of the working directory. Throws TreeError that says what to do when the directory lies in no
-/// release or nothing of it can be served. What is missing or damaged is told once, in a summary.
-std::unique_ptr<FileSystem> OpenFileSystem(const CommonOptions &common, const FileSystemOptions &options);
 
 /// Whether an entry of a directory is a subdirectory that can be asked for by its name. A damaged release can list
 /// names that are empty, double, or paths, and such a name leads to another entry, which may be the very directory that

@@ -1,8 +1,8 @@
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
-#include "Tools/morv/FileSystem.h"
 #include "Tools/morv/FindFilter.h"
 #include "Tools/morv/ReadReport.h"
+#include "Tools/morv/Road.h"
 #include "Tools/morv/Terminal.h"
 #include "Tools/morv/WorkingView.h"
 

@@ -2,6 +2,7 @@
 
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/logger/LineFormat.h"
+#include "KeldFoundation/logger/LogFilter.h"
 #include "KeldMorvIO/LogCapture.h"
 #include "KeldMorvIO/ReaderTypes.h"
 

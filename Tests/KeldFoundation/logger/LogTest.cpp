@@ -1,6 +1,7 @@
 #include "KeldFoundation/logger/Log.h"
 
 #include "KeldFoundation/logger/BuiltInLogger.h"
+#include "KeldFoundation/logger/LogFilter.h"
 #include "Support/LogRecorder.h"
 
 #include <gtest/gtest.h>

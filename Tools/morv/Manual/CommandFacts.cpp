@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+
 namespace Keld::Morv
 {
 namespace
@@ -18,11 +20,14 @@ std::vector<std::string> ReadChoices(const std::string &type)
     return CLI::detail::split(type.substr(begin + 1, end - begin - 1), ',');
 }
 
-// The word alone, without what the parser says of the values behind it: "{a,b}" or "UINT in [1 - 9]".
+// The word alone, without what the parser's checks say of the values behind it, as in "WHEN:{auto,never}".
 std::string ReadValue(const std::string &type)
 {
-    const std::size_t range = type.find(" in [");
-    const std::size_t end = range == std::string::npos ? type.find(":{") : type.rfind(':', range);
+    std::size_t end = std::string::npos;
+    for (const char *const check : {":{", ":UINT in ", ":INT in ", ":NONNEGATIVE", ":POSITIVE", ":SIZE ["})
+    {
+        end = std::min(end, type.find(check));
+    }
     return type.substr(0, end);
 }
 

@@ -312,6 +312,8 @@ const std::map<std::string, ValueKind> KindsByValue = {
     {"GLOB", ValueKind::Anything},
     {"GLOB=STORAGE[:METHOD]", ValueKind::Anything},
     {"BYTES", ValueKind::Anything},
+    {"SIZE", ValueKind::Anything},
+    {"OPTION,...", ValueKind::Anything},
     {"N", ValueKind::Anything},
     {"NAME", ValueKind::Anything},
     {"PATTERN", ValueKind::Anything},

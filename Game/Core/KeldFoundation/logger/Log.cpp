@@ -1,8 +1,5 @@
 #include "KeldFoundation/logger/Log.h"
 
-#include "KeldFoundation/logger/BuiltInLogger.h"
-#include "KeldFoundation/logger/LoggerCore.h"
-
 #include <cerrno>
 
 namespace Keld
@@ -20,16 +17,6 @@ void LogV(int32 severity, uint32 groupLow, uint32 groupHigh, const char *format,
     const int savedErrno = errno;
     GetCurrentLogger()->Log(severity, groupLow, groupHigh, format, arguments);
     errno = savedErrno;
-}
-
-bool IsLogWanted(int32 severity, uint32 groupLow, uint32 groupHigh)
-{
-    if (GetCurrentLogger() != GetBuiltInLogger())
-    {
-        return true;
-    }
-    const Logger::LoggerCore *const logger = Logger::LoggerCore::Get(); // a message makes one where there is none
-    return logger == nullptr || logger->IsWanted(severity, JoinWords(groupLow, groupHigh));
 }
 
 const IKeldLogger *GetCurrentLogger()

@@ -39,10 +39,6 @@ __attribute__((format(printf, 4, 5))) void Log(int32 severity, uint32 groupLow, 
 __attribute__((format(printf, 4, 0))) void LogV(int32 severity, uint32 groupLow, uint32 groupHigh, const char *format,
                                                 va_list arguments);
 
-/// Whether a message would get further than its filter now: for whoever must do more for it than to hand it over. A
-/// logger that was set is given everything.
-bool IsLogWanted(int32 severity, uint32 groupLow, uint32 groupHigh);
-
 /// The table that messages go to. The built-in logger stands behind this slot, in BuiltInLogger.cpp, so that it holds
 /// that logger's table from load time on.
 extern std::atomic<const IKeldLogger *> gCurrentLogger;

@@ -64,6 +64,7 @@ ParsedImage ParseReleaseManifest(std::vector<char> &image)
         return Refuse(ManifestRefusal::UnknownVersion, version);
     }
     ParsedImage parsed = accepted->make(image);
+    parsed.version = version;
     return parsed.refusal == ManifestRefusal::None ? std::move(parsed) : Refuse(parsed.refusal, version);
 }
 } // namespace Keld::MORV::Reader
