@@ -4,7 +4,6 @@
 #include "Tools/TreeReader/DirectoryScan.h"
 
 #include "KeldFoundation/CStd/PathLimit.h"
-#include "KeldMorvIO/archive/ArchiveFormat.h"
 #include "KeldMorvIO/listing/DiskPaths.h"
 #include "KeldMorvIO/listing/ManifestFileIterator.h"
 

@@ -1,6 +1,7 @@
 #include "Tools/morv/OpenView.h"
 
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/morv/WorkingView.h"
 
 #include <CLI/CLI.hpp>
 
@@ -33,10 +34,7 @@ OpenedView OpenView(TreeReader::TreeSet &trees, const std::string &reference, co
     {
         throw TreeError(view.GetFault().GetMessage());
     }
-    if (const TreeReader::Failure failure = view->CheckServable())
-    {
-        throw TreeError(failure->GetMessage());
-    }
+    RequireServable(*view);
     for (const std::string &note : view->GetNotes())
     {
         PrintNote(note);

@@ -1,65 +1,25 @@
 #include "Tools/morv/PathInput.h"
 
+#include "Tools/morv/PathList.h"
+
 #include <CLI/CLI.hpp>
-
-#include <cerrno>
-#include <cstring>
-#include <stdexcept>
-
-#include <unistd.h>
 
 namespace Keld::Morv
 {
-namespace
-{
-constexpr std::size_t PieceSize = 1 << 16;
-
-std::string ReadStandardInput()
-{
-    std::string text;
-    for (;;)
-    {
-        const std::size_t size = text.size();
-        text.resize(size + PieceSize);
-        const ssize_t count = read(STDIN_FILENO, text.data() + size, PieceSize);
-        text.resize(size + (count > 0 ? static_cast<std::size_t>(count) : 0));
-        if (count == 0)
-        {
-            return text;
-        }
-        if (count < 0 && errno != EINTR)
-        {
-            throw std::runtime_error(std::string("cannot read standard input: ") + std::strerror(errno));
-        }
-    }
-}
-
-void AddLines(const std::string &text, char lineEnd, std::vector<std::string> &paths)
-{
-    for (std::size_t begin = 0; begin < text.size();)
-    {
-        const std::size_t end = std::min(text.find(lineEnd, begin), text.size());
-        if (end > begin)
-        {
-            paths.push_back(text.substr(begin, end - begin));
-        }
-        begin = end + 1;
-    }
-}
-} // namespace
-
 std::vector<std::string> PathInput::ReadAll() const
 {
     std::vector<std::string> paths;
     for (const std::string &operand : operands)
     {
-        if (operand == "-")
-        {
-            AddLines(ReadStandardInput(), endsWithNul ? '\0' : '\n', paths);
-        }
-        else
+        if (operand != "-")
         {
             paths.push_back(operand);
+            continue;
+        }
+        PathList list(stdin, endsWithNul ? '\0' : '\n');
+        while (std::optional<std::string> path = list.Next())
+        {
+            paths.push_back(std::move(*path));
         }
     }
     return paths;

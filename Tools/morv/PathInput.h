@@ -16,7 +16,7 @@ struct PathInput
     std::vector<std::string> operands;
     bool endsWithNul = false; ///< paths on standard input end with a NUL instead of a line end
 
-    /// All paths, in their order. Empty lines of standard input are passed over. Throws std::runtime_error when
+    /// All paths, in their order. Empty lines of standard input are passed over. Throws TreeError when
     /// standard input cannot be read.
     std::vector<std::string> ReadAll() const;
 };
