@@ -27,5 +27,6 @@ void AddAllCommands(CommandSet &commands)
 #endif
     AddWhichCommand(commands);
     AddConflictsCommand(commands);
+    AddExtractCommand(commands);
 }
 } // namespace Keld::Morv

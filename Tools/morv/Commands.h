@@ -11,6 +11,7 @@ void AddAllCommands(CommandSet &commands);
 void AddCatCommand(CommandSet &commands);
 void AddDiffCommand(CommandSet &commands);
 void AddConflictsCommand(CommandSet &commands);
+void AddExtractCommand(CommandSet &commands);
 void AddFindCommand(CommandSet &commands);
 void AddInfoCommand(CommandSet &commands);
 void AddListCommand(CommandSet &commands);

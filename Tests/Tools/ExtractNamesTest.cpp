@@ -1,0 +1,119 @@
+#include "Tools/JsonSchema.h"
+#include "Tools/ReleaseReader.h"
+#include "Tools/ToolRun.h"
+
+#include "Support/TestTree.h"
+
+#include "Tools/morv/Json.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+
+namespace Keld::Test
+{
+namespace
+{
+namespace fs = std::filesystem;
+using Morv::Json;
+
+/// Manifests that no writer makes: extraction must not be led by their names.
+class ExtractNamesTest : public testing::Test
+{
+protected:
+    /// Extracts and gives the failures as "path: kind".
+    std::map<std::string, std::string> Failures(const std::string &release)
+    {
+        const ToolResult result = RunMorv(release, {"extract", "--no-check", "--json", "--to", Target("")});
+        EXPECT_EQ(result.exitCode, 1) << result.error;
+        ExpectMatchesSchema("extract", result.out);
+        std::map<std::string, std::string> failures;
+        for (const Json &failure : Json::parse(result.out)["failures"])
+        {
+            failures[failure["path"].get<std::string>()] = failure["kind"].get<std::string>();
+        }
+        return failures;
+    }
+
+    std::string Target(const std::string &path) const { return mTree.Disk().Path("around/target/" + path); }
+    std::string Read(const std::string &path) const { return mTree.Disk().Read("around/target/" + path); }
+
+    int CountFiles() const
+    {
+        int count = 0;
+        for (const auto &entry : fs::recursive_directory_iterator(mTree.Disk().Path("around")))
+        {
+            count += entry.is_directory() ? 0 : 1;
+        }
+        return count;
+    }
+
+    TestTree mTree;
+};
+
+TEST_F(ExtractNamesTest, NamesThatLeadElsewhereAreRefusedByNameAndTheRestIsWritten)
+{
+    mTree.Disk().MakeDirectory("MORV/projects/atlas/releases/1.0.0.0/deploy/deep");
+    const std::string release = mTree.Project("atlas", "1.0.0.0",
+                                              {{.path = "good.txt", .content = "good"},
+                                               {.path = "../evil.txt", .content = "evil"},
+                                               {.path = "deep/../../evil.txt", .content = "evil"},
+                                               {.path = "./dot.txt", .content = "dot"},
+                                               {.path = "deep//empty.txt", .content = "empty"},
+                                               {.path = "/absolute.txt", .missing = true},
+                                               {.path = "deep/..", .missing = true},
+                                               {.path = "deep/good.txt", .content = "too"}});
+    EXPECT_EQ(Failures(release), (std::map<std::string, std::string>{{"../evil.txt", "hostile-name"},
+                                                                     {"deep/../../evil.txt", "hostile-name"},
+                                                                     {"./dot.txt", "hostile-name"},
+                                                                     {"deep//empty.txt", "hostile-name"},
+                                                                     {"/absolute.txt", "hostile-name"},
+                                                                     {"deep/..", "hostile-name"}}));
+    EXPECT_EQ(Read("good.txt"), "good");
+    EXPECT_EQ(Read("deep/good.txt"), "too");
+    EXPECT_EQ(CountFiles(), 2);
+    EXPECT_FALSE(fs::exists("/absolute.txt"));
+}
+
+TEST_F(ExtractNamesTest, PathsThatDifferInCaseAloneAreWrittenOnce)
+{
+    const std::string release = mTree.Project("atlas", "1.0.0.0",
+                                              {{.path = "Twin.txt", .content = "first"},
+                                               {.path = "twin.TXT", .content = "second"},
+                                               {.path = "Data/one", .content = "1"},
+                                               {.path = "data/two", .content = "2"}});
+    const auto failures = Failures(release);
+    ASSERT_EQ(failures.size(), 1u);
+    EXPECT_EQ(failures.begin()->second, "twin");
+    // The one that is written is the one that the library serves.
+    const std::string written = failures.begin()->first == "Twin.txt" ? "twin.TXT" : "Twin.txt";
+    EXPECT_EQ(Read(written), written == "Twin.txt" ? "first" : "second");
+    EXPECT_EQ(ReleaseReader(release).Read("twin.txt"), Read(written));
+    // Both files of the directory with two spellings lie in one.
+    EXPECT_EQ(CountFiles(), 3);
+    EXPECT_TRUE(fs::exists(Target("Data/one")) ? fs::exists(Target("Data/two"))
+                                               : fs::exists(Target("data/one")) && fs::exists(Target("data/two")));
+}
+
+TEST_F(ExtractNamesTest, AFileAndADirectoryOfOneNameDoNotBothAppear)
+{
+    const std::string release = mTree.Project(
+        "atlas", "1.0.0.0", {{.path = "thing", .missing = true}, {.path = "THING/inner", .content = "inner"}});
+    EXPECT_EQ(Failures(release), (std::map<std::string, std::string>{{"thing", "not-there"}}));
+    EXPECT_EQ(Read("THING/inner"), "inner");
+}
+
+TEST_F(ExtractNamesTest, NamesOnlyADiskWouldRefuseFailByName)
+{
+    const std::string longName(300, 'n');
+    const std::string control = "line\nend\x1b";
+    const std::string release =
+        mTree.Project("atlas", "1.0.0.0", {{.path = control, .content = "odd"}, {.path = longName, .missing = true}});
+    const ToolResult result = RunMorv(release, {"extract", "--no-check", "--to", Target("")});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_NE(result.error.find("morv: " + longName + ": is missing: "), std::string::npos) << result.error;
+    EXPECT_EQ(Read(control), "odd");
+}
+} // namespace
+} // namespace Keld::Test
