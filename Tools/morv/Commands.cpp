@@ -19,6 +19,9 @@ void AddAllCommands(CommandSet &commands)
     AddVerifyCommand(commands);
     // What compares them.
     AddDiffCommand(commands);
+    // What measures them.
+    AddDuCommand(commands);
+    AddStatsCommand(commands);
     // What shells and the build ask.
     AddManualCommands(commands);
     AddDoctorCommand(commands);

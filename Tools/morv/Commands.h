@@ -12,6 +12,7 @@ void AddCatCommand(CommandSet &commands);
 void AddDiffCommand(CommandSet &commands);
 void AddConflictsCommand(CommandSet &commands);
 void AddExtractCommand(CommandSet &commands);
+void AddDuCommand(CommandSet &commands);
 void AddFindCommand(CommandSet &commands);
 void AddInfoCommand(CommandSet &commands);
 void AddListCommand(CommandSet &commands);
@@ -23,6 +24,7 @@ void AddSolutionCommand(CommandSet &commands);
 void AddStatCommand(CommandSet &commands);
 void AddVerifyCommand(CommandSet &commands);
 void AddDoctorCommand(CommandSet &commands);
+void AddStatsCommand(CommandSet &commands);
 void AddTreeCommand(CommandSet &commands);
 void AddWhichCommand(CommandSet &commands);
 } // namespace Keld::Morv
