@@ -146,16 +146,23 @@ void ReleaseStaging::Publish(std::string_view manifest)
     mPublisher.Publish();
 }
 
-std::vector<std::string> RemoveLeftovers(const TreePlaces &tree, const std::string &project, bool sync)
+std::vector<std::string> FindLeftovers(const TreePlaces &tree, const std::string &project)
 {
     std::vector<std::string> names;
-    for (const fs::directory_entry &entry : fs::directory_iterator(tree.Project(project)))
+    std::error_code error;
+    for (const fs::directory_entry &entry : fs::directory_iterator(tree.Project(project), error))
     {
         if (entry.is_directory() && VersionOfStaging(entry.path().filename().string()))
         {
             names.push_back(entry.path().filename().string());
         }
     }
+    return names;
+}
+
+std::vector<std::string> RemoveLeftovers(const TreePlaces &tree, const std::string &project, bool sync)
+{
+    const std::vector<std::string> names = FindLeftovers(tree, project);
     for (const std::string &name : names)
     {
         const fs::path directory = tree.Project(project) / name;

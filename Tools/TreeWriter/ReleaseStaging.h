@@ -39,6 +39,9 @@ private:
     ReleasePublisher mPublisher;
 };
 
+/// The names of the staging directories in a project: of processes that were killed, and of one that is at work.
+std::vector<std::string> FindLeftovers(const TreeReader::TreePlaces &tree, const std::string &project);
+
 /// Sets right and removes what processes that were killed left in a project. For the holder of its lock alone.
 /// \returns the names of the directories that were removed
 std::vector<std::string> RemoveLeftovers(const TreeReader::TreePlaces &tree, const std::string &project, bool sync);

@@ -7,6 +7,7 @@ void AddAllCommands(CommandSet &commands)
     // What makes releases.
     AddPackCommand(commands);
     AddSolutionCommand(commands);
+    AddPruneCommand(commands);
     // What looks into them.
     AddReleasesCommand(commands);
     AddInfoCommand(commands);

@@ -20,6 +20,7 @@ void AddManualCommands(CommandSet &commands); // completion, and what only progr
 void AddMountCommand(CommandSet &commands); // only where libfuse3 is there
 void AddPackCommand(CommandSet &commands);
 void AddReleasesCommand(CommandSet &commands);
+void AddPruneCommand(CommandSet &commands);
 void AddSolutionCommand(CommandSet &commands);
 void AddStatCommand(CommandSet &commands);
 void AddVerifyCommand(CommandSet &commands);

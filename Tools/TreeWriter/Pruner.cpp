@@ -1,0 +1,204 @@
+#include "Tools/TreeWriter/Pruner.h"
+
+#include "Tools/TreeReader/DataFiles.h"
+#include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeWriter/DiskSync.h"
+#include "Tools/TreeWriter/ReleaseStaging.h"
+#include "Tools/TreeWriter/WriteLock.h"
+
+#include "KeldMorvIO/TreeWords.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+#include <set>
+#include <system_error>
+
+#include <unistd.h>
+
+namespace Keld::TreeWriter
+{
+namespace fs = std::filesystem;
+
+namespace
+{
+/// The locks of projects and solutions, taken in one order by everybody, so that no two wait for each other.
+class Locks
+{
+public:
+    Locks(const PrunePlan &plan, const std::function<void()> &whileWaiting)
+    {
+        const fs::path root = plan.root;
+        for (const std::string &project : plan.projects)
+        {
+            Take(root / MORV::Reader::ProjectsDirectory / project, whileWaiting);
+        }
+        for (const std::string &solution : plan.solutions)
+        {
+            Take(root / MORV::Reader::SolutionsDirectory / solution, whileWaiting);
+        }
+    }
+
+private:
+    void Take(const fs::path &directory, const std::function<void()> &whileWaiting)
+    {
+        mLocks.push_back(std::make_unique<WriteLock>(directory, whileWaiting));
+    }
+
+    std::vector<std::unique_ptr<WriteLock>> mLocks;
+};
+
+class Remover
+{
+public:
+    Remover(const PrunePlan &plan, const PruneOptions &options) : mPlan(plan), mRoot(plan.root), mOptions(options) {}
+
+    void Run()
+    {
+        for (const PrunePlan::Removal &removal : mPlan.releases)
+        {
+            Remove(removal.manifest);
+        }
+        SyncTouched();
+        RemoveAll(mPlan.archives);
+        RemoveAll(mPlan.managed);
+        RemoveAll(mPlan.rest);
+        RemoveEmptyDirectories();
+        SyncTouched();
+    }
+
+private:
+    void RemoveAll(const std::vector<PrunePlan::File> &files)
+    {
+        for (const PrunePlan::File &file : files)
+        {
+            Remove(file);
+        }
+    }
+
+    void Remove(const PrunePlan::File &file)
+    {
+        mOptions.checkpoint();
+        mOptions.step();
+        const fs::path path = mRoot / file.path;
+        if (unlink(path.c_str()) != 0 && errno != ENOENT)
+        {
+            throw std::system_error(errno, std::generic_category(), "cannot remove " + path.string());
+        }
+        mTouched.insert(path.parent_path());
+    }
+
+    /// Takes the directories of versions away that hold nothing any more, also those that a run left which ended early.
+    /// A kept release may well have empty ones.
+    void RemoveEmptyDirectories()
+    {
+        for (const std::string &project : mPlan.projects)
+        {
+            const std::string place = std::string(MORV::Reader::ProjectsDirectory) + "/" + project + "/";
+            AddVersions(place + MORV::Reader::FileArchivesDirectory, {});
+            AddVersions(place + MORV::Reader::ManagedFilesDirectory, {});
+            AddVersions(place + MORV::Reader::ReleasesDirectory, KeptVersions(false, project));
+        }
+        for (const std::string &solution : mPlan.solutions)
+        {
+            AddVersions(std::string(MORV::Reader::SolutionsDirectory) + "/" + solution + "/" +
+                            MORV::Reader::ReleasesDirectory,
+                        KeptVersions(true, solution));
+        }
+        // The deepest come first.
+        for (auto directory = mDirectories.rbegin(); directory != mDirectories.rend(); ++directory)
+        {
+            RemoveIfEmpty(*directory);
+        }
+    }
+
+    std::set<std::string> KeptVersions(bool ofSolution, const std::string &name) const
+    {
+        std::set<std::string> versions;
+        for (const TreeReader::ReleaseName &kept : mPlan.kept)
+        {
+            if (kept.isSolution == ofSolution && kept.name == name)
+            {
+                versions.insert(FormatVersion(kept.version));
+            }
+        }
+        return versions;
+    }
+
+    void AddVersions(const std::string &place, const std::set<std::string> &kept)
+    {
+        for (const std::string &version : TreeReader::ListVersionDirectories(mRoot / place))
+        {
+            if (kept.count(version) == 0)
+            {
+                AddDirectoriesBelow(mRoot / place / version);
+            }
+        }
+    }
+
+    void AddDirectoriesBelow(const fs::path &directory)
+    {
+        std::error_code error;
+        mDirectories.insert(directory);
+        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory, error))
+        {
+            if (entry.is_directory() && !entry.is_symlink())
+            {
+                mDirectories.insert(entry.path());
+            }
+        }
+    }
+
+    void RemoveIfEmpty(const fs::path &directory)
+    {
+        std::error_code error;
+        if (fs::is_empty(directory, error) && !error)
+        {
+            mOptions.step();
+            if (rmdir(directory.c_str()) == 0)
+            {
+                mTouched.insert(directory.parent_path());
+            }
+        }
+    }
+
+    void SyncTouched()
+    {
+        for (const fs::path &directory : mTouched)
+        {
+            std::error_code error;
+            if (mOptions.sync && fs::is_directory(directory, error))
+            {
+                SyncDirectory(directory);
+            }
+        }
+        mTouched.clear();
+    }
+
+    const PrunePlan &mPlan;
+    const fs::path mRoot;
+    const PruneOptions &mOptions;
+    std::set<fs::path> mTouched;     ///< directories in which names went and that are not brought to disk yet
+    std::set<fs::path> mDirectories; ///< that may hold nothing any more
+};
+} // namespace
+
+PrunePlan Prune(const PruneRequest &request, const PruneOptions &options)
+{
+    const PrunePlan expected = PlanPrune(request);
+    const Locks locks(expected, options.checkpoint);
+    for (const std::string &project : expected.projects)
+    {
+        options.step();
+        RemoveLeftovers(TreeReader::TreePlaces(request.root), project, options.sync);
+    }
+    PrunePlan plan = PlanPrune(request);
+    if (plan.projects != expected.projects || plan.solutions != expected.solutions)
+    {
+        throw TreeReader::TreeError("the tree was changed meanwhile, and nothing was removed: try again");
+    }
+    Remover(plan, options).Run();
+    plan.leftovers = expected.leftovers;
+    return plan;
+}
+} // namespace Keld::TreeWriter
