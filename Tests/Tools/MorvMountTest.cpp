@@ -1,145 +1,18 @@
-#include "Tools/PackFixture.h"
-#include "Tools/ToolRun.h"
-#include "Tools/TreeSnapshot.h"
-
-#include "Tools/TreeReader/TreeSet.h"
-
-#include <gtest/gtest.h>
+#include "Tools/MountedRelease.h"
 
 #include <atomic>
 #include <cerrno>
-#include <chrono>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <memory>
-#include <thread>
+#include <string_view>
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Keld::Test
 {
 namespace
 {
-using TreeReader::Compression;
-using TreeReader::Storage;
-
-/// Runs ordinary programs. Gives their exit status.
-int Shell(const std::string &command)
-{
-    const int status = std::system(command.c_str());
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-/// What a command prints, errors included.
-std::string Output(const std::string &command)
-{
-    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> pipe(popen((command + " 2>&1").c_str(), "r"), pclose);
-    std::string text;
-    char piece[4096];
-    for (std::size_t count = 0; (count = std::fread(piece, 1, sizeof piece, pipe.get())) > 0;)
-    {
-        text.append(piece, count);
-    }
-    return text;
-}
-
-/// The process that serves a mount, found by what it was called with.
-pid_t ServerOf(const std::string &mountPoint)
-{
-    return static_cast<pid_t>(std::atoi(Output("pgrep -f -x '.*morv mount .*" + mountPoint + "'").c_str()));
-}
-
-std::string MakeContent(std::size_t size, unsigned seed)
-{
-    std::string content;
-    while (content.size() < size)
-    {
-        content += std::to_string(content.size() * seed) + "\n";
-    }
-    return content.substr(0, size);
-}
-
-/// A release with files in every storage, and one mount of it at a time. Whatever a test does, nothing stays mounted.
-class MorvMountTest : public PackFixture
-{
-protected:
-    MorvMountTest()
-    {
-        mTree.Write("source/Docs/ReadMe.txt", "read me\n");
-        for (const char *name : {"naked", "managed", "plain", "zlib", "lzma"})
-        {
-            mTree.Write(std::string("source/data/small.") + name, std::string("small ") + name + "\n");
-            mTree.Write(std::string("source/data/large.") + name, MakeContent(700'000, 7));
-        }
-        mTree.Write("source/empty.zlib", "");
-        mTree.MakeDirectory("source/nothing");
-        TreeWriter::PackRequest request = Request(Storage::Archive, Compression::Zlib);
-        request.rules = {{"**/*.naked", {Storage::Naked, Compression::None}},
-                         {"**/*.managed", {Storage::Managed, Compression::None}},
-                         {"**/*.plain", {Storage::Archive, Compression::None}},
-                         {"**/*.lzma", {Storage::Archive, Compression::Lzma}}};
-        request.compressAlways = true;
-        TreeWriter::PackRelease(request);
-        mTree.MakeDirectory("mount");
-    }
-
-    ~MorvMountTest() override
-    {
-        if (mMounted)
-        {
-            Shell("fusermount3 -u -z -q " + mTree.Path("mount"));
-        }
-    }
-
-    ToolResult Mount(const std::vector<std::string> &options = {}, const std::string &release = "game/1.0.0.0")
-    {
-        std::vector<std::string> words{"mount", release};
-        words.insert(words.end(), options.begin(), options.end());
-        words.push_back(mTree.Path("mount"));
-        mMounted = true;
-        return RunMorv(mTree.Path("MORV"), words);
-    }
-
-    void ExpectMounted(const std::vector<std::string> &options = {}, const std::string &release = "game/1.0.0.0")
-    {
-        const ToolResult result = Mount(options, release);
-        ASSERT_EQ(result.exitCode, 0) << result.error;
-        ASSERT_EQ(result.out + result.error, "");
-    }
-
-    void ExpectRefused(const ToolResult &result, const std::string &reason) const
-    {
-        EXPECT_EQ(result.exitCode, 2);
-        EXPECT_NE(result.error.find("morv: " + reason), std::string::npos) << result.error;
-        EXPECT_EQ(result.out, "");
-    }
-
-    std::string Mounted(const std::string &path) const { return mTree.Path("mount/" + path); }
-
-    void Unmount() const { EXPECT_EQ(Shell("fusermount3 -u " + mTree.Path("mount")), 0); }
-
-    bool IsMounted() const
-    {
-        return mTree.Exists("mount") && Output("cat /proc/mounts").find(mTree.Path("mount")) != std::string::npos;
-    }
-
-    /// Waits for a process that is not ours to end.
-    static void WaitForEnd(pid_t process)
-    {
-        while (kill(process, 0) == 0)
-        {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-    }
-
-    bool mMounted = false;
-};
+using MorvMountTest = MountedRelease;
 
 TEST_F(MorvMountTest, OrdinaryProgramsFindEveryFileAsItWasPacked)
 {
@@ -209,7 +82,7 @@ TEST_F(MorvMountTest, ExtendedAttributesTellWhereAFileComesFrom)
 TEST_F(MorvMountTest, FilesCanBeMappedAndReadAtAnyPlace)
 {
     ExpectMounted();
-    const std::string content = MakeContent(700'000, 7);
+    const std::string content = MakeMountedContent(700'000, 7);
     for (const char *name : {"naked", "managed", "plain", "zlib", "lzma"})
     {
         const int file = open(Mounted(std::string("data/large.") + name).c_str(), O_RDONLY | O_CLOEXEC);
@@ -287,7 +160,7 @@ TEST_F(MorvMountTest, ASolutionIsMountedAsOneTree)
     mTree.Write("patch/docs/readme.txt", "patched\n");
     mTree.Write("patch/docs/news", "news\n");
     mTree.Write("patch/NOTHING/something", "something\n");
-    TreeWriter::PackRequest request = Request(Storage::Managed);
+    TreeWriter::PackRequest request = Request(TreeReader::Storage::Managed);
     request.source = mTree.Path("patch");
     request.project = "patch";
     TreeWriter::PackRelease(request);
@@ -313,140 +186,8 @@ TEST_F(MorvMountTest, TheReleaseOfTheWorkingDirectoryNeedsNoName)
     Unmount();
     EXPECT_EQ(RunMorv(mTree.Root(), {"mount", "./MORV/projects/game/releases/1.0.0.0", "mount"}).exitCode, 0);
     EXPECT_EQ(Output("cat " + Mounted("docs/readme.txt")), "read me\n");
-}
-
-TEST_F(MorvMountTest, UnmountingEndsTheProcess)
-{
-    ExpectMounted();
-    const pid_t server = ServerOf(mTree.Path("mount"));
-    ASSERT_GT(server, 0);
     Unmount();
-    WaitForEnd(server);
-    EXPECT_FALSE(IsMounted());
-    ExpectMounted();
-}
-
-TEST_F(MorvMountTest, ASignalUnmounts)
-{
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP})
-    {
-        ExpectMounted({"-j", signal == SIGINT ? "1" : "3"});
-        const pid_t server = ServerOf(mTree.Path("mount"));
-        ASSERT_GT(server, 0);
-        EXPECT_EQ(Output("cat " + Mounted("docs/readme.txt")), "read me\n");
-        kill(server, signal);
-        WaitForEnd(server);
-        EXPECT_FALSE(IsMounted()) << signal;
-    }
-}
-
-TEST_F(MorvMountTest, InTheForegroundTheCommandServesUntilItIsInterrupted)
-{
-    const std::string log = mTree.Path("log");
-    const std::string command = "exec " KELD_MORV_PROGRAM " mount --foreground game/1.0.0.0 " + mTree.Path("mount");
-    mMounted = true;
-    const pid_t server = fork();
-    if (server == 0)
-    {
-        const std::string line = "cd " + mTree.Path("MORV") + " && " + command + " 2>" + log;
-        execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
-        _exit(127);
-    }
-    while (!IsMounted() || Output("ls " + mTree.Path("mount")).find("Docs") == std::string::npos)
-    {
-        ASSERT_EQ(waitpid(server, nullptr, WNOHANG), 0) << mTree.Read("log");
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    mTree.Remove("MORV/projects/game/releases/1.0.0.0/deploy/data/small.naked");
-    EXPECT_NE(Output("cat " + Mounted("data/small.naked")).find("Input/output error"), std::string::npos);
-    EXPECT_NE(Output("cat " + Mounted("data/small.naked")).find("Input/output error"), std::string::npos);
-    kill(server, SIGINT);
-    int status = 0;
-    waitpid(server, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    EXPECT_FALSE(IsMounted());
-    const std::string naked = mTree.Path("MORV/projects/game/releases/1.0.0.0/deploy/data/small.naked");
-    EXPECT_EQ(mTree.Read("log"), "morv: note: mounted on " + mTree.Path("mount") +
-                                     "; an interrupt or \"fusermount3 -u\" ends it\nmorv: data/small.naked: cannot be "
-                                     "read: " +
-                                     naked + ": is missing\n");
-}
-
-TEST_F(MorvMountTest, ADirectoryThatCannotBeMountedOnIsRefusedWithAdvice)
-{
-    ExpectRefused(RunMorv(mTree.Path("MORV"), {"mount", "game/1.0.0.0"}), "game/1.0.0.0: is not there; make the");
-    ExpectRefused(RunMorv(mTree.Path("MORV"), {"mount"}), "the directory to mount on is missing");
-    ExpectRefused(RunMorv(mTree.Root(), {"mount", mTree.Path("MORV/projects/game/releases/1.0.0.0"), "source"}),
-                  "source: is not empty");
-    mTree.MakeDirectory("MORV/projects/game/releases/1.0.0.0/deploy/empty");
-    ExpectRefused(RunMorv(mTree.Path("MORV/projects/game/releases/1.0.0.0/deploy"), {"mount", "empty"}),
-                  mTree.Path("MORV/projects/game/releases/1.0.0.0/deploy/empty") + ": a mount there would hide");
-    ExpectRefused(Mount({}, "game/9.9.9.9"), "");
-    ExpectRefused(Mount({"-o", "rw"}), "-o rw: a release can only be read");
-    EXPECT_FALSE(IsMounted());
-}
-
-TEST_F(MorvMountTest, ASecondMountAtOnePlaceIsRefused)
-{
-    ExpectMounted();
-    ExpectRefused(Mount(), mTree.Path("mount") + ": something is mounted there already; \"fusermount3 -u " +
-                               mTree.Path("mount") + "\" takes it away");
-    ExpectRefused(Mount({"-o", "nonempty"}), mTree.Path("mount") + ": something is mounted there already");
-    EXPECT_EQ(Output("cat " + Mounted("docs/readme.txt")), "read me\n");
-}
-
-TEST_F(MorvMountTest, AMountWhoseProcessWasKilledIsExplained)
-{
-    ExpectMounted();
-    const pid_t server = ServerOf(mTree.Path("mount"));
-    ASSERT_GT(server, 0);
-    kill(server, SIGKILL);
-    WaitForEnd(server);
-    ExpectRefused(Mount(), mTree.Path("mount") + ": a mount stands there whose process has ended; \"fusermount3 -u " +
-                               mTree.Path("mount") + "\" takes it away");
-    Unmount();
-    ExpectMounted();
-}
-
-TEST_F(MorvMountTest, WhatIsMissingIsToldOnceAndTheRestIsServed)
-{
-    mTree.Remove("MORV/projects/game/releases/1.0.0.0/deploy/data/small.naked");
-    mTree.Write("MORV/projects/game/filearchives/1.0.0.0/broken.vka", "no index");
-    const TreeSnapshot before = TakeSnapshot(mTree.Path("MORV"));
-    const ToolResult result = Mount();
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.error.find("morv: 1 of 12 files are missing and will not be found:\nmorv:   data/small.naked: "),
-              0U)
-        << result.error;
-    EXPECT_NE(result.error.find("broken.vka"), std::string::npos) << result.error;
-    EXPECT_EQ(Output("ls " + Mounted("data") + " | wc -l"), "9\n");
-    EXPECT_EQ(Shell("cat " + Mounted("data") + "/* >/dev/null"), 0);
-    Unmount();
-    EXPECT_EQ(TakeSnapshot(mTree.Path("MORV")), before);
-}
-
-TEST_F(MorvMountTest, DamagedContentIsAnInputErrorAndLeavesTheRestReadable)
-{
-    TreeReader::TreeSet trees;
-    const auto opened = trees.Open("game/1.0.0.0", mTree.Path("MORV"));
-    const auto stored = opened->Locate(opened->Find("data/large.zlib"));
-    std::fstream data(stored->path, std::ios::in | std::ios::out | std::ios::binary);
-    data.seekp(static_cast<std::streamoff>(stored->offset + 100));
-    data.write("XXXX", 4);
-    data.close();
-    ExpectMounted();
-    EXPECT_NE(Output("cat " + Mounted("data/large.zlib")).find("Input/output error"), std::string::npos);
-    EXPECT_NE(Output("tail -c 1 " + Mounted("data/large.zlib")).find("Input/output error"), std::string::npos);
-    EXPECT_EQ(Shell("cmp " + Mounted("data/large.lzma") + " " + mTree.Path("source/data/large.lzma")), 0);
-}
-
-TEST_F(MorvMountTest, TheCommandsStandardOutputIsClosedWhenItReturns)
-{
-    mMounted = true;
-    EXPECT_EQ(Output("cd " + mTree.Path("MORV") + " && " KELD_MORV_PROGRAM " mount game/1.0.0.0 " +
-                     mTree.Path("mount") + " | cat; echo ended"),
-              "ended\n");
+    EXPECT_EQ(RunMorv("/", {"mount", "--root", mTree.Path("MORV"), "game/1.0.0.0", mTree.Path("mount")}).exitCode, 0);
     EXPECT_EQ(Output("cat " + Mounted("docs/readme.txt")), "read me\n");
 }
 } // namespace

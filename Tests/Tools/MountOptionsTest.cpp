@@ -81,6 +81,25 @@ TEST(MountOptionsTest, WhatCannotBeMeantIsRefused)
     EXPECT_NE(RefusalOf("allow_other=yes"), "");
 }
 
+TEST(MountOptionsTest, TheSizeOfTheCacheHasUnits)
+{
+    EXPECT_EQ(Morv::ParseCacheSize("0"), 0U);
+    EXPECT_EQ(Morv::ParseCacheSize("1000"), 1000U);
+    EXPECT_EQ(Morv::ParseCacheSize("3K"), 3072U);
+    EXPECT_EQ(Morv::ParseCacheSize("256M"), uint64{256} << 20);
+    EXPECT_EQ(Morv::ParseCacheSize("8G"), uint64{8} << 30);
+    EXPECT_EQ(Morv::ParseCacheSize("1024T"), uint64{1} << 50);
+    for (const std::string text : {"", "M", "-1", "1.5G", "1m", "1MB", "1025T", "18446744073709551616", "x"})
+    {
+        EXPECT_EQ(RefusalOf(
+                      [&text]
+                      {
+                          Morv::ParseCacheSize(text);
+                      }),
+                  "--cache-size " + text + ": a number of bytes is needed, as 1000000, 64M or 2G");
+    }
+}
+
 TEST(MountPointTest, AnEmptyDirectoryWillDo)
 {
     const TempTree tree;

@@ -4,6 +4,7 @@
 #include "Tools/morv/MountOptions.h"
 #include "Tools/morv/MountPoint.h"
 #include "Tools/morv/Quantity.h"
+#include "Tools/morv/TreeChoice.h"
 
 #include "Tools/TreeMount/FuseSession.h"
 #include "Tools/TreeReader/Census.h"
@@ -49,7 +50,7 @@ Exit status: 0 mounted; 1 mounted, but files of the release are missing, as was 
 
 Examples:
   morv mount client/1.0.0.0 /mnt/client
-  morv mount solution:suite/0.0.1.0 /mnt/suite -o allow_other,umask=022
+  morv mount --root /srv/MORV solution:suite/0.0.1.0 /mnt/suite -o allow_other,umask=022
   morv mount . textures --foreground -o subdir=data/textures
   fusermount3 -u /mnt/client)";
 
@@ -59,10 +60,11 @@ struct MountWords
 {
     std::string release;
     std::string directory;
+    std::string root;
     bool foreground = false;
     bool skipDigests = false;
     std::vector<std::string> options;
-    uint64 cacheSize = TreeMount::ReadingRules().cacheSize;
+    std::string cacheSize = "256M";
     unsigned threadCount = 0; ///< 0 stands for a number that fits the machine
 };
 
@@ -148,11 +150,12 @@ std::string SourceName(const TreeReader::ReleaseName &name)
 ExitCode Serve(const CommonOptions &common, const MountWords &words, BackgroundProcess *process)
 {
     const MountOptions options = ParseMountOptions(words.options);
+    const uint64 cacheSize = ParseCacheSize(words.cacheSize);
     const std::string mountPoint = CheckMountPoint(words.directory, options.allowNonEmpty);
     const unsigned threadCount =
         words.threadCount != 0 ? words.threadCount : std::max(FewestThreads, common.GetThreadCount());
 
-    const auto reference = TreeReader::ResolveReference(words.release, common.GetDirectory());
+    const auto reference = ResolveNamed(words.release, common, words.root);
     if (!reference)
     {
         throw TreeError(reference.GetFault().GetMessage());
@@ -167,8 +170,8 @@ ExitCode Serve(const CommonOptions &common, const MountWords &words, BackgroundP
     {
         log.Report(line);
     };
-    TreeMount::MountedFileSystem fileSystem(MakeTree(view, options), options.ownership,
-                                            {words.cacheSize, !words.skipDigests}, report);
+    TreeMount::MountedFileSystem fileSystem(MakeTree(view, options), options.ownership, {cacheSize, !words.skipDigests},
+                                            report);
     TreeMount::FuseSession session(fileSystem,
                                    {mountPoint, SourceName(view.GetName()), options.allowOther, threadCount});
     session.Serve(
@@ -201,7 +204,8 @@ ExitCode Mount(const CommonOptions &common, const MountWords &typed)
     {
         return Serve(common, words, nullptr);
     }
-    ParseMountOptions(words.options); // what is typed wrongly is told before there are two processes
+    ParseMountOptions(words.options);
+    ParseCacheSize(words.cacheSize); // what is typed wrongly is told before there are two processes
     BackgroundProcess process;
     if (!process.IsParent())
     {
@@ -232,15 +236,15 @@ void AddMountCommand(CommandSet &commands)
     command.add_option("DIR", words->directory, "The empty directory to mount on");
     command.add_flag("-f,--foreground", words->foreground, "Serve from this process until it is interrupted");
     command.add_option("-o,--options", words->options, "Options with commas between them, as told below")
-        ->type_name("OPTION,...")
+        ->type_name("WHAT")
         ->allow_extra_args(false)
         ->take_all();
     command
         .add_option("--cache-size", words->cacheSize,
                     "Memory for decoded files, as 64M (default: 256M); a larger file is decoded into $TMPDIR or "
                     "/var/tmp")
-        ->type_name("SIZE")
-        ->transform(CLI::AsSizeValue(false));
+        ->type_name("BYTES");
+    command.add_option("--root", words->root, TreeOptionHelp)->type_name("DIR");
     command.add_flag("--no-check", words->skipDigests, "Do not hold decoded files against their digests");
     command
         .add_option("-j,--jobs", words->threadCount,

@@ -18,4 +18,7 @@ struct MountOptions
 
 /// Reads the texts behind each "-o": words with commas between them; "\," is a comma in a word. Throws UsageError.
 MountOptions ParseMountOptions(const std::vector<std::string> &texts);
+
+/// A number of bytes, with K, M, G or T for powers of 1024. Throws UsageError.
+uint64 ParseCacheSize(const std::string &text);
 } // namespace Keld::Morv
