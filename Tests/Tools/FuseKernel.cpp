@@ -34,6 +34,7 @@ FuseKernel::FuseKernel(TreeMount::MountedFileSystem &fileSystem, std::uint32_t a
     char *words[] = {name, nullptr};
     fuse_args arguments = FUSE_ARGS_INIT(1, words);
     mSession = fuse_session_new(&arguments, &TreeMount::GetFuseCalls(), sizeof(fuse_lowlevel_ops), mContext.get());
+    fuse_opt_free_args(&arguments); // the session has made words of its own of them
     EXPECT_NE(mSession, nullptr);
     fuse_custom_io io = {};
     io.writev = TakeReply;
