@@ -51,6 +51,16 @@ protected:
         return mKernel->CallWith(FUSE_GETXATTR, node, get, name + '\0');
     }
 
+    /// What a directory tells of its first child, behind the dots.
+    fuse_direntplus FirstChild(std::uint64_t directory) const
+    {
+        constexpr std::size_t Dots =
+            FUSE_DIRENT_ALIGN(FUSE_NAME_OFFSET_DIRENTPLUS + 1) + FUSE_DIRENT_ALIGN(FUSE_NAME_OFFSET_DIRENTPLUS + 2);
+        fuse_read_in read = {};
+        read.size = 4096;
+        return mKernel->CallWith(FUSE_READDIRPLUS, directory, read).As<fuse_direntplus>(Dots);
+    }
+
     /// The names of a directory, read with a buffer of `size` bytes at a time.
     std::vector<std::string> List(std::uint64_t node, std::uint32_t size, bool withEntries) const
     {
@@ -171,16 +181,28 @@ TEST_F(FuseCallsTest, ADirectoryComesWholeInPiecesOfAnySize)
 
 TEST_F(FuseCallsTest, EntriesOfADirectoryTellAllThatALookupTells)
 {
-    fuse_read_in read = {};
-    read.size = 4096;
-    const FuseKernel::Reply reply = mKernel->CallWith(FUSE_READDIRPLUS, LookUp(FUSE_ROOT_ID, "docs"), read);
-    const std::size_t dots =
-        FUSE_DIRENT_ALIGN(FUSE_NAME_OFFSET_DIRENTPLUS + 1) + FUSE_DIRENT_ALIGN(FUSE_NAME_OFFSET_DIRENTPLUS + 2);
-    const auto entry = reply.As<fuse_direntplus>(dots);
-    EXPECT_EQ(entry.entry_out.nodeid, LookUp(LookUp(FUSE_ROOT_ID, "docs"), "readme"));
+    const std::uint64_t file = LookUp(LookUp(FUSE_ROOT_ID, "docs"), "readme");
+    const auto entry = FirstChild(LookUp(FUSE_ROOT_ID, "docs"));
+    EXPECT_EQ(entry.entry_out.nodeid, file);
     EXPECT_EQ(entry.entry_out.attr.size, 7U);
     EXPECT_GT(entry.entry_out.attr_valid, LongTime);
     EXPECT_EQ(entry.dirent.type, static_cast<std::uint32_t>(S_IFREG >> 12));
+}
+
+TEST_F(FuseCallsTest, FilesAreToldByNameAloneUntilOneIsLookedUp)
+{
+    const std::uint64_t docs = LookUp(FUSE_ROOT_ID, "docs");
+    EXPECT_EQ(FirstChild(FUSE_ROOT_ID).entry_out.nodeid, docs) << "directories are told in full";
+    EXPECT_EQ(FirstChild(docs).entry_out.nodeid, 0U);
+    EXPECT_EQ(FirstChild(docs).dirent.type, static_cast<std::uint32_t>(S_IFREG >> 12));
+    EXPECT_NE(FirstChild(docs).dirent.ino, 0U);
+    LookUp(docs, "second");
+    int listings = 0;
+    while (listings < 1000 && FirstChild(docs).entry_out.nodeid != 0)
+    {
+        ++listings;
+    }
+    EXPECT_EQ(listings, 64) << "then it is tried whether files are still looked up";
 }
 
 TEST_F(FuseCallsTest, ExtendedAttributesTellTheRoomThatTheyNeed)

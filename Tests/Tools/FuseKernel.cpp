@@ -25,10 +25,10 @@ ssize_t ReadNothing(int, void *, size_t, void *)
 } // namespace
 
 FuseKernel::FuseKernel(TreeMount::MountedFileSystem &fileSystem, std::uint32_t abilities)
-    : mContext(std::make_unique<TreeMount::FuseContext>(TreeMount::FuseContext{fileSystem, [this]
-                                                                               {
-                                                                                   mReady = true;
-                                                                               }}))
+    : mContext(new TreeMount::FuseContext{fileSystem, [this]
+                                          {
+                                              mReady = true;
+                                          }})
 {
     char name[] = "morv";
     char *words[] = {name, nullptr};

@@ -46,6 +46,18 @@ Hit NodeOf(fuse_req_t request, fuse_ino_t number)
     return node;
 }
 
+/// A directory that the kernel names, or nothing after an answer that there is none.
+Hit DirectoryOf(fuse_req_t request, fuse_ino_t number)
+{
+    const Hit node = NodeOf(request, number);
+    if (node && !FileSystemOf(request).GetTree().IsDirectory(node))
+    {
+        fuse_reply_err(request, ENOTDIR);
+        return {};
+    }
+    return node;
+}
+
 /// What the kernel is told of a name. Without a node it keeps in mind that there is none.
 fuse_entry_param EntryOf(const MountedFileSystem &fileSystem, const Hit &node)
 {
@@ -66,6 +78,7 @@ void Begin(void *userData, fuse_conn_info *connection)
     connection->want &= ~static_cast<unsigned>(FUSE_CAP_SPLICE_READ | FUSE_CAP_SPLICE_WRITE | FUSE_CAP_SPLICE_MOVE);
     connection->want &= ~static_cast<unsigned>(FUSE_CAP_AUTO_INVAL_DATA); // nothing ever changes
     connection->want |= connection->capable & FUSE_CAP_READDIRPLUS;
+    connection->want &= ~static_cast<unsigned>(FUSE_CAP_READDIRPLUS_AUTO); // what is told in full is decided here
     connection->want |= connection->capable & FUSE_CAP_PARALLEL_DIROPS;
     FuseContext &context = *static_cast<FuseContext *>(userData);
     context.opensFiles = (connection->capable & FUSE_CAP_NO_OPEN_SUPPORT) == 0;
@@ -75,19 +88,19 @@ void Begin(void *userData, fuse_conn_info *connection)
 
 void LookUp(fuse_req_t request, fuse_ino_t parent, const char *name)
 {
-    const Hit directory = NodeOf(request, parent);
+    const Hit directory = DirectoryOf(request, parent);
     if (!directory)
     {
         return;
     }
     const MountedFileSystem &fileSystem = FileSystemOf(request);
     const MountedTree &tree = fileSystem.GetTree();
-    if (!tree.IsDirectory(directory))
+    const Hit child = tree.FindChild(directory, name);
+    if (child && !tree.IsDirectory(child))
     {
-        fuse_reply_err(request, ENOTDIR);
-        return;
+        ContextOf(request).listingAdvice.NoteLookup();
     }
-    const fuse_entry_param entry = EntryOf(fileSystem, tree.FindChild(directory, name));
+    const fuse_entry_param entry = EntryOf(fileSystem, child);
     fuse_reply_entry(request, &entry);
 }
 
@@ -162,12 +175,20 @@ void Read(fuse_req_t request, fuse_ino_t number, size_t size, off_t offset, fuse
                                });
 }
 
-/// Fills the kernel's buffer with names, or with names and all that is known of them.
+/// What is told of the children of a directory beside their names.
+enum class Detail
+{
+    None,
+    Directories, ///< all of directories, which whoever walks a tree looks up; of files only that they are some
+    All
+};
+
+/// Fills the kernel's buffer with names, or with names and what is known of them.
 class DirectoryFiller
 {
 public:
-    DirectoryFiller(fuse_req_t request, size_t size, bool withEntries)
-        : mRequest(request), mFileSystem(FileSystemOf(request)), mBuffer(GetThreadBuffer()), mWithEntries(withEntries)
+    DirectoryFiller(fuse_req_t request, size_t size, Detail detail)
+        : mRequest(request), mFileSystem(FileSystemOf(request)), mBuffer(GetThreadBuffer()), mDetail(detail)
     {
         mBuffer.resize(size);
     }
@@ -206,9 +227,14 @@ private:
     {
         char *const begin = mBuffer.data() + mFilled;
         const size_t room = mBuffer.size() - mFilled;
-        const fuse_entry_param entry = EntryOf(mFileSystem, node);
-        const size_t needed = mWithEntries ? fuse_add_direntry_plus(mRequest, begin, room, name, &entry, place)
-                                           : fuse_add_direntry(mRequest, begin, room, name, &entry.attr, place);
+        fuse_entry_param entry = EntryOf(mFileSystem, node);
+        if (mDetail == Detail::Directories && !S_ISDIR(entry.attr.st_mode))
+        {
+            entry.ino = 0; // the name alone
+        }
+        const size_t needed = mDetail == Detail::None
+                                  ? fuse_add_direntry(mRequest, begin, room, name, &entry.attr, place)
+                                  : fuse_add_direntry_plus(mRequest, begin, room, name, &entry, place);
         mFilled += needed <= room ? needed : 0;
         return needed <= room;
     }
@@ -216,25 +242,15 @@ private:
     const fuse_req_t mRequest;
     const MountedFileSystem &mFileSystem;
     std::vector<char> &mBuffer;
-    const bool mWithEntries;
+    const Detail mDetail;
     size_t mFilled = 0;
 };
 
 /// \param place behind which to go on; 0 from the start.
-void ListDirectory(fuse_req_t request, fuse_ino_t number, size_t size, off_t place, bool withEntries)
+void ListDirectory(fuse_req_t request, const Hit &directory, size_t size, off_t place, Detail detail)
 {
-    const Hit directory = NodeOf(request, number);
-    if (!directory)
-    {
-        return;
-    }
     const MountedTree &tree = FileSystemOf(request).GetTree();
-    if (!tree.IsDirectory(directory))
-    {
-        fuse_reply_err(request, ENOTDIR);
-        return;
-    }
-    DirectoryFiller filler(request, size, withEntries);
+    DirectoryFiller filler(request, size, detail);
     if (filler.AddDots(directory, place))
     {
         const auto lastNumber = static_cast<NodeNumber>(place - BehindDots);
@@ -250,12 +266,20 @@ void ListDirectory(fuse_req_t request, fuse_ino_t number, size_t size, off_t pla
 
 void ReadDirectory(fuse_req_t request, fuse_ino_t number, size_t size, off_t place, fuse_file_info *)
 {
-    ListDirectory(request, number, size, place, false);
+    if (const Hit directory = DirectoryOf(request, number))
+    {
+        ListDirectory(request, directory, size, place, Detail::None);
+    }
 }
 
 void ReadDirectoryPlus(fuse_req_t request, fuse_ino_t number, size_t size, off_t place, fuse_file_info *)
 {
-    ListDirectory(request, number, size, place, true);
+    if (const Hit directory = DirectoryOf(request, number))
+    {
+        const uint32 fileCount = FileSystemOf(request).GetTree().GetManifest(directory).GetFiles(directory.entry).count;
+        const bool tellsAll = ContextOf(request).listingAdvice.ShouldTellAll(fileCount);
+        ListDirectory(request, directory, size, place, tellsAll ? Detail::All : Detail::Directories);
+    }
 }
 
 /// As the calls for extended attributes want it: a size of 0 asks how much room is needed.

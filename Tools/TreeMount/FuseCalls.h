@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Tools/TreeMount/ListingAdvice.h"
 #include "Tools/TreeMount/MountedFileSystem.h"
 
 #include <functional>
@@ -15,6 +16,7 @@ struct FuseContext
     std::function<void()> whenReady; ///< called once, when the kernel has begun to talk
     bool opensFiles = true;          ///< the kernel needs calls for opening and closing
     bool opensDirectories = true;
+    ListingAdvice listingAdvice = {};
 };
 
 /// The calls of the kernel, each a short way to the file system. Calls that would change something are refused as a
