@@ -89,7 +89,12 @@ protected:
             {
                 continue;
             }
-            const TreeReader::ReleaseContents contents = TreeReader::ReadReleaseManifest(manifest);
+            const auto tree = TreeReader::ManifestTree::Load(manifest);
+            if (!tree)
+            {
+                continue; // a release that cannot be read lists nothing
+            }
+            const TreeReader::ReleaseContents contents = TreeReader::MakeContents(**tree);
             for (const TreeReader::ReleaseFile &file : contents.files)
             {
                 paths.insert({file.path, TreeReader::FoldPath(file.path), file.path + "x", file.path + "/x"});
