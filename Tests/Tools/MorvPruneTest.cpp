@@ -64,7 +64,7 @@ protected:
         for (const bool applied : {false, true})
         {
             std::vector<std::string> words = arguments;
-            words.insert(words.begin(), applied ? 1 : 0, "--apply");
+            words.insert(words.begin(), applied ? 1U : 0U, "--apply");
             const ToolResult result = Prune(words);
             EXPECT_EQ(result.exitCode, 2);
             EXPECT_EQ(result.out, "");

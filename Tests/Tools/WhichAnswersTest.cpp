@@ -4,6 +4,7 @@
 #include "Tools/TreeSnapshot.h"
 
 #include "Tools/TreeReader/DiskFile.h"
+#include "Tools/TreeReader/ManifestTree.h"
 #include "Tools/TreeReader/ReleaseContents.h"
 #include "Tools/TreeReader/TreeText.h"
 #include "Tools/morv/Json.h"
