@@ -29,7 +29,8 @@ protected:
         EXPECT_EQ(result.exitCode, 1) << result.error;
         ExpectMatchesSchema("extract", result.out);
         std::map<std::string, std::string> failures;
-        for (const Json &failure : Json::parse(result.out)["failures"])
+        const Json document = Json::parse(result.out);
+        for (const Json &failure : document["failures"])
         {
             failures[failure["path"].get<std::string>()] = failure["kind"].get<std::string>();
         }
