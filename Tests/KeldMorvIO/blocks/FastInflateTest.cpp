@@ -1,7 +1,9 @@
 #include "KeldMorvIO/blocks/FastInflate.h"
+#include "KeldMorvIO/blocks/ZlibAdapter.h"
 
 #include "KeldMorvIO/blocks/BlockRow.h"
 #include "Support/CompressedStream.h"
+#include "Support/DeflateBits.h"
 #include "Support/TempTree.h"
 
 #include <gtest/gtest.h>
@@ -113,6 +115,26 @@ TEST_F(FastInflateTest, WritesNothingBehindABlock)
         const std::size_t offset = index * (blockSize + gap);
         EXPECT_EQ(memory.substr(offset, blockSize), plain.substr(index * blockSize, blockSize)) << index;
         EXPECT_EQ(memory.substr(offset + blockSize, gap), std::string(gap, '#')) << index;
+    }
+}
+
+TEST_F(FastInflateTest, LeavesStreamsOfManySmallBlocksToZlib)
+{
+    const std::string plain = MixedBytes(5000);
+    for (const int empty : {0, 20, 30, 60, 5000})
+    {
+        SCOPED_TRACE(empty);
+        Keld::Test::DeflateBits bits;
+        for (int index = 0; index < empty; ++index)
+        {
+            bits.Stored("", false);
+        }
+        const std::string stream = bits.Stored(plain, true).Zlib(plain);
+        BlockRow blocks = BlockRow::Of(plain.size());
+        EXPECT_EQ(Try(stream, plain.size(), blocks),
+                  empty <= 30 ? FastInflateResult::Done : FastInflateResult::NotTaken);
+        EXPECT_TRUE(DecompressZlib(mFile, 0, SizeOf(stream), blocks.Data(), blocks.Count()));
+        EXPECT_TRUE(blocks.Content() == plain);
     }
 }
 

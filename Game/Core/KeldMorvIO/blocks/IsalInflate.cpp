@@ -36,6 +36,11 @@ static_assert(LongestDeflateHeader <= ChunkedInput::MostKept);
 /// The bytes that one bit can stand for at most: a match of 258 takes a code for its length and one for its distance.
 constexpr uint64 MostBytesPerBit = 129;
 
+/// A block costs up to 32 KiB of dictionary, however little is in it. Streams that are mostly block headers would take
+/// far longer than zlib takes over them.
+constexpr uint64 FreeBlocks = 32;
+constexpr uint64 BytesPerBlock = 2048;
+
 /// All that is too large for a stack.
 struct Workspace
 {
@@ -109,6 +114,7 @@ public:
         mLeft -= count;
     }
 
+    uint64 Written() const { return mWritten; }
     uint64 Left() const { return mLeft; }
     uint32 Checksum() const { return mChecksum; }
 
@@ -183,8 +189,13 @@ private:
 FastInflateResult Inflater::Run()
 {
     bool good = ReadZlibHeader();
-    for (bool isFinal = false; good && !isFinal;)
+    bool isFinal = false;
+    for (uint64 blocks = 0; good && !isFinal; ++blocks)
     {
+        if (blocks > FreeBlocks + mOutput.Written() / BytesPerBlock)
+        {
+            return FastInflateResult::NotTaken;
+        }
         const std::optional<DeflateHeader> header = ReadBlockHeader();
         good = header && InflateBlock(*header);
         isFinal = good && header->isFinal;
