@@ -83,6 +83,14 @@ TEST_F(MorvVerifyTest, TheDocumentMatchesItsSchema)
     ExpectMatchesSchema("verify", Verify({"--json", "--quick", "solution:suite/0.0.1.0"}).out);
 }
 
+TEST_F(MorvVerifyTest, TheTreeCanBeNamedFromOutside)
+{
+    const std::string root = mTree.Path("MORV");
+    EXPECT_EQ(RunMorv("/", {"verify", "--root", root}).exitCode, 0);
+    EXPECT_EQ(RunMorv("/", {"verify", "--root", root, "game/1.0.0.0"}).exitCode, 0);
+    EXPECT_EQ(RunMorv("/", {"-C", root, "verify", "game/1.0.0.0"}).exitCode, 0);
+}
+
 TEST_F(MorvVerifyTest, WhatIsNamedWronglyIsRefused)
 {
     EXPECT_EQ(Verify({"game/9.0.0.0"}).exitCode, 2);

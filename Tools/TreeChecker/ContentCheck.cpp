@@ -2,6 +2,7 @@
 
 #include "Tools/Common/ParallelWork.h"
 #include "Tools/TreeReader/ContentReader.h"
+#include "Tools/TreeReader/DigestLanes.h"
 
 #include "KeldMorvIO/blocks/CompressedFormat.h"
 
@@ -21,34 +22,51 @@ using TreeReader::FaultKind;
 namespace
 {
 // What a thread takes at once: enough to cost nothing, and little enough that all end together.
-constexpr uint64 BytesAtOnce = 4 << 20;
+constexpr uint64 BytesAtOnce = 8 << 20;
 constexpr uint_size UnitsAtOnce = 256;
 
-/// Readers for whoever needs one: each keeps its buffers from use to use.
-class ReaderPool
+// Contents up to this size are digested several at a time, from memory.
+constexpr uint64 LargestInBatch = 2 << 20;
+
+/// What one thread works with, kept from stretch to stretch.
+struct Workplace
+{
+    ContentReader reader;
+    std::vector<char> contents; ///< of the batch, one behind the other
+    struct Decoded
+    {
+        const StoredUnit *unit;
+        uint_size offset; ///< in contents
+        uint_size size;
+    };
+    std::vector<Decoded> batch;
+};
+
+/// Places for whoever needs one.
+class WorkplacePool
 {
 public:
-    std::unique_ptr<ContentReader> Take()
+    std::unique_ptr<Workplace> Take()
     {
         const std::lock_guard<std::mutex> lock(mMutex);
         if (mFree.empty())
         {
-            return std::make_unique<ContentReader>();
+            return std::make_unique<Workplace>();
         }
-        std::unique_ptr<ContentReader> reader = std::move(mFree.back());
+        std::unique_ptr<Workplace> place = std::move(mFree.back());
         mFree.pop_back();
-        return reader;
+        return place;
     }
 
-    void Give(std::unique_ptr<ContentReader> reader)
+    void Give(std::unique_ptr<Workplace> place)
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        mFree.push_back(std::move(reader));
+        mFree.push_back(std::move(place));
     }
 
 private:
     std::mutex mMutex; ///< guards mFree
-    std::vector<std::unique_ptr<ContentReader>> mFree;
+    std::vector<std::unique_ptr<Workplace>> mFree;
 };
 
 class ContentCheck
@@ -62,12 +80,15 @@ public:
     void Run(const std::vector<StoredUnit> &units);
 
 private:
-    void CheckUnit(ContentReader &reader, const StoredUnit &unit);
+    void CheckUnit(Workplace &place, const StoredUnit &unit);
+    void ReadWithDigest(ContentReader &reader, const StoredUnit &unit);
+    void CheckBatch(Workplace &place);
+    void AddFault(const StoredUnit &unit, const Fault &fault);
     void CheckSkippedBytes(const StoredUnit &unit);
 
     const StoredFiles &mFiles;
     const ContentCheckOptions &mOptions;
-    ReaderPool mReaders;
+    WorkplacePool mPlaces;
     std::mutex mMutex; ///< guards mReport
     CheckReport &mReport;
 };
@@ -91,19 +112,52 @@ void ContentCheck::Run(const std::vector<StoredUnit> &units)
     Common::ForEachInParallel(mOptions.threadCount, stretches.size(),
                               [&](std::size_t stretch)
                               {
-                                  std::unique_ptr<ContentReader> reader = mReaders.Take();
-                                  for (uint_size index = stretches[stretch].first; index < stretches[stretch].second;
-                                       ++index)
+                                  std::unique_ptr<Workplace> place = mPlaces.Take();
+                                  const auto [begin, end] = stretches[stretch];
+                                  for (uint_size index = begin; index < end; ++index)
                                   {
-                                      CheckUnit(*reader, units[index]);
+                                      CheckUnit(*place, units[index]);
                                   }
-                                  mReaders.Give(std::move(reader));
+                                  CheckBatch(*place);
+                                  mPlaces.Give(std::move(place));
                               });
 }
 
-void ContentCheck::CheckUnit(ContentReader &reader, const StoredUnit &unit)
+/// A small content waits, decoded, for others to be digested with.
+void ContentCheck::CheckUnit(Workplace &place, const StoredUnit &unit)
 {
     mOptions.checkpoint();
+    const StoredUse &use = unit.front();
+    const uint64 size = mFiles.GetFields(use).size;
+    if (size > LargestInBatch)
+    {
+        ReadWithDigest(place.reader, unit);
+        return;
+    }
+    const uint_size offset = place.contents.size();
+    TreeReader::ReadOptions options;
+    options.checkDigest = false;
+    const auto failure = place.reader.Read(mFiles.GetRelease(use), use.file, use.stored, options,
+                                           [&place](std::string_view bytes)
+                                           {
+                                               place.contents.insert(place.contents.end(), bytes.begin(), bytes.end());
+                                           });
+    mOptions.advance(size);
+    if (failure)
+    {
+        place.contents.resize(offset);
+        AddFault(unit, *failure);
+        return;
+    }
+    place.batch.push_back({&unit, offset, size});
+    if (place.contents.size() >= BytesAtOnce)
+    {
+        CheckBatch(place);
+    }
+}
+
+void ContentCheck::ReadWithDigest(ContentReader &reader, const StoredUnit &unit)
+{
     const StoredUse &use = unit.front();
     const auto failure = reader.Read(mFiles.GetRelease(use), use.file, use.stored, TreeReader::ReadOptions(),
                                      [this](std::string_view bytes)
@@ -113,20 +167,55 @@ void ContentCheck::CheckUnit(ContentReader &reader, const StoredUnit &unit)
                                      });
     if (failure)
     {
-        Finding finding = mFiles.MakeFinding(unit, *failure);
-        const std::lock_guard<std::mutex> lock(mMutex);
-        mReport.faults.push_back(std::move(finding));
+        AddFault(unit, *failure);
     }
-    else if (use.stored.compression == TreeReader::Compression::Lzma)
+    else
     {
         CheckSkippedBytes(unit);
     }
+}
+
+/// A content with the wrong digest is read once more, by whoever tells that in words.
+void ContentCheck::CheckBatch(Workplace &place)
+{
+    std::vector<std::string_view> contents;
+    for (const Workplace::Decoded &decoded : place.batch)
+    {
+        contents.emplace_back(place.contents.data() + decoded.offset, decoded.size);
+    }
+    const std::vector<TreeReader::Digest> digests = TreeReader::DigestsOf(contents);
+    for (uint_size index = 0; index < digests.size(); ++index)
+    {
+        const StoredUnit &unit = *place.batch[index].unit;
+        const auto &expected = mFiles.GetFields(unit.front()).digest;
+        if (std::equal(digests[index].begin(), digests[index].end(), std::begin(expected)))
+        {
+            CheckSkippedBytes(unit);
+        }
+        else
+        {
+            ReadWithDigest(place.reader, unit);
+        }
+    }
+    place.batch.clear();
+    place.contents.clear();
+}
+
+void ContentCheck::AddFault(const StoredUnit &unit, const Fault &fault)
+{
+    Finding finding = mFiles.MakeFinding(unit, fault);
+    const std::lock_guard<std::mutex> lock(mMutex);
+    mReport.faults.push_back(std::move(finding));
 }
 
 /// The LZMA form states the size of its content, and no reader looks at it.
 void ContentCheck::CheckSkippedBytes(const StoredUnit &unit)
 {
     const StoredUse &use = unit.front();
+    if (use.stored.compression != TreeReader::Compression::Lzma)
+    {
+        return;
+    }
     MORV::Reader::LzmaFileHeader header = {};
     const auto file = mFiles.GetRelease(use).GetFiles().Open(use.stored.path);
     const uint32 size = mFiles.GetFields(use).size;

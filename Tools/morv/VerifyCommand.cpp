@@ -2,6 +2,7 @@
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/Interrupt.h"
 #include "Tools/morv/Progress.h"
+#include "Tools/morv/TreeChoice.h"
 #include "Tools/morv/VerifyReportText.h"
 
 #include "Tools/TreeChecker/TreeCheck.h"
@@ -47,13 +48,14 @@ of no bytes stand for themselves.
 
 Examples:
   morv verify
-  morv -C /srv/MORV verify --quick
+  morv verify --root /srv/MORV --quick
   morv verify client/1.0.0.7 solution:suite/0.0.1.7
   morv verify --json | jq -r '.faults[].files[]')";
 
 struct VerifyOptions
 {
     std::vector<std::string> releases;
+    std::string root;
     bool quick = false;
     bool all = false;
 };
@@ -80,21 +82,21 @@ void RequireRelease(const Scope &scope)
     }
 }
 
-Scope ResolveScope(const VerifyOptions &options, const std::string &directory)
+Scope ResolveScope(const VerifyOptions &options, const CommonOptions &common)
 {
     Scope scope;
     if (options.releases.empty())
     {
-        scope.root = TreeReader::Tree::FindRoot(directory);
+        scope.root = ChooseTree(options.root, common.GetDirectory());
         if (scope.root.empty())
         {
-            throw TreeError(directory + " lies in no tree, as there is no directory named MORV around it: name one " +
-                            "with -C");
+            throw TreeError(common.GetDirectory() +
+                            " lies in no tree, as there is no directory named MORV around it: name one with --root");
         }
     }
     for (const std::string &text : options.releases)
     {
-        const auto reference = TreeReader::ResolveReference(text, directory);
+        const auto reference = ResolveNamed(text, common, options.root);
         if (!reference)
         {
             throw TreeError(reference.GetFault().GetMessage());
@@ -136,7 +138,7 @@ CheckReport CheckInterruptibly(const Scope &scope, const VerifyOptions &options,
 
 ExitCode Verify(const VerifyOptions &options, const CommonOptions &common)
 {
-    const Scope scope = ResolveScope(options, common.GetDirectory());
+    const Scope scope = ResolveScope(options, common);
     const auto begin = std::chrono::steady_clock::now();
     const CheckReport report = CheckInterruptibly(scope, options, common);
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
@@ -170,6 +172,7 @@ void AddVerifyCommand(CommandSet &commands)
                                      });
     command.add_option("RELEASE", options->releases,
                        "PROJECT/VERSION, solution:NAME/VERSION, or a directory in one; without any, the whole tree");
+    command.add_option("--root", options->root, TreeOptionHelp)->type_name("DIR");
     command.add_flag("--quick", options->quick,
                      "Check manifests, indexes, places and sizes, and read nothing of what is stored");
     command.add_flag("--all", options->all, "Show every fault and note with all its paths, however many there are");
