@@ -254,7 +254,8 @@ TEST_F(MorvExtractTest, AnInterruptLeavesNoHalfWrittenFile)
               "' & pid=$!; until ls -A '" + target +
               "' | grep -q morv; do kill -0 $pid || break; done 2>/dev/null; kill -TERM $pid; wait $pid");
     EXPECT_EQ(status, 128 + SIGTERM);
-    EXPECT_EQ(mTree.Read("error"), "morv: interrupted: the files that are there are whole\n");
+    // Behind it some shells say that the process was terminated.
+    EXPECT_TRUE(mTree.Read("error").starts_with("morv: interrupted: the files that are there are whole\n"));
     EXPECT_TRUE(fs::is_empty(target));
 }
 
