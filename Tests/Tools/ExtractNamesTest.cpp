@@ -8,6 +8,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <map>
 
@@ -42,9 +45,22 @@ protected:
     {
         const std::string manifest = "MORV/projects/atlas/releases/1.0.0.0/releasemanifest";
         std::string bytes = mTree.Disk().Read(manifest);
-        const std::size_t place = bytes.find(name);
-        ASSERT_NE(place, std::string::npos);
-        mTree.Disk().Write(manifest, bytes.replace(place, name.size(), name.size(), '\0'));
+        // The strings end the file, and behind their count stands how many bytes they have.
+        std::uint32_t size = 0;
+        std::size_t sizePlace = bytes.size();
+        do
+        {
+            ASSERT_GT(sizePlace, 0u);
+            --sizePlace;
+            std::memcpy(&size, bytes.data() + sizePlace, std::min(sizeof size, bytes.size() - sizePlace));
+        } while (sizePlace + sizeof size + size != bytes.size());
+        for (std::size_t place = bytes.find(name); place != std::string::npos; place = bytes.find(name))
+        {
+            bytes.erase(place, name.size());
+            size -= static_cast<std::uint32_t>(name.size());
+        }
+        std::memcpy(bytes.data() + sizePlace, &size, sizeof size);
+        mTree.Disk().Write(manifest, bytes);
     }
 
     std::string Target(const std::string &path) const { return mTree.Disk().Path("around/target/" + path); }
