@@ -68,6 +68,28 @@ ToolResult RunMorv(const std::string &directory, const std::vector<std::string> 
     return ToolResult{exitCode, files.Read("out"), files.Read("error")};
 }
 
+ToolResult RunMorvInto(const std::string &directory, const std::vector<std::string> &arguments, int output)
+{
+    const TempTree files;
+    const std::string errorPath = files.Path("error");
+    const pid_t child = fork();
+    if (child < 0)
+    {
+        throw std::runtime_error("cannot fork");
+    }
+    if (child == 0)
+    {
+        if (dup2(output, STDOUT_FILENO) < 0)
+        {
+            _exit(126);
+        }
+        Redirect(STDERR_FILENO, errorPath);
+        Become(directory, arguments);
+    }
+    const int exitCode = WaitFor(child);
+    return ToolResult{exitCode, "", files.Read("error")};
+}
+
 ToolResult RunMorvOnTerminal(const std::string &directory, const std::vector<std::string> &arguments)
 {
     int terminal = -1;

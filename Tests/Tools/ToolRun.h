@@ -16,6 +16,9 @@ struct ToolResult
 /// Runs the tool as a process of its own, in `directory`.
 ToolResult RunMorv(const std::string &directory, const std::vector<std::string> &arguments);
 
+/// The same with a descriptor of the caller as its standard output; `out` is empty.
+ToolResult RunMorvInto(const std::string &directory, const std::vector<std::string> &arguments, int output);
+
 /// The same on a terminal, which takes standard output and standard error and gives both as `out`, with its own line
 /// ends.
 ToolResult RunMorvOnTerminal(const std::string &directory, const std::vector<std::string> &arguments);

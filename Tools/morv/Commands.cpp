@@ -4,7 +4,7 @@ namespace Keld::Morv
 {
 void AddAllCommands(CommandSet &commands)
 {
-    // What makes releases.
+    // What makes releases, and removes them.
     AddPackCommand(commands);
     AddSolutionCommand(commands);
     AddPruneCommand(commands);
@@ -16,21 +16,22 @@ void AddAllCommands(CommandSet &commands)
     AddFindCommand(commands);
     AddCatCommand(commands);
     AddStatCommand(commands);
+    // What tells who answers.
+    AddWhichCommand(commands);
+    AddConflictsCommand(commands);
     // What proves them.
     AddVerifyCommand(commands);
-    // What compares them.
+    AddDoctorCommand(commands);
+    // What compares and measures them.
     AddDiffCommand(commands);
-    // What measures them.
     AddDuCommand(commands);
     AddStatsCommand(commands);
-    // What shells and the build ask.
-    AddManualCommands(commands);
-    AddDoctorCommand(commands);
+    // What brings them out.
+    AddExtractCommand(commands);
 #ifdef KELD_HAS_MOUNT
     AddMountCommand(commands);
 #endif
-    AddWhichCommand(commands);
-    AddConflictsCommand(commands);
-    AddExtractCommand(commands);
+    // What shells and the build ask.
+    AddManualCommands(commands);
 }
 } // namespace Keld::Morv
