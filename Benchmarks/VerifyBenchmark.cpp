@@ -6,11 +6,12 @@
 
 #include "Tools/Common/ParallelWork.h"
 #include "Tools/TreeChecker/TreeCheck.h"
-#include "Tools/TreeReader/ArchiveIndex.h"
+#include "Tools/TreeReader/ManifestTree.h"
 #include "Tools/TreeReader/ReleaseContents.h"
 #include "Tools/TreeReader/TreePlaces.h"
 #include "Tools/TreeWriter/ReleasePacker.h"
 
+#include "KeldMorvIO/archive/ArchiveFile.h"
 #include "KeldMorvIO/blocks/CompressedFormat.h"
 
 #include <benchmark/benchmark.h>
@@ -88,8 +89,8 @@ struct StoredForms
     {
         const TreeReader::TreePlaces places(tree.GetRoot());
         std::map<std::string, uint32> sizes;
-        for (const auto &file :
-             TreeReader::ReadReleaseManifest(places.ReleaseManifest("benchmark", ReleaseVersion)).files)
+        const auto manifest = TreeReader::ManifestTree::Load(places.ReleaseManifest("benchmark", ReleaseVersion));
+        for (const auto &file : TreeReader::MakeContents(**manifest).files)
         {
             sizes[file.path] = file.size;
         }
@@ -100,9 +101,15 @@ struct StoredForms
                 continue;
             }
             data.push_back(std::make_unique<std::string>(TreeReader::ReadWholeFile(entry.path().string() + ".dat")));
-            for (const auto &file : TreeReader::ReadArchiveIndex(entry.path()))
+            const std::string bytes = TreeReader::ReadWholeFile(entry.path());
+            std::vector<char> image(bytes.begin(), bytes.end());
+            MORV::Reader::ArchiveFile index;
+            index.Adopt(image);
+            for (uint32 number = 0; number < index.GetEntryCount(); ++number)
             {
-                forms.push_back({std::string_view(*data.back()).substr(file.offset, file.size), sizes[file.path]});
+                const auto &record = *index.GetEntry(number);
+                forms.push_back({std::string_view(*data.back()).substr(record.dataOffset, record.size),
+                                 sizes[index.GetEntryPath(number)]});
             }
         }
     }
