@@ -192,7 +192,7 @@ TEST_F(MorvDiffTest, NamesThatAreNoTextAreEscapedInTheDocument)
 TEST_F(MorvDiffTest, TellsWhatIsWrongWithItsArguments)
 {
     ExpectRefused({"game/1.0.0.0", "game/9.0.0.0"}, "there is no release 9.0.0.0 of the project game");
-    ExpectRefused({"game/1.0.0.0", "nowhere"}, "nowhere: names no release, and there is no folder of that name");
+    ExpectRefused({"game/1.0.0.0", "nowhere"}, "nowhere: is neither a directory nor a release, as client/1.0.0.0");
     ExpectRefused({"game/1.0.0.0", "../source", "--ship"}, "only a release can be shipped: pack it first");
     ExpectRefused({"game/1.0.0.0", "game/1.0.0.1", "-0"}, "-0 goes with --files-from");
     ExpectRefused({"game/1.0.0.0", "game/1.0.0.1", "--have", "game/1.0.0.1"}, "--have goes with --ship");

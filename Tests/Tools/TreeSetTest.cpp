@@ -75,6 +75,11 @@ TEST_F(TreeSetTest, WhatNamesNoReleaseIsRefusedWithAdvice)
     EXPECT_NE(misnamed.GetFault().text.find("lies in no directory named MORV"), std::string::npos);
     EXPECT_FALSE(ResolveReference("a/1.0.0.0", "/"));
     EXPECT_FALSE(ResolveReference("a/1.0.0", mTree.Path("MORV")));
+    // A slip of the hand must not mean the release around it.
+    const auto slip = ResolveReference("nonsense", mTree.Path(Solution));
+    ASSERT_FALSE(slip);
+    EXPECT_EQ(slip.GetFault().GetMessage(),
+              "nonsense: is neither a directory nor a release, as client/1.0.0.0 or solution:suite/0.0.1.0");
 }
 
 TEST_F(TreeSetTest, ListsProjectsReleasesAndSolutions)

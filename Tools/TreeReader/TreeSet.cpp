@@ -6,7 +6,9 @@
 #include "KeldMorvIO/TreeWords.h"
 #include "KeldMorvIO/environment/WorkingDirectory.h"
 
+#include <filesystem>
 #include <optional>
+#include <system_error>
 
 namespace Keld::TreeReader
 {
@@ -73,7 +75,14 @@ Result<Reference> ResolveReference(const std::string &text, const std::string &w
     const std::optional<ReleaseName> name = ParseReleaseName(text);
     if (!name)
     {
-        return ResolveDirectory(text.front() == '/' ? text : workingDirectory + "/" + text);
+        const std::string directory = text.front() == '/' ? text : workingDirectory + "/" + text;
+        std::error_code error;
+        if (!std::filesystem::is_directory(directory, error))
+        {
+            return Fault{FaultKind::NoRelease, text,
+                         "is neither a directory nor a release, as client/1.0.0.0 or solution:suite/0.0.1.0"};
+        }
+        return ResolveDirectory(directory);
     }
     const std::string found = root.empty() ? Tree::FindRoot(workingDirectory) : root;
     if (found.empty())

@@ -37,10 +37,7 @@ std::string RequireFolder(const std::string &text, const std::string &directory,
     {
         return folder.lexically_normal();
     }
-    const bool isPlace = fault.path != text;
-    throw TreeError(isPlace && !fs::exists(folder, error)
-                        ? text + ": names no release, and there is no folder of that name"
-                        : fault.GetMessage());
+    throw TreeError(fault.GetMessage());
 }
 } // namespace
 
