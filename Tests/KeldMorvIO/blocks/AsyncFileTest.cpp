@@ -192,6 +192,21 @@ TEST_F(AsyncFileTest, KeepsTheNumberAlsoWhereTheProcessCanOpenNoMoreFiles)
     mFile = AsyncFile::Null;
 }
 
+TEST_F(AsyncFileTest, ClosesAFileWhoseNumberIsBeyondALoweredLimit)
+{
+    Open("abc");
+    const int high = fcntl(static_cast<int>(mFile), F_DUPFD_CLOEXEC, 100);
+    ASSERT_GE(high, 100);
+    struct rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    struct rlimit low = before;
+    low.rlim_cur = 100;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
+    AsyncCloseKeepingNumber(static_cast<AsyncFile>(high));
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_FALSE(IsOpenDescriptor(static_cast<AsyncFile>(high)));
+}
+
 TEST_F(AsyncFileTest, RefusesAFifoAndADeviceWithoutWaitingButFollowsALinkToAFile)
 {
     const std::string fifo = mTree.Path("fifo");

@@ -31,8 +31,14 @@ void PutUnreadable(int number)
     }
     else
     {
-        while (dup3(unreadable, number, O_CLOEXEC) == -1 && (errno == EINTR || errno == EBUSY))
+        int taken = -1;
+        do
         {
+            taken = dup3(unreadable, number, O_CLOEXEC);
+        } while (taken == -1 && (errno == EINTR || errno == EBUSY));
+        if (taken == -1)
+        {
+            close(number); // of a number beyond a limit that was lowered: nobody else can get it either
         }
     }
     close(unreadable);
