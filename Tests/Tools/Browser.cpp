@@ -49,7 +49,9 @@ void MakePipe(int (&ends)[2])
     dup2(writes, BrowserWrites);
     const std::string data = "--user-data-dir=" + profile + "/data";
     execlp("chromium", "chromium", "--headless", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
-           "--no-first-run", "--remote-debugging-pipe", data.c_str(), "about:blank", static_cast<char *>(nullptr));
+           "--no-first-run", "--disable-quic", "--disable-sync", "--disable-background-networking",
+           "--disable-component-update", "--remote-debugging-pipe", data.c_str(), "about:blank",
+           static_cast<char *>(nullptr));
     _exit(127);
 }
 } // namespace

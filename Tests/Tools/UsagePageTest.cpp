@@ -135,6 +135,7 @@ TEST_F(UsagePageTest, HostileNamesAreTextAndNothingElse)
     Click("__proto__");
     ExpectAt("root/__proto__");
     mBrowser.Press("Escape", EscapeCode);
+    ExpectAt("root");
     Click("<");
     ExpectAt("root/<");
     EXPECT_EQ(mBrowser.Evaluate("document.title"), "game 1.0.0.0 \u2013 usage");
@@ -156,6 +157,7 @@ TEST_F(UsagePageTest, ManySmallFilesBecomeFewTiles)
     EXPECT_EQ(mBrowser.Evaluate("document.querySelectorAll('.tile').length"), 31);
     EXPECT_NE(Names().find("2970 smaller files"), std::string::npos) << Names();
     mBrowser.Press("Escape", EscapeCode);
+    ExpectAt("root");
     mBrowser.Evaluate(
         "document.getElementById('map').style.cssText = 'flex: none; height: 80px; width: 300px'; draw()");
     Click("directories");
