@@ -8,6 +8,7 @@ set(cHeaders
     KeldMorvIO/Public/KeldMorvIO.h
 )
 add_library(KeldHeadersAlone OBJECT)
+set_target_properties(KeldHeadersAlone PROPERTIES UNITY_BUILD OFF)
 target_include_directories(KeldHeadersAlone PRIVATE "${PROJECT_SOURCE_DIR}/Game/Core" ${Boost_INCLUDE_DIRS})
 target_link_libraries(KeldHeadersAlone PRIVATE KeldWarnings)
 foreach(header ${headers})

@@ -16,7 +16,7 @@ namespace
 {
 namespace fs = std::filesystem;
 
-const fs::path Source = KELD_SOURCE;
+const fs::path SourceRoot = KELD_SOURCE;
 
 // The floors of the house, from the ground up. A file includes from its own folder and from the floors below, never
 // from above and never from a neighbour on its floor.
@@ -64,12 +64,12 @@ std::vector<std::string> SourceFiles()
     std::vector<std::string> files;
     for (const char *const part : {"Game/Core", "Tools"})
     {
-        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(Source / part))
+        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(SourceRoot / part))
         {
             const std::string extension = entry.path().extension().string();
             if (extension == ".h" || extension == ".cpp" || extension == ".c")
             {
-                files.push_back(fs::relative(entry.path(), Source).string());
+                files.push_back(fs::relative(entry.path(), SourceRoot).string());
             }
         }
     }
@@ -113,7 +113,7 @@ std::vector<std::string> FilesAboveTheLayerWith(const std::string &pattern, cons
     for (const std::string &file : SourceFiles())
     {
         const bool above = file.starts_with(folder) && !file.starts_with("Game/Core/KeldFoundation/CStd/");
-        if (above && std::regex_search(ContentOf(Source / file), wanted))
+        if (above && std::regex_search(ContentOf(SourceRoot / file), wanted))
         {
             files.push_back(file);
         }
@@ -128,7 +128,7 @@ TEST(HouseTest, IncludesPointDown)
     {
         const std::optional<std::size_t> floor = FloorOf(file);
         ASSERT_TRUE(floor.has_value()) << file << " lies in a folder that has no place in the house";
-        for (const std::string &include : IncludesOf(Source / file))
+        for (const std::string &include : IncludesOf(SourceRoot / file))
         {
             const std::string included = FileOfInclude(include);
             ASSERT_TRUE(FloorOf(included).has_value()) << file << " includes " << include;
@@ -136,7 +136,7 @@ TEST(HouseTest, IncludesPointDown)
                 << file << " includes " << include << ", which does not lie below it";
             EXPECT_FALSE(file.starts_with("Game/") && included.starts_with("Tools/"))
                 << file << " includes " << include;
-            EXPECT_TRUE(fs::exists(Source / included)) << file << " includes " << include;
+            EXPECT_TRUE(fs::exists(SourceRoot / included)) << file << " includes " << include;
             ++looked;
         }
     }
@@ -162,7 +162,7 @@ std::map<std::string, std::set<std::string>> Rooms()
     for (const std::string &file : SourceFiles())
     {
         std::set<std::string> &included = rooms[RoomOf(file)];
-        for (const std::string &include : IncludesOf(Source / file))
+        for (const std::string &include : IncludesOf(SourceRoot / file))
         {
             included.insert(RoomOf(FileOfInclude(include)));
         }
@@ -238,7 +238,7 @@ TEST(HouseTest, EverySourceFileIsNamedInTheBuildOfItsFolder)
 {
     for (const std::string &name : SourceFiles())
     {
-        const fs::path file = Source / name;
+        const fs::path file = SourceRoot / name;
         if (file.extension() != ".cpp")
         {
             continue;
@@ -261,7 +261,7 @@ TEST(HouseTest, TheStandardCallLayerAloneAssertsAndNobodyByTheStandardsMacro)
     EXPECT_EQ(FilesAboveTheLayerWith("KELD_ASSERT\\(", ""), std::vector<std::string>{});
     for (const std::string &file : SourceFiles())
     {
-        const std::string content = ContentOf(Source / file);
+        const std::string content = ContentOf(SourceRoot / file);
         EXPECT_FALSE(std::regex_search(content, std::regex("(^|[^\\w])assert\\("))) << file;
         EXPECT_EQ(content.find("<cassert>"), std::string::npos) << file;
         EXPECT_EQ(content.find("<assert.h>"), std::string::npos) << file;

@@ -63,13 +63,13 @@ TEST(ProgressTest, AppearsOnATerminalOnceTheWorkTakesLongerAndIsWipedAway)
     const int before = dup(STDERR_FILENO);
     dup2(program, STDERR_FILENO);
     {
-        Progress progress("packing", 100, true);
+        Morv::Progress progress("packing", 100, true);
         progress.Add(10); // too early to be told
         usleep(600'000);
         progress.Add(40);
     }
     {
-        Progress silent("packing", 100, false);
+        Morv::Progress silent("packing", 100, false);
         usleep(600'000);
         silent.Add(40);
     }

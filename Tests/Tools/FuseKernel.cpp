@@ -74,7 +74,7 @@ FuseKernel::Reply FuseKernel::Call(std::uint32_t operation, std::uint64_t node, 
     return reply;
 }
 
-ssize_t FuseKernel::TakeReply(int, struct iovec *pieces, int count, void *)
+ssize_t FuseKernel::TakeReply(int, iovec *pieces, int count, void *)
 {
     std::string message;
     for (int index = 0; index < count; ++index)

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/uio.h>
+
 struct fuse_session;
 
 namespace Keld::TreeMount
@@ -63,7 +65,7 @@ public:
     }
 
 private:
-    static ssize_t TakeReply(int, struct iovec *pieces, int count, void *userData);
+    static ssize_t TakeReply(int, iovec *pieces, int count, void *userData);
 
     bool mReady = false;
     std::unique_ptr<TreeMount::FuseContext> mContext;

@@ -12,7 +12,7 @@ namespace Keld::Test
 {
 namespace
 {
-using Json = nlohmann::json;
+using AnyJson = nlohmann::json;
 
 /// A project with a delta, and a solution of it, for the documents of the reading commands.
 class MorvReadJsonTest : public testing::Test
@@ -40,13 +40,13 @@ protected:
     }
 
     /// The document of a command, which fits its schema.
-    Json Document(std::vector<std::string> arguments, int exitCode = 0)
+    AnyJson Document(std::vector<std::string> arguments, int exitCode = 0)
     {
         arguments.emplace_back("--json");
         const ToolResult result = RunMorv(mTree.Path(mPlace), arguments);
         EXPECT_EQ(result.exitCode, exitCode) << result.error;
         ExpectMatchesSchema(arguments[0], result.out);
-        return Json::parse(result.out);
+        return AnyJson::parse(result.out);
     }
 
     std::string mPlace = "MORV/projects/game/releases/1.0.0.1";
@@ -55,7 +55,7 @@ protected:
 
 TEST_F(MorvReadJsonTest, LsListsEachDirectoryWithItsEntries)
 {
-    const Json document = Document({"ls", "-R"});
+    const AnyJson document = Document({"ls", "-R"});
     EXPECT_EQ(document["format"], "morv.ls/1");
     EXPECT_EQ(document["release"]["name"], "game");
     EXPECT_EQ(document["release"]["root"], mTree.Path("MORV"));
@@ -64,7 +64,7 @@ TEST_F(MorvReadJsonTest, LsListsEachDirectoryWithItsEntries)
     EXPECT_EQ(document["listings"][0]["entries"][2]["name"]["escaped"], "na\\xffked");
     EXPECT_EQ(document["listings"][1]["path"], "Docs");
     EXPECT_EQ(document["listings"][1]["entries"],
-              Json::array({{{"name", "readme.txt"}, {"type", "file"}, {"size", 8}}}));
+              AnyJson::array({{{"name", "readme.txt"}, {"type", "file"}, {"size", 8}}}));
     EXPECT_EQ(Document({"ls", "text.z"})["listings"][0]["type"], "file");
     EXPECT_EQ(Document({"ls", "-R", "--through-library"})["listings"], document["listings"]);
 }
@@ -72,7 +72,7 @@ TEST_F(MorvReadJsonTest, LsListsEachDirectoryWithItsEntries)
 TEST_F(MorvReadJsonTest, WhatIsMissingStandsInTheDocument)
 {
     mTree.Remove("MORV/projects/game/managedfiles/1.0.0.0/Docs/readme.txt");
-    const Json document = Document({"ls", "docs", "gone"}, 1);
+    const AnyJson document = Document({"ls", "docs", "gone"}, 1);
     EXPECT_EQ(document["whole"], false);
     EXPECT_EQ(document["damage"]["missing"], 1);
     EXPECT_EQ(document["damage"]["examples"][0]["path"], "Docs/readme.txt");
@@ -83,16 +83,16 @@ TEST_F(MorvReadJsonTest, WhatIsMissingStandsInTheDocument)
 
 TEST_F(MorvReadJsonTest, TreeNestsDirectories)
 {
-    const Json document = Document({"tree"});
+    const AnyJson document = Document({"tree"});
     EXPECT_EQ(document["files"], 3);
     EXPECT_EQ(document["bytes"], 2009);
     EXPECT_EQ(document["entries"][0]["entries"][0]["name"], "readme.txt");
-    EXPECT_EQ(document["entries"][1]["entries"], Json::array());
+    EXPECT_EQ(document["entries"][1]["entries"], AnyJson::array());
 }
 
 TEST_F(MorvReadJsonTest, CatHoldsContents)
 {
-    const Json document = Document({"cat", "docs/readme.txt", "gone", "text.z", "--length", "4"}, 1);
+    const AnyJson document = Document({"cat", "docs/readme.txt", "gone", "text.z", "--length", "4"}, 1);
     ASSERT_EQ(document["files"].size(), 2u);
     EXPECT_EQ(document["files"][0]["content"], "read");
     EXPECT_EQ(document["files"][1]["content"], "zzzz");
@@ -102,18 +102,18 @@ TEST_F(MorvReadJsonTest, CatHoldsContents)
 
 TEST_F(MorvReadJsonTest, FindTellsHowItsMatchesAreStored)
 {
-    const Json matches = Document({"find", "--type", "f", "--size", "+1"})["matches"];
+    const AnyJson matches = Document({"find", "--type", "f", "--size", "+1"})["matches"];
     ASSERT_EQ(matches.size(), 2u);
     EXPECT_EQ(matches[0]["path"], "text.z");
     EXPECT_EQ(matches[0]["compression"], "zlib");
     EXPECT_EQ(matches[1]["storage"], "managed");
     EXPECT_EQ(matches[1]["version"], "1.0.0.0");
-    EXPECT_EQ(Document({"find", "--name", "nothing"}, 1)["matches"], Json::array());
+    EXPECT_EQ(Document({"find", "--name", "nothing"}, 1)["matches"], AnyJson::array());
 }
 
 TEST_F(MorvReadJsonTest, StatTellsFilesAndDirectories)
 {
-    const Json document = Document({"stat", "--check", "docs/readme.txt", "/", "gone"}, 1);
+    const AnyJson document = Document({"stat", "--check", "docs/readme.txt", "/", "gone"}, 1);
     ASSERT_EQ(document["paths"].size(), 2u);
     EXPECT_EQ(document["paths"][0]["file"], mTree.Path("MORV/projects/game/managedfiles/1.0.0.0/Docs/readme.txt"));
     EXPECT_EQ(document["paths"][0]["expectedDigest"], "2eb6f3d85c8037648139f3ae51ee5274");
@@ -126,7 +126,7 @@ TEST_F(MorvReadJsonTest, StatTellsFilesAndDirectories)
 TEST_F(MorvReadJsonTest, InfoCountsByStorage)
 {
     mPlace = "MORV/solutions/suite/releases/0.0.1.0";
-    const Json document = Document({"info"});
+    const AnyJson document = Document({"info"});
     EXPECT_EQ(document["release"]["kind"], "solution");
     EXPECT_EQ(document["configuration"], "default");
     ASSERT_EQ(document["listings"].size(), 1u);
@@ -138,12 +138,12 @@ TEST_F(MorvReadJsonTest, InfoCountsByStorage)
 
 TEST_F(MorvReadJsonTest, ReleasesTellsBaseVersions)
 {
-    const Json document = Document({"releases"});
+    const AnyJson document = Document({"releases"});
     EXPECT_EQ(document["root"], mTree.Path("MORV"));
     ASSERT_EQ(document["releases"].size(), 2u);
-    EXPECT_EQ(document["releases"][0]["bases"], Json::array());
+    EXPECT_EQ(document["releases"][0]["bases"], AnyJson::array());
     EXPECT_EQ(document["releases"][1]["files"], 3);
-    EXPECT_EQ(document["releases"][1]["bases"], Json::array({{{"version", "1.0.0.0"}, {"files", 2}, {"bytes", 9}}}));
+    EXPECT_EQ(document["releases"][1]["bases"], AnyJson::array({{{"version", "1.0.0.0"}, {"files", 2}, {"bytes", 9}}}));
     EXPECT_EQ(document["solutions"][0]["projects"][0]["version"], "1.0.0.1");
 }
 

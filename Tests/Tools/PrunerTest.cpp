@@ -23,9 +23,9 @@ namespace fs = std::filesystem;
 using TreeWriter::PrunePlan;
 using TreeWriter::PruneRequest;
 
-constexpr int KilledExit = 17;
-constexpr int MostSteps = 400;
-constexpr uint32 ReleaseCount = 4;
+constexpr int PrunerKilledExit = 17;
+constexpr int PrunerMostSteps = 400;
+constexpr uint32 PrunerReleaseCount = 4;
 
 std::set<std::string> NamesBelow(const std::string &directory)
 {
@@ -45,7 +45,7 @@ protected:
     {
         RandomReleases releases(mTree, mRandom);
         FileContents files = mRandom.Make(8);
-        for (MorvVersion number = 0; number < ReleaseCount; ++number)
+        for (MorvVersion number = 0; number < PrunerReleaseCount; ++number)
         {
             const MorvVersion version = RandomReleases::First + number;
             releases.Pack("game", files, version, number == 0 ? std::nullopt : std::optional<MorvVersion>(version - 1));
@@ -82,7 +82,7 @@ protected:
             {
                 if (++count == step)
                 {
-                    _exit(KilledExit);
+                    _exit(PrunerKilledExit);
                 }
             };
             TreeWriter::Prune(mRequest, options);
@@ -90,8 +90,9 @@ protected:
         }
         int status = 0;
         waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == KilledExit)) << status;
-        return WIFEXITED(status) && WEXITSTATUS(status) == KilledExit;
+        EXPECT_TRUE(WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == PrunerKilledExit))
+            << status;
+        return WIFEXITED(status) && WEXITSTATUS(status) == PrunerKilledExit;
     }
 
     std::string Place(MorvVersion number) const
@@ -114,7 +115,7 @@ protected:
     void ExpectAllVisibleWhole() const
     {
         TreeReader::TreeSet trees;
-        for (MorvVersion number = 0; number < ReleaseCount; ++number)
+        for (MorvVersion number = 0; number < PrunerReleaseCount; ++number)
         {
             if (!fs::exists(Place(number) + "/releasemanifest"))
             {
@@ -157,7 +158,7 @@ TEST_P(PrunerTest, KilledAtAnyStepItLeavesWholeReleasesAndTheNextRunEndsTheWork)
     TreeWriter::Prune(mRequest, WithoutSync());
     const std::set<std::string> end = NamesBelow(mTree.Path("MORV"));
     int step = 1;
-    for (; step < MostSteps; ++step)
+    for (; step < PrunerMostSteps; ++step)
     {
         SCOPED_TRACE(step);
         Restore();
@@ -172,7 +173,7 @@ TEST_P(PrunerTest, KilledAtAnyStepItLeavesWholeReleasesAndTheNextRunEndsTheWork)
         EXPECT_TRUE(NamesBelow(mTree.Path("MORV")) == end);
     }
     EXPECT_GT(step, 4);
-    EXPECT_LT(step, MostSteps);
+    EXPECT_LT(step, PrunerMostSteps);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, PrunerTest, testing::Range(0u, 3u));

@@ -18,7 +18,7 @@ using TreeWriter::BuildConfigurationManifest;
 using TreeWriter::BuildSolutionManifest;
 using TreeWriter::SolutionContents;
 
-SolutionContents Suite()
+SolutionContents SuiteContents()
 {
     SolutionContents solution;
     solution.name = "suite";
@@ -30,16 +30,16 @@ SolutionContents Suite()
 
 TEST(SolutionWriterTest, WritesOneValuePerLine)
 {
-    EXPECT_EQ(BuildSolutionManifest(Suite()), "MORV Solution Manifest\n1.0.0.0\nsuite\n0.0.1.7\n2\n"
-                                              "client\n0.0.0.25\n10\n0\ndata\n1.2.0.3\n20\n0\n"
-                                              "1\ndefault\n0\n2\nclient\ndata\n");
+    EXPECT_EQ(BuildSolutionManifest(SuiteContents()), "MORV Solution Manifest\n1.0.0.0\nsuite\n0.0.1.7\n2\n"
+                                                      "client\n0.0.0.25\n10\n0\ndata\n1.2.0.3\n20\n0\n"
+                                                      "1\ndefault\n0\n2\nclient\ndata\n");
     EXPECT_EQ(BuildConfigurationManifest({"default", {"client", "data"}}),
               "MORV Configuration Manifest\n1.0.0.0\ndefault\n2\nclient\ndata\n");
 }
 
 TEST(SolutionWriterTest, WritesEveryCountEvenWhenItIsZero)
 {
-    SolutionContents solution = Suite();
+    SolutionContents solution = SuiteContents();
     solution.projects.clear();
     solution.configurations.clear();
     EXPECT_EQ(BuildSolutionManifest(solution), "MORV Solution Manifest\n1.0.0.0\nsuite\n0.0.1.7\n0\n0\n");
@@ -51,7 +51,7 @@ TEST(SolutionWriterTest, TheReaderTakesWhatWasWritten)
     const TempTree tree;
     MORV::Reader::SolutionManifest solution;
     MORV::Reader::ConfigurationManifest configuration;
-    ASSERT_EQ(solution.Load(tree.Write("s", BuildSolutionManifest(Suite()))), 0);
+    ASSERT_EQ(solution.Load(tree.Write("s", BuildSolutionManifest(SuiteContents()))), 0);
     ASSERT_EQ(configuration.Load(tree.Write("c", BuildConfigurationManifest({"default", {"client", "data"}}))), 0);
     EXPECT_EQ(solution.GetName(), "suite");
     ASSERT_EQ(solution.GetProjects().size(), 2u);
@@ -65,22 +65,22 @@ TEST(SolutionWriterTest, RefusesNamesThatALineCannotHold)
 {
     for (const std::string &name : {std::string("a\nb"), std::string("a\r"), std::string(1023, 'n')})
     {
-        SolutionContents solution = Suite();
+        SolutionContents solution = SuiteContents();
         solution.name = name;
         EXPECT_THROW(BuildSolutionManifest(solution), TreeError);
     }
-    SolutionContents longest = Suite();
+    SolutionContents longest = SuiteContents();
     longest.name = std::string(1022, 'n');
     EXPECT_NO_THROW(BuildSolutionManifest(longest));
 }
 
 TEST(SolutionWriterTest, RefusesNamesTwiceWithoutRegardToCase)
 {
-    SolutionContents projects = Suite();
+    SolutionContents projects = SuiteContents();
     projects.projects.push_back({"CLIENT", 0, 1, 0});
     EXPECT_THROW(BuildSolutionManifest(projects), TreeError);
 
-    SolutionContents configurations = Suite();
+    SolutionContents configurations = SuiteContents();
     configurations.configurations.push_back({"Default", {}});
     EXPECT_THROW(BuildSolutionManifest(configurations), TreeError);
 
@@ -89,7 +89,7 @@ TEST(SolutionWriterTest, RefusesNamesTwiceWithoutRegardToCase)
 
 TEST(SolutionWriterTest, RefusesAConfigurationWithAProjectThatTheSolutionLacks)
 {
-    SolutionContents solution = Suite();
+    SolutionContents solution = SuiteContents();
     solution.configurations.push_back({"other", {"client", "sound"}});
     EXPECT_THROW(BuildSolutionManifest(solution), TreeError);
 }

@@ -13,7 +13,7 @@ namespace Keld::TreeReader
 namespace
 {
 constexpr uint32 LaneCount = 8;
-constexpr uint32 BlockSize = 64;
+constexpr uint32 DigestBlockSize = 64;
 constexpr uint32 WordsPerBlock = 16;
 constexpr uint32 FewLanes = 2; // with no more than that, one after the other is faster
 
@@ -103,7 +103,7 @@ using Pointers = std::array<const char *, LaneCount>;
         {
             for (uint32 lane = 0; lane < LaneCount; ++lane)
             {
-                words[word][lane] = WordAt(data[lane] + block * BlockSize + word * sizeof(uint32));
+                words[word][lane] = WordAt(data[lane] + block * DigestBlockSize + word * sizeof(uint32));
             }
         }
         AddBlock(state, words);
@@ -137,15 +137,16 @@ void AddBlocks(Lanes (&state)[4], const Pointers &data, uint64 blockCount)
 struct Work
 {
     explicit Work(std::string_view content)
-        : data(content.data()), blocks(content.size() / BlockSize), tailBlocks(content.size() % BlockSize < 56 ? 1 : 2)
+        : data(content.data()), blocks(content.size() / DigestBlockSize),
+          tailBlocks(content.size() % DigestBlockSize < 56 ? 1 : 2)
     {
-        const uint_size whole = content.size() / BlockSize * BlockSize;
+        const uint_size whole = content.size() / DigestBlockSize * DigestBlockSize;
         std::copy(content.begin() + static_cast<std::ptrdiff_t>(whole), content.end(), tail.begin());
         tail[content.size() - whole] = '\x80';
         const uint64 bits = uint64{content.size()} * 8;
         for (uint32 byte = 0; byte < sizeof bits; ++byte)
         {
-            tail[tailBlocks * BlockSize - sizeof bits + byte] = static_cast<char>(bits >> (8 * byte) & 0xFF);
+            tail[tailBlocks * DigestBlockSize - sizeof bits + byte] = static_cast<char>(bits >> (8 * byte) & 0xFF);
         }
         GoOnToTail();
     }
@@ -153,7 +154,7 @@ struct Work
     /// False when all is done.
     bool Advance(uint64 count)
     {
-        data += count * BlockSize;
+        data += count * DigestBlockSize;
         blocks -= count;
         GoOnToTail();
         return blocks != 0;
@@ -162,7 +163,7 @@ struct Work
     const char *data;
     uint64 blocks; ///< left, of the content or of the tail
     uint32 tailBlocks;
-    std::array<char, std::size_t{2} *BlockSize> tail = {};
+    std::array<char, std::size_t{2} *DigestBlockSize> tail = {};
 
 private:
     void GoOnToTail()

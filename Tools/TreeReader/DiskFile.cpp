@@ -14,7 +14,7 @@ namespace Keld::TreeReader
 {
 namespace
 {
-struct DirectoryCloser
+struct ListedDirectoryCloser
 {
     void operator()(DIR *directory) const { closedir(directory); }
 };
@@ -174,7 +174,7 @@ Result<std::vector<char>> ReadFileImage(const std::string &path, uint64 limit)
 
 Result<std::vector<std::string>> ReadNames(const std::string &directory)
 {
-    const std::unique_ptr<DIR, DirectoryCloser> stream(opendir(directory.c_str()));
+    const std::unique_ptr<DIR, ListedDirectoryCloser> stream(opendir(directory.c_str()));
     if (stream == nullptr)
     {
         return ExplainSystemError(directory, errno);

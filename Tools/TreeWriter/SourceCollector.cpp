@@ -20,7 +20,7 @@ constexpr std::size_t LongestPath = PathBufferSize - 1;
 constexpr std::size_t MostProblemsTold = 20;
 
 /// A text whose bytes compare as the path's names do, one by one and without case.
-std::string SortKey(const std::string &path)
+std::string FoldedSortKey(const std::string &path)
 {
     std::string key = TreeReader::FoldPath(path);
     std::replace(key.begin(), key.end(), '/', '\0');
@@ -136,7 +136,7 @@ std::vector<SourceCollector::Entry> SourceCollector::ListEntries() const
     for (std::size_t index = 0; index < mTree.files.size(); ++index)
     {
         const std::string &path = mTree.files[index].path;
-        entries.push_back({SortKey(path), path, false, index});
+        entries.push_back({FoldedSortKey(path), path, false, index});
         std::size_t end = path.rfind('/');
         while (end != path.npos && end > 0 && directories.insert(path.substr(0, end)).second)
         {
@@ -145,7 +145,7 @@ std::vector<SourceCollector::Entry> SourceCollector::ListEntries() const
     }
     for (const std::string &path : directories)
     {
-        entries.push_back({SortKey(path), path, true, 0});
+        entries.push_back({FoldedSortKey(path), path, true, 0});
     }
     std::sort(entries.begin(), entries.end(),
               [](const Entry &left, const Entry &right)

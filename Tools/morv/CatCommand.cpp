@@ -13,7 +13,7 @@ using TreeReader::TreeError;
 
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *CatFooter = R"(
 What is written is held against the digest in the release's manifest: a file that is not what was
 packed is told at its end, with status 1. A part of a file that is not compressed cannot be held
 against anything.
@@ -112,7 +112,7 @@ void AddCatCommand(CommandSet &commands)
     const auto options = std::make_shared<CatOptions>();
     const CommandWords words{.name = "cat",
                              .description = "Write the content of files to standard output",
-                             .footer = Footer,
+                             .footer = CatFooter,
                              .writesJson = true};
     CLI::App &command = commands.Add(words,
                                      [&commands, options]

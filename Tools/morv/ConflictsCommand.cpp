@@ -32,7 +32,7 @@ using TreeReader::View;
 
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *ConflictsFooter = R"(
 Lists every path of which a program gets one entry and not another: files over files of projects
 that a solution searches later, and a file over a directory or a directory over a file. Directories
 over directories are no conflict, since their content is merged. In a damaged release it also tells
@@ -315,7 +315,7 @@ ExitCode RunConflicts(const ConflictOptions &options, const CommonOptions &commo
 void AddConflictsCommand(CommandSet &commands)
 {
     const auto options = std::make_shared<ConflictOptions>();
-    CommandWords words{"conflicts", "List the paths that hide something", Footer, true, true};
+    CommandWords words{"conflicts", "List the paths that hide something", ConflictsFooter, true, true};
     CLI::App &command = commands.Add(words,
                                      [&commands, options]
                                      {

@@ -19,7 +19,7 @@ using TreeReader::TreeError;
 
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *DiffFooter = R"(
 A and B are releases of the tree, "client/1.0.0.0" or "solution:suite/0.0.1.0"; directories in a release; or plain
 folders. A folder inside the working directory whose name looks like a release is written with "./" in front.
 
@@ -182,11 +182,12 @@ ExitCode Diff(const DiffOptions &options, const CommonOptions &common)
 void AddDiffCommand(CommandSet &commands)
 {
     const auto options = std::make_shared<DiffOptions>();
-    CLI::App &command = commands.Add({"diff", "Tell what two releases differ in, and what to ship", Footer, true, true},
-                                     [&commands, options]
-                                     {
-                                         return Diff(*options, commands.GetCommon());
-                                     });
+    CLI::App &command =
+        commands.Add({"diff", "Tell what two releases differ in, and what to ship", DiffFooter, true, true},
+                     [&commands, options]
+                     {
+                         return Diff(*options, commands.GetCommon());
+                     });
     command.add_option("A", options->from, "A release, a directory in one, or a plain folder")->required();
     command.add_option("B", options->to, "What it is compared with")->required();
     command.add_option("--root", options->root, TreeOptionHelp)->type_name("DIR");

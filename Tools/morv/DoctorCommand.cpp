@@ -20,7 +20,7 @@ using TreeChecker::StartOutcome;
 
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *DoctorFooter = R"(
 Tells what becomes of a program that starts the library in DIR, or in the working directory:
 whether it starts, and if not, or if it leaves files out, one cause and one remedy, with the line
 that the library logs first. The library is not started, and nothing changes.
@@ -150,7 +150,7 @@ ExitCode Doctor(const std::string &named, const CommonOptions &common)
 void AddDoctorCommand(CommandSet &commands)
 {
     const auto directory = std::make_shared<std::string>();
-    CommandWords words{"doctor", "Tell why a working directory does not start, and what helps", Footer};
+    CommandWords words{"doctor", "Tell why a working directory does not start, and what helps", DoctorFooter};
     words.writesJson = true;
     words.usesThreads = true;
     CLI::App &command = commands.Add(words,

@@ -22,7 +22,7 @@ using TreeReader::UsageTotal;
 
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *DuFooter = R"(
 Tells for directories of the release around the working directory how much content they hold, what that takes on
 disk, and how many files there are. Bytes that several files share on disk count for the first of them. Of files
 that a solution hides nothing is told.
@@ -141,7 +141,7 @@ ExitCode Du(const DuOptions &options, const CommonOptions &common)
 void AddDuCommand(CommandSet &commands)
 {
     const auto options = std::make_shared<DuOptions>();
-    CLI::App &command = commands.Add({"du", "Show how much room directories take", Footer, true, true},
+    CLI::App &command = commands.Add({"du", "Show how much room directories take", DuFooter, true, true},
                                      [&commands, options]
                                      {
                                          return Du(*options, commands.GetCommon());

@@ -23,7 +23,7 @@ using TreeReader::View;
 
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *ExtractFooter = R"(
 Writes the files of a release into a folder, each as a program would get it by its path: of a
 solution the entry that wins. DIR is made where it is missing. A file appears when it is whole, and
 replaces one of its name; its content is held against the digest of the manifest.
@@ -228,7 +228,7 @@ ExitCode RunExtract(const ExtractArguments &arguments, const CommonOptions &comm
 void AddExtractCommand(CommandSet &commands)
 {
     const auto arguments = std::make_shared<ExtractArguments>();
-    CommandWords words{"extract", "Write the files of a release into a folder", Footer, true, true};
+    CommandWords words{"extract", "Write the files of a release into a folder", ExtractFooter, true, true};
     CLI::App &command = commands.Add(words,
                                      [&commands, arguments]
                                      {

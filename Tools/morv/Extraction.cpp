@@ -28,7 +28,7 @@ using TreeReader::View;
 
 namespace
 {
-constexpr std::size_t PieceSize = 1 << 18;
+constexpr std::size_t ExtractionPieceSize = 1 << 18;
 
 /// What one thread keeps from file to file.
 struct Worker
@@ -175,12 +175,12 @@ private:
         {
             return false;
         }
-        worker.piece.resize(PieceSize);
+        worker.piece.resize(ExtractionPieceSize);
         TreeReader::ContentDigest digest;
         for (uint64 done = 0; done < fields.size;)
         {
             mOptions.checkpoint();
-            const ssize_t count = read(there.Get(), worker.piece.data(), PieceSize);
+            const ssize_t count = read(there.Get(), worker.piece.data(), ExtractionPieceSize);
             if (count == 0 || (count < 0 && errno != EINTR))
             {
                 return false;

@@ -12,7 +12,7 @@ namespace Keld::Morv
 {
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *FindFooter = R"(
 In a pattern of --name * is any run of characters, ? is one, and . is a dot or the end of the name;
 case does not count. It is the library's own, matched in one pass without trying again: *.dds does
 not match a.b.dds.
@@ -146,7 +146,7 @@ void AddFindCommand(CommandSet &commands)
     const auto options = std::make_shared<FindOptions>();
     const CommandWords words{.name = "find",
                              .description = "Find files and directories by name, size or storage, at any depth",
-                             .footer = Footer,
+                             .footer = FindFooter,
                              .writesJson = true};
     CLI::App &command = commands.Add(words,
                                      [&commands, options]

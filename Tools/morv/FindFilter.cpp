@@ -21,7 +21,7 @@ std::string CheckedName(const std::string &pattern)
     return pattern.empty() ? "*" : pattern;
 }
 
-Common::Glob ParseGlob(const std::string &pattern)
+Common::Glob ParsePathGlob(const std::string &pattern)
 {
     try
     {
@@ -43,7 +43,7 @@ FindFilter::FindFilter(const FindConditions &conditions, bool throughLibrary)
     }
     if (!conditions.glob.empty())
     {
-        mGlob = ParseGlob(conditions.glob);
+        mGlob = ParsePathGlob(conditions.glob);
     }
     if (!conditions.size.empty())
     {

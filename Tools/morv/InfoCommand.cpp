@@ -19,7 +19,7 @@ using TreeReader::View;
 
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *InfoFooter = R"(
 Shows the tree's root, whether this is a project or a solution, its name and version, and the
 project releases behind the file system in the order in which they are searched. Files that are
 listed but missing on disk are counted, and the status is 1 then.
@@ -179,7 +179,7 @@ void AddInfoCommand(CommandSet &commands)
 {
     const CommandWords words{.name = "info",
                              .description = "Show what the working directory resolves to",
-                             .footer = Footer,
+                             .footer = InfoFooter,
                              .writesJson = true};
     commands.Add(words,
                  [&commands]

@@ -15,7 +15,7 @@ using TreeReader::TreeError;
 
 namespace
 {
-constexpr uint32 PieceSize = 1 << 20;
+constexpr uint32 LibraryPieceSize = 1 << 20;
 constexpr uint32 NameCapacity = 1024;
 constexpr std::size_t MostKeptOpen = 16;
 
@@ -115,10 +115,10 @@ void Library::ReadFile(const std::string &path, const Range &range, const Sink &
                         std::to_string(range.offset) + " on");
     }
     const uint64 end = range.offset + std::min(range.length, size - range.offset);
-    std::string buffer(std::min<uint64>(end - range.offset, PieceSize), '\0');
+    std::string buffer(std::min<uint64>(end - range.offset, LibraryPieceSize), '\0');
     for (uint64 offset = range.offset; offset < end;)
     {
-        const auto wanted = static_cast<uint32>(std::min<uint64>(end - offset, PieceSize));
+        const auto wanted = static_cast<uint32>(std::min<uint64>(end - offset, LibraryPieceSize));
         uint32 delivered = 0;
         if (MorvRead(file.get(), offset, wanted, &delivered, buffer.data()) < 0 || delivered != wanted)
         {

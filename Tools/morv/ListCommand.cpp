@@ -15,7 +15,7 @@ namespace Keld::Morv
 {
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *ListFooter = R"(
 Lists what a program finds there: files that are missing on disk are left out, and the summary on
 standard error counts them. A name behind which a / stands is a directory.
 
@@ -180,8 +180,10 @@ ExitCode List(const CommonOptions &common, const ListOptions &options)
 void AddListCommand(CommandSet &commands)
 {
     const auto options = std::make_shared<ListOptions>();
-    const CommandWords words{
-        .name = "ls", .description = "List directories, subdirectories first", .footer = Footer, .writesJson = true};
+    const CommandWords words{.name = "ls",
+                             .description = "List directories, subdirectories first",
+                             .footer = ListFooter,
+                             .writesJson = true};
     CLI::App &command = commands.Add(words,
                                      [&commands, options]
                                      {

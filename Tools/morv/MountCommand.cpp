@@ -28,7 +28,7 @@ using TreeReader::TreeError;
 
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *MountFooter = R"(
 Shows a release as a read-only file system, so that any program can read its files. DIR is an empty
 directory. The command returns when the mount answers; a process in the background serves it until
 "fusermount3 -u DIR", or until it gets a signal to end. Case does not count in the names that
@@ -225,7 +225,7 @@ ExitCode Mount(const CommonOptions &common, const MountWords &typed)
 void AddMountCommand(CommandSet &commands)
 {
     const auto words = std::make_shared<MountWords>();
-    CLI::App &command = commands.Add({"mount", "Show a release as a read-only file system", Footer},
+    CLI::App &command = commands.Add({"mount", "Show a release as a read-only file system", MountFooter},
                                      [&commands, words]
                                      {
                                          return Mount(commands.GetCommon(), *words);

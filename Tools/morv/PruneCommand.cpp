@@ -23,7 +23,7 @@ using TreeWriter::PruneRequest;
 
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *PruneFooter = R"(
 Tells what nothing needs any more when some releases and solutions are kept, and removes it with --apply. Kept are
 the releases of --keep, the releases that a kept solution uses, and all archives and managed files that they are
 served from, also those of earlier versions that a delta needs. Projects and solutions of which nothing is kept are
@@ -216,7 +216,7 @@ ExitCode Prune(const PruneCommandOptions &options, const CommonOptions &common)
 void AddPruneCommand(CommandSet &commands)
 {
     const auto options = std::make_shared<PruneCommandOptions>();
-    CLI::App &command = commands.Add({"prune", "Remove what no release needs any more", Footer, true, true},
+    CLI::App &command = commands.Add({"prune", "Remove what no release needs any more", PruneFooter, true, true},
                                      [&commands, options]
                                      {
                                          return Prune(*options, commands.GetCommon());

@@ -22,7 +22,7 @@ Value Require(TreeReader::Result<Value> result)
     return std::move(*result);
 }
 
-void Count(FilesAndBytes &count, uint32 size)
+void CountFile(FilesAndBytes &count, uint32 size)
 {
     ++count.files;
     count.bytes += size;
@@ -33,13 +33,13 @@ void CountFiles(const ManifestTree &tree, SurveyedRelease &release)
     for (uint32 number = 0; number < tree.GetFileCount(); ++number)
     {
         const auto &fields = tree.GetTables().GetFile(number);
-        Count(release.all, fields.size);
+        CountFile(release.all, fields.size);
         // A naked file belongs to its release, whatever version its record states.
         const bool isOwn = fields.version == tree.GetReleaseVersion() ||
                            TreeReader::StorageOf(fields.flags) == TreeReader::Storage::Naked;
         if (!isOwn)
         {
-            Count(release.bases[fields.version], fields.size);
+            CountFile(release.bases[fields.version], fields.size);
         }
     }
 }

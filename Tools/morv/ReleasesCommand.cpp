@@ -20,7 +20,7 @@ using TreeReader::TreeError;
 
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *ReleasesFooter = R"(
 Shows every release of every project with its files, their size, and which of them lie where an
 earlier release has put them, then every release of every solution with the projects that it uses,
 in the order of the search. Manifests alone are read: whether the files are there, "morv verify"
@@ -223,7 +223,7 @@ void AddReleasesCommand(CommandSet &commands)
     const auto root = std::make_shared<std::string>();
     const CommandWords words{.name = "releases",
                              .description = "List the projects, releases and solutions of a tree",
-                             .footer = Footer,
+                             .footer = ReleasesFooter,
                              .writesJson = true,
                              .usesThreads = true};
     CLI::App &command = commands.Add(words,

@@ -30,7 +30,7 @@ using TreeWriter::SolutionProject;
 
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *SolutionFooter = R"(
 Where projects hold the same path, the one with the highest priority wins.
 
 Example:
@@ -193,11 +193,12 @@ ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &s
 void AddSolutionCommand(CommandSet &commands)
 {
     const auto options = std::make_shared<SolutionOptions>();
-    CLI::App &command = commands.Add({"solution", "Bind releases of several projects into one file system", Footer},
-                                     [options]
-                                     {
-                                         return WriteSolution(*options, ParseSolution(*options));
-                                     });
+    CLI::App &command =
+        commands.Add({"solution", "Bind releases of several projects into one file system", SolutionFooter},
+                     [options]
+                     {
+                         return WriteSolution(*options, ParseSolution(*options));
+                     });
     command.add_option("--root", options->root, "The deployment tree, a directory named MORV (default: $MORV_ROOT)")
         ->type_name("DIR");
     command.add_option("--name", options->name, "The solution's name")->type_name("NAME")->required();

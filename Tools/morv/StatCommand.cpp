@@ -14,7 +14,7 @@ using TreeReader::View;
 
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *StatFooter = R"(
 Shows size, project, the version that stored the file, storage, compression, place on disk, stored
 size and the MD5 digest that the content should have. In a solution it is the file that wins. With
 --check the content is read and held against the digest.
@@ -25,10 +25,10 @@ Examples:
   morv find --type f | morv stat --json -)";
 
 // So many paths are looked at in one go, by one thread.
-constexpr std::size_t PathsAtOnce = 256;
+constexpr std::size_t StatPathsAtOnce = 256;
 
 // So many are read before they are looked at.
-constexpr std::size_t PathsInMemory = 64 * PathsAtOnce;
+constexpr std::size_t PathsInMemory = 64 * StatPathsAtOnce;
 
 struct StatOptions
 {
@@ -88,14 +88,14 @@ public:
 
     void LookAt(const std::vector<std::string> &paths)
     {
-        const std::size_t count = (paths.size() + PathsAtOnce - 1) / PathsAtOnce;
+        const std::size_t count = (paths.size() + StatPathsAtOnce - 1) / StatPathsAtOnce;
         const auto weigh = [](std::size_t)
         {
             return uint64{1};
         };
         const auto produce = [&](std::size_t index)
         {
-            return MakeReport(paths, index * PathsAtOnce);
+            return MakeReport(paths, index * StatPathsAtOnce);
         };
         const auto consume = [this](std::size_t, Report &&report)
         {
@@ -115,7 +115,7 @@ private:
     {
         Report report;
         TreeReader::ContentReader reader;
-        const std::size_t end = std::min(begin + PathsAtOnce, paths.size());
+        const std::size_t end = std::min(begin + StatPathsAtOnce, paths.size());
         for (std::size_t index = begin; index < end; ++index)
         {
             LookAtPath(mView, paths[index], mCheck ? &reader : nullptr, mCommon.json, report);
@@ -194,7 +194,7 @@ void AddStatCommand(CommandSet &commands)
     const auto options = std::make_shared<StatOptions>();
     const CommandWords words{.name = "stat",
                              .description = "Show what a path is and where its bytes lie",
-                             .footer = Footer,
+                             .footer = StatFooter,
                              .writesJson = true,
                              .usesThreads = true};
     CLI::App &command = commands.Add(words,

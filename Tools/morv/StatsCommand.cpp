@@ -30,7 +30,7 @@ namespace
 constexpr std::size_t FewRows = 20;
 constexpr std::size_t FewExamples = 5;
 
-constexpr const char *Footer = R"(
+constexpr const char *StatsFooter = R"(
 Tells what a release consists of: how its files are stored and how well they are compressed, which kinds of files
 there are, by what stands behind the last dot of their names, and which archives they lie in. REF is
 "client/1.0.0.0", "solution:suite/0.0.1.0" or a directory in a release; without it, the working directory counts.
@@ -252,7 +252,7 @@ void AddStatsCommand(CommandSet &commands)
 {
     const auto options = std::make_shared<StatsOptions>();
     CLI::App &command =
-        commands.Add({"stats", "Show what a release consists of, or who uses what of a tree", Footer, true, true},
+        commands.Add({"stats", "Show what a release consists of, or who uses what of a tree", StatsFooter, true, true},
                      [&commands, options]
                      {
                          return Stats(*options, commands.GetCommon());

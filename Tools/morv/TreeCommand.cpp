@@ -12,7 +12,7 @@ namespace Keld::Morv
 {
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *TreeFooter = R"(
 Draws what a program finds there: files that are missing on disk are left out, and the summary on
 standard error counts them.
 
@@ -141,7 +141,7 @@ void AddTreeCommand(CommandSet &commands)
 {
     const auto path = std::make_shared<std::string>("/");
     const CommandWords words{
-        .name = "tree", .description = "Draw a directory and all below it", .footer = Footer, .writesJson = true};
+        .name = "tree", .description = "Draw a directory and all below it", .footer = TreeFooter, .writesJson = true};
     CLI::App &command = commands.Add(words,
                                      [&commands, path]
                                      {

@@ -26,7 +26,7 @@ using TreeReader::TreeError;
 
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *VerifyFooter = R"(
 Proves that every byte that a program would read from these releases is the one that was packed.
 Without RELEASE all releases and solutions of the tree around the working directory are checked,
 and what nothing refers to is told as well. It goes on after each fault, and changes nothing.
@@ -162,7 +162,7 @@ ExitCode Verify(const VerifyOptions &options, const CommonOptions &common)
 void AddVerifyCommand(CommandSet &commands)
 {
     const auto options = std::make_shared<VerifyOptions>();
-    CommandWords words{"verify", "Prove that all that releases need is there and undamaged", Footer};
+    CommandWords words{"verify", "Prove that all that releases need is there and undamaged", VerifyFooter};
     words.writesJson = true;
     words.usesThreads = true;
     CLI::App &command = commands.Add(words,

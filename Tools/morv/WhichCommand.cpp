@@ -21,7 +21,7 @@ using TreeReader::View;
 
 namespace
 {
-constexpr const char *Footer = R"(
+constexpr const char *WhichFooter = R"(
 Tells which project release answers a path, where the bytes lie, and what that entry hides:
 
   wins     what a program gets that asks for the path
@@ -219,7 +219,8 @@ ExitCode RunWhich(const WhichOptions &options, const CommonOptions &common)
 void AddWhichCommand(CommandSet &commands)
 {
     const auto options = std::make_shared<WhichOptions>();
-    CommandWords words{"which", "Tell which project release answers a path, and what it hides", Footer, true, true};
+    CommandWords words{"which", "Tell which project release answers a path, and what it hides", WhichFooter, true,
+                       true};
     CLI::App &command = commands.Add(words,
                                      [&commands, options]
                                      {

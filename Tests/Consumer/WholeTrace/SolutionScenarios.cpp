@@ -176,7 +176,7 @@ void AllOrNothing(TraceTree &tree, TracedLibrary &library)
     library.Start(solution);
 }
 
-Texts Sample()
+Texts SampleTexts()
 {
     return {"MORV Solution Manifest",
             "1.0.0.0",
@@ -209,7 +209,7 @@ public:
     }
 
     void Solution(const std::string &text) { Try(text, Lines(mConfiguration)); }
-    void Configuration(const std::string &text) { Try(Lines(Sample()), text); }
+    void Configuration(const std::string &text) { Try(Lines(SampleTexts()), text); }
 
     void Try(const std::string &solution, const std::string &configuration)
     {
@@ -237,7 +237,7 @@ void CutTexts(TraceTree &tree, TracedLibrary &library, bool keepsErrno, int left
     TextTrials trials(tree, library);
     library.SetLogger(keepsErrno);
     trials.LeaveOver(leftOver);
-    const Texts lines = Sample();
+    const Texts lines = SampleTexts();
     for (std::size_t count = 0; count <= lines.size(); ++count)
     {
         library.Note("solution of " + std::to_string(count) + " lines");
@@ -292,7 +292,7 @@ void OddLines(TraceTree &tree, TracedLibrary &library)
         for (const std::string &text : texts)
         {
             library.Note("line " + std::to_string(line) + " of the solution: " + text.substr(0, 20));
-            trials.Solution(Lines(changed(Sample(), line, text)));
+            trials.Solution(Lines(changed(SampleTexts(), line, text)));
         }
     }
     const std::pair<std::size_t, Texts> choices[] = {
@@ -310,10 +310,10 @@ void OddLines(TraceTree &tree, TracedLibrary &library)
         }
     }
     library.Note("other line ends");
-    trials.Try(Lines(Sample(), "\r\n"), Lines(ConfigurationLines({"client", "data"}), "\r\n"));
-    trials.Try(Lines(Sample(), "\r"), Lines(ConfigurationLines({"client", "data"})));
-    trials.Try(Lines(Sample(), "\n\n"), Lines(ConfigurationLines({"client", "data"})));
-    trials.Try(Lines(Sample()) + "more\n", Lines(ConfigurationLines({"client", "data"})) + "more\n");
+    trials.Try(Lines(SampleTexts(), "\r\n"), Lines(ConfigurationLines({"client", "data"}), "\r\n"));
+    trials.Try(Lines(SampleTexts(), "\r"), Lines(ConfigurationLines({"client", "data"})));
+    trials.Try(Lines(SampleTexts(), "\n\n"), Lines(ConfigurationLines({"client", "data"})));
+    trials.Try(Lines(SampleTexts()) + "more\n", Lines(ConfigurationLines({"client", "data"})) + "more\n");
     trials.Try(std::string("MORV Solution Manifest\0\n1.0.0.0\n", 32), Lines(ConfigurationLines({})));
 }
 } // namespace

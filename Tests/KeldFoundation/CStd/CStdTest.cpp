@@ -16,7 +16,7 @@ namespace
 constexpr uint_size CutText = static_cast<uint_size>(-1);
 
 // The nulls go through variables, so that no compiler sees them at the call.
-char *const NullText = nullptr;
+char *const NoText = nullptr;
 } // namespace
 
 TEST(StrncpyTest, CutsSilentlyInTruncateMode)
@@ -66,8 +66,8 @@ TEST(StrncpyTest, StopsOnACountThatCouldCutEvenWhenTheTextFits)
 TEST(StrncpyTest, StopsOnNullPointers)
 {
     char buffer[4];
-    EXPECT_EXIT(std_strncpy(NullText, 4, "ab", TRUNCATE), testing::KilledBySignal(SIGILL), "");
-    EXPECT_EXIT(std_strncpy(buffer, 4, NullText, TRUNCATE), testing::KilledBySignal(SIGILL), "");
+    EXPECT_EXIT(std_strncpy(NoText, 4, "ab", TRUNCATE), testing::KilledBySignal(SIGILL), "");
+    EXPECT_EXIT(std_strncpy(buffer, 4, NoText, TRUNCATE), testing::KilledBySignal(SIGILL), "");
 }
 
 TEST(StrncatTest, AppendsWithinTheSpaceThatIsLeft)
@@ -99,8 +99,8 @@ TEST(StrncatTest, StopsOnABufferWithoutAnEnd)
 TEST(StrncatTest, StopsOnNullPointers)
 {
     char buffer[4] = "";
-    EXPECT_EXIT(std_strncat(NullText, 4, "ab", TRUNCATE), testing::KilledBySignal(SIGILL), "");
-    EXPECT_EXIT(std_strncat(buffer, 4, NullText, TRUNCATE), testing::KilledBySignal(SIGILL), "");
+    EXPECT_EXIT(std_strncat(NoText, 4, "ab", TRUNCATE), testing::KilledBySignal(SIGILL), "");
+    EXPECT_EXIT(std_strncat(buffer, 4, NoText, TRUNCATE), testing::KilledBySignal(SIGILL), "");
 }
 
 TEST(StrlcpyTest, CutsToTheBufferAndGivesIt)
@@ -114,14 +114,14 @@ TEST(StrlcpyTest, CutsToTheBufferAndGivesIt)
 TEST(StrlcpyTest, LooksAtNothingWhenTheSizeIsZero)
 {
     char buffer[1] = {'x'};
-    EXPECT_EQ(std_strlcpy(buffer, 0, NullText), buffer);
+    EXPECT_EQ(std_strlcpy(buffer, 0, NoText), buffer);
     EXPECT_EQ(buffer[0], 'x');
 }
 
 TEST(StrlcpyTest, StopsOnANullSource)
 {
     char buffer[4];
-    EXPECT_EXIT(std_strlcpy(buffer, sizeof buffer, NullText), testing::KilledBySignal(SIGILL), "");
+    EXPECT_EXIT(std_strlcpy(buffer, sizeof buffer, NoText), testing::KilledBySignal(SIGILL), "");
 }
 
 TEST(StrnlenTest, StopsCountingAtTheCount)
@@ -136,7 +136,7 @@ TEST(StrnlenTest, StopsCountingAtTheCount)
 
 TEST(StrnlenTest, StopsOnNull)
 {
-    EXPECT_EXIT(std_strnlen(NullText, 0), testing::KilledBySignal(SIGILL), "");
+    EXPECT_EXIT(std_strnlen(NoText, 0), testing::KilledBySignal(SIGILL), "");
 }
 
 TEST(MemcpyTest, DoesNotCompareTheDestinationSizeWithAnything)
@@ -151,8 +151,8 @@ TEST(MemcpyTest, DoesNotCompareTheDestinationSizeWithAnything)
 TEST(MemcpyTest, StopsOnNullPointersForACountOfZeroToo)
 {
     char buffer[1] = {};
-    EXPECT_EXIT(std_memcpy(NullText, 1, "a", 0), testing::KilledBySignal(SIGILL), "");
-    EXPECT_EXIT(std_memcpy(buffer, 1, NullText, 0), testing::KilledBySignal(SIGILL), "");
+    EXPECT_EXIT(std_memcpy(NoText, 1, "a", 0), testing::KilledBySignal(SIGILL), "");
+    EXPECT_EXIT(std_memcpy(buffer, 1, NoText, 0), testing::KilledBySignal(SIGILL), "");
 }
 
 TEST(MemoryCallsTest, FillAndClearAndAllocate)

@@ -10,14 +10,14 @@ namespace Keld::Test
 {
 namespace
 {
-struct Row
+struct PathRow
 {
     const char *source;
     uint8 drop;
     const char *result;
 };
 
-constexpr Row Rows[] = {
+constexpr PathRow Rows[] = {
     {"", 1, ""},
     {"", 0, ""},
     {"a", 1, "a"},
@@ -83,7 +83,7 @@ std::string JoinedOrRefused(std::initializer_list<const char *> pieces, uint32 s
 
 TEST(CanonicalizePathTest, SettlesSeparatorsAndNothingElse)
 {
-    for (const Row &row : Rows)
+    for (const PathRow &row : Rows)
     {
         EXPECT_EQ(Canonical(row.source, row.drop), row.result) << row.source << ' ' << int{row.drop};
     }
@@ -91,7 +91,7 @@ TEST(CanonicalizePathTest, SettlesSeparatorsAndNothingElse)
 
 TEST(CanonicalizePathTest, GivesTheSameInPlace)
 {
-    for (const Row &row : Rows)
+    for (const PathRow &row : Rows)
     {
         char buffer[64];
         std::strcpy(buffer, row.source);
@@ -110,7 +110,7 @@ TEST(CanonicalizePathTest, WritesNothingForNullPointers)
 
 TEST(CanonicalizePathBoundedTest, GivesTheSameWhereThereIsRoom)
 {
-    for (const Row &row : Rows)
+    for (const PathRow &row : Rows)
     {
         EXPECT_EQ(Bounded(row.source, 64, row.drop), row.result) << row.source;
     }
@@ -156,7 +156,7 @@ TEST(CanonicalizePathBoundedTest, RefusesNullPointers)
 
 TEST(NormalizeSeparatorsTest, WorksInPlaceAndKeepsATrailingSeparator)
 {
-    for (const Row &row : Rows)
+    for (const PathRow &row : Rows)
     {
         if (row.drop != 1)
         {

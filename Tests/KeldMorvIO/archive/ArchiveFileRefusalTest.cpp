@@ -17,8 +17,9 @@ using Test::ByteImage;
 using Test::Error;
 using Test::LogRecorder;
 
-constexpr const char *ReadInSignature = "bool Keld::MORV::Reader::ArchiveFile::Read(const std::string &, bool *)";
-constexpr const char *UnreadableText = "Failed to read our archive directory";
+constexpr const char *RefusedReadInSignature =
+    "bool Keld::MORV::Reader::ArchiveFile::Read(const std::string &, bool *)";
+constexpr const char *RefusedUnreadableText = "Failed to read our archive directory";
 
 class ArchiveFileRefusalTest : public Test::ArchiveFileFixture
 {
@@ -35,7 +36,7 @@ protected:
         bool invalid = false;
         EXPECT_FALSE(archive.Read(&invalid));
         EXPECT_TRUE(invalid);
-        mLog.ExpectFailures({Error(InvalidText(), ReadInSignature)});
+        mLog.ExpectFailures({Error(InvalidText(), RefusedReadInSignature)});
         ExpectFindsNothing(archive);
     }
 
@@ -143,7 +144,7 @@ TEST_F(ArchiveFileRefusalTest, AFileThatCannotBeReadIsNotCalledInvalid)
     EXPECT_FALSE(archive.Read(&invalid));
     EXPECT_FALSE(invalid);
     mLog.ExpectFailures({Error("Failed to get size of \"" + mTree.Path("missing.vka") + "\"."),
-                         Error(UnreadableText, ReadInSignature)});
+                         Error(RefusedUnreadableText, RefusedReadInSignature)});
     ExpectFindsNothing(archive);
 
     invalid = true; // left as the caller set it
@@ -156,7 +157,7 @@ TEST_F(ArchiveFileRefusalTest, ARefusalNeedsNoOutput)
     mTree.Write("maps.vka", "no archive at all, but long enough");
     ArchiveFile archive("maps.vka", mTree.Root(), 0);
     EXPECT_FALSE(archive.Read(nullptr));
-    mLog.ExpectFailures({Error(InvalidText(), ReadInSignature)});
+    mLog.ExpectFailures({Error(InvalidText(), RefusedReadInSignature)});
 }
 
 TEST_F(ArchiveFileRefusalTest, AFailedSecondReadFindsNothing)

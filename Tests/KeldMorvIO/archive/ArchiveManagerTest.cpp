@@ -21,7 +21,7 @@ using Test::LogRecorder;
 using Test::ReaderLogCapture;
 using Test::TempTree;
 
-constexpr const char *Signature =
+constexpr const char *ManagerSignature =
     "const Keld::MORV::Reader::ArchiveVersionManager *Keld::MORV::Reader::ArchiveManager::GetVersionManager("
     "const std::string &, const std::string &, const MorvVersion)";
 constexpr MorvVersion First = 0x01000000;
@@ -47,7 +47,7 @@ protected:
         return {Error("No valid archive files were found in the directory: " + root + "/projects/" + project +
                       "/filearchives/" + version + "/*.vka"),
                 Error("Failed to create file system manager for project \"" + project + "\" and release " + version,
-                      Signature)};
+                      ManagerSignature)};
     }
 
     TempTree mTree;

@@ -14,16 +14,16 @@ namespace
 {
 using Test::ByteImage;
 
-struct Record
+struct SearchedRecord
 {
     uint32 hash;
     uint32 pathIndex;
 };
 
 const std::vector<std::string> Paths = {"", "a", "A", "b", "data/a", "DATA/a", "data/b", "z"};
-const std::vector<const char *> Names = {nullptr, "", "a", "A", "aa", "b", "B", "data/A", "data/c", "z", "zz"};
+const std::vector<const char *> SearchedNames = {nullptr, "", "a", "A", "aa", "b", "B", "data/A", "data/c", "z", "zz"};
 
-int CompareWithKey(const Record &record, uint32 hash, const char *name)
+int CompareWithKey(const SearchedRecord &record, uint32 hash, const char *name)
 {
     if (record.hash != hash)
     {
@@ -37,7 +37,7 @@ int CompareWithKey(const Record &record, uint32 hash, const char *name)
     return std_stricmp(path, name);
 }
 
-int32 FindByBinarySearch(const std::vector<Record> &records, uint32 hash, const char *name)
+int32 FindByBinarySearch(const std::vector<SearchedRecord> &records, uint32 hash, const char *name)
 {
     uint_size first = 0;
     uint_size end = records.size();
@@ -87,9 +87,9 @@ protected:
         return Below(Paths.size() + 1);
     }
 
-    std::vector<Record> AnyRecords(uint32 count, uint32 hashCount, Order order)
+    std::vector<SearchedRecord> AnyRecords(uint32 count, uint32 hashCount, Order order)
     {
-        std::vector<Record> records;
+        std::vector<SearchedRecord> records;
         for (uint32 index = 0; index < count; ++index)
         {
             records.push_back({AnyHash(hashCount), AnyPathIndex()});
@@ -97,7 +97,7 @@ protected:
         if (order == Order::ByKey)
         {
             std::sort(records.begin(), records.end(),
-                      [](const Record &left, const Record &right)
+                      [](const SearchedRecord &left, const SearchedRecord &right)
                       {
                           const char *const path =
                               right.pathIndex < Paths.size() ? Paths[right.pathIndex].c_str() : nullptr;
@@ -107,7 +107,7 @@ protected:
         else if (order != Order::None)
         {
             std::sort(records.begin(), records.end(),
-                      [](const Record &left, const Record &right)
+                      [](const SearchedRecord &left, const SearchedRecord &right)
                       {
                           return left.hash < right.hash;
                       });
@@ -119,7 +119,7 @@ protected:
         return records;
     }
 
-    ArchiveFile &LoadRecords(const std::vector<Record> &records)
+    ArchiveFile &LoadRecords(const std::vector<SearchedRecord> &records)
     {
         ByteImage image;
         image.Word(0, 0x18BE0EF0).Word(4, 1).Word(12, 20);
@@ -143,14 +143,14 @@ protected:
         return Load(image.Bytes());
     }
 
-    void ExpectTheAnswersOfABinarySearch(const std::vector<Record> &records, uint32 hashCount)
+    void ExpectTheAnswersOfABinarySearch(const std::vector<SearchedRecord> &records, uint32 hashCount)
     {
         const ArchiveFile &archive = LoadRecords(records);
         for (uint32 number = 0; number < hashCount + 3; ++number)
         {
             for (const uint32 hash : {number, number * 0x9E3779B1u, 0xFFFFFFFF - number})
             {
-                for (const char *const name : Names)
+                for (const char *const name : SearchedNames)
                 {
                     ASSERT_EQ(FindByBinarySearch(records, hash, name), archive.FindEntryIndex(hash, name))
                         << "hash " << hash << " name " << (name != nullptr ? name : "null");
@@ -178,7 +178,7 @@ TEST_F(ArchiveSearchTest, AnswersLikeABinarySearchWhateverTheOrderOfTheRecords)
 
 TEST_F(ArchiveSearchTest, ARecordThatTheHalvingPassesByIsNotFound)
 {
-    const std::vector<Record> records = {{5, 1}, {1, 1}, {6, 1}, {7, 1}, {8, 1}};
+    const std::vector<SearchedRecord> records = {{5, 1}, {1, 1}, {6, 1}, {7, 1}, {8, 1}};
     const ArchiveFile &archive = LoadRecords(records);
     EXPECT_EQ(-1, archive.FindEntryIndex(5, "a")); // the 1 sends the search to the right
     EXPECT_EQ(-1, archive.FindEntryIndex(1, "a")); // the 5 in front ends it

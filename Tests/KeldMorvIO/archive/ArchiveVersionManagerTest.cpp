@@ -22,15 +22,16 @@ using Test::LoadSignature;
 using Test::LogRecorder;
 using Test::Trace;
 
-constexpr const char *ConstructorSignature = "Keld::MORV::Reader::ArchiveVersionManager::ArchiveVersionManager("
-                                             "const std::string &, std::vector<const ArchiveFile *> &)";
+constexpr const char *VersionConstructorSignature = "Keld::MORV::Reader::ArchiveVersionManager::ArchiveVersionManager("
+                                                    "const std::string &, std::vector<const ArchiveFile *> &)";
 constexpr const char *ExistsSignature =
     "bool Keld::MORV::Reader::ArchiveVersionManager::FileExists(const char *) const";
 constexpr const char *FindArchiveSignature =
     "const Keld::MORV::Reader::ArchiveFile *"
     "Keld::MORV::Reader::ArchiveVersionManager::FindArchive(unsigned long, const char *) const";
-constexpr const char *FindSignature = "bool Keld::MORV::Reader::ArchiveVersionManager::Find(const std::string &, "
-                                      "std::string &, uint32 &, uint32 &) const";
+constexpr const char *VersionFindSignature =
+    "bool Keld::MORV::Reader::ArchiveVersionManager::Find(const std::string &, "
+    "std::string &, uint32 &, uint32 &) const";
 
 using ArchiveVersionManagerTest = Test::ArchiveDirectoryFixture;
 
@@ -147,8 +148,8 @@ TEST_F(ArchiveVersionManagerTest, ANameInNoArchiveLeavesTheOutputsEmpty)
     EXPECT_EQ("", archive);
     EXPECT_EQ(0u, offset);
     EXPECT_EQ(0u, size);
-    mLog.ExpectAll({Trace("(other)", FindSignature), Trace("(other) [this->mFilename = a.vka]"),
-                    Trace("Failed to find file <other>", FindSignature)});
+    mLog.ExpectAll({Trace("(other)", VersionFindSignature), Trace("(other) [this->mFilename = a.vka]"),
+                    Trace("Failed to find file <other>", VersionFindSignature)});
 }
 
 TEST_F(ArchiveVersionManagerTest, AnEmptyNameIsAnErrorAndThenNotFound)
@@ -164,8 +165,8 @@ TEST_F(ArchiveVersionManagerTest, AnEmptyNameIsAnErrorAndThenNotFound)
     EXPECT_EQ("", archive);
     EXPECT_EQ(0u, offset);
     EXPECT_EQ(0u, size);
-    mLog.ExpectAll({Trace("()", FindSignature), Error("Empty name", FindSignature),
-                    Trace("Failed to find file <>", FindSignature)});
+    mLog.ExpectAll({Trace("()", VersionFindSignature), Error("Empty name", VersionFindSignature),
+                    Trace("Failed to find file <>", VersionFindSignature)});
 }
 
 TEST_F(ArchiveVersionManagerTest, TellsWhetherAFileExists)
@@ -242,7 +243,7 @@ TEST_F(ArchiveVersionManagerTest, CreationTracesEveryStep)
         Trace("(" + directory + ") [this->mFilename = a.vka]"),
         Trace("(" + directory + "/a.vka)"),
         Trace("(" + directory + "/a.vka, 0, " + size + ")"),
-        Trace("", ConstructorSignature),
+        Trace("", VersionConstructorSignature),
     });
 }
 

@@ -48,7 +48,7 @@ std::string TextOf(const std::vector<char> &buffer)
     return std::string(buffer.begin(), buffer.end());
 }
 
-std::ptrdiff_t CountDescriptors()
+std::ptrdiff_t CountOpenFiles()
 {
     const std::filesystem::directory_iterator entries("/proc/self/fd");
     return std::distance(begin(entries), end(entries));
@@ -176,10 +176,10 @@ TEST_F(WholeFileTest, OffsetsFromTwoGigabytesOnAreReadAndShowNegativeInTheTrace)
 TEST_F(WholeFileTest, AShortReadFailsAndKeepsWhatCame)
 {
     const std::string path = mTree.Write("a.txt", "0123456789");
-    const std::ptrdiff_t descriptors = CountDescriptors();
+    const std::ptrdiff_t descriptors = CountOpenFiles();
     EXPECT_EQ(E_FAIL, ReadFileBlockIntoBuffer(path, 7, 5, mBuffer));
     EXPECT_EQ(std::string("789\0\0", 5), TextOf(mBuffer));
-    EXPECT_EQ(descriptors, CountDescriptors());
+    EXPECT_EQ(descriptors, CountOpenFiles());
     mLog.ExpectAll({
         Trace("(" + path + ", 7, 5)", BlockSignature),
         Progress(TextOf(0), BlockSignature), // the end of a file is no error of the stream
@@ -212,12 +212,12 @@ TEST_F(WholeFileTest, AFailedSeekIsReportedAndClosesTheStream)
     ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
     const int keeper = open(path.c_str(), O_RDWR); // else the open would wait for a writer
     ASSERT_GE(keeper, 0);
-    const std::ptrdiff_t descriptors = CountDescriptors();
+    const std::ptrdiff_t descriptors = CountOpenFiles();
 
     mBuffer.assign(3, 'x');
     EXPECT_EQ(E_FAIL, ReadFileBlockIntoBuffer(path, 1, 5, mBuffer));
     EXPECT_EQ("xxx", TextOf(mBuffer));
-    EXPECT_EQ(descriptors, CountDescriptors());
+    EXPECT_EQ(descriptors, CountOpenFiles());
     close(keeper);
     mLog.ExpectAll({
         Trace("(" + path + ", 1, 5)", BlockSignature),

@@ -104,7 +104,7 @@ TEST_F(RuntimeEnvironmentTest, KeepsWhatItHasLoaded)
 
 TEST_F(RuntimeEnvironmentTest, OrdersListingsByPriorityAndEqualOnesByName)
 {
-    using Names = std::vector<std::string>;
+    using ListingNames = std::vector<std::string>;
     const auto listingsOf = [this](const std::vector<SolutionProject> &projects)
     {
         for (const SolutionProject &project : projects)
@@ -112,22 +112,25 @@ TEST_F(RuntimeEnvironmentTest, OrdersListingsByPriorityAndEqualOnesByName)
             mTree.Project(project.name, project.version, {{"a.txt", "a"}});
         }
         const std::unique_ptr<RuntimeEnvironment> environment = Create(mTree.Solution("suite", "0.0.1.7", projects));
-        Names names;
+        ListingNames names;
         for (const ProjectListing *const listing : environment->GetListings())
         {
             names.push_back(listing->GetProjectName());
         }
         return names;
     };
-    EXPECT_EQ(listingsOf({{"one", "1.0.0.0", 10}, {"two", "1.0.0.0", 20}}), Names({"two", "one"}));
-    EXPECT_EQ(listingsOf({{"two", "1.0.0.0", 20}, {"one", "1.0.0.0", 10}}), Names({"two", "one"}));
-    EXPECT_EQ(listingsOf({{"b", "1.0.0.0", 5}, {"A", "1.0.0.0", 5}, {"c", "1.0.0.0", 5}}), Names({"A", "b", "c"}));
-    EXPECT_EQ(listingsOf({{"c", "1.0.0.0", 5}, {"b", "1.0.0.0", 5}, {"A", "1.0.0.0", 5}}), Names({"A", "b", "c"}));
-    EXPECT_EQ(listingsOf({{"low", "1.0.0.0", 0x7FFFFFFF}, {"high", "1.0.0.0", 0x80000000}}), Names({"high", "low"}));
+    EXPECT_EQ(listingsOf({{"one", "1.0.0.0", 10}, {"two", "1.0.0.0", 20}}), ListingNames({"two", "one"}));
+    EXPECT_EQ(listingsOf({{"two", "1.0.0.0", 20}, {"one", "1.0.0.0", 10}}), ListingNames({"two", "one"}));
+    EXPECT_EQ(listingsOf({{"b", "1.0.0.0", 5}, {"A", "1.0.0.0", 5}, {"c", "1.0.0.0", 5}}),
+              ListingNames({"A", "b", "c"}));
+    EXPECT_EQ(listingsOf({{"c", "1.0.0.0", 5}, {"b", "1.0.0.0", 5}, {"A", "1.0.0.0", 5}}),
+              ListingNames({"A", "b", "c"}));
+    EXPECT_EQ(listingsOf({{"low", "1.0.0.0", 0x7FFFFFFF}, {"high", "1.0.0.0", 0x80000000}}),
+              ListingNames({"high", "low"}));
 
     // More than a short sort would keep in order by chance.
     std::vector<SolutionProject> many;
-    Names expected;
+    ListingNames expected;
     for (char name = 'z'; name >= 'a'; --name)
     {
         many.push_back({std::string(1, name), "1.0.0.0", name == 'q' ? 8u : 7u});

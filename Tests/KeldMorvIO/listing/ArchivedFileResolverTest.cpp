@@ -19,7 +19,7 @@ using Keld::Test::ManifestImage;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr uint32 archived = FileFlagArchived;
+constexpr uint32 ArchivedFlags = FileFlagArchived;
 
 class ArchivedFileResolverTest : public Keld::Test::LocationFixture
 {
@@ -54,14 +54,14 @@ TEST_F(ArchivedFileResolverTest, FillsInHandleOffsetAndStoredSize)
 {
     Archive("1.0.0.0", "maps", ArchiveImage().File("data/a", 7, 5).File("b", 0, 6));
     LocatedFiles located;
-    Locate(ManifestImage().File("data/a", {archived, 99}).File("b", {archived, 99}), located);
+    Locate(ManifestImage().File("data/a", {ArchivedFlags, 99}).File("b", {ArchivedFlags, 99}), located);
     mLog.ExpectFailures({});
     EXPECT_EQ(located.header.mArchivedCount, 2u);
     ASSERT_EQ(located.metadata.size(), 2u);
     EXPECT_THAT(located.FoundIndices(), ElementsAre(0, 1));
     EXPECT_EQ(located.metadata[0].offset, 0u);
     EXPECT_EQ(located.metadata[0].size, 6u);
-    EXPECT_EQ(located.metadata[0].flags, archived);
+    EXPECT_EQ(located.metadata[0].flags, ArchivedFlags);
     EXPECT_EQ(located.metadata[1].offset, 7u);
     EXPECT_EQ(located.metadata[1].size, 5u);
     char bytes[6] = {};
@@ -74,7 +74,7 @@ TEST_F(ArchivedFileResolverTest, SharesOneHandleAmongTheFilesOfADataFile)
     Archive("1.0.0.0", "maps", ArchiveImage().File("a", 0, 1).File("b", 1, 1));
     Archive("1.0.0.0", "sounds", ArchiveImage().File("c", 0, 1));
     LocatedFiles located;
-    Locate(ManifestImage().File("a", {archived}).File("b", {archived}).File("c", {archived}), located);
+    Locate(ManifestImage().File("a", {ArchivedFlags}).File("b", {ArchivedFlags}).File("c", {ArchivedFlags}), located);
     ASSERT_EQ(located.metadata.size(), 3u);
     std::map<uint32, AsyncFile> files;
     for (const FileArchiveMetadata &record : located.metadata)
@@ -91,9 +91,9 @@ TEST_F(ArchivedFileResolverTest, KeepsSharersOfAHandleSideBySideWhateverTheirMan
     Archive("1.0.0.0", "x", ArchiveImage().File("a", 0, 1).File("c", 0, 1).File("e", 0, 1));
     Archive("2.0.0.0", "y", ArchiveImage().File("b", 0, 1).File("d", 0, 1).File("f", 0, 1));
     ManifestImage image;
-    image.File("a", {archived}).File("c", {archived | FileFlagManaged}).File("e", {archived});
-    image.File("b", {archived | FileFlagManaged, 0, 0x02000000}).File("d", {archived, 0, 0x02000000});
-    image.File("f", {archived | FileFlagManaged, 0, 0x02000000});
+    image.File("a", {ArchivedFlags}).File("c", {ArchivedFlags | FileFlagManaged}).File("e", {ArchivedFlags});
+    image.File("b", {ArchivedFlags | FileFlagManaged, 0, 0x02000000}).File("d", {ArchivedFlags, 0, 0x02000000});
+    image.File("f", {ArchivedFlags | FileFlagManaged, 0, 0x02000000});
     LocatedFiles located;
     Locate(image, located);
     EXPECT_EQ(located.header.mArchivedCount, 6u);
@@ -112,7 +112,7 @@ TEST_F(ArchivedFileResolverTest, PutsArchivedFilesBeforeTheOthers)
     mTree.Write("projects/atlas/releases/1.0.0.0/deploy/a", "");
     mTree.Write("projects/atlas/managedfiles/1.0.0.0/b", "");
     LocatedFiles located;
-    Locate(ManifestImage().File("a").File("b", {FileFlagManaged}).File("c", {archived}), located);
+    Locate(ManifestImage().File("a").File("b", {FileFlagManaged}).File("c", {ArchivedFlags}), located);
     EXPECT_THAT(located.FoundIndices(), ElementsAre(2, 1, 0));
 }
 
@@ -120,7 +120,7 @@ TEST_F(ArchivedFileResolverTest, KeepsAFileWhoseFlagsAreAllSet)
 {
     Archive("1.0.0.0", "x", ArchiveImage().File("a", 0, 1).File("c", 0, 1));
     LocatedFiles located;
-    Locate(ManifestImage().File("a", {0xFFFFFFFF}).File("b", {archived}).File("c", {0xFFFFFFFF}), located);
+    Locate(ManifestImage().File("a", {0xFFFFFFFF}).File("b", {ArchivedFlags}).File("c", {0xFFFFFFFF}), located);
     EXPECT_THAT(located.FoundIndices(), ElementsAre(0, 2));
     EXPECT_THAT(located.missing, ElementsAre(1));
 }
@@ -130,7 +130,7 @@ TEST_F(ArchivedFileResolverTest, LooksInTheArchivesOfTheFilesOwnVersion)
     Archive("1.0.0.0", "old", ArchiveImage().File("a", 3, 1));
     Archive("2.0.0.0", "new", ArchiveImage().File("a", 4, 1));
     LocatedFiles located;
-    Locate(ManifestImage("atlas", 0x02000000).File("a", {archived, 0, 0x01000000}), located);
+    Locate(ManifestImage("atlas", 0x02000000).File("a", {ArchivedFlags, 0, 0x01000000}), located);
     ASSERT_EQ(located.metadata.size(), 1u);
     EXPECT_EQ(located.metadata[0].offset, 3u);
 }
@@ -141,14 +141,15 @@ TEST_F(ArchivedFileResolverTest, LooksInTheProjectThatTheManifestNames)
     mTree.Write("projects/other/filearchives/1.0.0.0/x.vka.dat", "bytes");
     mProject = mTree.Path("projects/other");
     LocatedFiles located;
-    Locate(ManifestImage("other").File("a", {archived}), located);
+    Locate(ManifestImage("other").File("a", {ArchivedFlags}), located);
     EXPECT_EQ(located.header.mArchivedCount, 1u);
 }
 
 TEST_F(ArchivedFileResolverTest, TriesAMissingVersionAgainForEachOfItsFiles)
 {
     LocatedFiles located;
-    Locate(ManifestImage().File("a", {archived, 0, 0x03000000}).File("data/b", {archived, 0, 0x03000000}), located);
+    Locate(ManifestImage().File("a", {ArchivedFlags, 0, 0x03000000}).File("data/b", {ArchivedFlags, 0, 0x03000000}),
+           located);
     EXPECT_THAT(located.missing, ElementsAre(0, 1));
     EXPECT_THAT(located.metadata, IsEmpty());
     EXPECT_EQ(located.header.mArchivedCount, 0u);
@@ -164,7 +165,7 @@ TEST_F(ArchivedFileResolverTest, NamesTheVersionWhoseArchivesLackAPath)
 {
     Archive("1.0.0.0", "x", ArchiveImage().File("other", 9, 9));
     LocatedFiles located;
-    Locate(ManifestImage().File("data/a", {archived}), located);
+    Locate(ManifestImage().File("data/a", {ArchivedFlags}), located);
     EXPECT_THAT(located.missing, ElementsAre(0));
     EXPECT_THAT(located.metadata, IsEmpty());
     mLog.ExpectFailures({Missing("Archives for version 1.0.0.0 are missing an entry for: data/a")});
@@ -175,7 +176,7 @@ TEST_F(ArchivedFileResolverTest, ReportsAnAbsentDataFileForEachOfItsFiles)
     Archive("1.0.0.0", "x", ArchiveImage().File("a", 0, 1).File("b", 0, 1));
     mTree.Remove(Directory("1.0.0.0") + "/x.vka.dat");
     LocatedFiles located;
-    Locate(ManifestImage().File("a", {archived}).File("b", {archived}), located);
+    Locate(ManifestImage().File("a", {ArchivedFlags}).File("b", {ArchivedFlags}), located);
     EXPECT_THAT(located.missing, ElementsAre(0, 1));
     EXPECT_EQ(located.header.mArchivedCount, 0u);
     const std::string path = mTree.Path(Directory("1.0.0.0") + "/x.vka.dat");
@@ -216,7 +217,7 @@ TEST_F(ArchivedFileResolverTest, FindsPathsWithoutRegardToCase)
 {
     Archive("1.0.0.0", "x", ArchiveImage().File("Data/A.dds", 2, 1));
     LocatedFiles located;
-    Locate(ManifestImage().File("data/a.DDS", {archived}), located);
+    Locate(ManifestImage().File("data/a.DDS", {ArchivedFlags}), located);
     EXPECT_EQ(located.header.mArchivedCount, 1u);
 }
 
@@ -225,7 +226,7 @@ TEST_F(ArchivedFileResolverTest, LeavesADataFilePathThatDoesNotFitToItsOwnLine)
     Archive("1.0.0.0", "x", ArchiveImage().File("a", 0, 1));
     mProject = "/" + std::string(1000, 'p'); // only for the disk path: indexes are found by root and name
     LocatedFiles located;
-    Locate(ManifestImage().File("a", {archived}), located);
+    Locate(ManifestImage().File("a", {ArchivedFlags}), located);
     EXPECT_THAT(located.missing, ElementsAre(0));
     mLog.ExpectFailures({Error("The path is too long: " + mProject + "/filearchives/1.0.0.0/x.vka.dat")});
 }
@@ -246,7 +247,7 @@ TEST_F(ArchivedFileResolverTest, ServesBothVersionsOfTheFileRecord)
 {
     Archive("1.0.0.0", "x", ArchiveImage().File("a", 1, 2));
     ManifestImage image("atlas", 0x01000000, ManifestImage::Record::V0);
-    image.File("a", {archived});
+    image.File("a", {ArchivedFlags});
     LocatedFiles located;
     Locate(*Keld::Test::ParseManifest<FileTableEntryV0>(image.Bytes()), located);
     ASSERT_EQ(located.metadata.size(), 1u);

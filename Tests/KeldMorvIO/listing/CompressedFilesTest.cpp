@@ -12,8 +12,8 @@ namespace
 {
 using namespace Keld::Test;
 
-const ExpectedLine ClosedTooOften = Error("Attempting to close a file multiple times!",
-                                          "void Keld::MORV::Reader::ProjectListing::ArchiveFile::Close()");
+const ExpectedLine CompressedClosedTooOften = Error("Attempting to close a file multiple times!",
+                                                    "void Keld::MORV::Reader::ProjectListing::ArchiveFile::Close()");
 
 class CompressedFilesTest : public ArchivedListingTest
 {
@@ -58,7 +58,7 @@ TEST_F(CompressedFilesTest, DecompressesAtTheFirstOpenAndFreesAtTheLastClose)
     EXPECT_EQ(closed.bytes, "##########");
     EXPECT_FALSE(mListing->Open(Entry("z")));
     mListing->Close(Entry("z"));
-    mLog.ExpectAll({ClosedTooOften});
+    mLog.ExpectAll({CompressedClosedTooOften});
 }
 
 TEST_F(CompressedFilesTest, ReadsACompressedFileFromAnyOffset)

@@ -14,8 +14,8 @@ using Keld::Test::ManifestImage;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr uint32 naked = 0;
-constexpr uint32 managed = FileFlagManaged;
+constexpr uint32 NakedFlags = 0;
+constexpr uint32 ManagedFlags = FileFlagManaged;
 
 class FileLocationTest : public Keld::Test::LocationFixture
 {
@@ -26,7 +26,7 @@ TEST_F(FileLocationTest, FindsNakedFilesUnderTheReleaseAndManagedOnesUnderTheirO
     mTree.Write("projects/atlas/releases/1.2.0.0/deploy/data/n", "");
     mTree.Write("projects/atlas/managedfiles/1.1.0.0/data/m", "");
     ManifestImage image("atlas", 0x01020000);
-    image.File("data/n", {naked, 0, 0x01010000}).File("data/m", {managed, 0, 0x01010000});
+    image.File("data/n", {NakedFlags, 0, 0x01010000}).File("data/m", {ManagedFlags, 0, 0x01010000});
     LocatedFiles located;
     Locate(image, located);
     EXPECT_THAT(located.missing, IsEmpty());
@@ -50,7 +50,7 @@ TEST_F(FileLocationTest, LogsEachFileThatIsMissingAndGoesOn)
     mTree.Write("projects/atlas/releases/1.0.0.0/deploy/b", "");
     mTree.Write("projects/atlas/managedfiles/1.0.0.0/data/d", "");
     ManifestImage image;
-    image.File("a").File("b").File("data/c", {managed}).File("data/d", {managed});
+    image.File("a").File("b").File("data/c", {ManagedFlags}).File("data/d", {ManagedFlags});
     LocatedFiles located;
     Locate(image, located);
     EXPECT_THAT(located.missing, ElementsAre(0, 2));
@@ -107,7 +107,7 @@ TEST_F(FileLocationTest, PutsManagedFilesBeforeNakedOnesAndEachByIndex)
     for (const char *const name : {"b", "d"})
     {
         mTree.Write(std::string("projects/atlas/managedfiles/1.0.0.0/") + name, "");
-        image.File(name, {managed | FileFlagCompressed | FileFlagZlib});
+        image.File(name, {ManagedFlags | FileFlagCompressed | FileFlagZlib});
     }
     LocatedFiles located;
     Locate(image, located);
@@ -116,7 +116,7 @@ TEST_F(FileLocationTest, PutsManagedFilesBeforeNakedOnesAndEachByIndex)
     {
         EXPECT_EQ(record.file, AsyncFile::Null);
     }
-    EXPECT_EQ(located.metadata[0].flags, managed | FileFlagCompressed | FileFlagZlib);
+    EXPECT_EQ(located.metadata[0].flags, ManagedFlags | FileFlagCompressed | FileFlagZlib);
 }
 
 TEST_F(FileLocationTest, TellsTheParentsOfFilesThatAreMissingToo)
@@ -171,7 +171,7 @@ TEST_F(FileLocationTest, FindsTheSameWithBothVersionsOfTheFileRecord)
     mTree.Write("projects/atlas/releases/1.0.0.0/deploy/b", "");
     mTree.Write("projects/atlas/managedfiles/1.0.0.0/c", "");
     ManifestImage image("atlas", 0x01000000, ManifestImage::Record::V0);
-    image.File("c", {managed}).File("b").File("a");
+    image.File("c", {ManagedFlags}).File("b").File("a");
     LocatedFiles located;
     Locate(*Keld::Test::ParseManifest<FileTableEntryV0>(image.Bytes()), located);
     EXPECT_THAT(located.FoundIndices(), ElementsAre(2, 1));

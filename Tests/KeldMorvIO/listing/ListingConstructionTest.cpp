@@ -15,9 +15,9 @@ using namespace Keld::Test;
 using namespace std::string_literals;
 using FileEntry = ProjectListing::FileEntry;
 
-const char *const CreateSignature = "Keld::MORV::Reader::ProjectListing "
-                                    "*Keld::MORV::Reader::ReleaseManifestTemplate<EntryType>::CreateListing("
-                                    "const char *) const";
+const char *const CreateListingSignature = "Keld::MORV::Reader::ProjectListing "
+                                           "*Keld::MORV::Reader::ReleaseManifestTemplate<EntryType>::CreateListing("
+                                           "const char *) const";
 
 class ListingConstructionTest : public testing::Test
 {
@@ -42,7 +42,7 @@ TEST_F(ListingConstructionTest, RefusesAnInvalidManifest)
     EXPECT_EQ(olderManifest.CreateListing(mTree.Root().c_str()), nullptr);
 
     const ExpectedLine line =
-        Error("Failed to create project listing because the manifest is invalid.", CreateSignature);
+        Error("Failed to create project listing because the manifest is invalid.", CreateListingSignature);
     mLog.ExpectAll({line, line});
 }
 
@@ -56,9 +56,9 @@ TEST_F(ListingConstructionTest, TouchesNoFileWhenTheProjectRootIsTooLong)
 
     const std::string root = "/" + std::string(1023 - std::string("//projects/atlas").size() + 1, 'r');
     EXPECT_EQ(manifest->CreateListing(root.c_str()), nullptr);
-    mLog.ExpectAll(
-        {Error("The project path is too long: " + root + "/projects/atlas"),
-         Error("Failed to create project listing because the project root could not be obtained.", CreateSignature)});
+    mLog.ExpectAll({Error("The project path is too long: " + root + "/projects/atlas"),
+                    Error("Failed to create project listing because the project root could not be obtained.",
+                          CreateListingSignature)});
 
     const std::string fits = root.substr(0, root.size() - 1);
     EXPECT_EQ(manifest->CreateListing(fits.c_str()), nullptr);

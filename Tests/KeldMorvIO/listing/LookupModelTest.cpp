@@ -43,7 +43,7 @@ std::vector<std::string> NamesUpwards(const FileEntry *entry)
     return names;
 }
 
-std::string Folded(std::string text)
+std::string FoldedText(std::string text)
 {
     std::transform(text.begin(), text.end(), text.begin(), FoldCase);
     return text;
@@ -52,10 +52,10 @@ std::string Folded(std::string text)
 /// Takes one name after the other off the right-hand end of the text. The whole text must go with the last name.
 bool IsMatch(const std::vector<std::string> &names, std::string text)
 {
-    text = Folded(text);
+    text = FoldedText(text);
     for (std::size_t index = 0; index < names.size(); ++index)
     {
-        const std::string name = Folded(names[index]);
+        const std::string name = FoldedText(names[index]);
         const bool isLast = index + 1 == names.size();
         if (text.size() < name.size() || text.substr(text.size() - name.size()) != name)
         {
@@ -210,7 +210,7 @@ TEST(LookupModel, FindsTheSameEntryInRandomTreesOfOddNames)
         for (const HashSlot &slot : listing->GetSlots())
         {
             paths.push_back(ProjectListing::GetFilePath(slot.mEntry));
-            paths.push_back(Folded(paths.back()) + "/");
+            paths.push_back(FoldedText(paths.back()) + "/");
         }
         for (int count = 0; count < 500; ++count)
         {
@@ -258,7 +258,7 @@ TEST(LookupModelTest, NamesOfEveryLengthAreFoundInEitherCaseAlone)
         const FileEntry *const entry = listing->FindEntry(path.c_str());
         ASSERT_NE(nullptr, entry) << path;
         EXPECT_EQ(path, ProjectListing::GetFilePath(entry));
-        EXPECT_EQ(entry, listing->FindEntry(Folded(path).c_str()));
+        EXPECT_EQ(entry, listing->FindEntry(FoldedText(path).c_str()));
         for (std::size_t index = 0; index < path.size(); ++index)
         {
             std::string other = path;

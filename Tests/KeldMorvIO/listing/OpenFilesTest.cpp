@@ -28,7 +28,7 @@ std::string Signature(const std::string &result, const std::string &call)
 const ExpectedLine ReadOfNull =
     Error("A null file handle was passed to Read.", Signature("bool", "Read(uint64, uint32, uint32 *, void *) const"));
 const ExpectedLine CloseOfNull = Error("A null file handle was passed to Close.", Signature("void", "Close()"));
-const ExpectedLine NotClosed = Error("The file was not closed before shutdown.", Signature("void", "Reset()"));
+const ExpectedLine NeverClosed = Error("The file was not closed before shutdown.", Signature("void", "Reset()"));
 
 struct ReadResult
 {
@@ -259,7 +259,7 @@ TEST_P(OpenFilesTest, ClosesWhatWasNotClosedWithTheListing)
     ASSERT_TRUE(mListing->Open(mFile));
     ASSERT_TRUE(mListing->Open(mFile));
     mListing.reset();
-    mLog.ExpectAll({NotClosed});
+    mLog.ExpectAll({NeverClosed});
     EXPECT_EQ(CountDescriptors(), mDescriptors);
 }
 
@@ -302,7 +302,7 @@ TEST_F(EntryKindTest, ADestroyedListingReportsEachOpenFileOnceArchivedManagedNak
     }
     const std::size_t descriptors = CountDescriptors();
     mListing.reset();
-    mLog.ExpectAll({NotClosed, NotClosed, NotClosed});
+    mLog.ExpectAll({NeverClosed, NeverClosed, NeverClosed});
     EXPECT_EQ(CountDescriptors(), descriptors - 3);
 }
 
@@ -380,7 +380,7 @@ TEST_F(FileInfoTest, ForgetsAllReferencesOnReset)
     mInfo.Reset();
     EXPECT_EQ(mInfo.GetReferenceCount(), 0u);
     EXPECT_EQ(mInfo.GetFile(), AsyncFile::Null);
-    mLog.ExpectAll({NotClosed});
+    mLog.ExpectAll({NeverClosed});
     mInfo.Reset();
     mLog.ExpectAll({});
 }

@@ -33,7 +33,7 @@ constexpr const char *signature =
 constexpr const char *truncated = "The release manifest is invalid.  The file may be truncated.";
 constexpr const char *noHeader = "Failure while reading header";
 
-std::string TextOf(int error)
+std::string FieldTextOf(int error)
 {
     char text[1024];
     std_strerror(error, text, sizeof text);
@@ -149,7 +149,7 @@ TEST_F(ReleaseManifestTest, FailsAtOpeningAFileThatDoesNotExist)
 TEST_F(ReleaseManifestTest, ReportsADirectoryAsAFailedRead)
 {
     EXPECT_EQ(LoadPath(mTree.MakeDirectory("releasemanifest")), nullptr);
-    ExpectLines({Error(TextOf(1), signature), Error(noHeader, signature)});
+    ExpectLines({Error(FieldTextOf(1), signature), Error(noHeader, signature)});
 }
 
 TEST_F(ReleaseManifestTest, DoesNotWaitForTheWriterOfAFifo)
@@ -157,7 +157,7 @@ TEST_F(ReleaseManifestTest, DoesNotWaitForTheWriterOfAFifo)
     const std::string path = mTree.Path("releasemanifest");
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     EXPECT_EQ(LoadPath(path), nullptr);
-    ExpectLines({Error(TextOf(1), signature), Error(noHeader, signature)});
+    ExpectLines({Error(FieldTextOf(1), signature), Error(noHeader, signature)});
 }
 
 TEST_F(ReleaseManifestTest, FindsNoHeaderInASocketWhichHasNoBytes)
@@ -183,7 +183,7 @@ TEST_F(ReleaseManifestTest, ReportsAShortReadWithTheTextOfTheStreamsError)
     std::filesystem::create_symlink("/sys/devices/system/cpu/online", path);
     ASSERT_EQ(std_file_size(path.c_str()), 4096u);
     EXPECT_EQ(LoadPath(path), nullptr);
-    ExpectLines({Progress(TextOf(0), signature), Error(noHeader, signature)});
+    ExpectLines({Progress(FieldTextOf(0), signature), Error(noHeader, signature)});
 }
 
 TEST_F(ReleaseManifestTest, LooksAtTheMagicBeforeTheVersionAndTheSizes)
