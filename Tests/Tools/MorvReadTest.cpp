@@ -64,6 +64,35 @@ TEST_F(MorvReadTest, LsListsSubdirectoriesFirst)
     ExpectOutput({"ls", "docs", "docs2"}, "docs:\nreadme.txt\ndocs2:\na.b.dds\n");
 }
 
+TEST_F(MorvReadTest, EveryCommandLooksIntoTheReleaseThatIsNamed)
+{
+    const std::vector<std::vector<std::string>> commands{{"ls", "-lR"},      {"ls", "--through-library"},
+                                                         {"tree"},           {"find", "--type", "f"},
+                                                         {"cat", "text.z"},  {"cat", "--through-library", "text.l"},
+                                                         {"info"},           {"stat", "text.z", "Docs"},
+                                                         {"info", "--json"}, {"stat", "--json", "managed.bin"},
+                                                         {"ls", "--json"}};
+    for (std::vector<std::string> command : commands)
+    {
+        const ToolResult inside = Morv(command);
+        command.insert(command.end(), {"--release", "game/1.0.0.0"});
+        const ToolResult named = RunMorv(mTree.Path("MORV"), command);
+        EXPECT_EQ(named.exitCode, 0) << command[0] << ": " << named.error;
+        EXPECT_EQ(named.out, inside.out) << command[0];
+    }
+}
+
+TEST_F(MorvReadTest, AReleaseThatIsNotThereIsNamed)
+{
+    for (const char *command : {"ls", "tree", "find", "info"})
+    {
+        const ToolResult result = RunMorv(mTree.Path("MORV"), {command, "--release", "game/1.0.0.1"});
+        EXPECT_EQ(result.exitCode, 2);
+        EXPECT_NE(result.error.find("1.0.0.1"), std::string::npos) << result.error;
+        EXPECT_EQ(RunMorv(mTree.Path("MORV"), {command, "--release", "game"}).exitCode, 2);
+    }
+}
+
 TEST_F(MorvReadTest, LsShowsAFileUnderItsOwnNameWithoutOpeningIt)
 {
     ExpectOutput({"ls", "-l", "DOCS/README.TXT"}, "           8  readme.txt\n");

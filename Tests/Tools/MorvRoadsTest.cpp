@@ -4,8 +4,7 @@
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Console.h"
-#include "Tools/morv/CoreFileSystem.h"
-#include "Tools/morv/Library.h"
+#include "Tools/morv/Road.h"
 
 #include <gtest/gtest.h>
 
@@ -13,10 +12,7 @@ namespace Keld::Test
 {
 namespace
 {
-using Morv::CommonOptions;
-using Morv::CoreFileSystem;
 using Morv::FileSystem;
-using Morv::Library;
 
 /// Both roads of ls, cat and find, through trees with damaged and missing parts: the library may do to the one tree
 /// what it does to damaged ones, and the reading core gets its twin.
@@ -71,23 +67,21 @@ protected:
         std::map<std::string, std::string> expected;
         try
         {
-            Library library(mTwin.Path(place));
-            expected = ReadAll(library);
+            expected = ReadAll(*Open(mTwin, place, true));
         }
         catch (const TreeReader::TreeError &)
         {
-            EXPECT_THROW(CoreFileSystem(Options(place), false), TreeReader::TreeError) << place;
+            EXPECT_THROW(Open(mTree, place, false), TreeReader::TreeError) << place;
             return;
         }
-        CoreFileSystem core(Options(place), false);
-        EXPECT_TRUE(ReadAll(core) == expected) << place;
+        EXPECT_TRUE(ReadAll(*Open(mTree, place, false)) == expected) << place;
     }
 
-    CommonOptions Options(const std::string &place) const
+    static std::unique_ptr<FileSystem> Open(const TempTree &tree, const std::string &place, bool throughLibrary)
     {
-        CommonOptions options;
-        options.directory = mTree.Path(place);
-        return options;
+        Morv::CommonOptions options;
+        options.directory = tree.Path(place);
+        return Morv::OpenFileSystem(options, {.release = "", .throughLibrary = throughLibrary, .checkDigests = false});
     }
 
     /// The same words by both roads: the same lines, in the same order, and the same status.

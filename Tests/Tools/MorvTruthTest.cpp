@@ -4,7 +4,7 @@
 
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/morv/CommandSet.h"
-#include "Tools/morv/CoreFileSystem.h"
+#include "Tools/morv/Road.h"
 
 #include <gtest/gtest.h>
 
@@ -155,7 +155,7 @@ TEST_F(MorvTruthTest, ALackOfDescriptorsIsTheCauseThatIsNamed)
 {
     Morv::CommonOptions options;
     options.directory = ReleaseDirectory();
-    EXPECT_TRUE(Morv::CoreFileSystem(options, true).Exists("readme.txt")); // and the sanitizers have seen all classes
+    EXPECT_TRUE(Morv::OpenFileSystem(options, {})->Exists("readme.txt")); // and the sanitizers have seen all classes
     struct rlimit limit = {};
     getrlimit(RLIMIT_NOFILE, &limit);
     const struct rlimit none = {3, limit.rlim_max};
@@ -163,7 +163,7 @@ TEST_F(MorvTruthTest, ALackOfDescriptorsIsTheCauseThatIsNamed)
     setrlimit(RLIMIT_NOFILE, &none);
     try
     {
-        const Morv::CoreFileSystem files(options, true);
+        EXPECT_FALSE(Morv::OpenFileSystem(options, {}));
     }
     catch (const TreeReader::TreeError &error)
     {

@@ -3,7 +3,7 @@
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/ReadReport.h"
 #include "Tools/morv/Road.h"
-#include "Tools/morv/WorkingView.h"
+#include "Tools/morv/TypedPath.h"
 
 #include <CLI/CLI.hpp>
 
@@ -65,9 +65,9 @@ FailureList ForEachPath(const FileSystem &files, const CatOptions &options,
     return failures;
 }
 
-FailureList CatIntoDocument(FileSystem &files, const CatOptions &options, const CommonOptions &common)
+FailureList CatIntoDocument(FileSystem &files, const CatOptions &options)
 {
-    Json document = NewReadDocument("cat", common);
+    Json document = NewReadDocument("cat", files.GetReference());
     AddDamage(document, files);
     document["files"] = Json::array();
     const auto read = [&](const std::string &typed, const std::string &path)
@@ -101,8 +101,7 @@ ExitCode Cat(const CommonOptions &common, const CatOptions &options)
     FileSystemOptions road = options.road;
     road.checkDigests = !options.noCheck;
     const std::unique_ptr<FileSystem> files = OpenFileSystem(common, road);
-    const FailureList failures =
-        common.json ? CatIntoDocument(*files, options, common) : CatIntoOutput(*files, options);
+    const FailureList failures = common.json ? CatIntoDocument(*files, options) : CatIntoOutput(*files, options);
     return ResultOf(failures, files->IsDamaged());
 }
 } // namespace
@@ -127,6 +126,6 @@ void AddCatCommand(CommandSet &commands)
         ->type_name("BYTES")
         ->check(CLI::NonNegativeNumber);
     command.add_flag("--no-check", options->noCheck, "Do not hold the content against the manifest's digest");
-    AddRoadOption(command, options->road);
+    AddFileSystemOptions(command, options->road);
 }
 } // namespace Keld::Morv

@@ -17,7 +17,7 @@ void AddFindCommand(CommandSet &commands);
 void AddInfoCommand(CommandSet &commands);
 void AddListCommand(CommandSet &commands);
 void AddManualCommands(CommandSet &commands); // completion, and what only programs call
-void AddMountCommand(CommandSet &commands); // only where libfuse3 is there
+void AddMountCommand(CommandSet &commands);   // only where libfuse3 is there
 void AddPackCommand(CommandSet &commands);
 void AddReleasesCommand(CommandSet &commands);
 void AddPruneCommand(CommandSet &commands);

@@ -15,11 +15,11 @@ namespace
 constexpr std::size_t LongestName = 1023;
 } // namespace
 
-CoreFileSystem::CoreFileSystem(const CommonOptions &common, bool checkDigests)
-    : mView(OpenWorkingView(mTrees, common)), mCheckDigests(checkDigests)
+CoreFileSystem::CoreFileSystem(std::unique_ptr<TreeReader::TreeSet> trees, OpenedView opened, unsigned threadCount,
+                               bool checkDigests)
+    : FileSystem(std::move(opened.reference)), mTrees(std::move(trees)), mView(std::move(opened.view)),
+      mCheckDigests(checkDigests), mCensus(TakeCensus(mView, threadCount))
 {
-    RequireServable(mView);
-    mCensus = TakeCensus(mView, common.GetThreadCount());
     if (!mCensus.IsWhole())
     {
         PrintError(mCensus.GetSummary());

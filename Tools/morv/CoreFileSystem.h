@@ -2,7 +2,8 @@
 
 #include "Tools/TreeReader/ContentReader.h"
 #include "Tools/morv/FileSystem.h"
-#include "Tools/morv/WorkingView.h"
+#include "Tools/morv/OpenView.h"
+#include "Tools/morv/TypedPath.h"
 
 namespace Keld::Morv
 {
@@ -10,7 +11,9 @@ namespace Keld::Morv
 class CoreFileSystem final : public FileSystem
 {
 public:
-    CoreFileSystem(const CommonOptions &common, bool checkDigests);
+    /// The view of `opened` must have been opened from `trees`. Takes the census, and tells what is damaged.
+    CoreFileSystem(std::unique_ptr<TreeReader::TreeSet> trees, OpenedView opened, unsigned threadCount,
+                   bool checkDigests);
 
     bool Exists(const std::string &path) const override { return static_cast<bool>(mView.Find(path)); }
     bool IsDirectory(const std::string &path) const override { return mView.Enumerate(path) != nullptr; }
@@ -22,7 +25,7 @@ public:
     std::string ResolveTyped(const std::string &typed) const override { return ResolveTypedPath(mView, typed); }
 
 private:
-    TreeReader::TreeSet mTrees;
+    const std::unique_ptr<TreeReader::TreeSet> mTrees;
     const TreeReader::View mView;
     TreeReader::ContentReader mReader;
     const bool mCheckDigests;

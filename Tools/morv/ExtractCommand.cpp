@@ -183,7 +183,7 @@ ExitCode RunExtract(const ExtractArguments &arguments, const CommonOptions &comm
     const GlobSelection selection = MakeSelection(arguments.globs);
     TreeReader::TreeSet trees;
     const OpenedView opened = OpenView(trees, arguments.release, common);
-    RefuseTargetInside(opened.root, arguments.target);
+    RefuseTargetInside(opened.reference.root, arguments.target);
 
     const InterruptGuard guard;
     const auto begin = std::chrono::steady_clock::now();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Tools/TreeReader/Census.h"
+#include "Tools/TreeReader/TreeSet.h"
 
 #include "KeldFoundation/CStd/BasicTypes.h"
 #include "KeldMorvIO/listing/ReleaseManifestFormat.h"
@@ -39,11 +40,14 @@ public:
         uint64 length = ~uint64{0};
     };
 
-    FileSystem() = default;
+    explicit FileSystem(TreeReader::Reference reference) : mReference(std::move(reference)) {}
     virtual ~FileSystem() = default;
 
     FileSystem(const FileSystem &) = delete;
     FileSystem &operator=(const FileSystem &) = delete;
+
+    /// The release, and the tree that it lies in.
+    const TreeReader::Reference &GetReference() const { return mReference; }
 
     virtual bool Exists(const std::string &path) const = 0;
     virtual bool IsDirectory(const std::string &path) const = 0;
@@ -74,6 +78,9 @@ public:
 
     /// The entry of a path other than the root, with its name as the release spells it, or nothing.
     std::optional<Entry> FindEntry(const std::string &path) const;
+
+private:
+    const TreeReader::Reference mReference;
 };
 
 /// Whether an entry of a directory is a subdirectory that can be asked for by its name. A damaged release can list

@@ -4,7 +4,7 @@
 #include "Tools/morv/ReadReport.h"
 #include "Tools/morv/Road.h"
 #include "Tools/morv/Terminal.h"
-#include "Tools/morv/WorkingView.h"
+#include "Tools/morv/TypedPath.h"
 
 #include <CLI/CLI.hpp>
 
@@ -93,10 +93,9 @@ Json MatchValue(const FileSystem::Entry &entry, const std::string &path)
     return value;
 }
 
-uint64 FindIntoDocument(const FileSystem &files, const std::string &directory, const FindFilter &filter,
-                        const CommonOptions &common)
+uint64 FindIntoDocument(const FileSystem &files, const std::string &directory, const FindFilter &filter)
 {
-    Json document = NewReadDocument("find", common);
+    Json document = NewReadDocument("find", files.GetReference());
     AddDamage(document, files);
     Json values = Json::array();
     const uint64 matches = FindBelow(files, directory, filter,
@@ -131,7 +130,7 @@ ExitCode Find(const CommonOptions &common, const FindOptions &options)
                    (isPattern ? "a pattern goes behind --name or --glob" : "\"morv tree\" shows all there is"));
         return ExitNo;
     }
-    const uint64 matches = common.json ? FindIntoDocument(*files, directory, filter, common)
+    const uint64 matches = common.json ? FindIntoDocument(*files, directory, filter)
                                        : FindIntoOutput(*files, directory, filter, options.endWithNul);
     if (matches == 0)
     {
@@ -172,6 +171,6 @@ void AddFindCommand(CommandSet &commands)
     command.add_option("--version-of", conditions.version, "The release that must have brought the bytes of a file")
         ->type_name("VERSION");
     command.add_flag("-0,--null", options->endWithNul, "End each path with a NUL instead of a line end");
-    AddRoadOption(command, options->road);
+    AddFileSystemOptions(command, options->road);
 }
 } // namespace Keld::Morv

@@ -1,9 +1,9 @@
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
+#include "Tools/morv/OpenView.h"
 #include "Tools/morv/Quantity.h"
 #include "Tools/morv/ReadReport.h"
 #include "Tools/morv/Terminal.h"
-#include "Tools/morv/WorkingView.h"
 
 #include "Tools/TreeReader/Storage.h"
 
@@ -25,7 +25,8 @@ project releases behind the file system in the order in which they are searched.
 listed but missing on disk are counted, and the status is 1 then.
 
 Examples:
-  morv -C /srv/MORV/solutions/suite/releases/0.0.1.0 info)";
+  morv -C /srv/MORV/solutions/suite/releases/0.0.1.0 info
+  morv -C /srv/MORV info --release client/1.0.0.0)";
 
 struct StorageCounts
 {
@@ -97,8 +98,9 @@ void PrintLayer(const Layer &layer, bool isSolution, std::size_t position)
     WriteOutput(text + "\n");
 }
 
-void PrintText(const View &view, const TreeReader::Reference &reference)
+void PrintText(const OpenedView &opened)
 {
+    const auto &[reference, view] = opened;
     const bool isSolution = reference.name.isSolution;
     std::string text = fmt::format("root      {}\nkind      {}\nname      {}\nversion   {}\n", Shown(reference.root),
                                    isSolution ? "solution" : "project", Shown(reference.name.name),
@@ -134,9 +136,10 @@ Json LayerValue(const Layer &layer)
             {"missing", counts.missing}};
 }
 
-void PrintJson(const View &view, const TreeReader::Census &census, const CommonOptions &common)
+void PrintJson(const OpenedView &opened, const TreeReader::Census &census)
 {
-    Json document = NewReadDocument("info", common);
+    const View &view = opened.view;
+    Json document = NewReadDocument("info", opened.reference);
     document["configuration"] = view.GetName().isSolution ? TextValue(view.GetConfiguration()) : Json(nullptr);
     document["whole"] = census.IsWhole();
     document["damage"] = DamageValue(census);
@@ -153,23 +156,22 @@ void PrintJson(const View &view, const TreeReader::Census &census, const CommonO
     PrintDocument(document);
 }
 
-ExitCode Info(const CommonOptions &common)
+ExitCode Info(const CommonOptions &common, const std::string &release)
 {
     TreeReader::TreeSet trees;
-    const View view = OpenWorkingView(trees, common);
-    RequireServable(view);
-    const TreeReader::Census census = TakeCensus(view, common.GetThreadCount());
+    const OpenedView opened = OpenView(trees, release, common);
+    const TreeReader::Census census = TakeCensus(opened.view, common.GetThreadCount());
     if (!census.IsWhole())
     {
         PrintError(census.GetSummary());
     }
     if (common.json)
     {
-        PrintJson(view, census, common);
+        PrintJson(opened, census);
     }
     else
     {
-        PrintText(view, *TreeReader::ResolveDirectory(common.GetDirectory()));
+        PrintText(opened);
     }
     return census.IsWhole() ? ExitDone : ExitNo;
 }
@@ -178,13 +180,15 @@ ExitCode Info(const CommonOptions &common)
 void AddInfoCommand(CommandSet &commands)
 {
     const CommandWords words{.name = "info",
-                             .description = "Show what the working directory resolves to",
+                             .description = "Show what a release or a solution is made of",
                              .footer = InfoFooter,
                              .writesJson = true};
-    commands.Add(words,
-                 [&commands]
-                 {
-                     return Info(commands.GetCommon());
-                 });
+    const auto release = std::make_shared<std::string>();
+    CLI::App &command = commands.Add(words,
+                                     [&commands, release]
+                                     {
+                                         return Info(commands.GetCommon(), *release);
+                                     });
+    AddReleaseOption(command, *release);
 }
 } // namespace Keld::Morv

@@ -1,7 +1,7 @@
 #include "Tools/morv/Library.h"
 
 #include "Tools/TreeReader/TreeError.h"
-#include "Tools/TreeReader/TreeSet.h"
+#include "Tools/TreeReader/TreePlaces.h"
 #include "Tools/morv/Console.h"
 
 #include "KeldFoundation/path/Path.h"
@@ -25,25 +25,32 @@ struct FindCloser
 };
 using Search = std::unique_ptr<FindHandle, FindCloser>;
 
+std::string DirectoryOf(const TreeReader::Reference &reference)
+{
+    const TreeReader::TreePlaces places(reference.root);
+    const TreeReader::ReleaseName &name = reference.name;
+    return name.isSolution ? places.Solution(name.name, name.version) : places.Release(name.name, name.version);
+}
+
 // The library only says that it could not start. The reading core tells more.
-[[noreturn]] void ExplainFailedStart(const std::string &workingDirectory)
+[[noreturn]] void ExplainFailedStart(const TreeReader::Reference &reference, const std::string &directory)
 {
     TreeReader::TreeSet trees;
-    const auto view = trees.Open("", workingDirectory);
+    const auto view = trees.Open(reference);
     const TreeReader::Failure failure = view ? view->CheckServable() : view.GetFault();
-    throw TreeError(failure
-                        ? failure->GetMessage()
-                        : "nothing can be served from " + workingDirectory + ": see the lines above, or use --verbose");
+    throw TreeError(failure ? failure->GetMessage()
+                            : "nothing can be served from " + directory + ": see the lines above, or use --verbose");
 }
 } // namespace
 
-Library::Library(const std::string &workingDirectory)
+Library::Library(TreeReader::Reference reference) : FileSystem(std::move(reference))
 {
-    const bool started = MorvInitialize(0, 0, 0, workingDirectory.c_str()) >= 0;
+    const std::string directory = DirectoryOf(GetReference());
+    const bool started = MorvInitialize(0, 0, 0, directory.c_str()) >= 0;
     if (!started || !Exists("/"))
     {
         MorvShutdown();
-        ExplainFailedStart(workingDirectory);
+        ExplainFailedStart(GetReference(), directory);
     }
     mIsDamaged = HasLibraryFailed();
 }

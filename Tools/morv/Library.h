@@ -10,13 +10,13 @@ struct OpenFileHandle;
 
 namespace Keld::Morv
 {
-/// The road through the library, started for a working directory and used by its exported calls alone. One at a time.
-/// What is missing the library logs, line by line.
+/// The road through the library, started in the directory of a release and used by its exported calls alone. One at a
+/// time. What is missing the library logs, line by line.
 class Library final : public FileSystem
 {
 public:
-    /// Throws TreeError that says what to do when the directory lies in no release or nothing of it can be served.
-    explicit Library(const std::string &workingDirectory);
+    /// Throws TreeError that says what to do when nothing can be served from there.
+    explicit Library(TreeReader::Reference reference);
     ~Library() override;
 
     bool Exists(const std::string &path) const override;

@@ -4,7 +4,7 @@
 #include "Tools/morv/ReadReport.h"
 #include "Tools/morv/Road.h"
 #include "Tools/morv/Terminal.h"
-#include "Tools/morv/WorkingView.h"
+#include "Tools/morv/TypedPath.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -162,7 +162,7 @@ ExitCode List(const CommonOptions &common, const ListOptions &options)
                                              });
         return ResultOf(failures, files->IsDamaged());
     }
-    Json document = NewReadDocument("ls", common);
+    Json document = NewReadDocument("ls", files->GetReference());
     AddDamage(document, *files);
     Json listings = Json::array();
     const FailureList failures = ListAll(*files, options,
@@ -194,6 +194,6 @@ void AddListCommand(CommandSet &commands)
     command.add_flag("-l,--long", options->details, "Show sizes in bytes");
     command.add_flag("-h,--human", options->humanSizes, "With -l, show sizes in KiB, MiB and so on");
     command.add_flag("-R,--recursive", options->recursive, "List all directories below, too");
-    AddRoadOption(command, options->road);
+    AddFileSystemOptions(command, options->road);
 }
 } // namespace Keld::Morv

@@ -1,7 +1,7 @@
 #include "Tools/morv/OpenView.h"
 
 #include "Tools/TreeReader/TreeError.h"
-#include "Tools/morv/WorkingView.h"
+#include "Tools/morv/Console.h"
 
 #include <CLI/CLI.hpp>
 
@@ -18,7 +18,7 @@ void AddReleaseOption(CLI::App &command, std::string &reference)
         ->type_name("RELEASE");
 }
 
-OpenedView OpenView(TreeReader::TreeSet &trees, const std::string &reference, const CommonOptions &common)
+TreeReader::Reference ResolveRelease(const std::string &reference, const CommonOptions &common)
 {
     if (!reference.empty() && reference.find('/') == std::string::npos)
     {
@@ -29,17 +29,26 @@ OpenedView OpenView(TreeReader::TreeSet &trees, const std::string &reference, co
     {
         throw TreeError(resolved.GetFault().GetMessage());
     }
-    auto view = trees.Open(*resolved);
+    return *resolved;
+}
+
+OpenedView OpenView(TreeReader::TreeSet &trees, const std::string &reference, const CommonOptions &common)
+{
+    const TreeReader::Reference resolved = ResolveRelease(reference, common);
+    auto view = trees.Open(resolved);
     if (!view)
     {
         throw TreeError(view.GetFault().GetMessage());
     }
-    RequireServable(*view);
+    if (const TreeReader::Failure failure = view->CheckServable())
+    {
+        throw TreeError(failure->GetMessage());
+    }
     for (const std::string &note : view->GetNotes())
     {
         PrintNote(note);
     }
-    return {resolved->root, std::move(*view)};
+    return {resolved, std::move(*view)};
 }
 
 Common::GlobSelection MakeSelection(const std::vector<std::string> &globs)

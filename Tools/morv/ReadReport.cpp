@@ -1,6 +1,5 @@
 #include "Tools/morv/ReadReport.h"
 
-#include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeReader/TreeSet.h"
 #include "Tools/morv/FileSystem.h"
 
@@ -35,15 +34,10 @@ Json ReleaseValue(const TreeReader::Reference &release)
             {"root", TextValue(release.root)}};
 }
 
-Json NewReadDocument(const std::string &command, const CommonOptions &common)
+Json NewReadDocument(const std::string &command, const TreeReader::Reference &release)
 {
-    const TreeReader::Result<TreeReader::Reference> reference = TreeReader::ResolveDirectory(common.GetDirectory());
-    if (!reference)
-    {
-        throw TreeReader::TreeError(reference.GetFault().GetMessage());
-    }
     Json document = NewDocument(command);
-    document["release"] = ReleaseValue(*reference);
+    document["release"] = ReleaseValue(release);
     return document;
 }
 

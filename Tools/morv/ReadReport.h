@@ -30,8 +30,8 @@ private:
 /// {"kind": "project" or "solution", "name", "version", "root"}.
 Json ReleaseValue(const TreeReader::Reference &release);
 
-/// The document of a command that looks into the release of the working directory.
-Json NewReadDocument(const std::string &command, const CommonOptions &common);
+/// The document of a command that looks into one release.
+Json NewReadDocument(const std::string &command, const TreeReader::Reference &release);
 
 /// {"files", "missing", "examples", "indexes"}, or null when all is whole.
 Json DamageValue(const TreeReader::Census &census);

@@ -3,6 +3,7 @@
 #include "Tools/morv/FileSystem.h"
 
 #include <memory>
+#include <string>
 
 namespace CLI
 {
@@ -16,14 +17,15 @@ struct CommonOptions;
 /// What a reading command asks of its file system.
 struct FileSystemOptions
 {
+    std::string release; ///< as typed; empty for the one around the working directory
     bool throughLibrary = false;
     bool checkDigests = true; ///< not through the library, which knows none
 };
 
-/// The option that chooses the road.
-void AddRoadOption(CLI::App &command, FileSystemOptions &options);
+/// The options that choose the release and the road.
+void AddFileSystemOptions(CLI::App &command, FileSystemOptions &options);
 
-/// Opens the file system of the working directory. Throws TreeError that says what to do when the directory lies in no
-/// release or nothing of it can be served. What is missing or damaged is told once, in a summary.
+/// Opens the file system of a release. Throws TreeError that says what to do when there is none or nothing of it can be
+/// served. What is missing or damaged is told once, in a summary.
 std::unique_ptr<FileSystem> OpenFileSystem(const CommonOptions &common, const FileSystemOptions &options);
 } // namespace Keld::Morv

@@ -1,10 +1,11 @@
 #include "Tools/Common/ParallelWork.h"
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
+#include "Tools/morv/OpenView.h"
 #include "Tools/morv/PathList.h"
 #include "Tools/morv/PathStat.h"
 #include "Tools/morv/ReadReport.h"
-#include "Tools/morv/WorkingView.h"
+#include "Tools/morv/TypedPath.h"
 
 #include <CLI/CLI.hpp>
 
@@ -35,6 +36,7 @@ struct StatOptions
     std::vector<std::string> paths;
     bool check = false;
     bool endsWithNul = false;
+    std::string release;
 };
 
 /// What came of some paths, not yet shown.
@@ -167,9 +169,8 @@ void LookAtStandardInput(StatRun &run, char end)
 ExitCode Stat(const CommonOptions &common, const StatOptions &options)
 {
     TreeReader::TreeSet trees;
-    const View view = OpenWorkingView(trees, common);
-    RequireServable(view);
-    StatRun run(view, common, options.check);
+    const OpenedView opened = OpenView(trees, options.release, common);
+    StatRun run(opened.view, common, options.check);
     if (options.paths == std::vector<std::string>{"-"})
     {
         LookAtStandardInput(run, options.endsWithNul ? '\0' : '\n');
@@ -180,7 +181,7 @@ ExitCode Stat(const CommonOptions &common, const StatOptions &options)
     }
     if (common.json)
     {
-        Json document = NewReadDocument("stat", common);
+        Json document = NewReadDocument("stat", opened.reference);
         document["paths"] = std::move(run.GetValues());
         document["errors"] = run.GetFailures().GetDocument();
         PrintDocument(document);
@@ -208,5 +209,6 @@ void AddStatCommand(CommandSet &commands)
         ->required();
     command.add_flag("--check", options->check, "Read the content of files, and hold it against the manifest's digest");
     command.add_flag("-0,--null", options->endsWithNul, "On standard input a NUL ends each path, and not a line end");
+    AddReleaseOption(command, options->release);
 }
 } // namespace Keld::Morv

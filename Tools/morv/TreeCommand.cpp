@@ -1,5 +1,6 @@
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
+#include "Tools/morv/OpenView.h"
 #include "Tools/morv/Quantity.h"
 #include "Tools/morv/ReadReport.h"
 #include "Tools/morv/Road.h"
@@ -102,10 +103,10 @@ void PrintText(const FileSystem &files, const std::string &path)
                 CountText(totals.bytes, "byte") + "\n");
 }
 
-void PrintJson(const FileSystem &files, const std::string &path, const CommonOptions &common)
+void PrintJson(const FileSystem &files, const std::string &path)
 {
     TreeWalk walk(files);
-    Json document = NewReadDocument("tree", common);
+    Json document = NewReadDocument("tree", files.GetReference());
     AddDamage(document, files);
     document["path"] = TextValue(path);
     Json entries = walk.MakeValues(path);
@@ -116,9 +117,9 @@ void PrintJson(const FileSystem &files, const std::string &path, const CommonOpt
     PrintDocument(document);
 }
 
-ExitCode Tree(const CommonOptions &common, const std::string &typed)
+ExitCode Tree(const CommonOptions &common, const std::string &typed, const FileSystemOptions &road)
 {
-    const std::unique_ptr<FileSystem> files = OpenFileSystem(common, {});
+    const std::unique_ptr<FileSystem> files = OpenFileSystem(common, road);
     const std::string path = files->ResolveTyped(typed);
     if (!files->IsDirectory(path))
     {
@@ -127,7 +128,7 @@ ExitCode Tree(const CommonOptions &common, const std::string &typed)
     }
     if (common.json)
     {
-        PrintJson(*files, path, common);
+        PrintJson(*files, path);
     }
     else
     {
@@ -140,13 +141,15 @@ ExitCode Tree(const CommonOptions &common, const std::string &typed)
 void AddTreeCommand(CommandSet &commands)
 {
     const auto path = std::make_shared<std::string>("/");
+    const auto road = std::make_shared<FileSystemOptions>();
     const CommandWords words{
         .name = "tree", .description = "Draw a directory and all below it", .footer = TreeFooter, .writesJson = true};
     CLI::App &command = commands.Add(words,
-                                     [&commands, path]
+                                     [&commands, path, road]
                                      {
-                                         return Tree(commands.GetCommon(), *path);
+                                         return Tree(commands.GetCommon(), *path, *road);
                                      });
     command.add_option("PATH", *path, "Virtual path of a directory; without one, the root");
+    AddReleaseOption(command, road->release);
 }
 } // namespace Keld::Morv

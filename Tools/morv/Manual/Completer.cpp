@@ -82,9 +82,13 @@ public:
         return found == mValues.end() ? "" : found->second;
     }
 
-    // The release that an operand names, or nothing.
+    // The release that --release or an operand names, or nothing.
     std::string GetReference() const
     {
+        if (std::string named = GetValue("--release"); named.find('/') != std::string::npos)
+        {
+            return named;
+        }
         for (std::size_t index = 0; mCommand != nullptr && index < mOperands.size(); ++index)
         {
             const std::size_t place = std::min(index, mCommand->operands.size() - 1);

@@ -1,21 +1,11 @@
 #pragma once
 
-#include "Tools/TreeReader/Census.h"
-#include "Tools/TreeReader/TreeSet.h"
+#include "Tools/TreeReader/View.h"
 
 #include <string>
 
 namespace Keld::Morv
 {
-struct CommonOptions;
-
-/// The view of the working directory's release, opened by the reading core. Notes about how it came about are printed.
-/// Throws TreeError that says what to do when the directory lies in no release.
-TreeReader::View OpenWorkingView(TreeReader::TreeSet &trees, const CommonOptions &common);
-
-/// Throws TreeError when the library would not start there, with the cause.
-void RequireServable(const TreeReader::View &view);
-
 /// "is listed by game 1.0.0.0 but cannot be served: ..." for a path whose file is gone, or an empty text.
 std::string ExplainMissing(const TreeReader::View &view, const std::string &path);
 

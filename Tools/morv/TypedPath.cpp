@@ -1,35 +1,10 @@
-#include "Tools/morv/WorkingView.h"
+#include "Tools/morv/TypedPath.h"
 
-#include "Tools/TreeReader/TreeError.h"
-#include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Console.h"
 
 namespace Keld::Morv
 {
-using TreeReader::TreeError;
 using TreeReader::View;
-
-View OpenWorkingView(TreeReader::TreeSet &trees, const CommonOptions &common)
-{
-    auto view = trees.Open("", common.GetDirectory());
-    if (!view)
-    {
-        throw TreeError(view.GetFault().GetMessage());
-    }
-    for (const std::string &note : view->GetNotes())
-    {
-        PrintNote(note);
-    }
-    return std::move(*view);
-}
-
-void RequireServable(const View &view)
-{
-    if (const TreeReader::Failure failure = view.CheckServable())
-    {
-        throw TreeError(failure->GetMessage());
-    }
-}
 
 std::string ExplainMissing(const View &view, const std::string &path)
 {
