@@ -60,6 +60,7 @@ struct PackRequest
     bool compressAlways = false;             ///< compress also where the result is no smaller
     bool longRecords = false;                ///< write the manifest in the older format, which has longer records
     bool sync = true;                        ///< bring the release to disk before it is seen; false is for tests
+    bool protect = false;                    ///< leave the archives in a directory that nobody may write
     bool dryRun = false;                     ///< only tell what would be done
     unsigned threadCount = 1;                ///< the release does not depend on it
 

@@ -2,6 +2,7 @@
 
 #include "Tools/TreeReader/DataFiles.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeWriter/DirectoryProtection.h"
 #include "Tools/TreeWriter/DiskSync.h"
 #include "Tools/TreeWriter/ReleaseStaging.h"
 #include "Tools/TreeWriter/WriteLock.h"
@@ -81,11 +82,21 @@ private:
         mOptions.checkpoint();
         mOptions.step();
         const fs::path path = mRoot / file.path;
+        Lift(path.parent_path());
         if (unlink(path.c_str()) != 0 && errno != ENOENT)
         {
             throw std::system_error(errno, std::generic_category(), "cannot remove " + path.string());
         }
         mTouched.insert(path.parent_path());
+    }
+
+    /// A protected directory stays so at the end, when something is left in it.
+    void Lift(const fs::path &directory)
+    {
+        if (IsProtected(directory))
+        {
+            mLifted.push_back(std::make_unique<ProtectionLifted>(directory));
+        }
     }
 
     /// Takes the directories of versions away that hold nothing any more, also those that a run left which ended early.
@@ -155,6 +166,7 @@ private:
         if (fs::is_empty(directory, error) && !error)
         {
             mOptions.step();
+            Lift(directory.parent_path());
             if (rmdir(directory.c_str()) == 0)
             {
                 mTouched.insert(directory.parent_path());
@@ -178,7 +190,8 @@ private:
     const PrunePlan &mPlan;
     const fs::path mRoot;
     const PruneOptions &mOptions;
-    std::set<fs::path> mTouched;     ///< directories in which names went and that are not brought to disk yet
+    std::set<fs::path> mTouched; ///< directories in which names went and that are not brought to disk yet
+    std::vector<std::unique_ptr<ProtectionLifted>> mLifted;
     std::set<fs::path> mDirectories; ///< that may hold nothing any more
 };
 } // namespace

@@ -1,6 +1,7 @@
 #include "Tools/TreeWriter/ReleasePublisher.h"
 
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeWriter/DirectoryProtection.h"
 #include "Tools/TreeWriter/DiskSync.h"
 #include "Tools/TreeWriter/FileOutput.h"
 
@@ -29,9 +30,18 @@ bool Exchange(const fs::path &left, const fs::path &right)
     return renameat2(AT_FDCWD, left.c_str(), AT_FDCWD, right.c_str(), RENAME_EXCHANGE) == 0;
 }
 
+/// A directory that moves to another one must be writable: its entry ".." changes.
 void RequireExchanged(const fs::path &left, const fs::path &right)
 {
-    if (!Exchange(left, right))
+    ProtectionLifted leftLifted(left);
+    ProtectionLifted rightLifted(right);
+    const bool exchanged = Exchange(left, right);
+    if (exchanged)
+    {
+        leftLifted.MoveTo(right);
+        rightLifted.MoveTo(left);
+    }
+    else
     {
         throw std::system_error(errno, std::generic_category(),
                                 "cannot swap " + left.string() + " and " + right.string());
@@ -56,6 +66,8 @@ ReleasePublisher::ReleasePublisher(const TreeReader::TreePlaces &tree, const std
 
 void ReleasePublisher::Publish()
 {
+    const fs::path &archives = mParts.front().place;
+    const bool protects = mOptions.protect || IsProtected(archives);
     if (mOptions.sync)
     {
         SyncFileSystem(mStaging);
@@ -75,6 +87,11 @@ void ReleasePublisher::Publish()
     {
         SetRight();
         throw;
+    }
+    if (protects && IsThere(archives))
+    {
+        mOptions.step();
+        Protect(archives);
     }
 }
 
@@ -131,7 +148,7 @@ void ReleasePublisher::EmptyPlaces()
     {
         if (part.isDirectory && IsThere(part.place))
         {
-            fs::remove_all(part.place);
+            RemoveTree(part.place);
         }
     }
 }

@@ -29,6 +29,8 @@ public:
     struct Options
     {
         bool sync = true;                   ///< bring to disk what a loss of power could otherwise take
+        bool protect = false;               ///< leave the archives in a directory that nobody may write,
+                                            ///< as they are left anyway where they lay in one
         std::function<void()> step = [] {}; ///< called before each step that changes the tree; for tests
     };
 

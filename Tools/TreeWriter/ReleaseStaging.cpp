@@ -4,6 +4,7 @@
 #include "Tools/TreeReader/Storage.h"
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeReader/TreeText.h"
+#include "Tools/TreeWriter/DirectoryProtection.h"
 #include "Tools/TreeWriter/FileOutput.h"
 
 #include "KeldMorvIO/TreeWords.h"
@@ -111,7 +112,7 @@ ReleaseStaging::~ReleaseStaging()
     try
     {
         mPublisher.SetRight();
-        fs::remove_all(mDirectory);
+        RemoveTree(mDirectory);
     }
     catch (const std::exception &)
     {
@@ -169,7 +170,7 @@ std::vector<std::string> RemoveLeftovers(const TreePlaces &tree, const std::stri
         ReleasePublisher::Options options;
         options.sync = sync;
         ReleasePublisher(tree, project, *VersionOfStaging(name), directory, options).SetRight();
-        fs::remove_all(directory);
+        RemoveTree(directory);
     }
     return names;
 }

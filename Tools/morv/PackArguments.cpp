@@ -105,6 +105,8 @@ void AddPackCommand(CommandSet &commands)
     AddStorageOptions(command, *options);
     command.add_flag("--force", options->force, "Replace a release that is already there");
     command.add_flag("-n,--dry-run", options->dryRun, "Only tell what would be done");
+    command.add_flag("--protect", options->protect,
+                     "Let nobody write the directory of the archives, so that no program deletes an index there");
     command.add_flag("--no-sync", options->noSync, "Do not wait for the disk: a loss of power may take the release");
 }
 } // namespace Keld::Morv

@@ -285,6 +285,7 @@ PackRequest MakePackRequest(const PackOptions &options)
     request.compressAlways = options.compressAlways;
     request.dryRun = options.dryRun;
     request.sync = !options.noSync;
+    request.protect = options.protect;
     return request;
 }
 } // namespace Keld::Morv

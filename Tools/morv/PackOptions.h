@@ -30,6 +30,7 @@ struct PackOptions
     bool compressAlways = false;
     bool dryRun = false;
     bool noSync = false;
+    bool protect = false;
 };
 
 /// Throws UsageError, and TreeError when a file that it names cannot be read.

@@ -1,6 +1,7 @@
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/PackOptions.h"
+#include "Tools/morv/Quantity.h"
 
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeReader/TreePlaces.h"
@@ -184,8 +185,8 @@ ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &s
     fs::create_directories(release / MORV::Reader::DeployDirectory);
     TreeWriter::ReplaceFile(release / MORV::Reader::ConfigurationManifestName, configurationText);
     TreeWriter::ReplaceFile(manifest, solutionText);
-    fmt::print("{} {}: {} projects, {} in use\n  {}\n", solution.name, options.release, solution.projects.size(),
-               configuration.projects.size(), release.string());
+    fmt::print("{} {}: {}, {} in use\n  {}\n", solution.name, options.release,
+               CountText(solution.projects.size(), "project"), configuration.projects.size(), release.string());
     return ExitDone;
 }
 } // namespace
