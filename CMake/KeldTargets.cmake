@@ -12,3 +12,10 @@ if(KELD_SANITIZE)
         -fsanitize=${KELD_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     target_link_options(KeldSanitizers INTERFACE -fsanitize=${KELD_SANITIZE})
 endif()
+
+# What says the same under every compiler (pages, the types of the Python package) is tested by plain g++ builds alone.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT KELD_SANITIZE)
+    set(KELD_TEST_ONCE ON)
+else()
+    set(KELD_TEST_ONCE OFF)
+endif()
