@@ -24,7 +24,7 @@ enum class Error
     IsDirectory,     ///< a directory where a file is needed
     NotDirectory,    ///< a file where a directory is needed
     CannotOpen,      ///< the file is listed, and its bytes are damaged, elsewhere or out of reach
-    ReadFailed,      ///< the system refused the read, or a signal ended the wait for its turn
+    ReadFailed,      ///< the system refused the read
     EndsEarly,       ///< the stored bytes end before the content that the release lists
     NotOpen,         ///< the object holds no open file
     InvalidArgument  ///< a path with a NUL inside, or a pattern with a separator

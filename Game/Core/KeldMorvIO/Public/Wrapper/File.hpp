@@ -8,6 +8,7 @@
 #include "Status.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -73,7 +74,7 @@ public:
     }
 
     /// Reads from a byte of the content on, until `size` bytes are there or the content ends. It never delivers what
-    /// lies behind the content, whatever the storage.
+    /// lies behind the content, whatever the storage, and a signal does not end it. It changes `errno`.
     ///
     /// \param buffer  the caller's: room for `size` bytes.
     /// \param error   NotOpen; ReadFailed; EndsEarly where there are fewer bytes on disk than the release lists.
@@ -93,9 +94,14 @@ public:
         while (total < wanted)
         {
             std::uint32_t delivered = 0;
+            errno = 0;
             if (MorvRead(mHandle.get(), offset + total, wanted - total, &delivered,
                          static_cast<char *>(buffer) + total) < 0)
             {
+                if (errno == EINTR)
+                {
+                    continue; // a signal ended the wait for a turn, and nothing was read
+                }
                 error = Error::ReadFailed; // what `delivered` says then is no count
                 break;
             }
