@@ -1,4 +1,5 @@
 #include "Consumer/Wrapper/WrapperFixture.h"
+#include "Support/InterruptingSignal.h"
 
 #include <array>
 #include <atomic>
@@ -217,6 +218,47 @@ TEST_F(FileWrapperTest, ServesManyThreadsThroughOneFile)
                     wrong += count != piece.size() || std::memcmp(piece.data(), &text[offset], count) != 0;
                 }
             });
+    }
+    for (std::thread &thread : threads)
+    {
+        thread.join();
+    }
+    EXPECT_EQ(wrong, 0);
+}
+
+// More readers than the library has turns, so that some of them wait, where a signal finds them.
+TEST_F(FileWrapperTest, IsNotEndedBySignals)
+{
+    const InterruptingSignal signal;
+    const std::string text = LongText();
+    StartInEveryStorage(text);
+    std::error_code error;
+    const File file = File::Open("stored/text", error);
+    ASSERT_TRUE(file);
+    std::atomic<int> wrong{0};
+    std::atomic<std::size_t> finished{0};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 8; ++thread)
+    {
+        threads.emplace_back(
+            [&]
+            {
+                std::vector<char> content(text.size());
+                for (int round = 0; round < 200; ++round)
+                {
+                    std::error_code mine;
+                    wrong += file.ReadAt(0, content.data(), content.size(), mine) != text.size() || mine;
+                }
+                ++finished;
+            });
+    }
+    while (finished < threads.size())
+    {
+        for (std::thread &thread : threads)
+        {
+            pthread_kill(thread.native_handle(), SIGUSR1);
+        }
+        std::this_thread::yield();
     }
     for (std::thread &thread : threads)
     {
