@@ -102,7 +102,7 @@ struct StoredForms
             }
             data.push_back(std::make_unique<std::string>(TreeReader::ReadWholeFile(entry.path().string() + ".dat")));
             const std::string bytes = TreeReader::ReadWholeFile(entry.path());
-            std::vector<char> image(bytes.begin(), bytes.end());
+            LargeVector<char> image(bytes.begin(), bytes.end());
             MORV::Reader::ArchiveFile index;
             index.Adopt(image);
             for (uint32 number = 0; number < index.GetEntryCount(); ++number)

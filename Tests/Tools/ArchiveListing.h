@@ -16,7 +16,7 @@ namespace Keld::Test
 inline std::vector<TreeWriter::ArchivedFile> ReadArchiveIndex(const std::filesystem::path &path)
 {
     const std::string bytes = TreeReader::ReadWholeFile(path);
-    std::vector<char> image(bytes.begin(), bytes.end());
+    LargeVector<char> image(bytes.begin(), bytes.end());
     MORV::Reader::ArchiveFile index;
     EXPECT_TRUE(index.Adopt(image)) << path;
     std::vector<TreeWriter::ArchivedFile> files;

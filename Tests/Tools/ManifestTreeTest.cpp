@@ -15,7 +15,7 @@ using TreeReader::ManifestTree;
 
 TreeReader::Result<std::unique_ptr<const ManifestTree>> Parse(const std::string &bytes)
 {
-    std::vector<char> image(bytes.begin(), bytes.end());
+    LargeVector<char> image(bytes.begin(), bytes.end());
     return ManifestTree::Parse(image, "manifest");
 }
 

@@ -17,7 +17,7 @@ using TreeWriter::BuildReleaseManifest;
 
 ReleaseContents ReadBack(const std::string &image)
 {
-    std::vector<char> bytes(image.begin(), image.end());
+    LargeVector<char> bytes(image.begin(), image.end());
     const auto tree = TreeReader::ManifestTree::Parse(bytes, "manifest");
     EXPECT_TRUE(tree) << (tree ? "" : tree.GetFault().GetMessage());
     return tree ? TreeReader::MakeContents(**tree) : ReleaseContents();

@@ -144,7 +144,7 @@ Result<uint_size> DiskFile::ReadAt(uint64 offset, void *buffer, uint_size size) 
     return done;
 }
 
-Result<std::vector<char>> ReadFileImage(const std::string &path, uint64 limit)
+Result<LargeVector<char>> ReadFileImage(const std::string &path, uint64 limit)
 {
     const Result<DiskFile> file = DiskFile::Open(path);
     if (!file)
@@ -159,7 +159,7 @@ Result<std::vector<char>> ReadFileImage(const std::string &path, uint64 limit)
     {
         return Fault{FaultKind::WrongSize, path, "is too large, with " + std::to_string(file->GetSize()) + " bytes"};
     }
-    std::vector<char> image(file->GetSize());
+    LargeVector<char> image(file->GetSize());
     const Result<uint_size> count = file->ReadAt(0, image.data(), image.size());
     if (!count)
     {

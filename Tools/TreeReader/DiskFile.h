@@ -2,6 +2,8 @@
 
 #include "Tools/TreeReader/Fault.h"
 
+#include "KeldFoundation/CStd/LargeVector.h"
+
 #include <string>
 #include <vector>
 
@@ -39,7 +41,7 @@ private:
 };
 
 /// A whole regular file of at most `limit` bytes.
-Result<std::vector<char>> ReadFileImage(const std::string &path, uint64 limit);
+Result<LargeVector<char>> ReadFileImage(const std::string &path, uint64 limit);
 
 /// The names in a directory, without "." and "..", in ascending order of their bytes.
 Result<std::vector<std::string>> ReadNames(const std::string &directory);

@@ -7,7 +7,7 @@ namespace Keld::TreeReader
 {
 LookupIndex::LookupIndex(const ManifestTree &tree, uint32 missingCount) : mTree(tree)
 {
-    std::vector<MORV::Reader::HashedEntry> entries;
+    LargeVector<MORV::Reader::HashedEntry> entries;
     const uint32 bucketCount = MORV::Reader::HashEntries(tree.GetTables(), missingCount, entries);
     mStarts.assign(uint_size{bucketCount} + 1, 0);
     mEntries.reserve(entries.size());

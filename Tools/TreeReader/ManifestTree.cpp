@@ -42,7 +42,7 @@ std::string RefusalText(const MORV::Reader::ParsedImage &parsed)
 
 Result<std::unique_ptr<const ManifestTree>> ManifestTree::Load(const std::string &path)
 {
-    Result<std::vector<char>> image = ReadFileImage(path, LargestImage);
+    Result<LargeVector<char>> image = ReadFileImage(path, LargestImage);
     if (!image)
     {
         return image.GetFault();
@@ -50,7 +50,7 @@ Result<std::unique_ptr<const ManifestTree>> ManifestTree::Load(const std::string
     return Parse(*image, path);
 }
 
-Result<std::unique_ptr<const ManifestTree>> ManifestTree::Parse(std::vector<char> &image, const std::string &path)
+Result<std::unique_ptr<const ManifestTree>> ManifestTree::Parse(LargeVector<char> &image, const std::string &path)
 {
     try
     {

@@ -36,7 +36,7 @@ public:
     static Result<std::unique_ptr<const ManifestTree>> Load(const std::string &path);
 
     /// The same from the bytes of the file, which are taken over.
-    static Result<std::unique_ptr<const ManifestTree>> Parse(std::vector<char> &image, const std::string &path);
+    static Result<std::unique_ptr<const ManifestTree>> Parse(LargeVector<char> &image, const std::string &path);
 
     ManifestTree(const ManifestTree &) = delete;
     ManifestTree &operator=(const ManifestTree &) = delete;

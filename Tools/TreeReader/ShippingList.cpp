@@ -28,8 +28,8 @@ bool HaveSameDigest(const MORV::Reader::FileTableFields &left, const MORV::Reade
 bool HaveSameBytes(const std::string &left, const std::string &right)
 {
     constexpr uint64 largest = std::numeric_limits<uint32>::max();
-    const Result<std::vector<char>> leftImage = ReadFileImage(left, largest);
-    const Result<std::vector<char>> rightImage = ReadFileImage(right, largest);
+    const Result<LargeVector<char>> leftImage = ReadFileImage(left, largest);
+    const Result<LargeVector<char>> rightImage = ReadFileImage(right, largest);
     return leftImage && rightImage && *leftImage == *rightImage;
 }
 

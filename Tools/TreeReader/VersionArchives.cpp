@@ -102,7 +102,7 @@ VersionArchives::VersionArchives(std::string directory) : mDirectory(std::move(d
 void VersionArchives::Load(const std::string &name)
 {
     const std::string path = mDirectory + "/" + name;
-    Result<std::vector<char>> image = ReadFileImage(path, LargestIndex);
+    Result<LargeVector<char>> image = ReadFileImage(path, LargestIndex);
     if (!image)
     {
         mFaults.push_back(UnreadableIndexFault(image.GetFault()));

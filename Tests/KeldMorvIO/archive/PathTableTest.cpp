@@ -22,7 +22,7 @@ class PathTableTest : public ::testing::Test
 protected:
     void Adopt(const std::string &bytes)
     {
-        std::vector<char> image(bytes.begin(), bytes.end());
+        LargeVector<char> image(bytes.begin(), bytes.end());
         ASSERT_TRUE(mArchives.emplace_back().Adopt(image));
         mAsked.push_back(&mArchives.back());
     }

@@ -43,7 +43,7 @@ std::string TextOf(int error)
     return std::strerror(error);
 }
 
-std::string TextOf(const std::vector<char> &buffer)
+std::string TextOf(const LargeVector<char> &buffer)
 {
     return std::string(buffer.begin(), buffer.end());
 }
@@ -72,7 +72,7 @@ protected:
 
     TempTree mTree;
     ReaderLogCapture mLog;
-    std::vector<char> mBuffer;
+    LargeVector<char> mBuffer;
 };
 
 TEST_F(WholeFileTest, ReadsAWholeFile)

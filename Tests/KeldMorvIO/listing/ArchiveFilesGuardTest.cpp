@@ -53,7 +53,7 @@ protected:
 
     AsyncFile mFirst;
     AsyncFile mSecond;
-    std::vector<FileArchiveMetadata> mMetadata;
+    LargeVector<FileArchiveMetadata> mMetadata;
 };
 
 TEST_F(ArchiveFilesGuardTest, ClosesEveryDataFileOfAListingThatDoesNotComeToBe)

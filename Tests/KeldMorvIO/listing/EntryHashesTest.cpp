@@ -18,7 +18,7 @@ using Keld::Test::ManifestImage;
 struct HashTable
 {
     uint32 bucketCount;
-    std::vector<HashedEntry> entries;
+    LargeVector<HashedEntry> entries;
 };
 
 HashTable HashTableOf(const ManifestImage &image, uint_size missingCount = 0)

@@ -17,7 +17,7 @@ namespace
 {
 using Fields = std::tuple<AsyncFile, uint32, uint32, uint32, uint32>;
 
-std::vector<Fields> FieldsOf(const std::vector<FileArchiveMetadata> &metadata)
+std::vector<Fields> FieldsOf(const LargeVector<FileArchiveMetadata> &metadata)
 {
     std::vector<Fields> fields;
     for (const FileArchiveMetadata &record : metadata)
@@ -37,7 +37,7 @@ bool ComesBefore(const FileArchiveMetadata &lhs, const FileArchiveMetadata &rhs)
     return key(lhs) < key(rhs);
 }
 
-void SortPlainly(std::vector<FileArchiveMetadata> &metadata, std::vector<uint32> &missing)
+void SortPlainly(LargeVector<FileArchiveMetadata> &metadata, std::vector<uint32> &missing)
 {
     for (const uint32 index : missing)
     {
@@ -80,7 +80,7 @@ protected:
     }
 
     std::mt19937 mRandom{1};
-    std::vector<FileArchiveMetadata> mMetadata;
+    LargeVector<FileArchiveMetadata> mMetadata;
     std::vector<uint32> mMissing;
 };
 
@@ -97,7 +97,7 @@ TEST_F(FoundOrderTest, IsThatOfAPlainSort)
         {
             AddFile(kindCount);
         }
-        std::vector<FileArchiveMetadata> sorted = mMetadata;
+        LargeVector<FileArchiveMetadata> sorted = mMetadata;
         std::vector<uint32> sortedMissing = mMissing;
         SortPlainly(sorted, sortedMissing);
         OrderFound(mMetadata, mMissing);

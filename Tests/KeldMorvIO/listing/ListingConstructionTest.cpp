@@ -33,11 +33,11 @@ protected:
 
 TEST_F(ListingConstructionTest, RefusesAnInvalidManifest)
 {
-    std::vector<char> tooShort(31);
+    LargeVector<char> tooShort(31, '\0');
     const ReleaseManifestTemplate<FileTableEntry> manifest(tooShort);
     EXPECT_EQ(manifest.CreateListing(mTree.Root().c_str()), nullptr);
 
-    std::vector<char> older(31);
+    LargeVector<char> older(31, '\0');
     const ReleaseManifestTemplate<FileTableEntryV0> olderManifest(older);
     EXPECT_EQ(olderManifest.CreateListing(mTree.Root().c_str()), nullptr);
 

@@ -50,9 +50,9 @@ struct LocatedFiles
         return indices;
     }
 
-    std::vector<MORV::Reader::FileArchiveMetadata> metadata;
+    LargeVector<MORV::Reader::FileArchiveMetadata> metadata;
     std::vector<uint32> missing;
-    std::vector<uint32> parents;
+    LargeVector<uint32> parents;
     MORV::Reader::ProjectListing::FileHandleHeader header{};
 };
 

@@ -35,7 +35,7 @@ TEST(ManifestFileIterator, TellsTheParentOfEveryEntry)
     ManifestImage image;
     image.File("r").File("a/f").File("a/deep/d").File("b/g").Directory("b/empty");
     const auto manifest = Keld::Test::ParseManifest(image.Bytes());
-    std::vector<uint32> parents{99, 99}; // what was in it goes
+    LargeVector<uint32> parents{99, 99}; // what was in it goes
     for (ManifestFileIterator entry(*manifest, parents); entry.IsValid(); entry.Next())
     {
     }
@@ -48,7 +48,7 @@ TEST(ManifestFileIterator, GivesARecordAndAnIndexForFilesAlone)
     ManifestImage image;
     image.File("a/f", {0, 5}).File("a/g", {0, 6});
     const auto manifest = Keld::Test::ParseManifest<FileTableEntry>(image.Bytes());
-    std::vector<uint32> parents;
+    LargeVector<uint32> parents;
     ManifestFileIterator entry(*manifest, parents);
     EXPECT_EQ(entry.GetFile(), nullptr);
     entry.Next();
@@ -67,7 +67,7 @@ TEST(ManifestFileIterator, StandsNowhereUnderARootWithoutChildren)
 {
     const auto manifest = Keld::Test::ParseManifest(ManifestImage().Bytes());
     ASSERT_TRUE(manifest->IsValid());
-    std::vector<uint32> parents;
+    LargeVector<uint32> parents;
     const ManifestFileIterator entry(*manifest, parents);
     EXPECT_FALSE(entry.IsValid());
     EXPECT_THAT(parents, ElementsAre(0));
@@ -81,7 +81,7 @@ TEST(ManifestFileIterator, GivesParentZeroToWhatNoDirectoryHolds)
     const auto manifest = Keld::Test::ParseManifest(image.Bytes());
     ASSERT_TRUE(manifest->IsValid());
     EXPECT_THAT(Keld::Test::WalkManifest(*manifest), ElementsAre("a/", "a/f"));
-    std::vector<uint32> parents;
+    LargeVector<uint32> parents;
     for (ManifestFileIterator entry(*manifest, parents); entry.IsValid(); entry.Next())
     {
     }
@@ -98,7 +98,7 @@ TEST(ManifestFileIterator, MakesThePathsThatAreAskedForAlone)
     const auto manifest = Keld::Test::ParseManifest(image.Bytes());
     for (const std::size_t step : {1u, 2u, 3u, 5u})
     {
-        std::vector<uint32> parents;
+        LargeVector<uint32> parents;
         std::vector<std::string> files;
         std::size_t entryCount = 0;
         for (ManifestFileIterator entry(*manifest, parents); entry.IsValid(); entry.Next())
@@ -169,7 +169,7 @@ TEST(ManifestFileIterator, HashesEveryPathAsItStands)
     image.File(longName.substr(0, ManifestPathLimit - 3) + "/z/1")
         .File(longName.substr(0, ManifestPathLimit - 1) + "/2");
     const auto manifest = Keld::Test::ParseManifest(image.Bytes());
-    std::vector<uint32> parents;
+    LargeVector<uint32> parents;
     uint32 entryCount = 0;
     for (ManifestFileIterator entry(*manifest, parents); entry.IsValid(); entry.Next(), ++entryCount)
     {
@@ -196,7 +196,7 @@ TEST(ManifestFileIterator, MakesAnewThePathsThatItHasNoRoomToKeep)
     const std::vector<std::string> walk = Keld::Test::WalkManifest(*manifest);
     for (const uint_size budget : {0u, 3u, 10u, 20u, 50u, 100u})
     {
-        std::vector<uint32> parents;
+        LargeVector<uint32> parents;
         uint32 index = 0;
         for (ManifestFileIterator entry(*manifest, parents, budget); entry.IsValid(); entry.Next(), ++index)
         {

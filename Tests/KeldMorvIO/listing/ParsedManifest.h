@@ -13,7 +13,7 @@ namespace Keld::Test
 template <class EntryType = MORV::Reader::FileTableEntry>
 std::unique_ptr<MORV::Reader::ReleaseManifestTemplate<EntryType>> ParseManifest(const std::string &bytes)
 {
-    std::vector<char> image(bytes.begin(), bytes.end());
+    LargeVector<char> image(bytes.begin(), bytes.end());
     return std::make_unique<MORV::Reader::ReleaseManifestTemplate<EntryType>>(image);
 }
 
@@ -22,7 +22,7 @@ template <class EntryType>
 std::vector<std::string> WalkManifest(const MORV::Reader::ReleaseManifestTemplate<EntryType> &manifest)
 {
     std::vector<std::string> paths;
-    std::vector<uint32> parents;
+    LargeVector<uint32> parents;
     for (MORV::Reader::ManifestFileIterator entry(manifest, parents); entry.IsValid(); entry.Next())
     {
         paths.push_back(entry.GetFile() != nullptr ? entry.GetPath() : entry.GetPath() + "/");

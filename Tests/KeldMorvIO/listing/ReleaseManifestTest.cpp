@@ -295,7 +295,7 @@ TEST_F(ReleaseManifestTest, ToleratesBytesBehindTheStringData)
 TEST_F(ReleaseManifestTest, TakesTheBytesThatItIsGivenWithoutACopy)
 {
     const std::string bytes = ManifestImage().File("a").Bytes();
-    std::vector<char> image(bytes.begin(), bytes.end());
+    LargeVector<char> image(bytes.begin(), bytes.end());
     const char *const begin = image.data();
     const ReleaseManifestTemplate<FileTableEntry> manifest(image);
     EXPECT_TRUE(image.empty());

@@ -87,7 +87,7 @@ bool ArchiveFile::Read(const std::string &directory, bool *invalid)
     return true;
 }
 
-bool ArchiveFile::Adopt(std::vector<char> &image)
+bool ArchiveFile::Adopt(LargeVector<char> &image)
 {
     ClearViews();
     mBuffer.swap(image);
@@ -245,6 +245,11 @@ const char *ArchiveFile::GetEntryPath(uint32 index) const
 uint32 ArchiveFile::GetEntryCount() const
 {
     return mFileList != nullptr ? uint32{*mFileList} : 0;
+}
+
+uint32 ArchiveFile::GetPathCount() const
+{
+    return mPathList != nullptr ? uint32{mPathList->count} : 0;
 }
 
 ByteView ArchiveFile::GetPathListView() const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KeldFoundation/CStd/LargeVector.h"
 #include "KeldFoundation/file/ByteView.h"
 #include "KeldMorvIO/ReaderTypes.h"
 #include "KeldMorvIO/archive/ArchiveFormat.h"
@@ -37,7 +38,7 @@ public:
 
     /// Takes over and checks the bytes of an index, without a word in the log. On false they are no archive of this
     /// format, and the object finds nothing.
-    bool Adopt(std::vector<char> &image);
+    bool Adopt(LargeVector<char> &image);
 
     bool SetRootDirectory(const std::string &directory); ///< always true
 
@@ -86,6 +87,15 @@ public:
     /// Has the processor fetch what `GetEntryPath` will look at soon. `index` must be below the count.
     void FetchPathEntry(uint32 index) const;
 
+    uint32 GetPathCount() const; ///< of the path list
+
+    /// A path of the path list. Unchecked: `index` must be below the count.
+    const char *GetPath(uint32 index) const
+    {
+        const auto *const paths = reinterpret_cast<const ArchivePathEntry *>(mPathList + 1);
+        return reinterpret_cast<const char *>(mPathList) + paths[index].stringOffset;
+    }
+
     uint_size GetImageSize() const { return mBuffer.size(); } ///< bytes of the index file
 
     const std::string &GetFilename() const { return mFilename; }
@@ -102,7 +112,7 @@ private:
     uint32 FindNotBefore(const HashIndex::Range &range, uint32 hash, const char *name) const;
     int CompareEntry(const ArchiveFileEntry &entry, uint32 hash, const char *name) const;
 
-    std::vector<char> mBuffer; ///< the whole index file
+    LargeVector<char> mBuffer; ///< the whole index file
 
     // Views into mBuffer. All are null until a read has succeeded; from then on everything that they reach, path texts
     // with their NUL included, is known to lie inside the buffer.

@@ -1,8 +1,7 @@
 #pragma once
 
+#include "KeldFoundation/CStd/LargeVector.h"
 #include "KeldMorvIO/archive/ArchiveFormat.h"
-
-#include <vector>
 
 namespace Keld::MORV::Reader
 {
@@ -34,6 +33,6 @@ private:
     const ArchiveFileEntry *mRecords = nullptr;
     uint32 mCount = 0;
     uint32 mShift = 0;           ///< what is shifted out of a hash leaves its top bits
-    std::vector<uint32> mStarts; ///< by top bits: the first record with these or higher ones. Empty without order.
+    LargeVector<uint32> mStarts; ///< by top bits: the first record with these or higher ones. Empty without order.
 };
 } // namespace Keld::MORV::Reader

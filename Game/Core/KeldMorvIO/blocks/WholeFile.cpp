@@ -47,11 +47,13 @@ bool ReportFailedStep(const char *signature, FILE *stream)
     return true;
 }
 
-HRESULT ReadBlock(const char *signature, FILE *stream, uint32 size, std::vector<char> &buffer)
+HRESULT ReadBlock(const char *signature, FILE *stream, uint32 size, LargeVector<char> &buffer)
 {
     buffer.resize(size);
-    if (std_fread(buffer.data(), 1, size, stream) < size)
+    const uint_size readSize = std_fread(buffer.data(), 1, size, stream);
+    if (readSize < size)
     {
+        std_memset(buffer.data() + readSize, 0, size - readSize);
         LogStreamError(signature, stream);
         LogError("%s: fread failed", signature);
         return E_FAIL;
@@ -84,7 +86,7 @@ errno_t morv_fopen_ready_s(FILE **stream, const char *path, const char *mode)
 }
 
 HRESULT ReadFileBlockIntoBuffer(const std::string &path, const DWORD offset, const DWORD size,
-                                std::vector<char> &buffer)
+                                LargeVector<char> &buffer)
 {
     constexpr const char *signature = "HRESULT Keld::MORV::Reader::ReadFileBlockIntoBuffer(const std::string &, "
                                       "const DWORD, const DWORD, std::vector<char> &)";
@@ -109,7 +111,7 @@ HRESULT ReadFileBlockIntoBuffer(const std::string &path, const DWORD offset, con
     return ReadBlock(signature, stream.get(), size, buffer);
 }
 
-HRESULT ReadFileIntoBuffer(const std::string &path, std::vector<char> &buffer)
+HRESULT ReadFileIntoBuffer(const std::string &path, LargeVector<char> &buffer)
 {
     constexpr const char *signature =
         "HRESULT Keld::MORV::Reader::ReadFileIntoBuffer(const std::string &, std::vector<char> &)";

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "KeldFoundation/CStd/LargeVector.h"
 #include "KeldMorvIO/ReaderTypes.h"
 
 #include <cstdio>
 #include <string>
-#include <vector>
 
 // Whole files through standard streams, for the small files of the reader: archive indexes and text manifests. Every
 // failure is the one code E_FAIL; the detail goes to the log. All state is on the stack, so any thread may call these.
@@ -23,10 +23,10 @@ errno_t morv_fopen_ready_s(FILE **stream, const char *path, const char *mode);
 /// Reads `size` bytes from byte `offset` of a file on. `buffer` ends with exactly `size` bytes once the file is open,
 /// and keeps what was read when the file is shorter, which is a failure.
 HRESULT ReadFileBlockIntoBuffer(const std::string &path, const DWORD offset, const DWORD size,
-                                std::vector<char> &buffer);
+                                LargeVector<char> &buffer);
 
 /// Reads a whole regular file. An empty one succeeds and leaves `buffer` empty.
-HRESULT ReadFileIntoBuffer(const std::string &path, std::vector<char> &buffer);
+HRESULT ReadFileIntoBuffer(const std::string &path, LargeVector<char> &buffer);
 
 /// The low 32 bits of a regular file's size. `size` is written on failure as well, as FileSizeUnknown.
 HRESULT QueryFileSize(const std::string &path, uint32 &size);

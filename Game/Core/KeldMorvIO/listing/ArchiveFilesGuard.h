@@ -1,8 +1,7 @@
 #pragma once
 
+#include "KeldFoundation/CStd/LargeVector.h"
 #include "KeldMorvIO/listing/FileArchiveMetadata.h"
-
-#include <vector>
 
 namespace Keld::MORV::Reader
 {
@@ -11,7 +10,7 @@ namespace Keld::MORV::Reader
 class ArchiveFilesGuard
 {
 public:
-    explicit ArchiveFilesGuard(std::vector<FileArchiveMetadata> &metadata) : mMetadata(&metadata) {}
+    explicit ArchiveFilesGuard(LargeVector<FileArchiveMetadata> &metadata) : mMetadata(&metadata) {}
     ~ArchiveFilesGuard();
 
     ArchiveFilesGuard(const ArchiveFilesGuard &) = delete;
@@ -20,6 +19,6 @@ public:
     void Release() { mMetadata = nullptr; }
 
 private:
-    std::vector<FileArchiveMetadata> *mMetadata;
+    LargeVector<FileArchiveMetadata> *mMetadata;
 };
 } // namespace Keld::MORV::Reader

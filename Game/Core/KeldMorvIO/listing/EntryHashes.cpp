@@ -27,7 +27,7 @@ uint32 HashEntryName(uint32 hash, const char *name)
 
 struct EntryHashes
 {
-    std::vector<uint32> hashes; ///< by combined index
+    LargeVector<uint32> hashes; ///< by combined index
     bool areAllOfPaths;         ///< every entry is held by a directory, and the root's path is its name: empty
 };
 
@@ -37,7 +37,7 @@ struct EntryHashes
 EntryHashes BuildEntryHashes(const ManifestTables &manifest)
 {
     const uint32 directoryCount = manifest.GetDirectoryCount();
-    std::vector<uint32> hashes(uint_size{directoryCount} + manifest.GetFileCount());
+    LargeVector<uint32> hashes(uint_size{directoryCount} + manifest.GetFileCount(), 0);
     hashes[0] = HashPathStart;
     uint_size hashedCount = 1;
     std::vector<uint32> order{0};
@@ -66,7 +66,7 @@ EntryHashes BuildEntryHashes(const ManifestTables &manifest)
 }
 
 // What the order within a bucket was made by from the start, and is made by wherever it shows.
-void SortByBucket(const std::vector<uint32> &hashes, uint32 bucketCount, std::vector<HashedEntry> &entries)
+void SortByBucket(const LargeVector<uint32> &hashes, uint32 bucketCount, LargeVector<HashedEntry> &entries)
 {
     using BucketAndIndex = std::pair<uint32, uint32>;
     std::vector<BucketAndIndex> pairs;
@@ -87,9 +87,9 @@ void SortByBucket(const std::vector<uint32> &hashes, uint32 bucketCount, std::ve
 }
 
 // The same in linear time but for the order within a bucket.
-void CountByBucket(const std::vector<uint32> &hashes, uint32 bucketCount, std::vector<HashedEntry> &entries)
+void CountByBucket(const LargeVector<uint32> &hashes, uint32 bucketCount, LargeVector<HashedEntry> &entries)
 {
-    std::vector<uint32> places(uint_size{bucketCount} + 1);
+    LargeVector<uint32> places(uint_size{bucketCount} + 1, 0);
     for (const uint32 hash : hashes)
     {
         ++places[hash % bucketCount + 1];
@@ -129,7 +129,7 @@ bool HasAlikePaths(std::span<const HashedEntry> bucket, AlikePaths &paths)
 }
 
 /// Whether it can be seen how the entries of some bucket stand.
-bool DoesOrderShow(const ManifestTables &manifest, const std::vector<HashedEntry> &entries, uint32 bucketCount)
+bool DoesOrderShow(const ManifestTables &manifest, const LargeVector<HashedEntry> &entries, uint32 bucketCount)
 {
     AlikePaths paths(manifest);
     for (uint_size begin = 0, end = 0; begin < entries.size(); begin = end)
@@ -147,7 +147,7 @@ bool DoesOrderShow(const ManifestTables &manifest, const std::vector<HashedEntry
 }
 } // namespace
 
-uint32 HashEntries(const ManifestTables &manifest, uint_size missingCount, std::vector<HashedEntry> &entries)
+uint32 HashEntries(const ManifestTables &manifest, uint_size missingCount, LargeVector<HashedEntry> &entries)
 {
     const auto [hashes, areAllOfPaths] = BuildEntryHashes(manifest);
     const uint32 bucketCount = ComputeBucketCount(static_cast<uint32>(hashes.size() - missingCount));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KeldFoundation/CStd/LargeVector.h"
 #include "KeldMorvIO/listing/ManifestTables.h"
 
 #include <vector>
@@ -19,5 +20,5 @@ struct HashedEntry
 ///                stand in one bucket the first is found, so that their order shows: it is what std::sort makes of
 ///                pairs of bucket and index when it compares the buckets alone.
 /// \returns the bucket count, which is made for the entries that are not missing.
-uint32 HashEntries(const ManifestTables &manifest, uint_size missingCount, std::vector<HashedEntry> &entries);
+uint32 HashEntries(const ManifestTables &manifest, uint_size missingCount, LargeVector<HashedEntry> &entries);
 } // namespace Keld::MORV::Reader

@@ -34,7 +34,7 @@ public:
     {
     }
 
-    void Locate(std::vector<FileArchiveMetadata> &metadata, std::vector<uint32> &missing, std::vector<uint32> &parents,
+    void Locate(LargeVector<FileArchiveMetadata> &metadata, std::vector<uint32> &missing, LargeVector<uint32> &parents,
                 FileHandleHeader &header)
     {
         metadata.assign(mManifest.GetFileCount(), FileArchiveMetadata{});
@@ -84,7 +84,7 @@ private:
 } // namespace
 
 void LocateFiles(const ManifestTables &manifest, const char *root, const char *projectRoot,
-                 std::vector<FileArchiveMetadata> &metadata, std::vector<uint32> &missing, std::vector<uint32> &parents,
+                 LargeVector<FileArchiveMetadata> &metadata, std::vector<uint32> &missing, LargeVector<uint32> &parents,
                  FileHandleHeader &header)
 {
     {

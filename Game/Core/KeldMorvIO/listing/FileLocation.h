@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KeldFoundation/CStd/LargeVector.h"
 #include "KeldMorvIO/listing/FileArchiveMetadata.h"
 #include "KeldMorvIO/listing/ListingRecords.h"
 #include "KeldMorvIO/listing/ManifestTables.h"
@@ -16,6 +17,6 @@ namespace Keld::MORV::Reader
 /// \param parents  out: the parent directory of every entry; directory i is entry i, file j is entry D + j.
 /// \param header   out: how many files of each kind were found.
 void LocateFiles(const ManifestTables &manifest, const char *root, const char *projectRoot,
-                 std::vector<FileArchiveMetadata> &metadata, std::vector<uint32> &missing, std::vector<uint32> &parents,
+                 LargeVector<FileArchiveMetadata> &metadata, std::vector<uint32> &missing, LargeVector<uint32> &parents,
                  FileHandleHeader &header);
 } // namespace Keld::MORV::Reader

@@ -12,7 +12,7 @@ namespace
 class Groups
 {
 public:
-    explicit Groups(const std::vector<FileArchiveMetadata> &metadata)
+    explicit Groups(const LargeVector<FileArchiveMetadata> &metadata)
     {
         for (const FileArchiveMetadata &record : metadata)
         {
@@ -45,7 +45,7 @@ private:
     uint32 mLastHandle = 0;
 };
 
-bool IsInOrder(const std::vector<FileArchiveMetadata> &metadata, const Groups &groups)
+bool IsInOrder(const LargeVector<FileArchiveMetadata> &metadata, const Groups &groups)
 {
     uint32 last = 0;
     for (uint32 position = 0; position < metadata.size(); ++position)
@@ -61,7 +61,7 @@ bool IsInOrder(const std::vector<FileArchiveMetadata> &metadata, const Groups &g
 }
 
 // Where the first record of each group goes.
-std::vector<uint32> FindPlaces(const std::vector<FileArchiveMetadata> &metadata, const Groups &groups)
+std::vector<uint32> FindPlaces(const LargeVector<FileArchiveMetadata> &metadata, const Groups &groups)
 {
     std::vector<uint32> places(groups.GetCount());
     for (uint32 position = 0; position < metadata.size(); ++position)
@@ -79,7 +79,7 @@ std::vector<uint32> FindPlaces(const std::vector<FileArchiveMetadata> &metadata,
 }
 } // namespace
 
-void OrderFound(std::vector<FileArchiveMetadata> &metadata, std::vector<uint32> &missing)
+void OrderFound(LargeVector<FileArchiveMetadata> &metadata, std::vector<uint32> &missing)
 {
     for (const uint32 index : missing)
     {
@@ -94,7 +94,7 @@ void OrderFound(std::vector<FileArchiveMetadata> &metadata, std::vector<uint32> 
         return;
     }
     std::vector<uint32> places = FindPlaces(metadata, groups);
-    std::vector<FileArchiveMetadata> ordered(metadata.size() - missing.size());
+    LargeVector<FileArchiveMetadata> ordered(metadata.size() - missing.size());
     for (uint32 position = 0; position < metadata.size(); ++position)
     {
         const uint32 group = groups.GetGroup(metadata[position], position);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KeldFoundation/CStd/LargeVector.h"
 #include "KeldMorvIO/listing/FileArchiveMetadata.h"
 
 #include <vector>
@@ -12,5 +13,5 @@ namespace Keld::MORV::Reader
 /// \param metadata record i is that of file i, or of zeros where no directory holds that file: such records come in
 ///                 front of the naked ones.
 /// \param missing  file indices in any order, each once; ascending afterwards.
-void OrderFound(std::vector<FileArchiveMetadata> &metadata, std::vector<uint32> &missing);
+void OrderFound(LargeVector<FileArchiveMetadata> &metadata, std::vector<uint32> &missing);
 } // namespace Keld::MORV::Reader

@@ -59,7 +59,7 @@ void ListingFiller::FillTable()
     {
         mRegions.mBuckets[begun].mFirst = slot;
     }
-    std::vector<HashedEntry>().swap(mSources.entries); // the rest of the block is still to be touched
+    LargeVector<HashedEntry>().swap(mSources.entries); // the rest of the block is still to be touched
 }
 
 // The entry of a combined index, or null for a dropped file.

@@ -15,11 +15,11 @@ inline constexpr uint32 DroppedFileMark = 0xFFFFFFFF;
 /// What a block is filled from, besides the manifest.
 struct ListingSources
 {
-    std::vector<FileArchiveMetadata> metadata; ///< of the kept files: archived, managed, naked
+    LargeVector<FileArchiveMetadata> metadata; ///< of the kept files: archived, managed, naked
     std::vector<uint32> missing;               ///< manifest indices of the dropped files, ascending
-    std::vector<uint32> parents;               ///< parent directory by combined index: directories, then files
+    LargeVector<uint32> parents;               ///< parent directory by combined index: directories, then files
     std::vector<uint32> remap; ///< new index by manifest file index, or DroppedFileMark; empty when all files are kept
-    std::vector<HashedEntry> entries; ///< by bucket. Gone once the table is filled.
+    LargeVector<HashedEntry> entries; ///< by bucket. Gone once the table is filled.
     FileHandleHeader handles = {};
 };
 

@@ -17,7 +17,7 @@ bool HasChildren(const DirectoryTableEntry &directory)
 }
 } // namespace
 
-ManifestFileIterator::ManifestFileIterator(const ManifestTables &manifest, std::vector<uint32> &parents,
+ManifestFileIterator::ManifestFileIterator(const ManifestTables &manifest, LargeVector<uint32> &parents,
                                            uint_size prefixBudget)
     : mManifest(manifest), mParents(parents), mOrder{0}, mPrefixes(manifest.GetDirectoryCount()),
       mKeptPrefixes(prefixBudget)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KeldFoundation/CStd/LargeVector.h"
 #include "KeldFoundation/logger/LineFormat.h"
 #include "KeldMorvIO/archive/ArchivePath.h"
 #include "KeldMorvIO/listing/ManifestTables.h"
@@ -30,7 +31,7 @@ public:
     /// \param parents  filled as the walk goes: the parent directory of every entry, where directory i is entry i and
     ///                 file j is entry D + j. The root, and what no directory holds, have parent 0.
     /// \param prefixBudget how many bytes of path text may wait with the directories of a level.
-    ManifestFileIterator(const ManifestTables &manifest, std::vector<uint32> &parents,
+    ManifestFileIterator(const ManifestTables &manifest, LargeVector<uint32> &parents,
                          uint_size prefixBudget = KeptPrefixBudget);
 
     bool IsValid() const { return mDirectory != nullptr; }
@@ -87,7 +88,7 @@ private:
     void Append(const char *text);
 
     const ManifestTables &mManifest;
-    std::vector<uint32> &mParents;
+    LargeVector<uint32> &mParents;
     std::vector<uint32> mOrder;    ///< all directories, level by level
     uint_size mNextDirectory = 0;  ///< in mOrder
     std::vector<Prefix> mPrefixes; ///< by directory, of its children

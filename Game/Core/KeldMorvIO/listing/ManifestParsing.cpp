@@ -12,7 +12,7 @@ namespace Keld::MORV::Reader
 namespace
 {
 template <class EntryType>
-ParsedImage MakeManifest(std::vector<char> &image)
+ParsedImage MakeManifest(LargeVector<char> &image)
 {
     auto manifest = std::make_unique<ReleaseManifestTemplate<EntryType>>(image);
     ParsedImage parsed;
@@ -25,7 +25,7 @@ ParsedImage MakeManifest(std::vector<char> &image)
 struct AcceptedVersion
 {
     uint32 version;
-    ParsedImage (*make)(std::vector<char> &);
+    ParsedImage (*make)(LargeVector<char> &);
 };
 
 constexpr AcceptedVersion AcceptedVersions[] = {
@@ -42,7 +42,7 @@ ParsedImage Refuse(ManifestRefusal refusal, uint32 version = 0)
 }
 } // namespace
 
-ParsedImage ParseReleaseManifest(std::vector<char> &image)
+ParsedImage ParseReleaseManifest(LargeVector<char> &image)
 {
     if (image.size() < ManifestLeadSize)
     {

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "KeldFoundation/CStd/LargeVector.h"
 #include "KeldMorvIO/listing/ManifestTables.h"
 #include "KeldMorvIO/listing/ReleaseManifest.h"
 
 #include <memory>
-#include <vector>
 
 namespace Keld::MORV::Reader
 {
@@ -32,5 +32,5 @@ inline constexpr uint32 ManifestLeadSize = 8;
 
 /// Checks and sorts the image of a manifest file, without a word in the log. A valid manifest takes the bytes over.
 /// \throws std::length_error for a string count of ReleaseManifestStringLimit or more, std::bad_alloc.
-ParsedImage ParseReleaseManifest(std::vector<char> &image);
+ParsedImage ParseReleaseManifest(LargeVector<char> &image);
 } // namespace Keld::MORV::Reader

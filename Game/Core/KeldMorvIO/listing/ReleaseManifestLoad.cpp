@@ -9,7 +9,6 @@
 
 #include <cstdio>
 #include <limits>
-#include <vector>
 
 namespace Keld::MORV::Reader
 {
@@ -48,7 +47,7 @@ uint32 GetImageSize(uint32 fileSize)
 }
 
 /// Reads at least the lead. The unknown size of a missing file is the highest number, so that it fails when opened.
-bool ReadImage(const char *filename, std::vector<char> &image)
+bool ReadImage(const char *filename, LargeVector<char> &image)
 {
     const uint32 size = std_file_size(filename);
     if (size < ManifestLeadSize)
@@ -99,7 +98,7 @@ ReleaseManifest *ReleaseManifest::Load(const char *filename)
 {
     LogProgress("%s: (\"%s\")", LoadSignature, filename);
 
-    std::vector<char> image;
+    LargeVector<char> image;
     if (!ReadImage(filename, image))
     {
         return nullptr;

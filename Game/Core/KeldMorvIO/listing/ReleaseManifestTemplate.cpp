@@ -13,7 +13,7 @@
 namespace Keld::MORV::Reader
 {
 template <class EntryType>
-ReleaseManifestTemplate<EntryType>::ReleaseManifestTemplate(std::vector<char> &image)
+ReleaseManifestTemplate<EntryType>::ReleaseManifestTemplate(LargeVector<char> &image)
 {
     mImage.swap(image);
     if (!CheckImage())
@@ -93,9 +93,9 @@ ProjectListing *ReleaseManifestTemplate<EntryType>::CreateListing(const char *ro
 
 template <class EntryType>
 void ReleaseManifestTemplate<EntryType>::GetFileArchiveMetadata(const char *root, const char *projectRoot,
-                                                                std::vector<FileArchiveMetadata> &metadata,
+                                                                LargeVector<FileArchiveMetadata> &metadata,
                                                                 std::vector<uint32> &missing,
-                                                                std::vector<uint32> &parents,
+                                                                LargeVector<uint32> &parents,
                                                                 FileHandleHeader &header) const
 {
     LocateFiles(*this, root, projectRoot, metadata, missing, parents, header);

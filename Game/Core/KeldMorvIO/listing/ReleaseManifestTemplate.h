@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KeldFoundation/CStd/LargeVector.h"
 #include "KeldMorvIO/listing/FileArchiveMetadata.h"
 #include "KeldMorvIO/listing/ManifestTables.h"
 #include "KeldMorvIO/listing/ReleaseManifest.h"
@@ -21,7 +22,7 @@ class ReleaseManifestTemplate final : public ReleaseManifest, public ManifestTab
 {
 public:
     /// Takes over the bytes of `image`, which is empty afterwards.
-    explicit ReleaseManifestTemplate(std::vector<char> &image);
+    explicit ReleaseManifestTemplate(LargeVector<char> &image);
 
     bool IsValid() const override;
     ProjectListing *CreateListing(const char *root) const override;
@@ -33,8 +34,8 @@ public:
     }
 
     /// Finds every file on disk, once: see FileLocation.h.
-    void GetFileArchiveMetadata(const char *root, const char *projectRoot, std::vector<FileArchiveMetadata> &metadata,
-                                std::vector<uint32> &missing, std::vector<uint32> &parents,
+    void GetFileArchiveMetadata(const char *root, const char *projectRoot, LargeVector<FileArchiveMetadata> &metadata,
+                                std::vector<uint32> &missing, LargeVector<uint32> &parents,
                                 FileHandleHeader &header) const;
 
 private:
@@ -42,7 +43,7 @@ private:
     void SortTree();
     void SortDirectory(const DirectoryTableEntry &directory, const NameOrder &names);
 
-    std::vector<char> mImage;
+    LargeVector<char> mImage;
     const char *mEnd = nullptr; ///< of the image; its start when the image is not valid
 };
 } // namespace Keld::MORV::Reader
