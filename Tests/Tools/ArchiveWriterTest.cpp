@@ -43,6 +43,18 @@ TEST(ArchiveWriterTest, RecordsOfOneHashStandInTheOrderOfTheirPathsWithoutCase)
     EXPECT_EQ(ReadArchiveIndex(path), expected);
 }
 
+TEST(ArchiveWriterTest, PathsStandInTheirOwnOrderWhateverTheirHashes)
+{
+    ByteImage image;
+    image.Word(0, 0x18BE0EF0).Word(4, 1).Word(8, 0).Word(12, 20).Word(16, 56).Word(20, 2);
+    image.Word(24, 0x7A).Word(28, 100).Word(32, 7).Word(36, 1);  // z
+    image.Word(40, 0x672).Word(44, 0).Word(48, 100).Word(52, 0); // AB
+    image.Word(56, 0).Word(60, 2);
+    image.Word(64, 24).Word(68, 0).Word(72, 27).Word(76, 0);
+    image.Text(80, "AB").Text(83, "z");
+    EXPECT_EQ(BuildArchiveIndex({{"AB", 0, 100}, {"z", 100, 7}}), image.Bytes());
+}
+
 TEST(ArchiveWriterTest, RefusesWhatTheReaderWouldDelete)
 {
     EXPECT_THROW(BuildArchiveIndex({}), TreeError);

@@ -22,6 +22,7 @@ struct SortKey
     uint32 hash;
     std::string folded;
     const ArchivedFile *file;
+    uint32 pathIndex = 0;
 
     bool operator<(const SortKey &other) const
     {
@@ -50,7 +51,28 @@ std::vector<SortKey> SortForSearch(const std::vector<ArchivedFile> &files)
     return keys;
 }
 
-std::string BuildPathList(const std::vector<SortKey> &keys)
+/// The records' keys in the order of their paths. A reader that looks its files up in that order finds them in a row.
+std::vector<const SortKey *> SortPaths(std::vector<SortKey> &keys)
+{
+    std::vector<SortKey *> sorted;
+    sorted.reserve(keys.size());
+    for (SortKey &key : keys)
+    {
+        sorted.push_back(&key);
+    }
+    std::sort(sorted.begin(), sorted.end(),
+              [](const SortKey *left, const SortKey *right)
+              {
+                  return left->folded < right->folded;
+              });
+    for (uint32 index = 0; index < sorted.size(); ++index)
+    {
+        sorted[index]->pathIndex = index;
+    }
+    return {sorted.begin(), sorted.end()};
+}
+
+std::string BuildPathList(const std::vector<const SortKey *> &keys)
 {
     std::string list;
     ArchivePathList head;
@@ -59,13 +81,13 @@ std::string BuildPathList(const std::vector<SortKey> &keys)
     AppendRecord(list, head);
     std::string texts;
     const uint_size textsAt = sizeof(ArchivePathList) + keys.size() * sizeof(ArchivePathEntry);
-    for (const SortKey &key : keys)
+    for (const SortKey *const key : keys)
     {
         ArchivePathEntry entry;
         entry.stringOffset = static_cast<uint32>(textsAt + texts.size());
         entry.reserved = 0;
         AppendRecord(list, entry);
-        texts.append(key.file->path).push_back('\0');
+        texts.append(key->file->path).push_back('\0');
     }
     return list + texts;
 }
@@ -83,7 +105,8 @@ std::string BuildArchiveIndex(const std::vector<ArchivedFile> &files)
         throw TreeError("an archive must hold at least one file that is not empty: the reader deletes any other");
     }
 
-    const std::vector<SortKey> keys = SortForSearch(files);
+    std::vector<SortKey> keys = SortForSearch(files);
+    const std::string pathList = BuildPathList(SortPaths(keys));
     ArchiveHeader header;
     header.magic = ArchiveMagic;
     header.version = ArchiveVersion;
@@ -95,16 +118,16 @@ std::string BuildArchiveIndex(const std::vector<ArchivedFile> &files)
     std::string image;
     AppendRecord(image, header);
     AppendRecord(image, Little32(static_cast<uint32>(keys.size())));
-    for (uint32 index = 0; index < keys.size(); ++index)
+    for (const SortKey &key : keys)
     {
         ArchiveFileEntry entry;
-        entry.hash = keys[index].hash;
-        entry.dataOffset = keys[index].file->offset;
-        entry.size = keys[index].file->size;
-        entry.pathIndex = index;
+        entry.hash = key.hash;
+        entry.dataOffset = key.file->offset;
+        entry.size = key.file->size;
+        entry.pathIndex = key.pathIndex;
         AppendRecord(image, entry);
     }
-    image += BuildPathList(keys);
+    image += pathList;
     if (image.size() > ArchiveWriter::LargestSize)
     {
         throw TreeError("an archive index would exceed 4 GiB: make the archives smaller");

@@ -116,7 +116,8 @@ const ArchiveFile *ArchiveVersionManager::LoadArchiveFile(const char *directory,
 }
 
 ArchiveVersionManager::ArchiveVersionManager(const std::string &directory, std::vector<const ArchiveFile *> &archives)
-    : mPaths(archives), mDirectory(directory)
+    : mSortedPaths(archives), mPaths(mSortedPaths.IsKnown() ? std::vector<const ArchiveFile *>() : archives),
+      mDirectory(directory)
 {
     constexpr const char *signature = "Keld::MORV::Reader::ArchiveVersionManager::ArchiveVersionManager("
                                       "const std::string &, std::vector<const ArchiveFile *> &)";
@@ -232,7 +233,11 @@ const ArchiveFile *ArchiveVersionManager::AskQuietly(ArchivePath &path, const Pa
     uint32 foundOffset = 0;
     uint32 foundSize = 0;
     const ArchiveFile *holder = nullptr;
-    if (mPaths.IsKnown())
+    if (mSortedPaths.IsKnown())
+    {
+        holder = mSortedPaths.Find(path.GetPath(), hashes.name, foundOffset, foundSize);
+    }
+    else if (mPaths.IsKnown())
     {
         const uint32 whole = hashes.whole != 0 ? hashes.whole : HashWholePath(path.GetPath().c_str());
         holder = mPaths.Find(path, hashes.name, whole, foundOffset, foundSize);

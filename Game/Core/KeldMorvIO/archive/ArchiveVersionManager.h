@@ -2,6 +2,7 @@
 
 #include "KeldMorvIO/archive/ArchiveFile.h"
 #include "KeldMorvIO/archive/PathTable.h"
+#include "KeldMorvIO/archive/SortedPaths.h"
 
 #include <span>
 #include <string>
@@ -68,7 +69,8 @@ private:
     const ArchiveFile *AskQuietly(ArchivePath &path, const PathHashes &hashes, uint32 &offset, uint32 &size) const;
 
     std::vector<const ArchiveFile *> mArchives; ///< owned, in the order of the file system
-    PathTable mPaths;                           ///< of mArchives
+    SortedPaths mSortedPaths;                   ///< of mArchives
+    PathTable mPaths;                           ///< of mArchives, where those are not known
     std::string mDirectory;
 };
 } // namespace Keld::MORV::Reader

@@ -1,7 +1,7 @@
 #include "KeldMorvIO/archive/PathTable.h"
 
 #include "KeldFoundation/CStd/CStd.h"
-#include "KeldFoundation/CStd/Hash.h"
+#include "KeldMorvIO/archive/ComparePaths.h"
 #include "KeldMorvIO/archive/PathHash.h"
 
 #include <algorithm>
@@ -12,20 +12,10 @@ namespace Keld::MORV::Reader
 namespace
 {
 constexpr uint_size FetchedAheadCount = 16;
+constexpr uint_size PathFetchDistance = 48; // from the start of a path to the line of the cache that it mostly ends in
 
 /// No path that is looked up is longer.
 constexpr uint_size LongestPath = 8192;
-
-/// Negative, 0 or positive, without regard to case. Skips what both begin with as it stands.
-int CompareNames(const char *left, const char *right, uint_size commonSize)
-{
-    uint_size at = 0;
-    while (at + sizeof(uint64) <= commonSize && LoadWord(left + at) == LoadWord(right + at))
-    {
-        at += sizeof(uint64);
-    }
-    return std_stricmp(left + at, right + at);
-}
 
 /// The paths of neighbours lie far apart where they were not written in the order of the records.
 void FetchRecordsBehind(const ArchiveFile &archive, uint32 index)
@@ -61,14 +51,14 @@ PathTable::PathTable(const std::vector<const ArchiveFile *> &archives) : mArchiv
     {
         return;
     }
-    mSlots.resize(static_cast<uint_size>(count + count / 2 + 1));
+    mSlots.assign(static_cast<uint_size>(count + count / 2 + 1), Slot());
     uint32 first = 0;
     for (const ArchiveFile *const archive : mArchives)
     {
         mFirstRecords.push_back(first);
         if (!Add(*archive, first))
         {
-            std::vector<Slot>().swap(mSlots);
+            LargeVector<Slot>().swap(mSlots);
             return;
         }
         first += archive->GetEntryCount();
@@ -83,6 +73,8 @@ bool PathTable::Add(const ArchiveFile &archive, uint32 firstRecord)
     const uint32 count = archive.GetEntryCount();
     uint_size room = archive.GetImageSize();
     uint32 lastHash = 0;
+    std::array<Slot, FetchedAheadCount> waiting; // until their places in the table have been fetched
+    uint_size waitingCount = 0;
     const char *lastPath = "";
     uint_size lastLength = 0;
     for (uint32 index = 0; index < count; ++index)
@@ -92,11 +84,22 @@ bool PathTable::Add(const ArchiveFile &archive, uint32 firstRecord)
         const char *const path = archive.GetEntryPath(index);
         const uint_size length = path != nullptr ? std_strnlen(path, LongestPath + 1) : room;
         const bool isUsual = path != nullptr && length <= LongestPath && length < room && hash >= lastHash;
-        if (!isUsual || (hash == lastHash && CompareNames(lastPath, path, std::min(lastLength, length)) > 0))
+        if (!isUsual || (hash == lastHash && ComparePaths(lastPath, path, std::min(lastLength, length)) > 0))
         {
             return false;
         }
-        Insert(HashWholePath(path, length), firstRecord + index);
+        waiting[waitingCount] = {HashWholePath(path, length), firstRecord + index};
+        __builtin_prefetch(&mSlots[HomeOf(waiting[waitingCount].pathHash)], 1);
+        ++waitingCount;
+        if (waitingCount == waiting.size() || index + 1 == count)
+        {
+            std::for_each_n(waiting.begin(), waitingCount,
+                            [this](const Slot &record)
+                            {
+                                Insert(record);
+                            });
+            waitingCount = 0;
+        }
         room -= length;
         lastHash = hash;
         lastPath = path;
@@ -105,14 +108,14 @@ bool PathTable::Add(const ArchiveFile &archive, uint32 firstRecord)
     return true;
 }
 
-void PathTable::Insert(uint32 pathHash, uint32 record)
+void PathTable::Insert(const Slot &record)
 {
-    uint_size slot = HomeOf(pathHash);
+    uint_size slot = HomeOf(record.pathHash);
     while (mSlots[slot].record != Slot::Empty)
     {
         slot = Behind(slot);
     }
-    mSlots[slot] = {pathHash, record};
+    mSlots[slot] = record;
 }
 
 // Of records with one path, those of the first archive were inserted first, and so are met first.
@@ -168,7 +171,9 @@ void PathTable::FetchAhead(std::span<const uint32> pathHashes) const
     }
     for (const Place &place : found)
     {
-        __builtin_prefetch(place.archive->GetEntryPath(place.index));
+        const char *const path = place.archive->GetEntryPath(place.index);
+        __builtin_prefetch(path);
+        __builtin_prefetch(path + PathFetchDistance);
     }
 }
 

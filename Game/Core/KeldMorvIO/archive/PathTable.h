@@ -45,13 +45,13 @@ private:
     };
 
     bool Add(const ArchiveFile &archive, uint32 firstRecord);
-    void Insert(uint32 pathHash, uint32 record);
+    void Insert(const Slot &record);
     Place PlaceOf(uint32 record) const;
     uint_size HomeOf(uint32 pathHash) const { return static_cast<uint_size>(uint64{pathHash} * mSlots.size() >> 32); }
     uint_size Behind(uint_size slot) const { return slot + 1 < mSlots.size() ? slot + 1 : 0; }
 
     const std::vector<const ArchiveFile *> mArchives;
     std::vector<uint32> mFirstRecords; ///< by archive
-    std::vector<Slot> mSlots;          ///< half as many again as there are records; a full one sends on to the next
+    LargeVector<Slot> mSlots;          ///< half as many again as there are records; a full one sends on to the next
 };
 } // namespace Keld::MORV::Reader
