@@ -15,11 +15,13 @@
 #include <chrono>
 #include <deque>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <thread>
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -185,13 +187,30 @@ TEST_F(DirectAioTest, GoesOnWaitingForAPipeWhenASignalComes)
     EXPECT_EQ(buffer, "data");
 }
 
+/// Until a thread of this process sleeps in the system's read, which serves pipes.
+void WaitUntilReading(const std::atomic<pid_t> &task)
+{
+    const std::string reading = std::to_string(SYS_read) + " ";
+    constexpr int mostLooks = 10'000;
+    std::string call;
+    for (int look = 0; look < mostLooks && !call.starts_with(reading); ++look)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        std::ifstream told("/proc/self/task/" + std::to_string(task) + "/syscall");
+        std::getline(told, call);
+    }
+    EXPECT_TRUE(call.starts_with(reading)) << call;
+}
+
 TEST_F(DirectAioTest, LetsFourReadsRunAndTheFifthSleep)
 {
     const std::array<Pipe, 5> pipes;
     std::array<std::array<char, 4>, 5> buffers{};
     std::array<std::atomic<bool>, 5> finished{};
+    std::array<std::atomic<pid_t>, 5> tasks{};
     const auto read = [&](uint_size index)
     {
+        tasks[index] = gettid();
         uint32 bytesRead = 0;
         EXPECT_TRUE(AsyncRead(pipes[index].File(), 0, 4, &bytesRead, buffers[index].data()));
         EXPECT_EQ(bytesRead, 4U);
@@ -201,21 +220,22 @@ TEST_F(DirectAioTest, LetsFourReadsRunAndTheFifthSleep)
     for (uint_size index = 0; index < 4; ++index)
     {
         threads[index] = std::thread(read, index);
+        WaitUntilReading(tasks[index]);
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // all four sleep in their pipes
     pipes[4].Write("five");
     threads[4] = std::thread(read, 4);
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_FALSE(finished[4]) << "the fifth read found a slot that was not free";
     pipes[2].Write("data");
     threads[4].join();
+    threads[2].join();
     EXPECT_TRUE(finished[2]);
     for (const uint_size index : {0U, 1U, 3U})
     {
         EXPECT_FALSE(finished[index]);
         pipes[index].Write("data");
     }
-    for (uint_size index = 0; index < 4; ++index)
+    for (const uint_size index : {0U, 1U, 3U})
     {
         threads[index].join();
     }
