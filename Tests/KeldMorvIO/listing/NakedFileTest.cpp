@@ -19,18 +19,18 @@ namespace
 {
 using Keld::Test::Error;
 
-constexpr MorvVersion releaseVersion = 0x01020304;
-constexpr MorvVersion fileVersion = 0x05060708;
+constexpr MorvVersion ReleaseVersion = 0x01020304;
+constexpr MorvVersion FileVersion = 0x05060708;
 
-constexpr const char *rootSignature =
+constexpr const char *RootSignature =
     "static bool Keld::MORV::Reader::ProjectListing::GetProjectRoot(char *, uint32, const char *, const char *)";
-constexpr const char *pathSignature =
+constexpr const char *PathSignature =
     "static bool Keld::MORV::Reader::ProjectListing::GetNakedFile(char *, uint32, FileType, const char *, MorvVersion, "
     "MorvVersion, const char *)";
-constexpr const char *openSignature =
+constexpr const char *OpenSignature =
     "static AsyncFile Keld::MORV::Reader::ProjectListing::OpenNakedFile(FileType, const char *, MorvVersion, "
     "MorvVersion, const char *)";
-constexpr const char *openInRootSignature =
+constexpr const char *OpenInRootSignature =
     "static AsyncFile Keld::MORV::Reader::ProjectListing::OpenNakedFile(FileType, const char *, const char *, "
     "MorvVersion, MorvVersion, const char *)";
 
@@ -41,7 +41,7 @@ protected:
     {
         char buffer[PathBufferSize];
         const bool isMade =
-            ProjectListing::GetNakedFile(buffer, sizeof buffer, type, projectRoot, releaseVersion, fileVersion, name);
+            ProjectListing::GetNakedFile(buffer, sizeof buffer, type, projectRoot, ReleaseVersion, FileVersion, name);
         return isMade ? buffer : "(false)";
     }
 
@@ -82,10 +82,10 @@ TEST_F(NakedFileTest, IgnoresTheVersionThatTheTypeDoesNotUse)
 {
     char buffer[PathBufferSize];
     ASSERT_TRUE(ProjectListing::GetNakedFile(buffer, sizeof buffer, ProjectListing::FileTypeManaged, "/p", 0xFFFFFFFF,
-                                             fileVersion, "a"));
+                                             FileVersion, "a"));
     EXPECT_STREQ(buffer, "/p/managedfiles/5.6.7.8/a");
     ASSERT_TRUE(ProjectListing::GetNakedFile(buffer, sizeof buffer, ProjectListing::FileTypeDeploy, "/p",
-                                             releaseVersion, 0xFFFFFFFF, "a"));
+                                             ReleaseVersion, 0xFFFFFFFF, "a"));
     EXPECT_STREQ(buffer, "/p/releases/1.2.3.4/deploy/a");
 }
 
@@ -126,7 +126,7 @@ TEST_F(NakedFileTest, FitsAPathOf1023BytesAndRefusesOneMore)
         EXPECT_EQ(Path(type, "/p", name.c_str()), "/p" + (directory + name));
         mLog.ExpectAll({});
         EXPECT_EQ(Path(type, "/p", (name + "n").c_str()), "(false)");
-        mLog.ExpectAll({Error("The path is too long: /p" + (directory + name) + "n", pathSignature)});
+        mLog.ExpectAll({Error("The path is too long: /p" + (directory + name) + "n", PathSignature)});
     }
 }
 
@@ -136,16 +136,16 @@ TEST_F(NakedFileTest, FitsAProjectRootOf1023BytesAndRefusesOneMore)
     ASSERT_EQ(Root(root.c_str(), "atlas").size(), 1023u);
     mLog.ExpectAll({});
     EXPECT_EQ(Root((root + "r").c_str(), "atlas"), "(false)");
-    mLog.ExpectAll({Error("The project path is too long: " + root + "r/projects/atlas", rootSignature)});
+    mLog.ExpectAll({Error("The project path is too long: " + root + "r/projects/atlas", RootSignature)});
 }
 
 TEST_F(NakedFileTest, LogsPiecesThatAreNullAsEmptyTexts)
 {
     const std::string name(1023, 'n');
     EXPECT_EQ(Root(nullptr, name.c_str()), "(false)");
-    mLog.ExpectAll({Error("The project path is too long: /projects/" + name, rootSignature)});
+    mLog.ExpectAll({Error("The project path is too long: /projects/" + name, RootSignature)});
     EXPECT_EQ(Path(ProjectListing::FileTypeManaged, nullptr, name.c_str()), "(false)");
-    mLog.ExpectAll({Error("The path is too long: /managedfiles/5.6.7.8/" + name, pathSignature)});
+    mLog.ExpectAll({Error("The path is too long: /managedfiles/5.6.7.8/" + name, PathSignature)});
 }
 
 TEST_F(NakedFileTest, KeepsToASmallerBuffer)
@@ -162,19 +162,19 @@ TEST_F(NakedFileTest, MakesTheProjectRootFirstInTheFormWithRootAndProject)
 {
     char buffer[PathBufferSize];
     ASSERT_TRUE(ProjectListing::GetNakedFile(buffer, sizeof buffer, ProjectListing::FileTypeManaged, "/m", "atlas",
-                                             releaseVersion, fileVersion, "a"));
+                                             ReleaseVersion, FileVersion, "a"));
     EXPECT_STREQ(buffer, "/m/projects/atlas/managedfiles/5.6.7.8/a");
     mLog.ExpectAll({});
 
     const std::string root = "/" + std::string(1023, 'r');
     EXPECT_FALSE(ProjectListing::GetNakedFile(buffer, sizeof buffer, ProjectListing::FileTypeManaged, root.c_str(),
-                                              "atlas", releaseVersion, fileVersion, "/absolute"));
-    mLog.ExpectAll({Error("The project path is too long: " + root + "/projects/atlas", rootSignature)});
+                                              "atlas", ReleaseVersion, FileVersion, "/absolute"));
+    mLog.ExpectAll({Error("The project path is too long: " + root + "/projects/atlas", RootSignature)});
 
     const std::string name(1000, 'n');
     EXPECT_FALSE(ProjectListing::GetNakedFile(buffer, sizeof buffer, ProjectListing::FileTypeDeploy, "/m", "atlas",
-                                              releaseVersion, fileVersion, name.c_str()));
-    mLog.ExpectAll({Error("The path is too long: /m/projects/atlas/releases/1.2.3.4/deploy/" + name, pathSignature)});
+                                              ReleaseVersion, FileVersion, name.c_str()));
+    mLog.ExpectAll({Error("The path is too long: /m/projects/atlas/releases/1.2.3.4/deploy/" + name, PathSignature)});
 }
 
 TEST_F(NakedFileTest, OpensManagedAndNakedFiles)
@@ -187,8 +187,8 @@ TEST_F(NakedFileTest, OpensManagedAndNakedFiles)
     for (const auto &[type, content] : cases)
     {
         const AsyncFile files[] = {
-            ProjectListing::OpenNakedFile(type, projectRoot.c_str(), releaseVersion, fileVersion, "data/a"),
-            ProjectListing::OpenNakedFile(type, mTree.Root().c_str(), "atlas", releaseVersion, fileVersion, "data/a")};
+            ProjectListing::OpenNakedFile(type, projectRoot.c_str(), ReleaseVersion, FileVersion, "data/a"),
+            ProjectListing::OpenNakedFile(type, mTree.Root().c_str(), "atlas", ReleaseVersion, FileVersion, "data/a")};
         for (const AsyncFile file : files)
         {
             ASSERT_NE(file, AsyncFile::Null);
@@ -206,10 +206,10 @@ TEST_F(NakedFileTest, NeverOpensTheDataFileOfAnArchive)
     mTree.Write("projects/atlas/filearchives/5.6.7.8/a", "bytes");
     const std::string longName(2000, 'n');
     EXPECT_EQ(ProjectListing::OpenNakedFile(ProjectListing::FileTypeArchive, mTree.Path("projects/atlas").c_str(),
-                                            releaseVersion, fileVersion, "a"),
+                                            ReleaseVersion, FileVersion, "a"),
               AsyncFile::Null);
     EXPECT_EQ(ProjectListing::OpenNakedFile(ProjectListing::FileTypeArchive, mTree.Root().c_str(), "atlas",
-                                            releaseVersion, fileVersion, longName.c_str()),
+                                            ReleaseVersion, FileVersion, longName.c_str()),
               AsyncFile::Null);
     mLog.ExpectAll({});
 }
@@ -220,23 +220,23 @@ TEST_F(NakedFileTest, LogsThePathAndTheSystemsErrorWhenItCannotOpen)
     std_strerror(ENOENT, text, sizeof text);
     const std::string projectRoot = mTree.Path("projects/atlas");
     const std::string path = projectRoot + "/managedfiles/5.6.7.8/absent";
-    EXPECT_EQ(ProjectListing::OpenNakedFile(ProjectListing::FileTypeManaged, projectRoot.c_str(), releaseVersion,
-                                            fileVersion, "absent"),
+    EXPECT_EQ(ProjectListing::OpenNakedFile(ProjectListing::FileTypeManaged, projectRoot.c_str(), ReleaseVersion,
+                                            FileVersion, "absent"),
               AsyncFile::Null);
-    mLog.ExpectAll({Error("Failed to open: " + path, openSignature), Error(text, openSignature)});
+    mLog.ExpectAll({Error("Failed to open: " + path, OpenSignature), Error(text, OpenSignature)});
     EXPECT_EQ(ProjectListing::OpenNakedFile(ProjectListing::FileTypeManaged, mTree.Root().c_str(), "atlas",
-                                            releaseVersion, fileVersion, "absent"),
+                                            ReleaseVersion, FileVersion, "absent"),
               AsyncFile::Null);
-    mLog.ExpectAll({Error("Failed to open: " + path, openInRootSignature), Error(text, openInRootSignature)});
+    mLog.ExpectAll({Error("Failed to open: " + path, OpenInRootSignature), Error(text, OpenInRootSignature)});
 
     std_strerror(ELOOP, text, sizeof text);
     std::filesystem::create_directories(projectRoot + "/managedfiles/5.6.7.8");
     std::filesystem::create_symlink("loop", projectRoot + "/managedfiles/5.6.7.8/loop");
-    EXPECT_EQ(ProjectListing::OpenNakedFile(ProjectListing::FileTypeManaged, projectRoot.c_str(), releaseVersion,
-                                            fileVersion, "loop"),
+    EXPECT_EQ(ProjectListing::OpenNakedFile(ProjectListing::FileTypeManaged, projectRoot.c_str(), ReleaseVersion,
+                                            FileVersion, "loop"),
               AsyncFile::Null);
-    mLog.ExpectAll({Error("Failed to open: " + projectRoot + "/managedfiles/5.6.7.8/loop", openSignature),
-                    Error(text, openSignature)});
+    mLog.ExpectAll({Error("Failed to open: " + projectRoot + "/managedfiles/5.6.7.8/loop", OpenSignature),
+                    Error(text, OpenSignature)});
 }
 
 TEST_F(NakedFileTest, TakesAFileThatGetsDescriptorZeroForOneThatCannotBeOpened)
@@ -247,23 +247,23 @@ TEST_F(NakedFileTest, TakesAFileThatGetsDescriptorZeroForOneThatCannotBeOpened)
     {
         const Keld::Test::ClosedStandardInput closed;
         errno = 0;
-        file = ProjectListing::OpenNakedFile(ProjectListing::FileTypeManaged, projectRoot.c_str(), releaseVersion,
-                                             fileVersion, "a");
+        file = ProjectListing::OpenNakedFile(ProjectListing::FileTypeManaged, projectRoot.c_str(), ReleaseVersion,
+                                             FileVersion, "a");
     }
     EXPECT_EQ(file, AsyncFile::Null);
     char text[1024];
     std_strerror(0, text, sizeof text);
-    mLog.ExpectAll({Error("Failed to open: " + projectRoot + "/managedfiles/5.6.7.8/a", openSignature),
-                    Keld::Test::Progress(text, openSignature)});
+    mLog.ExpectAll({Error("Failed to open: " + projectRoot + "/managedfiles/5.6.7.8/a", OpenSignature),
+                    Keld::Test::Progress(text, OpenSignature)});
 }
 
 TEST_F(NakedFileTest, OpensNothingAtAPathThatDoesNotFit)
 {
     const std::string name(1010, 'n');
     EXPECT_EQ(
-        ProjectListing::OpenNakedFile(ProjectListing::FileTypeManaged, "/p", releaseVersion, fileVersion, name.c_str()),
+        ProjectListing::OpenNakedFile(ProjectListing::FileTypeManaged, "/p", ReleaseVersion, FileVersion, name.c_str()),
         AsyncFile::Null);
-    mLog.ExpectAll({Error("The path is too long: /p/managedfiles/5.6.7.8/" + name, pathSignature)});
+    mLog.ExpectAll({Error("The path is too long: /p/managedfiles/5.6.7.8/" + name, PathSignature)});
 }
 } // namespace
 } // namespace Keld::MORV::Reader

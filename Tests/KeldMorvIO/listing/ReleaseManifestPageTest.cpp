@@ -10,12 +10,12 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-constexpr const char *page = "Docs/Formats/ReleaseManifest.md";
+constexpr const char *ManifestPage = "Docs/Formats/ReleaseManifest.md";
 
 TEST(ReleaseManifestPage, ShowsAManifestThatLoadsAsItSays)
 {
     const Keld::Test::TempTree tree;
-    const std::string path = tree.Write("releasemanifest", Keld::Test::ReadHexDump(page));
+    const std::string path = tree.Write("releasemanifest", Keld::Test::ReadHexDump(ManifestPage));
     const std::unique_ptr<ReleaseManifest> loaded(ReleaseManifest::Load(path.c_str()));
     ASSERT_NE(loaded, nullptr);
     const auto &manifest = dynamic_cast<ReleaseManifestTemplate<FileTableEntry> &>(*loaded);
@@ -41,7 +41,7 @@ TEST(ReleaseManifestPage, ShowsWhatTheTestsBuilderWrites)
     Keld::Test::ManifestImage image("atlas", 0x01010000);
     image.File("readme.txt", {0, 12, 0x01010000, firstDigest});
     image.File("data/a.dds", {0x16, 300, 0x01000000, secondDigest});
-    EXPECT_EQ(Keld::Test::ReadHexDump(page), image.Bytes());
+    EXPECT_EQ(Keld::Test::ReadHexDump(ManifestPage), image.Bytes());
 }
 } // namespace
 } // namespace Keld::MORV::Reader

@@ -28,10 +28,10 @@ using Keld::Test::ManifestImage;
 using Keld::Test::Progress;
 using testing::ElementsAre;
 
-constexpr const char *signature =
+constexpr const char *LoadedSignature =
     "static Keld::MORV::Reader::ReleaseManifest *Keld::MORV::Reader::ReleaseManifest::Load(const char *)";
-constexpr const char *truncated = "The release manifest is invalid.  The file may be truncated.";
-constexpr const char *noHeader = "Failure while reading header";
+constexpr const char *TruncatedText = "The release manifest is invalid.  The file may be TruncatedText.";
+constexpr const char *NoHeaderText = "Failure while reading header";
 
 std::string FieldTextOf(int error)
 {
@@ -58,14 +58,14 @@ protected:
     /// The progress line of every load, then these lines.
     void ExpectLines(std::vector<Keld::Test::ExpectedLine> lines)
     {
-        lines.insert(lines.begin(), Progress("(\"" + mPath + "\")", signature));
+        lines.insert(lines.begin(), Progress("(\"" + mPath + "\")", LoadedSignature));
         mLog.ExpectAll(lines);
     }
 
     void ExpectRefused(const std::string &bytes, const std::string &message)
     {
         EXPECT_EQ(Load(bytes), nullptr);
-        ExpectLines({Error(message, signature)});
+        ExpectLines({Error(message, LoadedSignature)});
     }
 
     Keld::Test::TempTree mTree;
@@ -119,7 +119,7 @@ TEST_F(ReleaseManifestTest, FindsNoHeaderInAFileOfFewerThanEightBytes)
     for (uint_size length = 0; length < 8; ++length)
     {
         SCOPED_TRACE(length);
-        ExpectRefused(whole.substr(0, length), noHeader);
+        ExpectRefused(whole.substr(0, length), NoHeaderText);
     }
 }
 
@@ -131,7 +131,7 @@ TEST_F(ReleaseManifestTest, RefusesAFileThatEndsAnywhereBeforeItsStringDataDoes)
         for (uint_size length = 8; length < whole.size(); ++length)
         {
             SCOPED_TRACE(length);
-            ExpectRefused(whole.substr(0, length), truncated);
+            ExpectRefused(whole.substr(0, length), TruncatedText);
         }
     }
 }
@@ -139,17 +139,17 @@ TEST_F(ReleaseManifestTest, RefusesAFileThatEndsAnywhereBeforeItsStringDataDoes)
 TEST_F(ReleaseManifestTest, FailsAtOpeningAFileThatDoesNotExist)
 {
     EXPECT_EQ(LoadPath(mTree.Path("absent/releasemanifest")), nullptr);
-    ExpectLines({Error("Failed to open \"" + mTree.Path("absent/releasemanifest") + "\".", signature)});
+    ExpectLines({Error("Failed to open \"" + mTree.Path("absent/releasemanifest") + "\".", LoadedSignature)});
 
     std::filesystem::create_symlink("nowhere", mTree.Path("dangling"));
     EXPECT_EQ(LoadPath(mTree.Path("dangling")), nullptr);
-    ExpectLines({Error("Failed to open \"" + mTree.Path("dangling") + "\".", signature)});
+    ExpectLines({Error("Failed to open \"" + mTree.Path("dangling") + "\".", LoadedSignature)});
 }
 
 TEST_F(ReleaseManifestTest, ReportsADirectoryAsAFailedRead)
 {
     EXPECT_EQ(LoadPath(mTree.MakeDirectory("releasemanifest")), nullptr);
-    ExpectLines({Error(FieldTextOf(1), signature), Error(noHeader, signature)});
+    ExpectLines({Error(FieldTextOf(1), LoadedSignature), Error(NoHeaderText, LoadedSignature)});
 }
 
 TEST_F(ReleaseManifestTest, DoesNotWaitForTheWriterOfAFifo)
@@ -157,7 +157,7 @@ TEST_F(ReleaseManifestTest, DoesNotWaitForTheWriterOfAFifo)
     const std::string path = mTree.Path("releasemanifest");
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     EXPECT_EQ(LoadPath(path), nullptr);
-    ExpectLines({Error(FieldTextOf(1), signature), Error(noHeader, signature)});
+    ExpectLines({Error(FieldTextOf(1), LoadedSignature), Error(NoHeaderText, LoadedSignature)});
 }
 
 TEST_F(ReleaseManifestTest, FindsNoHeaderInASocketWhichHasNoBytes)
@@ -173,7 +173,7 @@ TEST_F(ReleaseManifestTest, FindsNoHeaderInASocketWhichHasNoBytes)
     close(socketFile);
 
     EXPECT_EQ(LoadPath(path), nullptr);
-    ExpectLines({Error(noHeader, signature)});
+    ExpectLines({Error(NoHeaderText, LoadedSignature)});
 }
 
 TEST_F(ReleaseManifestTest, ReportsAShortReadWithTheTextOfTheStreamsError)
@@ -183,7 +183,7 @@ TEST_F(ReleaseManifestTest, ReportsAShortReadWithTheTextOfTheStreamsError)
     std::filesystem::create_symlink("/sys/devices/system/cpu/online", path);
     ASSERT_EQ(std_file_size(path.c_str()), 4096u);
     EXPECT_EQ(LoadPath(path), nullptr);
-    ExpectLines({Progress(FieldTextOf(0), signature), Error(noHeader, signature)});
+    ExpectLines({Progress(FieldTextOf(0), LoadedSignature), Error(NoHeaderText, LoadedSignature)});
 }
 
 TEST_F(ReleaseManifestTest, LooksAtTheMagicBeforeTheVersionAndTheSizes)
@@ -216,7 +216,7 @@ TEST_F(ReleaseManifestTest, RefusesTheSmallestImageBecauseItHasNoRoot)
 {
     const std::string smallest = ByteImage().Raw(0, "QVMF").Word(4, 0x10002).Word(28, 0).Bytes();
     ASSERT_EQ(smallest.size(), 32u);
-    ExpectRefused(smallest, truncated);
+    ExpectRefused(smallest, TruncatedText);
 }
 
 TEST_F(ReleaseManifestTest, RefusesImagesOfTwoGibibytesAndMore)
@@ -227,7 +227,7 @@ TEST_F(ReleaseManifestTest, RefusesImagesOfTwoGibibytesAndMore)
         const std::string path = mTree.Write("releasemanifest", ManifestImage().File("a").Bytes());
         std::filesystem::resize_file(path, size);
         EXPECT_EQ(LoadPath(path), nullptr);
-        ExpectLines({Error(truncated, signature)});
+        ExpectLines({Error(TruncatedText, LoadedSignature)});
     }
 }
 
@@ -266,7 +266,7 @@ TEST_F(ReleaseManifestTest, LooksAtTheSizesBeforeTheStringCount)
     image.File("a");
     image.Patch(image.StringCountOffset(), 0xFFFFFFFF);
     image.Patch(image.StringDataSizeOffset(), 0x7FFFFFFF);
-    ExpectRefused(image.Bytes(), truncated);
+    ExpectRefused(image.Bytes(), TruncatedText);
 }
 
 TEST_F(ReleaseManifestTest, ToleratesAnyOtherStringCount)
@@ -318,7 +318,7 @@ TEST_F(ReleaseManifestTest, LosesALastStringWithoutItsNul)
     EXPECT_TRUE(Keld::Test::ParseManifest(image.Bytes())->IsValid());
 
     image.Patch(image.FileOffset("a"), 3); // strings 0 to 2 end, "lost" would be the next
-    ExpectRefused(image.Bytes(), truncated);
+    ExpectRefused(image.Bytes(), TruncatedText);
 }
 
 TEST_F(ReleaseManifestTest, RefusesANameThatEndsBehindTheStringData)
@@ -333,7 +333,7 @@ TEST_F(ReleaseManifestTest, RefusesANameThatEndsBehindTheStringData)
     for (const uint32 cut : {6u, 9u, 10u})
     {
         image.Patch(image.StringDataSizeOffset(), data - cut);
-        ExpectRefused(image.Bytes(), truncated);
+        ExpectRefused(image.Bytes(), TruncatedText);
     }
 }
 } // namespace

@@ -36,7 +36,8 @@ private:
         LargeVector<uint32> records; ///< by path index
     };
 
-    struct Place
+    /// Aligned as one number, so that every compiler reads and writes it in one step.
+    struct alignas(uint64) Place
     {
         uint32 row;
         uint32 path;
