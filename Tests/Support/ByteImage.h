@@ -33,10 +33,7 @@ public:
     }
 
     /// A text and its NUL.
-    ByteImage &Text(std::size_t offset, std::string_view text)
-    {
-        return Raw(offset, std::string(text) + '\0');
-    }
+    ByteImage &Text(std::size_t offset, std::string_view text) { return Raw(offset, std::string(text) + '\0'); }
 
     std::size_t Size() const { return mBytes.size(); }
     const std::string &Bytes() const { return mBytes; }

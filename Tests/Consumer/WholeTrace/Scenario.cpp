@@ -1,6 +1,5 @@
 #include "Consumer/WholeTrace/Scenario.h"
 
-
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
