@@ -1,5 +1,5 @@
 # Compiles every header of Game/Core on its own, which proves that it includes what it needs. Those that are C are
-# compiled as C11 and as C++.
+# compiled as C and as C++.
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}/Game/Core" "${PROJECT_SOURCE_DIR}/Game/Core/*.h")
 set(cHeaders
     KeldFoundation/logger/IKeldLogTarget.h

@@ -1,9 +1,9 @@
 /// \file
 /// The record by which a log target is handed to a logger: twelve function pointers and nothing else.
 ///
-/// This header is C and compiles alone as C. It is a binary interface between modules that are built apart, so the
-/// order and the types of the slots never change. Group masks are 64 bits wide, one bit per log group; they go in as
-/// two 32-bit words, low word first.
+/// This header is C99, and C++11 as well, and compiles alone. It is a binary interface between modules that are built
+/// apart, so the order and the types of the slots never change. Group masks are 64 bits wide, one bit per log group;
+/// they go in as two 32-bit words, low word first.
 #ifndef KELD_FOUNDATION_LOGGER_IKELDLOGTARGET_H
 #define KELD_FOUNDATION_LOGGER_IKELDLOGTARGET_H
 

@@ -1,9 +1,9 @@
 /// \file
 /// The table of a logger: 26 function pointers that work on one process-wide logger and take no object.
 ///
-/// This header is C and compiles alone as C. It is a binary interface between modules that are built apart, so the
-/// order and the types of the slots never change. The library itself calls two of them: `RegisterGroup`, once, and
-/// `Log`, from any thread.
+/// This header is C99, and C++11 as well, and compiles alone. It is a binary interface between modules that are built
+/// apart, so the order and the types of the slots never change. The library itself calls two of them: `RegisterGroup`,
+/// once, and `Log`, from any thread.
 #ifndef KELD_FOUNDATION_LOGGER_IKELDLOGGER_H
 #define KELD_FOUNDATION_LOGGER_IKELDLOGGER_H
 
@@ -25,10 +25,16 @@ extern "C"
         uint32_t high;
     } KeldGroupMask;
 
+    // KeldMorvIO.h names it as well, and C99 has no name twice.
+#ifndef KELD_LOGGER_NAMED
+#define KELD_LOGGER_NAMED
+    typedef struct IKeldLogger IKeldLogger;
+#endif
+
     /// What the comments tell is what the library's own logger does. A consumer's table may do otherwise behind each
     /// slot, as long as modules that share it agree. Buffers are the caller's; `size` is their room in bytes, the NUL
     /// included, and what does not fit is cut. Texts that are returned live as long as the logger.
-    typedef struct IKeldLogger
+    struct IKeldLogger
     {
         uint32_t (*GetInterfaceVersion)(void); ///< 1
         void (*Startup)(void);                 ///< counted: the first makes the logger, unless a message has done so
@@ -60,7 +66,7 @@ extern "C"
         /// One message, from any thread. All pointers are borrowed for the call. `arguments` can be walked once: a
         /// logger that formats twice makes a `va_copy` first.
         void (*Log)(int32_t severity, uint32_t groupLow, uint32_t groupHigh, const char *format, va_list arguments);
-    } IKeldLogger;
+    };
 
 #ifdef __cplusplus
 }

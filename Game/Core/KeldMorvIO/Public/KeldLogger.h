@@ -1,7 +1,7 @@
 /// \file
 /// What a consumer needs to hear the library: the table of a logger and the record of a log target.
 ///
-/// This header is C11 and compiles alone as C and as C++. A logger is an IKeldLogger, passed to MorvSetLogger of
+/// This header is C99, and C++11 as well, and compiles alone. A logger is an IKeldLogger, passed to MorvSetLogger of
 /// KeldMorvIO.h. The library calls two of its slots:
 ///
 ///  - `RegisterGroup`, once, with the tag "MRV": it returns the mask that marks every message of the library;

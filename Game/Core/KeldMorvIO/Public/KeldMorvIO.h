@@ -1,7 +1,7 @@
 /// \file
 /// KeldMorvIO: read-only access to the files of a deployed release, by virtual path.
 ///
-/// This header is C11 and compiles alone as C and as C++. The library has eleven calls and no others.
+/// This header is C99, and C++11 as well, and compiles alone. The library has eleven calls and no others.
 ///
 /// Conventions, which hold for every call:
 ///
@@ -10,9 +10,10 @@
 ///     "data/maps/a.dds". A backslash counts as a slash, a run of separators as one, and a trailing separator does not
 ///     matter. "." and ".." are not resolved: they are names, and releases have no such names. A path that is longer
 ///     than 1023 bytes after that is treated like one that is not there.
-///  2. Results. A call gives an HRESULT (negative means failure), a pointer that is null on failure, or a number. The
-///     log tells what went wrong, from the cause to the consequence (see MorvSetLogger); by default warnings and errors
-///     appear on standard error. `errno` is no result: it stays as it is unless a call to the system fails.
+///  2. Results. A call gives an HRESULT (negative means failure), a pointer that is null on failure, or a number. Of
+///     most failures the log tells what went wrong, from the cause to the consequence (see 8. and MorvSetLogger); by
+///     default warnings and errors appear on standard error. `errno` is no result: it stays as it is unless a call to
+///     the system fails.
 ///  3. Memory. What is passed in is borrowed for the length of the call; only the logger's table is borrowed for good.
 ///     Handles are made by the library and belong to the caller until they are closed.
 ///  4. Exceptions. A failure is a result and never an exception, but no call catches what its allocations throw. When
@@ -27,11 +28,23 @@
 ///     limits: a find handle serves one thread at a time, and nobody closes a file handle while another thread reads
 ///     through it.
 ///  7. The tree on disk is read and never written, with one exception: a start deletes archive index files that turn
-///     out to be unusable.
+///     out to be unusable. Run as somebody who cannot write the tree, and it never does.
+///  8. No answer. Null from MorvOpenFile and MorvFindFirstFile, and 0 from MorvFileExists, do not tell why. Logged as
+///     errors are a start that fails, by the call that tried it and by each later one that tries; a file that the
+///     manifest lists and that the start does not find on disk, once, and it is missing like any other afterwards; and
+///     each open of a naked or managed file that has gone since, or of a stored one whose sizes in manifest and archive
+///     differ. Not logged are a path that is missing, is a directory or is too long; a compressed file whose stored
+///     bytes are damaged, but for LZMA data that end in their header or begin with nonsense; and a read that fails.
 #ifndef KELD_MORV_IO_H
 #define KELD_MORV_IO_H
 
 #include <stdint.h>
+
+/// The version of this header, as numbers: 1.2.3 is 1, 2 and 3, and 10203 as one number that can be compared.
+#define MORV_VERSION_MAJOR 1
+#define MORV_VERSION_MINOR 0
+#define MORV_VERSION_PATCH 0
+#define MORV_VERSION (MORV_VERSION_MAJOR * 10000 + MORV_VERSION_MINOR * 100 + MORV_VERSION_PATCH)
 
 #if defined(__GNUC__)
 #define MORV_EXPORT __attribute__((visibility("default")))
@@ -44,16 +57,28 @@ extern "C"
 {
 #endif
 
+    // A program that has HRESULT, S_OK, E_FAIL and E_HANDLE of its own, a type of 32 bits and these values, defines
+    // MORV_NO_RESULTS before it includes this. Where only values are macros already, these are left as they are.
+#ifndef MORV_NO_RESULTS
     /// A status of 32 bits. Negative means failure.
     typedef int32_t HRESULT;
 
+#if !defined(S_OK) || !defined(E_FAIL) || !defined(E_HANDLE)
     /// The values that occur. In hexadecimal, as unsigned words: 0, 0x80004005, 0x80070006.
     enum
     {
+#ifndef S_OK
         S_OK = 0,
-        E_FAIL = -2147467259,  ///< the operation failed; the log tells why
-        E_HANDLE = -2147024890 ///< a null handle
+#endif
+#ifndef E_FAIL
+        E_FAIL = -2147467259, ///< the operation failed
+#endif
+#ifndef E_HANDLE
+        E_HANDLE = -2147024890, ///< a null handle
+#endif
     };
+#endif
+#endif
 
     /// An open file. Made by MorvOpenFile, ended by MorvCloseFile.
     typedef struct OpenFileHandle OpenFileHandle;
@@ -62,7 +87,10 @@ extern "C"
     typedef struct FindHandle FindHandle;
 
     /// A logger's table of 26 function pointers. KeldLogger.h declares it.
+#ifndef KELD_LOGGER_NAMED
+#define KELD_LOGGER_NAMED
     typedef struct IKeldLogger IKeldLogger;
+#endif
 
     /// Starts the library for the release that a directory lies in.
     ///
@@ -70,6 +98,10 @@ extern "C"
     /// "solutions/<name>/releases/<version>", and the tree's root is taken to end behind the last "MORV/" of it. The
     /// directory itself need not exist. A project whose release manifest cannot be read starts all the same, with
     /// nothing in it; a solution starts with all of its projects or not at all.
+    ///
+    /// The path is taken as text: pass an absolute one. A relative one is not resolved. "." and "1.0.0.0" are refused,
+    /// "projects/client/releases/1.0.0.0" starts with nothing in it, since it does not tell where the root is, and
+    /// behind "MORV/projects/..." the opens of naked and managed files fail once the process has changed its directory.
     ///
     /// To be called from one thread, while no other call runs, except for MorvSetLogger.
     ///
@@ -132,6 +164,9 @@ extern "C"
 
     /// Tells the size of an open file, as the release manifest states it: bytes of content, uncompressed. Any thread.
     ///
+    /// To learn a size alone do not open the file, which decompresses a compressed one: MorvFindFirstFile with its path
+    /// (a name without "*" and "?" matches itself) and one MorvFindNextFile tell it.
+    ///
     /// \param handle  borrowed, from MorvOpenFile.
     /// \returns 0 to 4294967295, or -1 for a null handle.
     MORV_EXPORT int64_t MorvGetFileSize(OpenFileHandle *handle);
@@ -148,9 +183,17 @@ extern "C"
     ///                   ends early tells how much came, and a device error gives 0xFFFFFFFF.
     /// \param buffer     out, the caller's: room for `size` bytes. Null is a programming error.
     /// \returns S_OK; E_HANDLE; E_FAIL when the read failed, when a signal ended the wait for a turn, or when a
-    ///          compressed file ended early. S_OK comes with fewer bytes than wanted where a naked or managed file
-    ///          ends, and where more than 2147479552 bytes of an uncompressed file are wanted at once. The end of an
-    ///          uncompressed archived file is not looked at: a read beyond it delivers what follows in the archive.
+    ///          compressed file ended early.
+    ///
+    /// S_OK can come with fewer bytes than wanted, or with none: look at bytesRead, read on behind what came, and stop
+    /// when nothing comes. Where the file's size is passed depends on the storage:
+    ///
+    ///  - a naked or managed file ends where the file on disk ends, at whatever size: S_OK with what was left;
+    ///  - a file that is stored uncompressed in an archive is not held to its size: a read beyond it delivers what
+    ///    follows in the archive. Where the archive's data file ends, early ends included, S_OK with what was left;
+    ///  - a compressed file ends at its size: E_FAIL with what was left.
+    ///
+    /// Of an uncompressed file, whatever its storage, one read delivers at most 2147479552 bytes.
     MORV_EXPORT HRESULT MorvRead(OpenFileHandle *handle, uint64_t offset, uint32_t size, uint32_t *bytesRead,
                                  void *buffer);
 
