@@ -20,7 +20,7 @@ const fs::path Source = KELD_SOURCE;
 std::vector<fs::path> Pages()
 {
     std::vector<fs::path> pages;
-    for (const char *const page : {"README.md", "CONTRIBUTING.md", "Fuzz/README.md"})
+    for (const char *const page : {"README.md", "CONTRIBUTING.md", "SECURITY.md", "Fuzz/README.md"})
     {
         pages.push_back(Source / page);
     }
