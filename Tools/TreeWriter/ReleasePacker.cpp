@@ -200,7 +200,8 @@ public:
         }
         RequireFreeRelease(mTree, mRequest.project, mRequest.release, mRequest.replace);
         BaseRelease base(mRequest, mTree);
-        ReleaseStaging staging(mTree, mRequest.project, mRequest.release, {mRequest.sync, mRequest.protect, mRequest.publishStep});
+        ReleaseStaging staging(mTree, mRequest.project, mRequest.release,
+                               {mRequest.sync, mRequest.protect, mRequest.publishStep});
         const SourceTree source = mRequest.tarStream >= 0 ? SpoolTar(mRequest.tarStream, staging.Spool(),
                                                                      mRequest.sourceOptions, mRequest.checkpoint)
                                                           : ScanSource(mRequest.source, mRequest.sourceOptions);
