@@ -1,6 +1,7 @@
 #include "KeldMorvIO/listing/EntryHashes.h"
 
 #include "KeldFoundation/CStd/Hash.h"
+#include "KeldFoundation/CStd/Remainder.h"
 #include "KeldMorvIO/ReaderTypes.h"
 #include "KeldMorvIO/listing/AlikePaths.h"
 #include "KeldMorvIO/listing/LevelOrder.h"
@@ -89,10 +90,11 @@ void SortByBucket(const LargeVector<uint32> &hashes, uint32 bucketCount, LargeVe
 // The same in linear time but for the order within a bucket.
 void CountByBucket(const LargeVector<uint32> &hashes, uint32 bucketCount, LargeVector<HashedEntry> &entries)
 {
+    const Remainder bucketOf(bucketCount);
     LargeVector<uint32> places(uint_size{bucketCount} + 1, 0);
     for (const uint32 hash : hashes)
     {
-        ++places[hash % bucketCount + 1];
+        ++places[bucketOf.Of(hash) + 1];
     }
     for (uint_size bucket = 1; bucket < bucketCount; ++bucket)
     {
@@ -100,7 +102,7 @@ void CountByBucket(const LargeVector<uint32> &hashes, uint32 bucketCount, LargeV
     }
     for (uint32 index = 0; index < hashes.size(); ++index)
     {
-        uint32 &place = places[hashes[index] % bucketCount];
+        uint32 &place = places[bucketOf.Of(hashes[index])];
         entries[place] = {hashes[index], index};
         ++place;
     }
@@ -131,11 +133,12 @@ bool HasAlikePaths(std::span<const HashedEntry> bucket, AlikePaths &paths)
 /// Whether it can be seen how the entries of some bucket stand.
 bool DoesOrderShow(const ManifestTables &manifest, const LargeVector<HashedEntry> &entries, uint32 bucketCount)
 {
+    const Remainder bucketOf(bucketCount);
     AlikePaths paths(manifest);
     for (uint_size begin = 0, end = 0; begin < entries.size(); begin = end)
     {
-        const uint32 bucket = entries[begin].hash % bucketCount;
-        for (end = begin + 1; end < entries.size() && entries[end].hash % bucketCount == bucket; ++end)
+        const uint32 bucket = bucketOf.Of(entries[begin].hash);
+        for (end = begin + 1; end < entries.size() && bucketOf.Of(entries[end].hash) == bucket; ++end)
         {
         }
         if (end - begin > 1 && HasAlikePaths(std::span(entries).subspan(begin, end - begin), paths))

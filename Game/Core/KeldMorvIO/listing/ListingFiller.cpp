@@ -1,6 +1,7 @@
 #include "KeldMorvIO/listing/ListingFiller.h"
 
 #include "KeldFoundation/CStd/CStd.h"
+#include "KeldFoundation/CStd/Remainder.h"
 
 #include <new>
 
@@ -38,6 +39,7 @@ void ListingFiller::FillHeader()
 // The entries stand by bucket, so the slots of one bucket follow each other.
 void ListingFiller::FillTable()
 {
+    const Remainder bucketOf(mCounts.mBucketCount);
     uint32 slot = 0;
     uint32 begun = 0; // buckets whose slots have begun
     for (const HashedEntry &hashed : mSources.entries)
@@ -47,7 +49,7 @@ void ListingFiller::FillTable()
         {
             continue;
         }
-        for (const uint32 bucket = hashed.hash % mCounts.mBucketCount; begun <= bucket; ++begun)
+        for (const uint32 bucket = bucketOf.Of(hashed.hash); begun <= bucket; ++begun)
         {
             mRegions.mBuckets[begun].mFirst = slot;
         }
@@ -119,11 +121,11 @@ void ListingFiller::FillFileRange(const DirectoryTableEntry &record, DirectoryEn
 
 // Gives the number of every file's open state by its manifest index: NoState for dropped files and those in no
 // directory.
-std::vector<uint32> ListingFiller::MakeOpenStates()
+LargeVector<uint32> ListingFiller::MakeOpenStates()
 {
     const FileHandleHeader &handles = mSources.handles;
     *mRegions.mFileHandleHeader = handles;
-    std::vector<uint32> numbers(mManifest.GetFileCount(), NoState);
+    LargeVector<uint32> numbers(mManifest.GetFileCount(), NoState);
     for (uint32 index = 0; index < handles.mArchivedCount; ++index)
     {
         const FileArchiveMetadata &found = mSources.metadata[index];
@@ -137,7 +139,7 @@ std::vector<uint32> ListingFiller::MakeOpenStates()
     return numbers;
 }
 
-void ListingFiller::MakePlainStates(FileInfo *states, uint32 firstMetadata, uint32 count, std::vector<uint32> &numbers)
+void ListingFiller::MakePlainStates(FileInfo *states, uint32 firstMetadata, uint32 count, LargeVector<uint32> &numbers)
 {
     for (uint32 index = 0; index < count; ++index)
     {
@@ -165,7 +167,7 @@ FileInfo *ListingFiller::GetState(uint32 number) const
     return mRegions.mNakedFiles + (number - (static_cast<uint32>(mSources.metadata.size()) - handles.mNakedCount));
 }
 
-void ListingFiller::FillFiles(const std::vector<uint32> &stateNumbers)
+void ListingFiller::FillFiles(const LargeVector<uint32> &stateNumbers)
 {
     for (uint32 index = 0; index < mManifest.GetFileCount(); ++index)
     {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KeldFoundation/CStd/LargeVector.h"
 #include "KeldMorvIO/listing/EntryHashes.h"
 #include "KeldMorvIO/listing/FileArchiveMetadata.h"
 #include "KeldMorvIO/listing/ListingLayout.h"
@@ -42,10 +43,10 @@ private:
     const char *GetString(uint32 nameIndex) const;
     void FillDirectories();
     void FillFileRange(const DirectoryTableEntry &record, DirectoryEntry &entry);
-    std::vector<uint32> MakeOpenStates();
-    void MakePlainStates(FileInfo *states, uint32 firstMetadata, uint32 count, std::vector<uint32> &numbers);
+    LargeVector<uint32> MakeOpenStates();
+    void MakePlainStates(FileInfo *states, uint32 firstMetadata, uint32 count, LargeVector<uint32> &numbers);
     FileInfo *GetState(uint32 number) const;
-    void FillFiles(const std::vector<uint32> &stateNumbers);
+    void FillFiles(const LargeVector<uint32> &stateNumbers);
 
     const ManifestTables &mManifest;
     ListingSources &mSources;

@@ -137,6 +137,7 @@ void ProjectListing::Adopt(ListingBlock block, const ListingRegions &regions)
     mBlock = std::move(block);
     mHeader = regions.mHeader;
     mDirectoryCount = &regions.mHeader->mDirectoryCount;
+    mBucketOf = Remainder(regions.mHeader->mBucketCount);
     mBuckets = regions.mBuckets;
     mChain = regions.mChain;
     mDirectories = regions.mDirectories;
@@ -174,7 +175,7 @@ const ProjectListing::FileEntry *ProjectListing::FindEntry(const LookupPath &pat
     {
         return SearchBucket(path.GetText(), path.GetHash());
     }
-    for (const HashSlot &slot : GetBucket(path.GetHash() % mHeader->mBucketCount))
+    for (const HashSlot &slot : GetBucket(mBucketOf.Of(path.GetHash())))
     {
         if (slot.mHash == path.GetHash() && IsPathOf(slot.mEntry, path, mTextEnd))
         {
@@ -187,7 +188,7 @@ const ProjectListing::FileEntry *ProjectListing::FindEntry(const LookupPath &pat
 // Holds the path against every entry of its bucket, whatever their hashes.
 const ProjectListing::FileEntry *ProjectListing::SearchBucket(const char *path, uint32 hash) const
 {
-    for (const HashSlot &slot : GetBucket(hash % mHeader->mBucketCount))
+    for (const HashSlot &slot : GetBucket(mBucketOf.Of(hash)))
     {
         if (HasPath(slot.mEntry, path))
         {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KeldFoundation/CStd/BasicTypes.h"
+#include "KeldFoundation/CStd/Remainder.h"
 #include "KeldFoundation/sync/Mutex.h"
 #include "KeldFoundation/version/MorvVersion.h"
 #include "KeldMorvIO/listing/DirectoryIterator.h"
@@ -115,6 +116,7 @@ private:
     mutable Mutex mMutex; ///< guards reference counts and handles of the open states
     ListingHeader *mHeader = nullptr;
     const uint32 *mDirectoryCount = nullptr;
+    Remainder mBucketOf{1}; ///< by the bucket count
     HashBucket *mBuckets = nullptr;
     HashSlot *mChain = nullptr;
     DirectoryEntry *mDirectories = nullptr;
