@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KeldFoundation/CStd/CStd.h"
+#include "KeldMorvIO/environment/NameComparisons.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -17,7 +17,8 @@ namespace Keld::MORV::Reader
 /// listing has reached its files, they are compared by name with the subdirectories of the others, and a file may hide
 /// a subdirectory of its name. That is the result of a single merge, and no second pass repairs it.
 ///
-/// `Iterator` walks one listing: it has GetName, IsDirectory, IsValid and Next, as DirectoryIterator.
+/// `Iterator` walks one listing: it has GetName, IsDirectory, IsValid and Next, as DirectoryIterator. A name must stay
+/// where it is, and as it is, for as long as the walk.
 template <class Iterator>
 class MergedIterator
 {
@@ -90,7 +91,7 @@ private:
             bool dropped = false;
             if (candidate.IsDirectory() == mDirectoryPhase)
             {
-                const int order = std_stricmp(candidate.GetName(), bestName);
+                const int order = mComparisons.Compare(candidate.GetName(), bestName);
                 if (order < 0)
                 {
                     mCurrent = index;
@@ -107,6 +108,7 @@ private:
         }
     }
 
+    NameComparisons mComparisons;
     DirectoryIterators mIterators; ///< of the listings that have entries left, in the order of the listings
     uint32 mCurrent;               ///< index in mIterators of the iterator that stands on the entry to show
     bool mDirectoryPhase;          ///< at least one iterator stood on a subdirectory when the entry was picked
