@@ -94,17 +94,38 @@ TEST_F(UncompressedBlocksTest, HoldsADecompressedFileOfAnySize)
 TEST_F(UncompressedBlocksTest, ReadsAnyRangeAcrossItsBlocks)
 {
     const std::string content = "0123456789abcdefghij";
-    UncompressedBlocks blocks(4);
-    Fill(blocks, content);
-    for (uint32 offset = 0; offset <= content.size() + 2; ++offset)
+    for (const uint32 blockSize : {1u, 3u, 4u, 7u, 64u})
     {
-        for (uint32 size = 0; size <= content.size() + 2; ++size)
+        SCOPED_TRACE(blockSize);
+        UncompressedBlocks blocks(blockSize);
+        Fill(blocks, content);
+        for (uint32 offset = 0; offset <= content.size() + 2; ++offset)
         {
-            const std::string expected = offset < content.size() ? content.substr(offset, size) : "";
-            EXPECT_EQ(ReadAll(blocks, offset, size), expected) << offset << ' ' << size;
+            for (uint32 size = 0; size <= content.size() + 2; ++size)
+            {
+                const std::string expected = offset < content.size() ? content.substr(offset, size) : "";
+                EXPECT_EQ(ReadAll(blocks, offset, size), expected) << offset << ' ' << size;
+            }
         }
+        EXPECT_EQ(ReadAll(blocks, 0xFFFFFFFF, 5), "");
     }
-    EXPECT_EQ(ReadAll(blocks, 0xFFFFFFFF, 5), "");
+}
+
+TEST_F(UncompressedBlocksTest, AReadThatMustBeWholeTellsHowFarItCame)
+{
+    UncompressedBlocks blocks(4);
+    Fill(blocks, "0123456789");
+    char room[10] = {};
+    uint32 bytesRead = 77;
+    EXPECT_TRUE(blocks.ReadWhole(2, 3, &bytesRead, room));
+    EXPECT_EQ(bytesRead, 3U);
+    EXPECT_EQ(std::string(room, 3), "234");
+    EXPECT_FALSE(blocks.ReadWhole(8, 3, &bytesRead, room));
+    EXPECT_EQ(bytesRead, 2U);
+    EXPECT_EQ(std::string(room, 2), "89");
+    EXPECT_TRUE(blocks.ReadWhole(uint64{1} << 32, 1, nullptr, room)); // from the start again
+    EXPECT_EQ(room[0], '0');
+    EXPECT_FALSE(blocks.ReadWhole(10, 1, nullptr, room));
 }
 
 TEST_F(UncompressedBlocksTest, ReadsWithASizeThatReachesBehindThirtyTwoBits)

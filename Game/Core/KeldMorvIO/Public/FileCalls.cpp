@@ -71,7 +71,7 @@ OpenFileHandle *MorvOpenFile(const char *path)
         return nullptr;
     }
     OpenGuard guard(listing, entry);
-    OpenFileHandle *const handle = new OpenFileHandle{listing, entry};
+    OpenFileHandle *const handle = new OpenFileHandle{listing, entry, listing->GetContent(entry)};
     guard.Keep();
     return handle;
 }
@@ -100,6 +100,10 @@ HRESULT MorvRead(OpenFileHandle *handle, uint64_t offset, uint32_t size, uint32_
     if (size == 0)
     {
         return S_OK;
+    }
+    if (handle->mContent != nullptr)
+    {
+        return handle->mContent->ReadWhole(offset, size, bytesRead, buffer) ? S_OK : E_FAIL;
     }
     return handle->mListing->Read(handle->mEntry, offset, size, bytesRead, buffer) ? S_OK : E_FAIL;
 }

@@ -13,6 +13,7 @@ struct OpenFileHandle
 {
     Keld::MORV::Reader::ProjectListing *mListing;                ///< borrowed
     const Keld::MORV::Reader::ProjectListing::FileEntry *mEntry; ///< borrowed from the listing
+    const Keld::MORV::Reader::UncompressedBlocks *mContent;      ///< of a compressed file, borrowed for the open
 };
 
 /// One enumeration, which stands on the first entry that it has not shown or passed over.

@@ -7,12 +7,14 @@
 #include "KeldMorvIO/blocks/ReportedOpen.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 namespace Keld::MORV::Reader
 {
 UncompressedBlocks::UncompressedBlocks(uint32 blockSize)
-    : mBlocks(nullptr), mBlockCount(0), mBlockSize(blockSize), mTotalSize(0)
+    : mBlocks(nullptr), mBlockCount(0), mBlockSize(blockSize),
+      mBlockShift(std::has_single_bit(blockSize) ? static_cast<uint32>(std::countr_zero(blockSize)) : 0), mTotalSize(0)
 {
 }
 
@@ -132,8 +134,9 @@ uint32 UncompressedBlocks::Read(void *destination, uint32 offset, uint32 size) c
     }
     const uint32 amount = std::min(mTotalSize - offset, size);
     uint32 copied = 0;
-    uint32 position = offset % mBlockSize;
-    for (uint32 index = offset / mBlockSize; copied < amount && index < mBlockCount; ++index)
+    const uint32 firstIndex = GetBlockIndex(offset);
+    uint32 position = offset - firstIndex * mBlockSize;
+    for (uint32 index = firstIndex; copied < amount && index < mBlockCount; ++index)
     {
         const UncompressedBlock &block = mBlocks[index];
         const uint32 count = std::min(amount - copied, block.mSize - position);
@@ -143,6 +146,16 @@ uint32 UncompressedBlocks::Read(void *destination, uint32 offset, uint32 size) c
         position = 0;
     }
     return copied;
+}
+
+bool UncompressedBlocks::ReadWhole(uint64 offset, uint32 size, uint32 *bytesRead, void *destination) const
+{
+    const uint32 copied = Read(destination, static_cast<uint32>(offset), size);
+    if (bytesRead != nullptr)
+    {
+        *bytesRead = copied;
+    }
+    return copied == size;
 }
 
 uint32 UncompressedBlocks::FindByte(uint8 value, uint32 offset) const

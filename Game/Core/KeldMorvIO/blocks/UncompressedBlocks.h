@@ -40,13 +40,21 @@ public:
     /// Copies out up to `size` bytes from `offset` on and gives how many; 0 at or past the end.
     uint32 Read(void *destination, uint32 offset, uint32 size) const;
 
+    /// The same for a read that must be whole: false when the content ends before. Offsets have 32 bits; a larger one
+    /// wraps to its low word.
+    /// \param bytesRead out, may be null: the bytes that were copied all the same.
+    bool ReadWhole(uint64 offset, uint32 size, uint32 *bytesRead, void *destination) const;
+
     /// The position of the next byte equal to `value`, from `offset` on, or the total size when there is none.
     uint32 FindByte(uint8 value, uint32 offset) const;
 
 private:
+    uint32 GetBlockIndex(uint32 offset) const { return mBlockShift != 0 ? offset >> mBlockShift : offset / mBlockSize; }
+
     UncompressedBlock *mBlocks; ///< from malloc, as the data of each
     uint32 mBlockCount;
-    uint32 mBlockSize; ///< bytes; set at construction and never changed
-    uint32 mTotalSize; ///< bytes of the file
+    uint32 mBlockSize;  ///< bytes; set at construction and never changed
+    uint32 mBlockShift; ///< for block sizes that are a power of two: from an offset to the index of its block. Else 0.
+    uint32 mTotalSize;  ///< bytes of the file
 };
 } // namespace Keld::MORV::Reader

@@ -129,13 +129,15 @@ bool ArchivedFileInfo::Read(uint64 offset, uint32 count, uint32 *bytesRead, void
     {
         return AsyncRead(mFile, mOffset + offset, count, bytesRead, buffer);
     }
-    // Decompressed content has 32-bit offsets: a larger one wraps to its low word.
-    const uint32 copied = mBlocks != nullptr ? mBlocks->Read(buffer, static_cast<uint32>(offset), count) : 0;
+    if (mBlocks != nullptr)
+    {
+        return mBlocks->ReadWhole(offset, count, bytesRead, buffer);
+    }
     if (bytesRead != nullptr)
     {
-        *bytesRead = copied;
+        *bytesRead = 0;
     }
-    return copied == count;
+    return count == 0;
 }
 
 void ArchivedFileInfo::Close()

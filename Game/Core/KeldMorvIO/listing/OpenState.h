@@ -57,6 +57,9 @@ public:
     bool Open(const FileEntry *entry);
     bool Read(uint64 offset, uint32 count, uint32 *bytesRead, void *buffer) const;
 
+    /// The content of a compressed file that is open, or null. It stays until the last reference is taken away.
+    const UncompressedBlocks *GetContent() const { return mBlocks.get(); }
+
     /// Takes a reference away, and with the last one frees the content. The file stays open.
     void Close();
     void Reset();

@@ -288,6 +288,12 @@ bool ProjectListing::OpenPlainFile(const FileEntry *entry, FileType type, MorvVe
     return true;
 }
 
+const UncompressedBlocks *ProjectListing::GetContent(const FileEntry *entry) const
+{
+    const FileInfo *const state = entry->mOpenState;
+    return IsArchived(state) ? static_cast<const ArchiveFile *>(state)->GetContent() : nullptr;
+}
+
 bool ProjectListing::Read(const FileEntry *entry, uint64 offset, uint32 count, uint32 *bytesRead, void *buffer) const
 {
     if (entry == nullptr || IsDirectory(entry))

@@ -87,6 +87,11 @@ public:
     /// again. Each success needs one `Close`.
     bool Open(const FileEntry *entry);
 
+    /// The content of a compressed file that the caller has opened, or null for every other: its reads need nothing
+    /// else. It stays until the caller closes the file.
+    /// \param entry of a file.
+    const UncompressedBlocks *GetContent(const FileEntry *entry) const;
+
     /// Reads `count` bytes from byte `offset` of the content on. Not limited by the file's size: an uncompressed
     /// archived file reads on into its data file.
     /// \param bytesRead out, may be null: bytes delivered. Untouched when `count` is 0, which always succeeds for a
