@@ -1,12 +1,12 @@
 #include "KeldMorvIO/archive/PathTable.h"
 
 #include "KeldFoundation/CStd/Hash.h"
+#include "KeldMorvIO/archive/AdoptedArchives.h"
 #include "KeldMorvIO/archive/PathHash.h"
 #include "Support/ArchiveImage.h"
 
 #include <gtest/gtest.h>
 
-#include <deque>
 #include <random>
 #include <string>
 #include <vector>
@@ -17,25 +17,9 @@ namespace
 {
 using Keld::Test::ArchiveImage;
 
-class PathTableTest : public ::testing::Test
+class PathTableTest : public AdoptedArchives
 {
 protected:
-    void Adopt(const std::string &bytes)
-    {
-        LargeVector<char> image(bytes.begin(), bytes.end());
-        ASSERT_TRUE(mArchives.emplace_back().Adopt(image));
-        mAsked.push_back(&mArchives.back());
-    }
-
-    struct Answer
-    {
-        const ArchiveFile *archive = nullptr;
-        uint32 offset = 0;
-        uint32 size = 0;
-
-        bool operator==(const Answer &) const = default;
-    };
-
     static Answer AskTable(const PathTable &table, const std::string &path)
     {
         Answer answer;
@@ -44,22 +28,6 @@ protected:
             table.Find(given, HashName(path.c_str()), HashWholePath(path.c_str()), answer.offset, answer.size);
         return answer.archive != nullptr ? answer : Answer();
     }
-
-    Answer AskEach(const std::string &path) const
-    {
-        for (const ArchiveFile *const archive : mAsked)
-        {
-            Answer answer{archive};
-            if (archive->Search(path, answer.offset, answer.size))
-            {
-                return answer;
-            }
-        }
-        return {};
-    }
-
-    std::deque<ArchiveFile> mArchives;
-    std::vector<const ArchiveFile *> mAsked;
 };
 
 TEST_F(PathTableTest, GivesWhatAskingEachArchiveGives)
@@ -116,8 +84,7 @@ TEST_F(PathTableTest, KnowsNothingOfAnIndexThatIsNotSortedAsItShouldBe)
                                        {ArchiveImage::RecordOffset(0) + 12, ArchivePathOfSearchedName},
                                        {ArchiveImage::RecordOffset(1) + 12, 7}})
     {
-        mArchives.clear();
-        mAsked.clear();
+        Forget();
         Adopt(whole.Bytes());
         EXPECT_TRUE(PathTable(mAsked).IsKnown());
         Adopt(whole.Image().Word(offset, word).Bytes());
@@ -132,8 +99,7 @@ TEST_F(PathTableTest, KnowsNothingWhereNamesOfOneHashAreOutOfOrder)
     const ArchiveImage image = ArchiveImage().File("aq", 1, 2).File("ba", 3, 4);
     Adopt(image.Bytes());
     EXPECT_TRUE(PathTable(mAsked).IsKnown());
-    mArchives.clear();
-    mAsked.clear();
+    Forget();
     Adopt(
         image.Image().Word(ArchiveImage::RecordOffset(0) + 12, 1).Word(ArchiveImage::RecordOffset(1) + 12, 0).Bytes());
     EXPECT_FALSE(PathTable(mAsked).IsKnown());
@@ -151,8 +117,7 @@ TEST_F(PathTableTest, ReadsNoMorePathsThanTheFileHasBytes)
     Keld::Test::ByteImage shared = image.Image();
     Adopt(shared.Bytes());
     EXPECT_TRUE(PathTable(mAsked).IsKnown());
-    mArchives.clear();
-    mAsked.clear();
+    Forget();
     ArchiveImage few;
     few.File(std::string(8000, 'p'), 0, 1);
     for (uint32 file = 1; file < 50; ++file)

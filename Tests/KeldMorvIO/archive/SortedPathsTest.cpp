@@ -1,12 +1,12 @@
 #include "KeldMorvIO/archive/SortedPaths.h"
 
 #include "KeldFoundation/CStd/Hash.h"
+#include "KeldMorvIO/archive/AdoptedArchives.h"
 #include "Support/ArchiveImage.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <deque>
 #include <random>
 #include <string>
 #include <vector>
@@ -17,17 +17,10 @@ namespace
 {
 using Keld::Test::ArchiveImage;
 
-class SortedPathsTest : public ::testing::Test
+class SortedPathsTest : public AdoptedArchives
 {
 protected:
-    void Adopt(const std::string &bytes)
-    {
-        LargeVector<char> image(bytes.begin(), bytes.end());
-        ASSERT_TRUE(mArchives.emplace_back().Adopt(image));
-        mAsked.push_back(&mArchives.back());
-    }
-
-    /// An archive of the paths in the order in which they are given, with the size of each as its number.
+    /// An archive of the paths in the order in which they are given, with places of one byte one behind the other.
     void AdoptPaths(const std::vector<std::string> &paths)
     {
         ArchiveImage image;
@@ -41,21 +34,6 @@ protected:
 
     bool IsKnown() const { return SortedPaths(mAsked).IsKnown(); }
 
-    void Forget()
-    {
-        mArchives.clear();
-        mAsked.clear();
-    }
-
-    struct Answer
-    {
-        const ArchiveFile *archive = nullptr;
-        uint32 offset = 0;
-        uint32 size = 0;
-
-        bool operator==(const Answer &) const = default;
-    };
-
     static Answer AskSorted(const SortedPaths &paths, const std::string &path)
     {
         Answer answer;
@@ -63,33 +41,19 @@ protected:
         return answer.archive != nullptr ? answer : Answer();
     }
 
-    Answer AskEach(const std::string &path) const
-    {
-        for (const ArchiveFile *const archive : mAsked)
-        {
-            Answer answer{archive};
-            if (archive->Search(path, answer.offset, answer.size))
-            {
-                return answer;
-            }
-        }
-        return {};
-    }
-
-    std::deque<ArchiveFile> mArchives;
-    std::vector<const ArchiveFile *> mAsked;
+private:
     uint32 mNextOffset = 1;
 };
 
-std::string Lower(std::string text)
+std::string FoldedText(std::string text)
 {
     std::transform(text.begin(), text.end(), text.begin(), FoldCase);
     return text;
 }
 
-bool ComesBefore(const std::string &left, const std::string &right)
+bool IsPathBefore(const std::string &left, const std::string &right)
 {
-    return Lower(left) < Lower(right);
+    return FoldedText(left) < FoldedText(right);
 }
 
 TEST_F(SortedPathsTest, GivesWhatAskingEachArchiveGivesInWhateverOrderIsAsked)
@@ -107,10 +71,10 @@ TEST_F(SortedPathsTest, GivesWhatAskingEachArchiveGivesInWhateverOrderIsAsked)
     };
     std::vector<std::string> paths;
     std::generate_n(std::back_inserter(paths), 700, pick);
-    std::sort(paths.begin(), paths.end(), ComesBefore);
+    std::sort(paths.begin(), paths.end(), IsPathBefore);
     const auto isSame = [](const std::string &left, const std::string &right)
     {
-        return Lower(left) == Lower(right);
+        return FoldedText(left) == FoldedText(right);
     };
     paths.erase(std::unique(paths.begin(), paths.end(), isSame), paths.end());
     ASSERT_GT(paths.size(), 200u);

@@ -11,7 +11,7 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-int SignOf(int order)
+int SignOfOrder(int order)
 {
     return order < 0 ? -1 : static_cast<int>(order > 0);
 }
@@ -34,8 +34,8 @@ TEST(NameComparisonsTest, PutsNamesOfAnyLengthInTheOrderOfTheirLetters)
         {
             for (const std::string &other : names)
             {
-                ASSERT_EQ(SignOf(std_stricmp(name.c_str(), other.c_str())),
-                          SignOf(comparisons.Compare(name.c_str(), other.c_str())))
+                ASSERT_EQ(SignOfOrder(std_stricmp(name.c_str(), other.c_str())),
+                          SignOfOrder(comparisons.Compare(name.c_str(), other.c_str())))
                     << name.size() << " and " << other.size();
             }
         }
