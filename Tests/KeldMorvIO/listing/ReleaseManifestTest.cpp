@@ -30,7 +30,7 @@ using testing::ElementsAre;
 
 constexpr const char *LoadedSignature =
     "static Keld::MORV::Reader::ReleaseManifest *Keld::MORV::Reader::ReleaseManifest::Load(const char *)";
-constexpr const char *TruncatedText = "The release manifest is invalid.  The file may be TruncatedText.";
+constexpr const char *TruncatedText = "The release manifest is invalid.  The file may be truncated.";
 constexpr const char *NoHeaderText = "Failure while reading header";
 
 std::string FieldTextOf(int error)

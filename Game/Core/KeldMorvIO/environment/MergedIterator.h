@@ -2,6 +2,8 @@
 
 #include "KeldMorvIO/environment/NameComparisons.h"
 
+#include "KeldFoundation/CStd/BasicTypes.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <memory>
