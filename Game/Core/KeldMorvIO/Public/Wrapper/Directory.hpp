@@ -25,6 +25,11 @@ struct Entry
 /// \cond internal
 namespace Detail
 {
+struct FindCloser
+{
+    void operator()(FindHandle *handle) const noexcept { MorvFindClose(handle); }
+};
+
 /// A path with one separator at its end, to put a name behind it; the root stays empty.
 inline std::string WithSeparator(const std::string &path)
 {
@@ -122,12 +127,7 @@ private:
     /// A longer name would make a path that no call takes; the library cuts it.
     static constexpr std::uint32_t NameCapacity = 1024;
 
-    struct Closer
-    {
-        void operator()(FindHandle *handle) const noexcept { MorvFindClose(handle); }
-    };
-
-    std::unique_ptr<FindHandle, Closer> mFind;
+    std::unique_ptr<FindHandle, Detail::FindCloser> mFind;
 };
 } // namespace Keld::MorvIO
 

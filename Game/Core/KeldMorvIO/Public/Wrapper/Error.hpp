@@ -112,10 +112,12 @@ inline void ThrowIfFailed(const std::error_code &error, const std::string &path)
 #endif
 } // namespace Keld::MorvIO
 
-/// Lets an Error be compared with, and turned into, a std::error_code.
+/// \cond internal
+// Lets an Error be compared with, and turned into, a std::error_code.
 template <>
 struct std::is_error_code_enum<Keld::MorvIO::Error> : std::true_type
 {
 };
+/// \endcond
 
 #endif

@@ -23,6 +23,16 @@
 
 namespace Keld::MorvIO
 {
+/// \cond internal
+namespace Detail
+{
+struct FileCloser
+{
+    void operator()(OpenFileHandle *handle) const noexcept { MorvCloseFile(handle); }
+};
+} // namespace Detail
+/// \endcond
+
 /// A file, open for reading from any number of threads at once. It has no position: each read tells its offset.
 ///
 /// A compressed file is decompressed whole by its first open and stays in memory until its last close. One compressed
@@ -187,11 +197,6 @@ public:
     }
 
 private:
-    struct Closer
-    {
-        void operator()(OpenFileHandle *handle) const noexcept { MorvCloseFile(handle); }
-    };
-
     static Error WhyNotOpened(const std::string &path)
     {
         if (!Exists(path))
@@ -218,7 +223,7 @@ private:
         return content;
     }
 
-    std::unique_ptr<OpenFileHandle, Closer> mHandle;
+    std::unique_ptr<OpenFileHandle, Detail::FileCloser> mHandle;
 };
 
 /// All of a file as text: opened, read, closed.

@@ -10,6 +10,17 @@
 
 namespace Keld::MorvIO
 {
+/// \cond internal
+namespace Detail
+{
+struct WalkLevel
+{
+    Directory directory;
+    std::string prefix; ///< what stands before the names in it
+};
+} // namespace Detail
+/// \endcond
+
 /// An entry below the directory where a walk began.
 struct WalkedEntry : Entry
 {
@@ -101,12 +112,6 @@ public:
     }
 
 private:
-    struct Level
-    {
-        Directory directory;
-        std::string prefix; ///< what stands before the names in it
-    };
-
     void Enter(const std::string &path, std::error_code &error)
     {
         Directory directory(path, "*", error);
@@ -116,8 +121,8 @@ private:
         }
     }
 
-    std::vector<Level> mLevels; ///< from the start down to where the walk stands
-    std::string mPending;       ///< the directory to step into next; empty for none
+    std::vector<Detail::WalkLevel> mLevels; ///< from the start down to where the walk stands
+    std::string mPending;                   ///< the directory to step into next; empty for none
     std::error_code mError;
 };
 } // namespace Keld::MorvIO
