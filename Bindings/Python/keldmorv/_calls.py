@@ -9,7 +9,6 @@ import threading
 from collections import deque
 from collections.abc import Callable, Iterator
 from contextlib import contextmanager
-from types import TracebackType
 
 
 class _ThisThread(threading.local):
@@ -39,12 +38,7 @@ class Calls:
                 self._inside += 1
         thread.depth += 1
 
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        trace: TracebackType | None,
-    ) -> None:
+    def __exit__(self, *exception: object) -> None:
         thread = self._thread
         thread.depth -= 1
         if thread.depth == 0:
@@ -102,12 +96,7 @@ class Users:
         with self._changed:
             self._count += 1
 
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        trace: TracebackType | None,
-    ) -> None:
+    def __exit__(self, *exception: object) -> None:
         with self._changed:
             self._count -= 1
             self._changed.notify_all()

@@ -1,7 +1,6 @@
 """Start and end of the library."""
 
 import os
-from types import TracebackType
 
 from . import _library
 from ._calls import calls
@@ -54,12 +53,7 @@ class Session:
     def __enter__(self) -> "Session":
         return self
 
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        trace: TracebackType | None,
-    ) -> None:
+    def __exit__(self, *exception: object) -> None:
         self.close()
 
 
@@ -72,16 +66,11 @@ class _Running:
             calls.__enter__()
             if _is_running:
                 return
-            calls.__exit__(None, None, None)
+            calls.__exit__()
             _start_where_the_process_is()
 
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        trace: TracebackType | None,
-    ) -> None:
-        calls.__exit__(kind, error, trace)
+    def __exit__(self, *exception: object) -> None:
+        calls.__exit__(*exception)
 
 
 running = _Running()
