@@ -130,7 +130,7 @@ protected:
     }
 
 private:
-    static constexpr std::size_t BufferSize = 64 * 1024;
+    static constexpr std::size_t BufferSize = 0x10000;
     static constexpr off_type MostOffset = INT64_MAX / 2;
 
     /// Reads from where the file stands, past what the buffer holds, and steps on.
@@ -195,9 +195,9 @@ public:
 
     FileStream &operator=(FileStream &&other) noexcept
     {
-        std::istream::operator=(std::move(other));
         mOpenError = other.mOpenError;
         mBuffer = std::move(other.mBuffer);
+        std::istream::operator=(std::move(other)); // its state alone
         return *this;
     }
 
