@@ -13,8 +13,9 @@ if(KELD_SANITIZE)
     target_link_options(KeldSanitizers INTERFACE -fsanitize=${KELD_SANITIZE})
 endif()
 
-# What says the same under every compiler (pages, the types of the Python package) is tested by plain g++ builds alone.
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT KELD_SANITIZE)
+# What says the same under every compiler (pages, the types of the Python package) is tested by plain g++ builds for
+# this machine alone.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT KELD_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
     set(KELD_TEST_ONCE ON)
 else()
     set(KELD_TEST_ONCE OFF)
