@@ -1,7 +1,9 @@
 import array
+import contextlib
 import io
 import os
 import unittest
+from pathlib import Path
 
 import keldmorv
 from release import STORAGES, TEXT, ReleaseTest, Tree
@@ -99,6 +101,20 @@ class FileTest(ReleaseTest):
         self.assertEqual(keldmorv.read_bytes("empty"), b"")
         with keldmorv.open("empty", "rb", 0) as file:
             self.assertEqual(file.read(10), b"")
+
+
+class ReadMeTest(unittest.TestCase):
+    def test_its_program_does_what_it_says(self) -> None:
+        tree = Tree()
+        self.addCleanup(tree.remove)
+        directory = tree.project("client", {"docs/guide.txt": "first\nsecond\n", "textures/stone/a.tga": "abc"})
+        page = (Path(__file__).parent.parent / "README.md").read_text(encoding="utf-8")
+        program = page.split("```python\n")[1].split("```")[0]
+        self.assertIn("/srv/MORV/projects/client/releases/1.0.0.0", program)
+        printed = io.StringIO()
+        with contextlib.redirect_stdout(printed):
+            exec(program.replace("/srv/MORV/projects/client/releases/1.0.0.0", str(directory)), {})
+        self.assertEqual(printed.getvalue(), "first\n\ntextures/stone/a.tga 3\n")
 
 
 class SessionTest(unittest.TestCase):
