@@ -59,6 +59,37 @@ TEST(ParallelWorkTest, AFailureEndsTheWorkAndIsThrown)
     EXPECT_LT(begun, 1000000u);
 }
 
+TEST(ParallelWorkTest, StretchesHoldEveryIndexOnceAndKeepTheirLimits)
+{
+    for (const std::size_t count : {std::size_t{0}, std::size_t{1}, std::size_t{1000}})
+    {
+        const auto stretches = Common::CutIntoStretches(count, {1 << 20, 60, 2},
+                                                        [](std::size_t index)
+                                                        {
+                                                            return index < 500 ? 100 : uint64{300} << 10;
+                                                        });
+        std::size_t next = 0;
+        for (const Common::Stretch &stretch : stretches)
+        {
+            EXPECT_EQ(stretch.begin, next);
+            EXPECT_GT(stretch.end, stretch.begin);
+            EXPECT_LE(stretch.end - stretch.begin, stretch.begin < 500 ? 60u : 4u);
+            next = stretch.end;
+        }
+        EXPECT_EQ(next, count);
+    }
+}
+
+TEST(ParallelWorkTest, FewBytesAreCutForAllThreads)
+{
+    const auto stretches = Common::CutIntoStretches(64, {uint64{1} << 30, 1000, 4},
+                                                    [](std::size_t)
+                                                    {
+                                                        return uint64{1} << 20;
+                                                    });
+    EXPECT_EQ(stretches.size(), 64u);
+}
+
 TEST(ParallelWorkTest, ResultsAreConsumedInOrderOnTheCallersThread)
 {
     for (const unsigned threads : {1U, 2U, 8U})

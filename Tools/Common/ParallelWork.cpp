@@ -14,6 +14,33 @@ unsigned GetProcessorCount()
     return count > 0 ? static_cast<unsigned>(count) : std::max(1U, std::thread::hardware_concurrency());
 }
 
+std::vector<Stretch> CutIntoStretches(std::size_t count, const StretchLimits &limits,
+                                      const std::function<uint64(std::size_t)> &sizeOf)
+{
+    constexpr uint64 fewestBytes = 1 << 18;
+    constexpr uint64 stretchesPerThread = 16;
+    uint64 total = 0;
+    for (std::size_t index = 0; index < count; ++index)
+    {
+        total += sizeOf(index);
+    }
+    const uint64 share = total / (stretchesPerThread * std::max(1U, limits.threadCount));
+    const uint64 most = std::min(limits.bytes, std::max(fewestBytes, share));
+    std::vector<Stretch> stretches;
+    uint64 bytes = 0;
+    for (std::size_t index = 0; index < count; ++index)
+    {
+        if (stretches.empty() || bytes >= most || index - stretches.back().begin >= limits.count)
+        {
+            stretches.push_back({index, index});
+            bytes = 0;
+        }
+        stretches.back().end = index + 1;
+        bytes += sizeOf(index);
+    }
+    return stretches;
+}
+
 void ForEachInParallel(unsigned threadCount, std::size_t count, const std::function<void(std::size_t)> &work)
 {
     std::mutex mutex; // guards the three below

@@ -22,6 +22,25 @@ unsigned GetProcessorCount();
 /// lowest index that failed is thrown.
 void ForEachInParallel(unsigned threadCount, std::size_t count, const std::function<void(std::size_t)> &work);
 
+/// A row of indices that one thread takes at once.
+struct Stretch
+{
+    std::size_t begin;
+    std::size_t end;
+};
+
+struct StretchLimits
+{
+    uint64 bytes; ///< at most, but for the last index
+    std::size_t count;
+    unsigned threadCount;
+};
+
+/// Cuts all indices below `count` into stretches that cost as little as possible to hand out, but are so many that all
+/// threads end at about the same time.
+std::vector<Stretch> CutIntoStretches(std::size_t count, const StretchLimits &limits,
+                                      const std::function<uint64(std::size_t)> &sizeOf);
+
 /// Makes results on several threads and hands them on in order, so that what is done with them does not depend on the
 /// number of threads.
 ///

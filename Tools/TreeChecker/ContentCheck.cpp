@@ -1,8 +1,7 @@
 #include "Tools/TreeChecker/ContentCheck.h"
 
 #include "Tools/Common/ParallelWork.h"
-#include "Tools/TreeReader/ContentReader.h"
-#include "Tools/TreeReader/DigestLanes.h"
+#include "Tools/TreeReader/ContentBatch.h"
 
 #include "KeldMorvIO/blocks/CompressedFormat.h"
 
@@ -25,21 +24,11 @@ namespace
 constexpr uint64 BytesAtOnce = 8 << 20;
 constexpr uint_size UnitsAtOnce = 256;
 
-// Contents up to this size are digested several at a time, from memory.
-constexpr uint64 LargestInBatch = 2 << 20;
-
 /// What one thread works with, kept from stretch to stretch.
 struct Workplace
 {
-    ContentReader reader;
-    std::vector<char> contents; ///< of the batch, one behind the other
-    struct Decoded
-    {
-        const StoredUnit *unit;
-        uint_size offset; ///< in contents
-        uint_size size;
-    };
-    std::vector<Decoded> batch;
+    TreeReader::ContentBatch batch;
+    std::vector<const StoredUnit *> batched; ///< what each content of the batch is of
 };
 
 /// Places for whoever needs one.
@@ -95,20 +84,12 @@ private:
 
 void ContentCheck::Run(const std::vector<StoredUnit> &units)
 {
-    std::vector<std::pair<uint_size, uint_size>> stretches; // begin and end
-    uint64 bytes = 0;
-    for (uint_size index = 0; index < units.size(); ++index)
-    {
-        const bool isFull =
-            bytes >= BytesAtOnce || (!stretches.empty() && index - stretches.back().first >= UnitsAtOnce);
-        if (stretches.empty() || isFull)
-        {
-            stretches.emplace_back(index, index);
-            bytes = 0;
-        }
-        stretches.back().second = index + 1;
-        bytes += mFiles.GetFields(units[index].front()).size;
-    }
+    const std::vector<Common::Stretch> stretches =
+        Common::CutIntoStretches(units.size(), {BytesAtOnce, UnitsAtOnce, mOptions.threadCount},
+                                 [&](std::size_t index)
+                                 {
+                                     return uint64{mFiles.GetFields(units[index].front()).size};
+                                 });
     Common::ForEachInParallel(mOptions.threadCount, stretches.size(),
                               [&](std::size_t stretch)
                               {
@@ -129,28 +110,20 @@ void ContentCheck::CheckUnit(Workplace &place, const StoredUnit &unit)
     mOptions.checkpoint();
     const StoredUse &use = unit.front();
     const uint64 size = mFiles.GetFields(use).size;
-    if (size > LargestInBatch)
+    if (size > TreeReader::ContentBatch::LargestFile)
     {
-        ReadWithDigest(place.reader, unit);
+        ReadWithDigest(place.batch.GetReader(), unit);
         return;
     }
-    const uint_size offset = place.contents.size();
-    TreeReader::ReadOptions options;
-    options.checkDigest = false;
-    const auto failure = place.reader.Read(mFiles.GetRelease(use), use.file, use.stored, options,
-                                           [&place](std::string_view bytes)
-                                           {
-                                               place.contents.insert(place.contents.end(), bytes.begin(), bytes.end());
-                                           });
+    const auto failure = place.batch.Add(mFiles.GetRelease(use), use.file, use.stored);
     mOptions.advance(size);
     if (failure)
     {
-        place.contents.resize(offset);
         AddFault(unit, *failure);
         return;
     }
-    place.batch.push_back({&unit, offset, size});
-    if (place.contents.size() >= BytesAtOnce)
+    place.batched.push_back(&unit);
+    if (place.batch.IsFull())
     {
         CheckBatch(place);
     }
@@ -178,27 +151,20 @@ void ContentCheck::ReadWithDigest(ContentReader &reader, const StoredUnit &unit)
 /// A content with the wrong digest is read once more, by whoever tells that in words.
 void ContentCheck::CheckBatch(Workplace &place)
 {
-    std::vector<std::string_view> contents;
-    for (const Workplace::Decoded &decoded : place.batch)
+    const std::vector<bool> isRight = place.batch.Check();
+    for (uint_size index = 0; index < isRight.size(); ++index)
     {
-        contents.emplace_back(place.contents.data() + decoded.offset, decoded.size);
-    }
-    const std::vector<TreeReader::Digest> digests = TreeReader::DigestsOf(contents);
-    for (uint_size index = 0; index < digests.size(); ++index)
-    {
-        const StoredUnit &unit = *place.batch[index].unit;
-        const auto &expected = mFiles.GetFields(unit.front()).digest;
-        if (std::equal(digests[index].begin(), digests[index].end(), std::begin(expected)))
+        if (isRight[index])
         {
-            CheckSkippedBytes(unit);
+            CheckSkippedBytes(*place.batched[index]);
         }
         else
         {
-            ReadWithDigest(place.reader, unit);
+            ReadWithDigest(place.batch.GetReader(), *place.batched[index]);
         }
     }
-    place.batch.clear();
-    place.contents.clear();
+    place.batch.Clear();
+    place.batched.clear();
 }
 
 void ContentCheck::AddFault(const StoredUnit &unit, const Fault &fault)

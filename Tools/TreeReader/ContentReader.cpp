@@ -5,9 +5,11 @@
 
 #include "KeldMorvIO/LogCapture.h"
 #include "KeldMorvIO/blocks/BlockInflater.h"
+#include "KeldMorvIO/blocks/FastInflate.h"
 #include "KeldMorvIO/blocks/LzmaAdapter.h"
 
 #include <algorithm>
+#include <array>
 #include <optional>
 
 namespace Keld::TreeReader
@@ -19,10 +21,14 @@ namespace
 // The size of the blocks that the library decodes into. Where one ends decides which streams it takes for complete.
 constexpr uint32 BlockSize = 0x40000;
 
+// Contents up to this size are decoded in one piece, which the faster decoder needs.
+constexpr uint32 LargestInOnePiece = 16 << 20;
+
 std::string RangeText(uint64 offset, uint64 size)
 {
     return "bytes " + std::to_string(offset) + " to " + std::to_string(offset + size);
 }
+
 /// The content on its way from the disk to the sink: what is wanted of it goes on, and all of it is digested.
 class Passage
 {
@@ -43,6 +49,9 @@ public:
 
     /// Whether nothing of what follows matters to anybody.
     bool IsSatisfied() const { return !mDigest && mPosition >= mEnd; }
+
+    /// Whether the last byte matters as much as the first.
+    bool NeedsAll() const { return mDigest.has_value() || IsWhole(); }
 
     /// For content that is not decoded: what comes next is the byte at `position`.
     void SkipTo(uint64 position) { mPosition = position; }
@@ -117,6 +126,7 @@ private:
 /// `begin` is where the content begins on disk.
 Failure CopyStored(const DiskFile &disk, uint64 begin, std::vector<char> &block, Passage &passage)
 {
+    block.resize(BlockSize);
     passage.SkipTo(passage.GetBegin());
     for (uint64 position = passage.GetBegin(); position < passage.GetEnd();)
     {
@@ -139,7 +149,33 @@ Failure CopyStored(const DiskFile &disk, uint64 begin, std::vector<char> &block,
     return std::nullopt;
 }
 
-Failure Decode(const DiskFile &disk, const StoredFile &stored, std::vector<char> &block, Passage &passage)
+/// The first try of the library itself, into blocks of its size that lie one behind another. False when it has to be
+/// decided by zlib, and nothing was passed on.
+bool DecodeAtOnce(const DiskFile &disk, const StoredFile &stored, ContentRoom &room, Passage &passage)
+{
+    const auto size = static_cast<uint32>(passage.GetContentSize());
+    if (size > LargestInOnePiece || stored.storedSize == 0 || !passage.NeedsAll())
+    {
+        return false;
+    }
+    char *const content = room.Get(size);
+    std::array<UncompressedBlock, LargestInOnePiece / BlockSize> blocks;
+    uint32 blockCount = 0;
+    for (uint32 offset = 0; offset < size; offset += BlockSize)
+    {
+        blocks[blockCount++] = UncompressedBlock{content + offset, std::min(size - offset, BlockSize)};
+    }
+    MORV::Reader::ChunkedInput input(disk.GetHandle(), stored.offset, static_cast<uint32>(stored.storedSize));
+    if (MORV::Reader::InflateFast(input, blocks.data(), blockCount, size) != MORV::Reader::FastInflateResult::Done)
+    {
+        return false;
+    }
+    passage.Take(std::string_view(content, size));
+    return true;
+}
+
+Failure Decode(const DiskFile &disk, const StoredFile &stored, std::vector<char> &block, ContentRoom &room,
+               Passage &passage)
 {
     const uint64 size = passage.GetContentSize();
     if (size == 0)
@@ -147,10 +183,15 @@ Failure Decode(const DiskFile &disk, const StoredFile &stored, std::vector<char>
         return std::nullopt; // the library looks at no stored byte then
     }
     const bool isZlib = stored.compression == Compression::Zlib;
+    const MORV::Reader::LogCapture quiet;
+    if (isZlib && DecodeAtOnce(disk, stored, room, passage))
+    {
+        return std::nullopt;
+    }
+    block.resize(BlockSize);
     StoredBytes source(disk, stored.offset, static_cast<uint32>(stored.storedSize),
                        isZlib ? OffsetWidth::Bits32 : OffsetWidth::Bits64);
     PassingOutput output(block, size, passage);
-    const MORV::Reader::LogCapture quiet;
     const bool isGood = stored.storedSize != 0 && (isZlib ? MORV::Reader::InflateIntoBlocks(source, output, size)
                                                           : MORV::Reader::DecompressLzma(source, output, size));
     if (isGood)
@@ -197,7 +238,6 @@ Failure ContentReader::Read(const Release &release, EntryIndex file, const Store
     {
         return disk.GetFault();
     }
-    mBlock.resize(BlockSize);
     Passage passage(fields.size, options, sink);
     const bool isDecoded = stored.compression != Compression::None;
     if (options.checkDigest && (isDecoded || passage.IsWhole()))
@@ -205,7 +245,7 @@ Failure ContentReader::Read(const Release &release, EntryIndex file, const Store
         passage.StartDigest();
     }
     const Failure failure =
-        isDecoded ? Decode(**disk, stored, mBlock, passage) : CopyStored(**disk, stored.offset, mBlock, passage);
+        isDecoded ? Decode(**disk, stored, mBlock, mRoom, passage) : CopyStored(**disk, stored.offset, mBlock, passage);
     if (failure)
     {
         return failure;

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <limits>
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -23,9 +24,30 @@ struct ReadOptions
     bool checkDigest = true;
 };
 
+/// Memory for one content, kept and made anew only for a larger one. What is in it is not kept.
+class ContentRoom
+{
+public:
+    char *Get(uint32 size)
+    {
+        if (size > mSize)
+        {
+            mSize = 0;
+            mBytes.reset(); // before there is a second one
+            mBytes.reset(new char[size]);
+            mSize = size;
+        }
+        return mBytes.get();
+    }
+
+private:
+    std::unique_ptr<char[]> mBytes;
+    uint32 mSize = 0;
+};
+
 /// Reads files of any size with a bounded memory, by the library's own rules for what is damaged. Make one for each
-/// thread; it keeps its buffer from file to file. An LZMA file needs its dictionary besides, at most as large as
-/// itself.
+/// thread; it keeps its buffers from file to file: a block, and up to 16 MiB for zlib files no larger than that. An
+/// LZMA file needs its dictionary besides, at most as large as itself.
 class ContentReader
 {
 public:
@@ -39,5 +61,6 @@ public:
 
 private:
     std::vector<char> mBlock; ///< what is on its way to the sink
+    ContentRoom mRoom;        ///< for a zlib file that is decoded in one piece
 };
 } // namespace Keld::TreeReader

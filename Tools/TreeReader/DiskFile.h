@@ -3,6 +3,7 @@
 #include "Tools/TreeReader/Fault.h"
 
 #include "KeldFoundation/CStd/LargeVector.h"
+#include "KeldMorvIO/blocks/AsyncFile.h"
 
 #include <string>
 #include <vector>
@@ -30,6 +31,9 @@ public:
 
     /// Reads up to `size` bytes from byte `offset` on, fewer only at the end of the file. Gives how many.
     Result<uint_size> ReadAt(uint64 offset, void *buffer, uint_size size) const;
+
+    /// For the library's own decoders. Borrowed; one that is null to them cannot be read by them.
+    MORV::Reader::AsyncFile GetHandle() const { return MORV::Reader::AsyncFile{mDescriptor}; }
 
 private:
     DiskFile(std::string path, int descriptor, const struct stat &status);

@@ -1,8 +1,8 @@
 #include "Tools/morv/Extraction.h"
 
 #include "Tools/Common/ParallelWork.h"
+#include "Tools/TreeReader/ContentBatch.h"
 #include "Tools/TreeReader/ContentDigest.h"
-#include "Tools/TreeReader/ContentReader.h"
 
 #include <algorithm>
 #include <atomic>
@@ -21,7 +21,6 @@ namespace Keld::Morv
 using Common::Descriptor;
 using Common::NewFile;
 using Common::OutputDirectory;
-using TreeReader::ContentReader;
 using TreeReader::Failure;
 using TreeReader::Release;
 using TreeReader::View;
@@ -30,11 +29,16 @@ namespace
 {
 constexpr std::size_t ExtractionPieceSize = 1 << 18;
 
+// What a thread takes at once.
+constexpr uint64 BytesAtOnce = 8 << 20;
+constexpr std::size_t FilesAtOnce = 256;
+
 /// What one thread keeps from file to file.
 struct Worker
 {
-    ContentReader reader;
-    std::vector<char> piece; ///< of a file that --update looks at
+    TreeReader::ContentBatch batch;
+    std::vector<const PlannedFile *> batched; ///< what each content of the batch is of
+    std::vector<char> piece;                  ///< of a file that --update looks at
     std::optional<uint32> openDirectory;
     Descriptor directory;
 };
@@ -71,10 +75,16 @@ public:
     ExtractReport Run()
     {
         MakeDirectories();
-        Common::ForEachInParallel(mOptions.threadCount, mPlan.files.size(),
-                                  [this](std::size_t index)
+        const std::vector<Common::Stretch> stretches =
+            Common::CutIntoStretches(mPlan.files.size(), {BytesAtOnce, FilesAtOnce, mOptions.threadCount},
+                                     [this](std::size_t index)
+                                     {
+                                         return uint64{FieldsOf(mPlan.files[index]).size};
+                                     });
+        Common::ForEachInParallel(mOptions.threadCount, stretches.size(),
+                                  [&](std::size_t stretch)
                                   {
-                                      RunOne(mPlan.files[index]);
+                                      RunStretch(stretches[stretch]);
                                   });
         std::sort(mReport.failures.begin(), mReport.failures.end(),
                   [](const ExtractFailure &left, const ExtractFailure &right)
@@ -101,7 +111,29 @@ private:
         }
     }
 
-    void RunOne(const PlannedFile &file)
+    void RunStretch(const Common::Stretch &stretch)
+    {
+        std::unique_ptr<Worker> worker = TakeWorker();
+        for (std::size_t index = stretch.begin; index < stretch.end; ++index)
+        {
+            RunOne(mPlan.files[index], *worker,
+                   [this](const PlannedFile &file, Worker &by)
+                   {
+                       Begin(file, by);
+                   });
+            if (worker->batch.IsFull())
+            {
+                WriteBatch(*worker);
+            }
+        }
+        WriteBatch(*worker);
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mIdleWorkers.push_back(std::move(worker));
+    }
+
+    /// One step with one file, unless all has ended. Trouble with the target is told.
+    template <class Step>
+    void RunOne(const PlannedFile &file, Worker &worker, const Step &step)
     {
         mOptions.checkpoint();
         if (mIsStopped)
@@ -110,47 +142,95 @@ private:
             ++mReport.notBegun;
             return;
         }
-        std::unique_ptr<Worker> worker = TakeWorker();
         try
         {
-            Write(file, *worker);
+            step(file, worker);
         }
         catch (const std::system_error &error)
         {
             AddFailure(mView.GetPath(file.hit), error);
         }
-        const std::lock_guard<std::mutex> lock(mMutex);
-        mIdleWorkers.push_back(std::move(worker));
     }
 
-    void Write(const PlannedFile &file, Worker &worker)
+    /// Writes a file, or decodes it for the batch, where its digest costs less.
+    void Begin(const PlannedFile &file, Worker &worker)
     {
-        const int directory = OpenDirectory(file.directory, worker);
         const uint32 size = FieldsOf(file).size;
-        if (mOptions.update && IsThere(directory, file, worker))
+        if (mOptions.update && IsThere(OpenDirectory(file.directory, worker), file, worker))
         {
             mOptions.advance(size);
             Count(mReport.kept, size);
             return;
         }
-        NewFile output(directory, file.name);
+        if (!mOptions.checkDigests || size > TreeReader::ContentBatch::LargestFile)
+        {
+            WriteAlone(file, worker);
+            return;
+        }
+        const Release &release = mView.GetRelease(file.hit.layer);
+        const auto stored = release.Locate(file.hit.entry);
+        const Failure failure =
+            stored ? worker.batch.Add(release, file.hit.entry, *stored) : Failure(stored.GetFault());
+        if (failure)
+        {
+            AddFailure(file, *failure);
+            return;
+        }
+        worker.batched.push_back(&file);
+    }
+
+    /// A content with the wrong digest is read once more, by whoever tells that in words.
+    void WriteBatch(Worker &worker)
+    {
+        const std::vector<bool> isRight = worker.batch.Check();
+        for (std::size_t index = 0; index < isRight.size(); ++index)
+        {
+            RunOne(*worker.batched[index], worker,
+                   [&](const PlannedFile &file, Worker &by)
+                   {
+                       if (isRight[index])
+                       {
+                           WriteWhole(file, by.batch.GetContent(index), by);
+                       }
+                       else
+                       {
+                           WriteAlone(file, by);
+                       }
+                   });
+        }
+        worker.batch.Clear();
+        worker.batched.clear();
+    }
+
+    void WriteWhole(const PlannedFile &file, std::string_view content, Worker &worker)
+    {
+        NewFile output(OpenDirectory(file.directory, worker), file.name);
+        output.Write(content);
+        mOptions.advance(content.size());
+        output.Publish();
+        Count(mReport.written, content.size());
+    }
+
+    void WriteAlone(const PlannedFile &file, Worker &worker)
+    {
+        NewFile output(OpenDirectory(file.directory, worker), file.name);
         TreeReader::ReadOptions options;
         options.checkDigest = mOptions.checkDigests;
         const Release &release = mView.GetRelease(file.hit.layer);
-        const Failure failure = worker.reader.Read(release, file.hit.entry, options,
-                                                   [&](std::string_view bytes)
-                                                   {
-                                                       mOptions.checkpoint();
-                                                       output.Write(bytes);
-                                                       mOptions.advance(bytes.size());
-                                                   });
+        const Failure failure = worker.batch.GetReader().Read(release, file.hit.entry, options,
+                                                              [&](std::string_view bytes)
+                                                              {
+                                                                  mOptions.checkpoint();
+                                                                  output.Write(bytes);
+                                                                  mOptions.advance(bytes.size());
+                                                              });
         if (failure)
         {
-            AddFailure({mView.GetPath(file.hit), TreeReader::NameOf(failure->kind), failure->GetMessage()});
+            AddFailure(file, *failure);
             return;
         }
         output.Publish();
-        Count(mReport.written, size);
+        Count(mReport.written, FieldsOf(file).size);
     }
 
     int OpenDirectory(uint32 index, Worker &worker)
@@ -226,6 +306,11 @@ private:
             mReport.stopped = error.code().message();
             mIsStopped = true;
         }
+    }
+
+    void AddFailure(const PlannedFile &file, const TreeReader::Fault &fault)
+    {
+        AddFailure({mView.GetPath(file.hit), TreeReader::NameOf(fault.kind), fault.GetMessage()});
     }
 
     void AddFailure(ExtractFailure failure)
