@@ -52,8 +52,7 @@ void DecodedFiles::Take(const Request &request, const Decode &decode, Taker take
     Slot &slot = place->second;
     if (slot.content != nullptr)
     {
-        mLastUsed.splice(mLastUsed.begin(), mLastUsed, slot.place);
-        const Result<Content> content(slot.content);
+        const Result<Content> content(TakeKept(request, slot));
         lock.unlock();
         take(content);
         return;
@@ -72,6 +71,43 @@ void DecodedFiles::Take(const Request &request, const Decode &decode, Taker take
     {
         other(result);
     }
+}
+
+void DecodedFiles::Prepare(Key key, uint64 size, const Decode &decode)
+{
+    const Request request{key, size, true};
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        const auto [place, isNew] = mSlots.try_emplace(key);
+        if (!isNew)
+        {
+            return;
+        }
+        if (!ReserveMemory(size))
+        {
+            mSlots.erase(place);
+            return;
+        }
+    }
+    const Result<Content> result = DecodeSafely(size, true, decode);
+    for (const Taker &waiting : Finish(request, true, result))
+    {
+        waiting(result);
+    }
+}
+
+DecodedFiles::Content DecodedFiles::TakeKept(const Request &request, const Slot &slot)
+{
+    Content content = slot.content;
+    if (request.isLasting)
+    {
+        mLastUsed.splice(mLastUsed.begin(), mLastUsed, slot.place);
+    }
+    else
+    {
+        Drop(slot.place);
+    }
+    return content;
 }
 
 uint64 DecodedFiles::GetUsedMemory() const

@@ -29,7 +29,7 @@ public:
     {
         Key key;
         uint64 size;    ///< bytes of the content
-        bool isLasting; ///< more reads of it are to be expected: keep it
+        bool isLasting; ///< more reads of it are to be expected: keep it; else give it up if it is kept
     };
 
     /// \param capacity bytes of memory for contents.
@@ -37,6 +37,10 @@ public:
 
     /// Calls `take` once, now or later. A failure is not kept: the next one who asks decodes again.
     void Take(const Request &request, const Decode &decode, Taker take);
+
+    /// Decodes a file that somebody is likely to ask for, unless it is there or being decoded, or finds no room in
+    /// memory. Who asks meanwhile is answered when it is done, and who reads all of it takes it away.
+    void Prepare(Key key, uint64 size, const Decode &decode);
 
     uint64 GetUsedMemory() const;
 
@@ -51,6 +55,7 @@ private:
 
     bool ReserveMemory(uint64 size);
     void Drop(std::list<Key>::iterator place);
+    Content TakeKept(const Request &request, const Slot &slot);
     void DropSpilled();
     std::vector<Taker> Finish(const Request &request, bool hasMemory, const TreeReader::Result<Content> &result);
 

@@ -14,6 +14,9 @@ using TreeReader::StoredFile;
 
 namespace
 {
+// Larger files are not decoded before somebody asks for them.
+constexpr uint64 LargestAhead = 1 << 20;
+
 using Bytes = Result<std::string_view>;
 
 /// What a thread reads into, again and again.
@@ -58,6 +61,10 @@ void MountedFiles::Read(const Hit &file, uint64 offset, uint_size size, Answer a
     else
     {
         ReadDecoded(file, *stored, begin, count, std::move(answer));
+        if (mRules.readsAhead && begin + count == contentSize)
+        {
+            ReadAhead(file);
+        }
     }
 }
 
@@ -91,8 +98,7 @@ void MountedFiles::ReadDecoded(const Hit &file, const StoredFile &stored, uint64
     const uint64 contentSize = mTree.GetManifest(file).GetFields(file.entry).size;
     const auto decode = [&](const TreeReader::ContentSink &sink)
     {
-        const TreeReader::ReadOptions options{0, contentSize, mRules.checkDigest};
-        return GetThreadReader().Read(mTree.GetRelease(file), file.entry, stored, options, sink);
+        return Decode(file, stored, sink);
     };
     const auto take =
         [this, file, offset, size, answer = std::move(answer)](const Result<DecodedFiles::Content> &content)
@@ -106,6 +112,46 @@ void MountedFiles::ReadDecoded(const Hit &file, const StoredFile &stored, uint64
     };
     const bool isLasting = size != contentSize; // who has read all of it leaves it to the kernel's own cache
     mDecoded.Take({mTree.GetNumber(file), contentSize, isLasting}, decode, take);
+}
+
+Failure MountedFiles::Decode(const Hit &file, const StoredFile &stored, const TreeReader::ContentSink &sink) const
+{
+    const uint64 contentSize = mTree.GetManifest(file).GetFields(file.entry).size;
+    const TreeReader::ReadOptions options{0, contentSize, mRules.checkDigest};
+    return GetThreadReader().Read(mTree.GetRelease(file), file.entry, stored, options, sink);
+}
+
+/// \param file that was read to its end.
+void MountedFiles::ReadAhead(const Hit &file)
+{
+    const TreeReader::ManifestTree &manifest = mTree.GetManifest(file);
+    if (!mOrder.BeginAhead(file, manifest.GetFiles(manifest.GetParent(file.entry))))
+    {
+        return;
+    }
+    while (const Hit next = mOrder.TakeNext())
+    {
+        Prepare(next);
+    }
+}
+
+/// A failure is told to nobody: who reads the file meets it again.
+void MountedFiles::Prepare(const Hit &file)
+{
+    const uint64 size = mTree.GetManifest(file).GetFields(file.entry).size;
+    if (size == 0 || size > LargestAhead)
+    {
+        return;
+    }
+    const Result<StoredFile> stored = mTree.GetRelease(file).Locate(file.entry);
+    if (stored && stored->compression != Compression::None)
+    {
+        mDecoded.Prepare(mTree.GetNumber(file), size,
+                         [&](const TreeReader::ContentSink &sink)
+                         {
+                             return Decode(file, *stored, sink);
+                         });
+    }
 }
 
 void MountedFiles::ReportOnce(const Hit &file, const Fault &fault)

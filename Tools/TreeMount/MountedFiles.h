@@ -2,6 +2,7 @@
 
 #include "Tools/TreeMount/DecodedFiles.h"
 #include "Tools/TreeMount/MountedTree.h"
+#include "Tools/TreeMount/ReadingOrder.h"
 
 #include <functional>
 #include <mutex>
@@ -16,6 +17,10 @@ struct ReadingRules
 {
     uint64 cacheSize = uint64{256} << 20; ///< bytes of memory for decoded files
     bool checkDigest = true;              ///< holds what was decoded against the manifest's digest
+
+    /// Whoever has answered a read goes on and decodes what is likely to be read next. Only for those who have other
+    /// threads to answer meanwhile.
+    bool readsAhead = false;
 };
 
 /// Reads the files of a mounted tree at any place. What is not compressed comes from the disk as it stands there. A
@@ -41,12 +46,17 @@ private:
                     const Answer &answer);
     void ReadDecoded(const TreeReader::Hit &file, const TreeReader::StoredFile &stored, uint64 offset, uint_size size,
                      Answer answer);
+    TreeReader::Failure Decode(const TreeReader::Hit &file, const TreeReader::StoredFile &stored,
+                               const TreeReader::ContentSink &sink) const;
+    void ReadAhead(const TreeReader::Hit &file);
+    void Prepare(const TreeReader::Hit &file);
     void ReportOnce(const TreeReader::Hit &file, const TreeReader::Fault &fault);
 
     const MountedTree &mTree;
     const ReadingRules mRules;
     const Report mReport;
     DecodedFiles mDecoded;
+    ReadingOrder mOrder;
     std::mutex mReportedMutex; ///< guards mReported
     std::unordered_set<NodeNumber> mReported;
 };

@@ -170,8 +170,8 @@ ExitCode Serve(const CommonOptions &common, const MountWords &words, BackgroundP
     {
         log.Report(line);
     };
-    TreeMount::MountedFileSystem fileSystem(MakeTree(view, options), options.ownership, {cacheSize, !words.skipDigests},
-                                            report);
+    const TreeMount::ReadingRules rules{cacheSize, !words.skipDigests, threadCount > 1};
+    TreeMount::MountedFileSystem fileSystem(MakeTree(view, options), options.ownership, rules, report);
     TreeMount::FuseSession session(fileSystem,
                                    {mountPoint, SourceName(view.GetName()), options.allowOther, threadCount});
     session.Serve(
