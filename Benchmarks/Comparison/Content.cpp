@@ -132,23 +132,6 @@ Questions::Questions(const std::vector<std::string> &paths, bool present)
     }
 }
 
-Workplace::Workplace()
-{
-    const char *const chosen = std::getenv("TMPDIR");
-    std::string pattern = std::string(chosen != nullptr ? chosen : "/var/tmp") + "/keldbenchmark-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr)
-    {
-        throw std::system_error(errno, std::generic_category(), pattern);
-    }
-    mPath = fs::canonical(pattern);
-}
-
-Workplace::~Workplace()
-{
-    std::error_code ignored;
-    fs::remove_all(mPath, ignored);
-}
-
 void WriteQuickly(const std::string &path, std::string_view bytes)
 {
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);

@@ -51,7 +51,8 @@ private:
     std::size_t mNext = 0;
 };
 
-/// A directory that is gone afterwards.
+/// A directory that is gone afterwards. As long as this lives, it holds a lock on it, by which others see that somebody
+/// is there.
 class Workplace
 {
 public:
@@ -64,7 +65,11 @@ public:
 
 private:
     std::filesystem::path mPath;
+    int mLock; ///< the directory, open and locked
 };
+
+/// Removes the workplaces of processes that were killed, with the images that are still mounted there.
+void RemoveLeftWorkplaces();
 
 /// Writes a whole file without asking the file system more than it must. The directory is there.
 void WriteQuickly(const std::string &path, std::string_view bytes);

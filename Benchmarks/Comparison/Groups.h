@@ -21,8 +21,14 @@ std::vector<Group> OpenGroups();
 std::vector<Group> ReadGroups();
 std::vector<Group> StartGroups();
 
+/// Whether a contender of this name has its turns: all have, unless one alone was asked for.
+bool HasTurns(const std::string &contender);
+
 /// Measures a row and prints a line for each contender, as the program that runs the groups reads them.
 void MeasureAndPrint(const Row &row, int repetitions);
+
+/// The same for what was measured elsewhere: one contender of a row.
+void PrintMeasured(const std::string &work, const std::string &unit, double reach, const Measured &measured);
 
 /// A word on what could not be measured.
 void PrintNote(const std::string &note);

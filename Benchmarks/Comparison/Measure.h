@@ -24,6 +24,17 @@ struct Row
     std::vector<Contender> contenders;
 };
 
+/// As long as this lives, the process is called "measured", so that a profile can leave out all that prepares and
+/// cleans up.
+class MeasuredProcess
+{
+public:
+    MeasuredProcess();
+    ~MeasuredProcess();
+    MeasuredProcess(const MeasuredProcess &) = delete;
+    MeasuredProcess &operator=(const MeasuredProcess &) = delete;
+};
+
 struct Measured
 {
     std::string name;
@@ -32,8 +43,12 @@ struct Measured
     double most;
 };
 
-/// Lets the contenders take turns, so that a slow moment of the machine hits all of them, and keeps every batch.
+/// Lets the contenders take turns, so that a slow moment of the machine hits all of them, and keeps every batch. A row
+/// whose contenders are slow ends before its last turn, but has some.
 std::vector<Measured> Measure(const Row &row, int repetitions);
+
+/// \param figures of one contender, at least one; takes their order.
+Measured Summarize(const std::string &name, std::vector<double> figures);
 
 inline double Nanoseconds(std::chrono::steady_clock::duration duration)
 {

@@ -32,7 +32,7 @@ Neighbours::Neighbours(const Workplace &place, const std::vector<ContentFile> &f
 {
     for (const NeighbourKind &kind : NeighbourKinds())
     {
-        if (!wanted(kind) || (compressed && !kind.holdsCompressed))
+        if (!HasTurns(kind.name) || !wanted(kind) || (compressed && !kind.holdsCompressed))
         {
             continue;
         }

@@ -35,6 +35,7 @@ template <class Work>
 void MeasureOnce(const Work &work, double times = 1)
 {
     using Clock = std::chrono::steady_clock;
+    const MeasuredProcess process;
     const double before = StatusBytes("VmRSS");
     const Clock::time_point begin = Clock::now();
     const auto result = work();

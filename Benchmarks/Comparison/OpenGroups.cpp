@@ -52,13 +52,21 @@ public:
           mPlainSize(compressed ? files.front().bytes.size() : 0)
     {
         const std::string directory = deployment.ArchiveData().substr(0, deployment.ArchiveData().rfind('/'));
-        for (const auto &archive : TreeReader::VersionArchives(directory).GetArchives())
+        const TreeReader::VersionArchives archives(directory);
+        for (const auto &archive : archives.GetArchives())
         {
             const auto &index = archive->GetIndex();
             for (uint32 record = 0; record < index.GetEntryCount(); ++record)
             {
                 mMap.Add(index.GetEntryPath(record),
                          {index.GetEntry(record)->dataOffset, index.GetEntry(record)->size});
+            }
+        }
+        for (const ContentFile &file : files)
+        {
+            if (mMap.Find(file.path.c_str()) == nullptr)
+            {
+                throw std::runtime_error("no archive in " + directory + " holds " + file.path);
             }
         }
     }
@@ -117,10 +125,13 @@ void Opens(const OpenPlan &plan, int repetitions)
     const Deployment deployment(place.Path());
     deployment.Write(files, {.storage = plan.storage, .compression = plan.compression});
     StartOrDie(deployment.WorkingDirectory(), paths.back().c_str());
+    const bool isLarge = plan.count > 10'000; // many files take long to make one by one, and some take long to open
     const Neighbours neighbours(place, files, compressed,
-                                [naked](const NeighbourKind &kind)
+                                [naked, isLarge](const NeighbourKind &kind)
                                 {
-                                    return !naked || kind.name == "squashfs" || kind.name == "EROFS";
+                                    const bool isFast =
+                                        kind.name == "libzip" || kind.name == "LMDB" || kind.name == "EROFS";
+                                    return naked ? kind.name == "squashfs" || kind.name == "EROFS" : !isLarge || isFast;
                                 });
 
     std::vector<std::string> onDisk;

@@ -17,7 +17,11 @@ namespace
 {
 using TreeReader::Storage;
 
-/// Several batches give several figures of one process each: time, memory kept, memory at the peak.
+// All starts of one group shall take no more than this together, but each contender has some.
+constexpr std::chrono::seconds LongStarts{30};
+constexpr std::size_t FewestStarts = 3;
+
+/// Each start is one process and gives several figures: time, memory kept, memory at the peak.
 class Starts
 {
 public:
@@ -25,16 +29,28 @@ public:
     {
         std::string name;
         std::string arguments;
+        bool isSlow = false; ///< has one turn alone
     };
 
     Starts(std::vector<Starter> starters, int repetitions) : mStarters(std::move(starters))
     {
+        std::erase_if(mStarters,
+                      [](const Starter &starter)
+                      {
+                          return !HasTurns(starter.name);
+                      });
+        using Clock = std::chrono::steady_clock;
+        const Clock::time_point begin = Clock::now();
         // A start takes as long as many short batches.
-        for (int repetition = 0; repetition < std::max(3, repetitions / 4); ++repetition)
+        const std::size_t turns = std::max<std::size_t>(FewestStarts, static_cast<std::size_t>(repetitions) / 3);
+        for (std::size_t turn = 0; turn < turns && (turn < FewestStarts || Clock::now() - begin < LongStarts); ++turn)
         {
             for (const Starter &starter : mStarters)
             {
-                mResults[starter.name].push_back(RunOnce(starter.arguments));
+                if (turn == 0 || !starter.isSlow)
+                {
+                    mResults[starter.name].push_back(RunOnce(starter.arguments));
+                }
             }
         }
     }
@@ -43,18 +59,15 @@ public:
     void Print(const std::string &work, const std::string &unit, double reach, double OnceResult::*figure,
                double count) const
     {
-        Row row{work, unit, reach, {}};
-        std::size_t repetitions = 0;
         for (const Starter &starter : mStarters)
         {
-            const std::vector<OnceResult> &results = mResults.at(starter.name);
-            repetitions = results.size();
-            row.contenders.push_back({starter.name, [&results, figure, count, next = std::size_t{0}]() mutable
-                                      {
-                                          return results[next++].*figure / count;
-                                      }});
+            std::vector<double> figures;
+            for (const OnceResult &result : mResults.at(starter.name))
+            {
+                figures.push_back(result.*figure / count);
+            }
+            PrintMeasured(work, unit, reach, Summarize(starter.name, std::move(figures)));
         }
-        MeasureAndPrint(row, static_cast<int>(repetitions));
     }
 
 private:
@@ -82,9 +95,12 @@ void ArchivedStarts(uint32 count, const std::string &countText, double reach, in
                                              {"KeldMorvIO", "library " + deployment.WorkingDirectory()}};
     for (const NeighbourKind &kind : NeighbourKinds())
     {
-        if (kind.name == "libzip" || kind.name == "PhysicsFS")
+        // PhysicsFS takes time that grows with the square of the files.
+        const bool isSlow = kind.name == "PhysicsFS";
+        if (kind.name == "libzip" || (isSlow && count <= 100'000))
         {
-            starters.push_back({kind.name, "neighbour " + kind.name + " " + WriteNeighbour(kind, place, files, false)});
+            starters.push_back(
+                {kind.name, "neighbour " + kind.name + " " + WriteNeighbour(kind, place, files, false), isSlow});
         }
     }
     const Starts starts(std::move(starters), repetitions);
