@@ -5,13 +5,12 @@
 #include "Tools/TreeWriter/DirectoryProtection.h"
 #include "Tools/TreeWriter/DiskSync.h"
 #include "Tools/TreeWriter/ReleaseStaging.h"
-#include "Tools/TreeWriter/WriteLock.h"
+#include "Tools/TreeWriter/WriteLocks.h"
 
 #include "KeldMorvIO/TreeWords.h"
 
 #include <cerrno>
 #include <filesystem>
-#include <memory>
 #include <set>
 #include <system_error>
 
@@ -23,32 +22,6 @@ namespace fs = std::filesystem;
 
 namespace
 {
-/// The locks of projects and solutions, taken in one order by everybody, so that no two wait for each other.
-class Locks
-{
-public:
-    Locks(const PrunePlan &plan, const std::function<void()> &whileWaiting)
-    {
-        const fs::path root = plan.root;
-        for (const std::string &project : plan.projects)
-        {
-            Take(root / MORV::Reader::ProjectsDirectory / project, whileWaiting);
-        }
-        for (const std::string &solution : plan.solutions)
-        {
-            Take(root / MORV::Reader::SolutionsDirectory / solution, whileWaiting);
-        }
-    }
-
-private:
-    void Take(const fs::path &directory, const std::function<void()> &whileWaiting)
-    {
-        mLocks.push_back(std::make_unique<WriteLock>(directory, whileWaiting));
-    }
-
-    std::vector<std::unique_ptr<WriteLock>> mLocks;
-};
-
 class Remover
 {
 public:
@@ -199,7 +172,7 @@ private:
 PrunePlan Prune(const PruneRequest &request, const PruneOptions &options)
 {
     const PrunePlan expected = PlanPrune(request);
-    const Locks locks(expected, options.checkpoint);
+    const WriteLocks locks(request.root, expected.projects, expected.solutions, options.checkpoint);
     for (const std::string &project : expected.projects)
     {
         options.step();
