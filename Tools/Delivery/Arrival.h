@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -88,14 +89,17 @@ private:
     void ReadJournal();
     void WriteJournal(const std::vector<std::string> &paths);
     void SetAsideDoubtful();
-    void PublishRole(FileRole role, const std::vector<std::string> &paths);
+    void BringAll(const std::vector<std::string> &paths) const;
     void Bring(const std::string &path) const;
-    bool IsStaged(const char *area, const std::string &path) const;
-    bool IsInPlace(const std::string &path) const;
-    Common::Descriptor OpenParent(const std::string &path, const std::string &area, bool make) const;
     void Move(const std::string &path, const char *from, const char *to) const;
-    void RequireSafe(const std::string &path) const;
+    bool IsInPlace(const std::string &path) const;
+    std::string AreaPath(const char *area, const std::string &path) const;
+    std::string PlaceOf(const char *area, const std::string &path) const;
+    void RequireNoLink(const std::string &path) const;
     void Sync() const;
+
+    static std::optional<Mark> FindMark(const std::string &place);
+    static TreePath RequireTreePath(const std::string &path);
 
     const std::string mRoot;
     const std::string mStaging; ///< below the root

@@ -65,6 +65,7 @@ public:
 
 private:
     SecretKey() = default;
+    bool HasPoint(std::string_view point) const;
 
     KeyIdentity mIdentity = {};
     std::array<unsigned char, 32> mSeed = {};

@@ -36,7 +36,7 @@ bool IsStillAt(int descriptor, const fs::path &directory)
 }
 } // namespace
 
-WriteLock::WriteLock(const fs::path &directory, const std::function<void()> &whileWaiting)
+WriteLock::WriteLock(const fs::path &directory, const std::function<void()> &whileWaiting) : mDirectory(directory)
 {
     try
     {
@@ -57,6 +57,11 @@ WriteLock::~WriteLock()
 {
     RemoveEmptyDirectories();
     close(mDescriptor);
+}
+
+void WriteLock::RemoveWhenEmpty()
+{
+    mMade = {mDirectory.parent_path(), mDirectory};
 }
 
 /// False while somebody else holds the lock.

@@ -19,6 +19,9 @@ public:
     /// Also removes the directories that were made for it and are still empty.
     ~WriteLock();
 
+    /// At its end, removes the directory and the one above, where they are empty, also when they were there before.
+    void RemoveWhenEmpty();
+
     WriteLock(const WriteLock &) = delete;
     WriteLock &operator=(const WriteLock &) = delete;
 
@@ -27,6 +30,7 @@ private:
     void RemoveEmptyDirectories();
     bool TryLock(const std::filesystem::path &directory);
 
+    const std::filesystem::path mDirectory;
     int mDescriptor = -1;
     int mVanishedParents = 0;
     std::vector<std::filesystem::path> mMade; ///< from the outermost to the directory itself

@@ -15,9 +15,9 @@ WriteLocks::WriteLocks(const fs::path &root, std::vector<std::string> projects, 
     TakeAll(root / MORV::Reader::SolutionsDirectory, std::move(solutions), whileWaiting);
 }
 
-void WriteLocks::Take(const fs::path &directory, const std::function<void()> &whileWaiting)
+WriteLock &WriteLocks::Take(const fs::path &directory, const std::function<void()> &whileWaiting)
 {
-    mLocks.push_back(std::make_unique<WriteLock>(directory, whileWaiting));
+    return *mLocks.emplace_back(std::make_unique<WriteLock>(directory, whileWaiting));
 }
 
 void WriteLocks::TakeAll(const fs::path &place, std::vector<std::string> names,

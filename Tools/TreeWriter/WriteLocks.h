@@ -21,7 +21,7 @@ public:
                const std::function<void()> &whileWaiting);
 
     /// Takes one more, behind all others in the order.
-    void Take(const std::filesystem::path &directory, const std::function<void()> &whileWaiting);
+    WriteLock &Take(const std::filesystem::path &directory, const std::function<void()> &whileWaiting);
 
 private:
     void TakeAll(const std::filesystem::path &place, std::vector<std::string> names,

@@ -1,0 +1,381 @@
+#include "Tools/Delivery/Arrival.h"
+
+#include "Tools/Delivery/PathText.h"
+#include "Tools/TreeReader/DiskFile.h"
+#include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeWriter/DiskSync.h"
+#include "Tools/TreeWriter/FileOutput.h"
+#include "Tools/TreeWriter/ReleaseStaging.h"
+
+#include "KeldMorvIO/TreeWords.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+#include <sstream>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Keld::Delivery
+{
+namespace fs = std::filesystem;
+using Common::Descriptor;
+using TreeReader::TreeError;
+
+namespace
+{
+// What stands in the staging directory.
+constexpr const char *Partial = "partial";       // files in the making, by their path in the tree
+constexpr const char *Whole = "whole";           // accepted files
+constexpr const char *Doubtful = "doubtful";     // accepted before the machine was started anew: they may lack bytes
+constexpr const char *Journal = "publishing";    // what is to come to its place; there until all of it is
+constexpr const char *BootFile = "boot";         // which run of the machine accepted what is whole
+constexpr const char *Arriving = "arriving";     // in the root: the staging directories
+constexpr uint64 JournalLimit = uint64(1) << 30; // bytes
+
+constexpr mode_t FileMode = 0666; // less what the mask of the process says
+
+std::string ParentOf(const std::string &path)
+{
+    return path.substr(0, path.rfind('/'));
+}
+
+std::string NameIn(const std::string &path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+[[noreturn]] void Fail(const std::string &what)
+{
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// A text that differs between any two runs of the machine, or an empty one where the system does not tell.
+std::string IdentifyBoot()
+{
+    const Common::Descriptor file(open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC));
+    char text[64];
+    const ssize_t length = file.IsOpen() ? read(file.Get(), text, sizeof text) : 0;
+    return length > 0 ? std::string(text, static_cast<std::size_t>(length)) : std::string();
+}
+
+std::string ReadText(const std::string &path)
+{
+    const TreeReader::Result<std::vector<char>> image = TreeReader::ReadFileImage(path, JournalLimit);
+    return image ? std::string(image->begin(), image->end()) : std::string();
+}
+
+void RequireName(const std::string &name)
+{
+    if (const TreeReader::Failure failure = CheckDirectoryName(name))
+    {
+        throw TreeError(failure->GetMessage());
+    }
+}
+
+std::optional<struct stat> StatusOf(const std::string &path)
+{
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) != 0)
+    {
+        return std::nullopt;
+    }
+    return status;
+}
+
+bool HoldsAnyFile(const std::string &directory)
+{
+    std::error_code error;
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory, error))
+    {
+        if (!entry.is_directory() && entry.path().filename() != BootFile)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+} // namespace
+
+Arrival::Arrival(const ArrivalPlan &plan, ArrivalOptions options)
+    : mRoot(plan.root), mStaging(std::string(Arriving) + "/" + plan.purpose), mOptions(std::move(options))
+{
+    RequireName(plan.purpose);
+    mDirectory = std::make_unique<Common::OutputDirectory>(mRoot);
+    for (const std::string &project : plan.projects)
+    {
+        RequireName(project);
+        RequireNoLink(std::string(MORV::Reader::ProjectsDirectory) + "/" + project);
+    }
+    for (const std::string &solution : plan.solutions)
+    {
+        RequireName(solution);
+        RequireNoLink(std::string(MORV::Reader::SolutionsDirectory) + "/" + solution);
+    }
+    RequireNoLink(mStaging);
+    mLocks = std::make_unique<TreeWriter::WriteLocks>(mRoot, plan.projects, plan.solutions, mOptions.whileWaiting);
+    mLocks->Take(mRoot + "/" + mStaging, mOptions.whileWaiting).RemoveWhenEmpty();
+    for (const std::string &project : plan.projects)
+    {
+        TreeWriter::RemoveLeftovers(TreeReader::TreePlaces(mRoot), project, mOptions.sync);
+    }
+    ReadJournal();
+    SetAsideDoubtful();
+}
+
+Arrival::~Arrival()
+{
+    if (HoldsAnyFile(mRoot + "/" + mStaging))
+    {
+        return;
+    }
+    try
+    {
+        Discard();
+    }
+    catch (const std::exception &)
+    {
+        // What stays are empty directories, and the next one removes them.
+    }
+}
+
+bool Arrival::IsAccepted(const std::string &path) const
+{
+    return FindMark(PlaceOf(Whole, path)).has_value() || IsInPlace(path);
+}
+
+Descriptor Arrival::OpenPartial(const std::string &path) const
+{
+    RequireTreePath(path);
+    const Descriptor directory = mDirectory->OpenBelow(ParentOf(AreaPath(Partial, path)));
+    if (!FindMark(PlaceOf(Partial, path)) && FindMark(PlaceOf(Doubtful, path)))
+    {
+        Move(path, Doubtful, Partial);
+    }
+    constexpr int flags = O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC;
+    Descriptor file(openat(directory.Get(), NameIn(path).c_str(), flags, FileMode));
+    if (!file.IsOpen())
+    {
+        Fail("cannot make " + PlaceOf(Partial, path));
+    }
+    return file;
+}
+
+void Arrival::RemovePartial(const std::string &path) const
+{
+    RequireTreePath(path);
+    for (const char *area : {Partial, Doubtful})
+    {
+        const std::string place = PlaceOf(area, path);
+        if (unlink(place.c_str()) != 0 && errno != ENOENT)
+        {
+            Fail("cannot remove " + place);
+        }
+    }
+}
+
+void Arrival::Accept(const std::string &path) const
+{
+    RequireTreePath(path);
+    Move(path, Partial, Whole);
+}
+
+Descriptor Arrival::OpenAccepted(const std::string &path) const
+{
+    RequireTreePath(path);
+    const std::string place = IsInPlace(path) ? mRoot + "/" + path : PlaceOf(Whole, path);
+    return Descriptor(open(place.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+}
+
+void Arrival::Publish(const std::vector<std::string> &paths)
+{
+    std::vector<std::vector<std::string>> byRole(static_cast<uint_size>(FileRole::SolutionManifest) + 1);
+    for (const std::string &path : paths)
+    {
+        byRole[static_cast<uint_size>(RequireTreePath(path).role)].push_back(path);
+        if (!IsAccepted(path))
+        {
+            throw TreeError(path + ": did not arrive");
+        }
+    }
+    mOptions.step();
+    Sync();
+    WriteJournal(paths);
+    Sync();
+    for (const std::vector<std::string> &group : byRole)
+    {
+        BringAll(group);
+    }
+    Discard();
+}
+
+void Arrival::Discard()
+{
+    mJournal.clear();
+    for (const fs::directory_entry &entry : fs::directory_iterator(mRoot + "/" + mStaging))
+    {
+        fs::remove_all(entry.path());
+    }
+}
+
+/// Brings files of one role to their places; what counts on them may follow then.
+void Arrival::BringAll(const std::vector<std::string> &paths) const
+{
+    bool moved = false;
+    for (const std::string &path : paths)
+    {
+        if (FindMark(PlaceOf(Whole, path)))
+        {
+            mOptions.step();
+            Bring(path);
+            moved = true;
+        }
+    }
+    if (moved)
+    {
+        Sync();
+    }
+}
+
+void Arrival::Bring(const std::string &path) const
+{
+    const Descriptor directory = mDirectory->OpenBelow(ParentOf(path));
+    if (renameat(AT_FDCWD, PlaceOf(Whole, path).c_str(), directory.Get(), NameIn(path).c_str()) != 0)
+    {
+        Fail("cannot bring " + path + " to its place");
+    }
+}
+
+/// Each line tells inode, size and time of an accepted file, and its path. A journal that does not read well is none.
+void Arrival::ReadJournal()
+{
+    std::istringstream lines(ReadText(mRoot + "/" + mStaging + "/" + Journal));
+    for (std::string line; std::getline(lines, line);)
+    {
+        unsigned long long inode = 0;
+        unsigned long long size = 0;
+        long long modified = 0;
+        int end = 0;
+        std::string path;
+        const bool isRead = std::sscanf(line.c_str(), "%llu %llu %lld %n", &inode, &size, &modified, &end) == 3;
+        if (!isRead || !ReadEscapedPath(line.substr(static_cast<std::size_t>(end)), path))
+        {
+            mJournal.clear();
+            return;
+        }
+        mJournal[path] = {inode, size, modified};
+    }
+}
+
+void Arrival::WriteJournal(const std::vector<std::string> &paths)
+{
+    std::string text;
+    for (const std::string &path : paths)
+    {
+        const std::optional<Mark> staged = FindMark(PlaceOf(Whole, path));
+        const Mark mark = staged ? *staged : mJournal.at(path);
+        text += std::to_string(mark.inode) + " " + std::to_string(mark.size) + " " + std::to_string(mark.modified) +
+                " " + EscapePath(path) + "\n";
+    }
+    TreeWriter::ReplaceFile(mRoot + "/" + mStaging + "/" + Journal, text);
+}
+
+/// What was accepted in another run of the machine may never have reached the disk, unless a publication had begun.
+void Arrival::SetAsideDoubtful()
+{
+    const std::string staging = mRoot + "/" + mStaging + "/";
+    const std::string boot = IdentifyBoot();
+    if (!boot.empty() && ReadText(staging + BootFile) == boot)
+    {
+        return;
+    }
+    if (StatusOf(staging + Whole))
+    {
+        fs::remove_all(staging + Doubtful);
+        fs::rename(staging + Whole, staging + Doubtful);
+        for (const auto &[path, mark] : mJournal)
+        {
+            if (FindMark(PlaceOf(Doubtful, path)) == mark)
+            {
+                Move(path, Doubtful, Whole);
+            }
+        }
+    }
+    TreeWriter::ReplaceFile(staging + BootFile, boot);
+}
+
+std::optional<Arrival::Mark> Arrival::FindMark(const std::string &place)
+{
+    const std::optional<struct stat> status = StatusOf(place);
+    if (!status || !S_ISREG(status->st_mode))
+    {
+        return std::nullopt;
+    }
+    constexpr int64_t nanoseconds = 1'000'000'000;
+    return Mark{status->st_ino, static_cast<uint64>(status->st_size),
+                static_cast<int64_t>(status->st_mtim.tv_sec) * nanoseconds + status->st_mtim.tv_nsec};
+}
+
+bool Arrival::IsInPlace(const std::string &path) const
+{
+    const auto found = mJournal.find(path);
+    return found != mJournal.end() && !FindMark(PlaceOf(Whole, path)) && FindMark(mRoot + "/" + path) == found->second;
+}
+
+void Arrival::Move(const std::string &path, const char *from, const char *to) const
+{
+    const Descriptor directory = mDirectory->OpenBelow(ParentOf(AreaPath(to, path)));
+    if (renameat(AT_FDCWD, PlaceOf(from, path).c_str(), directory.Get(), NameIn(path).c_str()) != 0)
+    {
+        Fail("cannot move " + PlaceOf(from, path));
+    }
+}
+
+/// Below the root.
+std::string Arrival::AreaPath(const char *area, const std::string &path) const
+{
+    return mStaging + "/" + area + "/" + path;
+}
+
+std::string Arrival::PlaceOf(const char *area, const std::string &path) const
+{
+    return mRoot + "/" + AreaPath(area, path);
+}
+
+TreePath Arrival::RequireTreePath(const std::string &path)
+{
+    TreeReader::Result<TreePath> place = ReadTreePath(path);
+    if (!place)
+    {
+        throw TreeError(place.GetFault().GetMessage());
+    }
+    return std::move(*place);
+}
+
+void Arrival::RequireNoLink(const std::string &path) const
+{
+    for (std::size_t end = 0; end < path.size();)
+    {
+        end = std::min(path.find('/', end + 1), path.size());
+        const std::string place = mRoot + "/" + path.substr(0, end);
+        const std::optional<struct stat> status = StatusOf(place);
+        if (status && S_ISLNK(status->st_mode))
+        {
+            throw TreeError(place + ": is a symbolic link, and files are not brought through one");
+        }
+    }
+}
+
+void Arrival::Sync() const
+{
+    if (mOptions.sync)
+    {
+        TreeWriter::SyncFileSystem(mRoot);
+    }
+}
+} // namespace Keld::Delivery
