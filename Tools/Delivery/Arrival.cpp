@@ -3,6 +3,7 @@
 #include "Tools/Delivery/PathText.h"
 #include "Tools/TreeReader/DiskFile.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeWriter/DirectoryProtection.h"
 #include "Tools/TreeWriter/DiskSync.h"
 #include "Tools/TreeWriter/FileOutput.h"
 #include "Tools/TreeWriter/ReleaseStaging.h"
@@ -136,7 +137,7 @@ Arrival::~Arrival()
     }
     try
     {
-        Discard();
+        Clear();
     }
     catch (const std::exception &)
     {
@@ -188,8 +189,17 @@ void Arrival::Accept(const std::string &path) const
 Descriptor Arrival::OpenAccepted(const std::string &path) const
 {
     RequireTreePath(path);
-    const std::string place = IsInPlace(path) ? mRoot + "/" + path : PlaceOf(Whole, path);
-    return Descriptor(open(place.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    return Descriptor(open(GetAcceptedPlace(path).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+}
+
+std::string Arrival::GetPartialPlace(const std::string &path) const
+{
+    return PlaceOf(Partial, path);
+}
+
+std::string Arrival::GetAcceptedPlace(const std::string &path) const
+{
+    return IsInPlace(path) ? mRoot + "/" + path : PlaceOf(Whole, path);
 }
 
 void Arrival::Publish(const std::vector<std::string> &paths)
@@ -211,10 +221,16 @@ void Arrival::Publish(const std::vector<std::string> &paths)
     {
         BringAll(group);
     }
-    Discard();
+    Clear();
 }
 
 void Arrival::Discard()
+{
+    Clear();
+    TreeWriter::ReplaceFile(mRoot + "/" + mStaging + "/" + BootFile, IdentifyBoot());
+}
+
+void Arrival::Clear()
 {
     mJournal.clear();
     for (const fs::directory_entry &entry : fs::directory_iterator(mRoot + "/" + mStaging))
@@ -245,6 +261,7 @@ void Arrival::BringAll(const std::vector<std::string> &paths) const
 void Arrival::Bring(const std::string &path) const
 {
     const Descriptor directory = mDirectory->OpenBelow(ParentOf(path));
+    const TreeWriter::ProtectionLifted lifted(mRoot + "/" + ParentOf(path));
     if (renameat(AT_FDCWD, PlaceOf(Whole, path).c_str(), directory.Get(), NameIn(path).c_str()) != 0)
     {
         Fail("cannot bring " + path + " to its place");

@@ -66,13 +66,19 @@ public:
     /// Opens an accepted file for reading. The descriptor is not open where there is none.
     Common::Descriptor OpenAccepted(const std::string &path) const;
 
+    // Absolute paths, for whoever reads by path: of the staging directory, of a file in the making, and of an accepted
+    // one.
+    std::string GetStaging() const { return mRoot + "/" + mStaging; }
+    std::string GetPartialPlace(const std::string &path) const;
+    std::string GetAcceptedPlace(const std::string &path) const;
+
     /// Brings accepted files to their places, where they replace what is there, and removes whatever else was collected
     /// for this purpose. After a failure nothing is seen of a release that lacks a file, and the next Arrival of the
     /// same purpose can go on.
     /// \param paths all must be accepted. The order does not matter.
     void Publish(const std::vector<std::string> &paths);
 
-    /// Removes everything that was collected for this purpose.
+    /// Removes everything that was collected for this purpose; more may be collected then.
     void Discard();
 
 private:
@@ -89,6 +95,7 @@ private:
     void ReadJournal();
     void WriteJournal(const std::vector<std::string> &paths);
     void SetAsideDoubtful();
+    void Clear();
     void BringAll(const std::vector<std::string> &paths) const;
     void Bring(const std::string &path) const;
     void Move(const std::string &path, const char *from, const char *to) const;
