@@ -1,0 +1,397 @@
+#include "Tools/Delivery/Fetch.h"
+
+#include "Tools/Delivery/DownloadPlace.h"
+#include "Tools/Delivery/WantedSet.h"
+#include "Tools/TreeReader/Census.h"
+#include "Tools/TreeReader/SolutionProjects.h"
+#include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeWriter/DirectoryProtection.h"
+
+#include "KeldMorvIO/TreeWords.h"
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+
+#include <sys/statvfs.h>
+
+namespace Keld::Delivery
+{
+using TreeReader::ReleaseName;
+using TreeReader::TreeError;
+
+namespace
+{
+constexpr uint64 LargestKept = uint64{1} << 31; // bytes, of a manifest that an earlier run brought
+
+ArrivalPlan MakeArrivalPlan(const WantedSet &wanted, const std::string &root)
+{
+    ArrivalPlan plan;
+    plan.root = root;
+    plan.purpose =
+        (wanted.name.isSolution ? "solution-" : "") + wanted.name.name + "-" + FormatVersion(wanted.name.version);
+    plan.projects = wanted.GetProjects();
+    if (wanted.name.isSolution)
+    {
+        plan.solutions.push_back(wanted.name.name);
+    }
+    return plan;
+}
+
+class FetchRun
+{
+public:
+    FetchRun(Source &source, const FetchRequest &request, const WantedSet &wanted, const SourceProof &proof)
+        : mSource(source), mRequest(request), mWanted(wanted), mProof(proof),
+          mArrival(MakeArrivalPlan(wanted, request.root), {request.sync, request.step, request.checkpoint}),
+          mPlace(mArrival), mTree(request.root)
+    {
+    }
+
+    FetchReport Run();
+
+private:
+    void TakeUp();
+    bool CompareAll();
+    void BringAll();
+    void BringParts(const DownloadCalls &calls);
+    void AddShipList(std::vector<std::string> &paths);
+    std::vector<std::string> CheckAll(std::string &reason);
+    void Publish();
+    void RequireRoom(const std::vector<Download> &downloads) const;
+    void ProtectArchives() const;
+    void RequireServed() const;
+    ManifestState GetTextState(const WantedText &text) const;
+    FetchReport MakeReport(bool wasThere) const;
+
+    Source &mSource;
+    const FetchRequest &mRequest;
+    const WantedSet &mWanted;
+    const SourceProof &mProof;
+    Arrival mArrival;
+    DownloadPlace mPlace;
+    TreeReader::Tree mTree;
+    std::vector<std::unique_ptr<ReleaseFetch>> mReleases;
+    std::vector<bool> mWereWhole; ///< by release
+    std::vector<Download> mDownloads;
+    std::atomic<uint64> mCameBytes{0};
+    std::atomic<uint64> mFoundBytes{0};
+};
+
+FetchReport FetchRun::Run()
+{
+    const bool isWhole = CompareAll();
+    if (isWhole)
+    {
+        mArrival.Discard();
+    }
+    else
+    {
+        TakeUp();
+        BringAll();
+        Publish();
+        RequireServed();
+    }
+    if (mRequest.protect)
+    {
+        ProtectArchives();
+    }
+    return MakeReport(isWhole);
+}
+
+/// What an earlier run brought is for the manifests that it had, and checked as it was asked to. Where these differ,
+/// nothing of it counts.
+void FetchRun::TakeUp()
+{
+    const std::string way = (mRequest.decode ? "decoded" : "taken on trust") +
+                            (mRequest.key != nullptr ? " signed " + FormatIdentity(mRequest.key->GetIdentity()) : "");
+    bool isSame = true;
+    const auto compare = [&](const std::string &path, const std::vector<char> &bytes)
+    {
+        const auto kept = TreeReader::ReadFileImage(mPlace.GetPlace(path), LargestKept);
+        isSame = isSame && kept && *kept == bytes && mPlace.GetTag(path) == way;
+    };
+    const auto forAll = [&](const auto &work)
+    {
+        for (const auto &release : mWanted.releases)
+        {
+            work(release->GetManifestPath(), release->GetManifest());
+        }
+        for (const WantedText &text : mWanted.texts)
+        {
+            work(text.path, text.bytes);
+        }
+    };
+    forAll(compare);
+    if (isSame)
+    {
+        return;
+    }
+    mArrival.Discard();
+    forAll(
+        [&](const std::string &path, const std::vector<char> &bytes)
+        {
+            mPlace.Write(path, {bytes.data(), bytes.size()});
+            mPlace.SetTag(path, way);
+        });
+}
+
+bool FetchRun::CompareAll()
+{
+    mRequest.begin(FetchPhase::Comparing, 0);
+    bool isWhole = true;
+    for (const auto &wanted : mWanted.releases)
+    {
+        mReleases.push_back(std::make_unique<ReleaseFetch>(
+            mTree, *wanted, mPlace, mProof,
+            FetchTrust{mRequest.decode || mRequest.key != nullptr, mRequest.allowPartial && mRequest.key == nullptr},
+            CompareOptions{mRequest.decode, mRequest.threadCount, mRequest.advance, mRequest.checkpoint}));
+        mReleases.back()->FindLacking();
+        mWereWhole.push_back(mReleases.back()->IsWhole());
+        isWhole = isWhole && mWereWhole.back();
+    }
+    for (const WantedText &text : mWanted.texts)
+    {
+        const ManifestState state = GetTextState(text);
+        if (state == ManifestState::Other)
+        {
+            throw TreeError(mRequest.root + "/" + text.path +
+                            ": is another here than the source has; a published release never changes");
+        }
+        isWhole = isWhole && state == ManifestState::Same;
+    }
+    return isWhole;
+}
+
+void FetchRun::BringAll()
+{
+    DownloadCalls calls;
+    calls.advance = [&](uint64 bytes)
+    {
+        mCameBytes += bytes;
+        mRequest.advance(bytes);
+    };
+    calls.checkpoint = mRequest.checkpoint;
+    calls.found = [&](uint64 bytes)
+    {
+        mFoundBytes += bytes;
+        mRequest.advance(bytes);
+    };
+    mRequest.begin(FetchPhase::Downloading, 0);
+    for (const auto &release : mReleases)
+    {
+        release->Plan(mSource, calls);
+        release->AddDownloads(mDownloads);
+    }
+    RequireRoom(mDownloads);
+    uint64 size = 0;
+    for (const Download &download : mDownloads)
+    {
+        size += download.size.value_or(download.likely);
+    }
+    mRequest.begin(FetchPhase::Downloading, size);
+    mSource.Bring(mDownloads, mPlace, calls);
+    BringParts(calls);
+
+    std::string reason;
+    std::vector<std::string> failed = CheckAll(reason);
+    if (!failed.empty() && std::any_of(mDownloads.begin(), mDownloads.end(),
+                                       [&](const Download &download)
+                                       {
+                                           return download.isPieced && std::find(failed.begin(), failed.end(),
+                                                                                 download.path) != failed.end();
+                                       }))
+    {
+        // Pieces that came at different times need not be of one file; what comes in one piece is.
+        mRequest.begin(FetchPhase::Downloading, 0);
+        mSource.Bring(mDownloads, mPlace, calls);
+        failed = CheckAll(reason);
+    }
+    if (!failed.empty())
+    {
+        throw SourceError(SourceTrouble::Untrue, mSource.GetName() + "/" + reason +
+                                                     (failed.size() > 1 ? "; it is not the only one: " : "; ") +
+                                                     "the source is damaged, or gives something else");
+    }
+}
+
+/// Archives that do not come in parts come whole.
+void FetchRun::BringParts(const DownloadCalls &calls)
+{
+    std::vector<Download> whole;
+    for (const auto &release : mReleases)
+    {
+        release->BringParts(mSource, calls, whole);
+    }
+    mSource.Bring(whole, mPlace, calls);
+    mDownloads.insert(mDownloads.end(), whole.begin(), whole.end());
+}
+
+std::vector<std::string> FetchRun::CheckAll(std::string &reason)
+{
+    uint64 bytes = 0;
+    for (const auto &release : mReleases)
+    {
+        bytes += release->GetCheckedBytes();
+    }
+    mRequest.begin(FetchPhase::Checking, mRequest.decode ? bytes : 0);
+    std::vector<std::string> failed;
+    for (const auto &release : mReleases)
+    {
+        const std::vector<std::string> some = release->Check(reason);
+        failed.insert(failed.end(), some.begin(), some.end());
+    }
+    return failed;
+}
+
+void FetchRun::RequireRoom(const std::vector<Download> &downloads) const
+{
+    uint64 needed = 0;
+    for (const Download &download : downloads)
+    {
+        const uint64 size = download.size.value_or(download.likely);
+        needed += size - std::min(size, mPlace.GetSize(download.path).value_or(0));
+    }
+    struct statvfs status = {};
+    if (statvfs(mRequest.root.c_str(), &status) != 0)
+    {
+        return; // the disk will tell when it is full
+    }
+    const uint64 room = uint64{status.f_bavail} * status.f_frsize;
+    if (needed > room)
+    {
+        throw TreeError("the disk of " + mRequest.root + " has room for " + std::to_string(room) +
+                        " bytes, and the release needs " + std::to_string(needed) + " more");
+    }
+}
+
+void FetchRun::Publish()
+{
+    std::vector<std::string> paths;
+    for (const auto &release : mReleases)
+    {
+        release->Accept(paths);
+    }
+    for (const WantedText &text : mWanted.texts)
+    {
+        if (GetTextState(text) != ManifestState::Same)
+        {
+            if (!mArrival.IsAccepted(text.path))
+            {
+                mArrival.Accept(text.path);
+            }
+            paths.push_back(text.path);
+        }
+    }
+    AddShipList(paths);
+    // The places that programs start in are there also where no file lies in them.
+    const Common::OutputDirectory root(mRequest.root);
+    for (const auto &release : mWanted.releases)
+    {
+        const std::string manifest = release->GetManifestPath();
+        root.OpenBelow(manifest.substr(0, manifest.rfind('/') + 1) + MORV::Reader::DeployDirectory);
+    }
+    mArrival.Publish(paths);
+}
+
+/// So that others can fetch from this tree as well as from its source. Archives that were made here are none of the
+/// list's.
+void FetchRun::AddShipList(std::vector<std::string> &paths)
+{
+    FetchNumbers numbers;
+    for (const auto &release : mReleases)
+    {
+        release->AddNumbers(numbers);
+    }
+    if (numbers.partialArchives != 0)
+    {
+        return;
+    }
+    for (const WantedText &text : mProof.GetTexts())
+    {
+        if (!mArrival.IsAccepted(text.path))
+        {
+            mPlace.Write(text.path, {text.bytes.data(), text.bytes.size()});
+            mArrival.Accept(text.path);
+        }
+        paths.push_back(text.path);
+    }
+}
+
+void FetchRun::ProtectArchives() const
+{
+    for (const auto &release : mWanted.releases)
+    {
+        for (const MorvVersion version : release->GetRelease().GetArchiveVersions())
+        {
+            const std::string directory = mRequest.root + "/" + release->GetArchivesPath(version);
+            if (!TreeWriter::IsProtected(directory))
+            {
+                TreeWriter::Protect(directory);
+            }
+        }
+    }
+}
+
+/// Whatever else lies in the tree, the release is served from now on.
+void FetchRun::RequireServed() const
+{
+    TreeReader::Tree tree(mRequest.root);
+    const auto view = TreeReader::View::Open(tree, mWanted.name);
+    if (!view)
+    {
+        throw TreeError(view.GetFault().GetMessage());
+    }
+    const TreeReader::Census census = TreeReader::TakeCensus(*view, mRequest.threadCount);
+    if (census.missing != 0)
+    {
+        throw TreeError(census.GetSummary());
+    }
+}
+
+ManifestState FetchRun::GetTextState(const WantedText &text) const
+{
+    const std::string path = mRequest.root + "/" + text.path;
+    return CompareWithDisk(path, text.bytes,
+                           [&](const std::vector<char> &)
+                           {
+                               const std::string directory = std::filesystem::path(path).parent_path();
+                               return static_cast<bool>(TreeReader::ReadSolutionProjects(directory));
+                           });
+}
+
+FetchReport FetchRun::MakeReport(bool wasThere) const
+{
+    FetchReport report;
+    for (std::size_t index = 0; index < mReleases.size(); ++index)
+    {
+        report.releases.push_back({mWanted.releases[index]->GetName(), mWereWhole[index]});
+        mReleases[index]->AddNumbers(report.numbers);
+    }
+    if (mWanted.name.isSolution)
+    {
+        report.releases.push_back({mWanted.name, wasThere});
+    }
+    report.numbers.downloads = mDownloads.size();
+    report.numbers.downloadedBytes = mCameBytes;
+    report.numbers.foundBytes = mFoundBytes;
+    return report;
+}
+} // namespace
+
+bool FetchReport::WasThere() const
+{
+    return std::all_of(releases.begin(), releases.end(),
+                       [](const FetchedRelease &release)
+                       {
+                           return release.wasThere;
+                       });
+}
+
+FetchReport Fetch(Source &source, const FetchRequest &request)
+{
+    const WantedSet wanted = ReadWantedSet(source, request.root, request.wanted);
+    const SourceProof proof(source, wanted, request.key);
+    return FetchRun(source, request, wanted, proof).Run();
+}
+} // namespace Keld::Delivery

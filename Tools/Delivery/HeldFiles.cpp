@@ -1,0 +1,225 @@
+#include "Tools/Delivery/HeldFiles.h"
+
+#include "Tools/Common/ParallelWork.h"
+#include "Tools/TreeReader/ContentReader.h"
+#include "Tools/TreeReader/TreeError.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace Keld::Delivery
+{
+using MORV::Reader::FileTableFields;
+using TreeReader::EntryIndex;
+using TreeReader::ManifestTree;
+using TreeReader::Release;
+using TreeReader::Storage;
+
+namespace
+{
+constexpr uint32 FilesInARun = 256; // that a thread takes before it asks for more
+constexpr std::size_t MostReleases = 16;
+
+bool HasDigest(const FileTableFields &fields)
+{
+    constexpr unsigned char unknown[sizeof fields.digest] = {};
+    return std::memcmp(fields.digest, unknown, sizeof unknown) != 0;
+}
+
+bool HaveSameContent(const FileTableFields &left, const FileTableFields &right)
+{
+    return left.size == right.size && HasDigest(left) &&
+           std::memcmp(left.digest, right.digest, sizeof left.digest) == 0;
+}
+
+std::string DigestKey(const FileTableFields &fields)
+{
+    return {reinterpret_cast<const char *>(fields.digest), sizeof fields.digest};
+}
+
+/// The releases of a project that can be opened, the nearest to a version first, but for that itself.
+std::vector<std::shared_ptr<const Release>> OpenOthers(TreeReader::Tree &tree, const TreeReader::ReleaseName &wanted)
+{
+    std::vector<std::shared_ptr<const Release>> releases;
+    const auto versions = tree.ListReleases(wanted.name);
+    if (!versions)
+    {
+        return releases;
+    }
+    for (auto version = versions->rbegin(); version != versions->rend() && releases.size() < MostReleases; ++version)
+    {
+        if (*version == wanted.version)
+        {
+            continue;
+        }
+        if (auto release = tree.OpenRelease(wanted.name, *version); release && (*release)->GetProject() == wanted.name)
+        {
+            releases.push_back(*release);
+        }
+    }
+    return releases;
+}
+} // namespace
+
+HeldFiles::HeldFiles(TreeReader::Tree &tree, const WantedRelease &wanted, CompareOptions options)
+    : mWanted(wanted), mOptions(std::move(options)), mIsHere(wanted.GetManifestState() == ManifestState::Same),
+      mReleases(OpenOthers(tree, wanted.GetName()))
+{
+}
+
+std::vector<LackingFile> HeldFiles::FindLacking()
+{
+    const Release &release = mWanted.GetRelease();
+    const ManifestTree &tree = release.GetTree();
+    release.SettleAll(mOptions.threadCount);
+    const uint32 runs = (tree.GetFileCount() + FilesInARun - 1) / FilesInARun;
+    std::vector<std::vector<LackingFile>> found(runs);
+    Common::ForEachInParallel(mOptions.threadCount, runs,
+                              [&](std::size_t run)
+                              {
+                                  mOptions.checkpoint();
+                                  const auto first = static_cast<uint32>(run) * FilesInARun;
+                                  const uint32 end = std::min(first + FilesInARun, tree.GetFileCount());
+                                  for (uint32 number = first; number < end; ++number)
+                                  {
+                                      const EntryIndex file = tree.GetFileEntry(number);
+                                      if (const auto lacking = tree.IsHeld(file) ? Compare(file) : std::nullopt)
+                                      {
+                                          found[run].push_back(*lacking);
+                                      }
+                                  }
+                              });
+    std::vector<LackingFile> lacking;
+    for (const std::vector<LackingFile> &run : found)
+    {
+        lacking.insert(lacking.end(), run.begin(), run.end());
+    }
+    return lacking;
+}
+
+std::optional<LackingFile> HeldFiles::Compare(EntryIndex file) const
+{
+    const Release &release = mWanted.GetRelease();
+    const FileTableFields &fields = release.GetTree().GetFields(file);
+    if (!release.IsPresent(file))
+    {
+        return LackingFile{file, nullptr};
+    }
+    const auto stored = release.Locate(file);
+    if (!stored)
+    {
+        return LackingFile{file, nullptr};
+    }
+    const LackingFile wrong{file, stored->archive};
+    if (stored->storage != Storage::Archive && stored->storedSize != fields.size)
+    {
+        return wrong;
+    }
+    if (!mOptions.decode || (!mIsHere && IsVouchedFor(file)))
+    {
+        return std::nullopt;
+    }
+    TreeReader::ContentReader reader;
+    const auto failure = reader.Read(release, file, *stored, {},
+                                     [this](std::string_view bytes)
+                                     {
+                                         mOptions.checkpoint();
+                                         mOptions.advance(bytes.size());
+                                     });
+    return failure ? std::optional<LackingFile>(wrong) : std::nullopt;
+}
+
+bool HeldFiles::IsVouchedFor(EntryIndex file) const
+{
+    const ManifestTree &tree = mWanted.GetRelease().GetTree();
+    const FileTableFields &fields = tree.GetFields(file);
+    if (TreeReader::StorageOf(fields.flags) == Storage::Naked)
+    {
+        return false;
+    }
+    const std::string path = tree.GetPath(file);
+    return std::any_of(mReleases.begin(), mReleases.end(),
+                       [&](const auto &release)
+                       {
+                           const std::vector<EntryIndex> listed = release->FindListed(path);
+                           return std::any_of(listed.begin(), listed.end(),
+                                              [&](EntryIndex entry)
+                                              {
+                                                  const ManifestTree &other = release->GetTree();
+                                                  return !other.IsDirectory(entry) &&
+                                                         other.GetFields(entry).version == fields.version &&
+                                                         other.GetFields(entry).flags == fields.flags &&
+                                                         HaveSameContent(other.GetFields(entry), fields);
+                                              });
+                       });
+}
+
+void HeldFiles::RequireNoConflict(EntryIndex file) const
+{
+    const ManifestTree &tree = mWanted.GetRelease().GetTree();
+    const FileTableFields &fields = tree.GetFields(file);
+    if (TreeReader::StorageOf(fields.flags) == Storage::Naked)
+    {
+        return;
+    }
+    const std::string path = tree.GetPath(file);
+    for (const auto &release : mReleases)
+    {
+        const ManifestTree &other = release->GetTree();
+        for (const EntryIndex entry : release->FindListed(path))
+        {
+            const bool isOther =
+                !other.IsDirectory(entry) && other.GetFields(entry).version == fields.version &&
+                HasDigest(other.GetFields(entry)) && HasDigest(fields) &&
+                TreeReader::StorageOf(other.GetFields(entry).flags) == TreeReader::StorageOf(fields.flags) &&
+                !HaveSameContent(other.GetFields(entry), fields);
+            if (isOther)
+            {
+                throw TreeReader::TreeError("the file " + path + " of version " + FormatVersion(fields.version) +
+                                            " of " + mWanted.GetName().name + " is another here, by release " +
+                                            FormatVersion(release->GetVersion()) +
+                                            ", than at the source: one of the two was packed anew under the same "
+                                            "version, and both cannot be in one tree");
+            }
+        }
+    }
+}
+
+void HeldFiles::IndexContents()
+{
+    if (mIsIndexed)
+    {
+        return;
+    }
+    mIsIndexed = true;
+    for (uint32 place = 0; place < mReleases.size(); ++place)
+    {
+        const ManifestTree &tree = mReleases[place]->GetTree();
+        for (uint32 number = 0; number < tree.GetFileCount(); ++number)
+        {
+            const EntryIndex file = tree.GetFileEntry(number);
+            if (HasDigest(tree.GetFields(file)))
+            {
+                mByDigest.emplace(DigestKey(tree.GetFields(file)), std::pair(place, file));
+            }
+        }
+    }
+}
+
+std::optional<SameContent> HeldFiles::FindContent(EntryIndex file)
+{
+    IndexContents();
+    const FileTableFields &fields = mWanted.GetRelease().GetTree().GetFields(file);
+    const auto [begin, end] = mByDigest.equal_range(DigestKey(fields));
+    for (auto candidate = begin; candidate != end; ++candidate)
+    {
+        const auto &[place, entry] = candidate->second;
+        const std::shared_ptr<const Release> &release = mReleases[place];
+        if (HaveSameContent(release->GetTree().GetFields(entry), fields) && release->IsPresent(entry))
+        {
+            return SameContent{release, entry};
+        }
+    }
+    return std::nullopt;
+}
+} // namespace Keld::Delivery

@@ -1,0 +1,176 @@
+#include "Tools/Delivery/HttpJobs.h"
+
+#include "Tools/Delivery/BroughtFile.h"
+
+#include <algorithm>
+
+namespace Keld::Delivery
+{
+namespace
+{
+constexpr long PartOfFile = 206;
+} // namespace
+
+HttpAsk WholeJob::Begin()
+{
+    mBytes.clear();
+    return {mPath};
+}
+
+void WholeJob::TakeHead(const HttpHead &head)
+{
+    mContentType = head.contentType;
+    RequireNotLarger(mPath, head.length.value_or(0), mLimit);
+}
+
+void WholeJob::TakeBytes(std::string_view bytes)
+{
+    RequireNotLarger(mPath, mBytes.size() + bytes.size(), mLimit);
+    mBytes.insert(mBytes.end(), bytes.begin(), bytes.end());
+}
+
+HttpAsk RangeJob::Begin()
+{
+    return {mPath, false, mRange.offset + mCame, mRange.offset + mRange.size};
+}
+
+void RangeJob::TakeHead(const HttpHead &head)
+{
+    if (head.status != PartOfFile || head.rangeBegin != mRange.offset + mCame)
+    {
+        throw SourceError(SourceTrouble::NoRanges, mPath + ": the server gives no ranges of bytes");
+    }
+}
+
+void RangeJob::TakeBytes(std::string_view bytes)
+{
+    if (bytes.size() > mRange.size - mCame)
+    {
+        throw SourceError(SourceTrouble::Untrue, mPath + ": the server gives more bytes than it was asked for");
+    }
+    mCame += bytes.size();
+    mSink(bytes);
+}
+
+void RangeJob::TakeEnd()
+{
+    if (mCame != mRange.size)
+    {
+        throw PassingTrouble("the answer ends early");
+    }
+}
+
+void RangeJob::TakeLack(const std::string &name)
+{
+    throw SourceError(SourceTrouble::NotThere, name + ": it is not there");
+}
+
+HttpAsk FileJob::Begin()
+{
+    mPart.reset();
+    mAskedFrom = 0;
+    mExpected.reset();
+    HttpAsk ask{mDownload.path};
+    const std::optional<TagContent> tag = ReadTag(mPlace.GetTag(mDownload.path));
+    const uint64 size = tag ? mPlace.GetSize(mDownload.path).value_or(0) : 0;
+    if (size != 0 && size < tag->size)
+    {
+        mAskedFrom = ask.offset = size;
+        ask.ifRange = tag->identity;
+        mExpected = tag->size;
+    }
+    return ask;
+}
+
+void FileJob::TakeHead(const HttpHead &head)
+{
+    if (head.status == PartOfFile)
+    {
+        GoOn(head);
+    }
+    else
+    {
+        StartAnew(head);
+    }
+}
+
+void FileJob::GoOn(const HttpHead &head)
+{
+    if (mAskedFrom == 0 || head.rangeBegin != mAskedFrom || head.total != mExpected)
+    {
+        mPlace.Remove(mDownload.path);
+        throw PassingTrouble("the server gives another part of the file than it was asked for");
+    }
+    mPart.emplace(mPlace, mDownload.path);
+    mDownload.isPieced = true;
+    if (!mToldFound)
+    {
+        mToldFound = true;
+        mCalls.found(mAskedFrom);
+    }
+}
+
+void FileJob::StartAnew(const HttpHead &head)
+{
+    const bool isPage = head.contentType.starts_with("text/html") && head.length != mDownload.size;
+    if (isPage)
+    {
+        throw SourceError(SourceTrouble::Untrue, mDownload.path + ": the server gives a web page in its place");
+    }
+    if (head.length)
+    {
+        RequireExpectedSize(mDownload, mDownload.path, *head.length);
+    }
+    mExpected = head.length ? head.length : mDownload.size;
+    mToldFound = true; // nothing of an earlier run counts
+    mPart.emplace(mPlace, mDownload.path);
+    mPart->Restart(mExpected ? MakeTag(mDownload, *mExpected, head.identity) : "");
+}
+
+void FileJob::TakeBytes(std::string_view bytes)
+{
+    if (mExpected && mPart->GetSize() + bytes.size() > *mExpected)
+    {
+        RequireNotLarger(mDownload.path, mPart->GetSize() + bytes.size(), *mExpected);
+    }
+    RequireNotLarger(mDownload.path, mPart->GetSize() + bytes.size(), mDownload.size.value_or(mDownload.largest));
+    mToldFound = true;
+    mPart->Append(bytes);
+    mCalls.advance(bytes.size());
+}
+
+void FileJob::TakeEnd()
+{
+    const uint64 size = mPart->GetSize();
+    if (mExpected && size < *mExpected)
+    {
+        throw PassingTrouble("the answer ends early");
+    }
+    mPart->Close();
+    mPart.reset();
+    if (!mDownload.size)
+    {
+        mPlace.SetTag(mDownload.path, std::to_string(size) + " whole");
+    }
+    mDownload.isThere = true;
+}
+
+void FileJob::TakeLack(const std::string &name)
+{
+    RequireMayLack(mDownload, name);
+}
+
+void FileJob::TakeRefusal(const std::string &name)
+{
+    if (!mDownload.mayLack)
+    {
+        HttpJob::TakeRefusal(name);
+    }
+}
+
+void FileJob::TakeBadRange()
+{
+    mPlace.Remove(mDownload.path);
+    HttpJob::TakeBadRange();
+}
+} // namespace Keld::Delivery

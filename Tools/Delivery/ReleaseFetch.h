@@ -1,0 +1,100 @@
+#pragma once
+
+#include "Tools/Delivery/HeldFiles.h"
+#include "Tools/Delivery/SourceArchives.h"
+#include "Tools/Delivery/SourceProof.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace Keld::Delivery
+{
+/// What one run fetched, in numbers. Files are those of manifests; downloads are files on disk.
+struct FetchNumbers
+{
+    uint64 files = 0;           ///< that the manifests list
+    uint64 heldFiles = 0;       ///< that were here
+    uint64 copiedFiles = 0;     ///< whose content another release here has
+    uint64 copiedBytes = 0;     ///< of them
+    uint64 downloads = 0;       ///< files that came from the source; indexes and manifests are not counted
+    uint64 downloadedBytes = 0; ///< that came in this run, with indexes
+    uint64 foundBytes = 0;      ///< that an earlier run had brought
+    uint64 partialArchives = 0; ///< that were made of parts of the source's archives
+};
+
+/// How a source is taken.
+struct FetchTrust
+{
+    bool checkSums = true;     ///< hold what comes against the sums of the shiplist, where there is one
+    bool allowPartial = false; ///< make new archives of parts of large ones
+};
+
+/// One project release on its way into a tree: what it lacks, where that comes from, and the proof of what came.
+class ReleaseFetch
+{
+public:
+    ReleaseFetch(TreeReader::Tree &tree, const WantedRelease &wanted, const DownloadPlace &place,
+                 const SourceProof &proof, const FetchTrust &trust, CompareOptions options);
+
+    /// Holds the tree against the manifest. Gives whether anything lacks.
+    bool FindLacking();
+
+    /// Whether the release is in the tree, with its manifest, and lacks nothing.
+    bool IsWhole() const { return mLacking.empty() && mManifestState == ManifestState::Same; }
+
+    /// Takes what other releases here have, and finds out what the source has to give. Throws TreeError for what cannot
+    /// come to its place.
+    void Plan(Source &source, const DownloadCalls &calls);
+
+    /// What is to come as whole files.
+    void AddDownloads(std::vector<Download> &downloads) const;
+
+    /// Brings parts of archives. Where the source gives whole files alone, these are added.
+    void BringParts(Source &source, const DownloadCalls &calls, std::vector<Download> &downloads);
+
+    /// Reads all that came and holds it against its digests. What fails is taken away.
+    /// \returns the paths of what failed
+    std::vector<std::string> Check(std::string &reason) const;
+
+    /// Bytes that Check reads.
+    uint64 GetCheckedBytes() const;
+
+    /// Accepts all that came, the manifest included, and adds its paths.
+    void Accept(std::vector<std::string> &paths) const;
+
+    void AddNumbers(FetchNumbers &numbers) const;
+
+private:
+    /// A plain file that lacks.
+    struct PlainFile
+    {
+        std::string path;
+        TreeReader::EntryIndex file = TreeReader::NoEntry;
+        bool isCopied = false;
+    };
+
+    void PlanPlain();
+    Download DownloadOf(const SourceArchive &archive) const;
+    bool CheckSum(const std::string &path, std::string &reason) const;
+    bool Copy(const PlainFile &plain, const SameContent &content) const;
+    bool CheckPlain(const PlainFile &plain, std::string &reason) const;
+    bool CheckArchive(const SourceArchive &archive, std::string &reason) const;
+    bool ServesOthers(const SourceArchive &archive, std::string &reason) const;
+    bool CheckContent(TreeReader::EntryIndex file, const TreeReader::StoredFile &stored, std::string &reason) const;
+
+    TreeReader::Tree &mTree;
+    const WantedRelease &mWanted;
+    const DownloadPlace &mPlace;
+    const SourceProof &mProof;
+    const FetchTrust mTrust;
+    const CompareOptions mOptions;
+    HeldFiles mHeld;
+    const ManifestState mManifestState;
+    std::vector<LackingFile> mLacking;
+    std::vector<PlainFile> mPlain;
+    std::vector<SourceArchive> mArchives;
+    std::vector<SourceArchive> mForParts; ///< of which parts alone are to come
+    uint64 mPartialArchives = 0;
+};
+} // namespace Keld::Delivery

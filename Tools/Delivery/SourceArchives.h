@@ -1,0 +1,64 @@
+#pragma once
+
+#include "Tools/Delivery/HeldFiles.h"
+#include "Tools/Delivery/Source.h"
+#include "Tools/Delivery/SourceProof.h"
+#include "Tools/Delivery/WantedRelease.h"
+
+#include "KeldMorvIO/archive/ArchiveFile.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Keld::Delivery
+{
+/// An archived file that is wanted, by its record in an archive of the source.
+struct WantedRecord
+{
+    TreeReader::EntryIndex file = TreeReader::NoEntry;
+    uint32 record = 0;
+};
+
+/// An archive of the source that holds files which are wanted.
+struct SourceArchive
+{
+    std::string indexPath; ///< below the root
+    std::string dataPath;
+    std::unique_ptr<const MORV::Reader::ArchiveFile> index;
+    std::vector<WantedRecord> wanted;
+    uint64 extent = 0;   ///< bytes that its data file must have, for its records to lie in it
+    bool isHere = false; ///< the tree has the same index in its place
+};
+
+/// Finds out which archives of a source have what is wanted of a release. A manifest tells the version alone, so the
+/// indexes of that version come first: by the names that the shiplist or the source tells, else by those that the
+/// writer of trees gives.
+class SourceArchives
+{
+public:
+    SourceArchives(Source &source, const SourceProof &proof, const DownloadPlace &place, const WantedRelease &wanted,
+                   const DownloadCalls &calls);
+
+    /// Brings the indexes and finds the archives of all archived files among those that lack. Throws SourceError where
+    /// no archive of the source has one, and TreeError where an archive here is in the way.
+    void Find(const std::vector<LackingFile> &lacking, const std::string &root);
+
+    std::vector<SourceArchive> &GetArchives() { return mArchives; }
+
+private:
+    std::vector<std::string> BringIndexes(const std::string &directory);
+    std::vector<std::string> BringNamed(const std::string &directory, const std::vector<std::string> &names,
+                                        bool mayLack);
+    std::vector<SourceArchive> OpenIndexes(const std::vector<std::string> &paths);
+    void FindInVersion(MorvVersion version, const std::vector<LackingFile> &lacking, const std::string &root);
+
+    Source &mSource;
+    const SourceProof &mProof;
+    const DownloadPlace &mPlace;
+    const WantedRelease &mWanted;
+    const DownloadCalls &mCalls;
+    std::vector<SourceArchive> mArchives;
+};
+} // namespace Keld::Delivery

@@ -1,0 +1,166 @@
+#include "Tools/Delivery/WantedSet.h"
+
+#include "Tools/Delivery/TreePath.h"
+#include "Tools/TreeReader/SolutionProjects.h"
+#include "Tools/TreeReader/TreeText.h"
+#include "Tools/TreeWriter/FileOutput.h"
+
+#include "KeldMorvIO/TreeWords.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+#include <stdlib.h>
+
+namespace Keld::Delivery
+{
+namespace fs = std::filesystem;
+using TreeReader::ReleaseName;
+
+namespace
+{
+// What is read into memory from somebody else is bounded: a manifest of ten million files fits.
+constexpr uint64 LargestManifest = uint64{1} << 30; // bytes
+constexpr uint64 LargestText = 16 << 20;            // bytes, of a solution's manifests
+constexpr std::size_t MostVersionsTold = 10;
+
+std::string ReleasesOf(const ReleaseName &name)
+{
+    return std::string(name.isSolution ? MORV::Reader::SolutionsDirectory : MORV::Reader::ProjectsDirectory) + "/" +
+           name.name + "/" + MORV::Reader::ReleasesDirectory;
+}
+
+/// "; it has 1.0.0.0, 1.0.0.1", where the source tells.
+std::string TellWhatIsThere(Source &source, const ReleaseName &name)
+{
+    const auto names = source.ListNames(ReleasesOf(name));
+    if (!names)
+    {
+        return "";
+    }
+    std::vector<MorvVersion> versions;
+    for (const std::string &text : *names)
+    {
+        MorvVersion version = 0;
+        if (ParseVersion(text.c_str(), &version) && FormatVersion(version) == text)
+        {
+            versions.push_back(version);
+        }
+    }
+    if (versions.empty())
+    {
+        return std::string("; it has no release of that ") + (name.isSolution ? "solution" : "project");
+    }
+    std::sort(versions.begin(), versions.end());
+    std::string text;
+    for (std::size_t index = versions.size() - std::min(versions.size(), MostVersionsTold); index < versions.size();
+         ++index)
+    {
+        text += (text.empty() ? "; it has " : ", ") + FormatVersion(versions[index]);
+    }
+    return text;
+}
+
+std::vector<char> ReadManifest(Source &source, const ReleaseName &name, const char *file, uint64 limit)
+{
+    auto bytes = source.ReadWhole(ReleasesOf(name) + "/" + FormatVersion(name.version) + "/" + file, limit);
+    if (!bytes)
+    {
+        throw SourceError(SourceTrouble::NotThere,
+                          source.GetName() + " has no " + name.GetText() + TellWhatIsThere(source, name));
+    }
+    return std::move(*bytes);
+}
+
+/// A directory of its own outside the tree, for texts that can only be read from a disk.
+class ScratchDirectory
+{
+public:
+    ScratchDirectory() : mPath((fs::temp_directory_path() / "morv-XXXXXX").string())
+    {
+        if (mkdtemp(mPath.data()) == nullptr)
+        {
+            throw std::system_error(errno, std::generic_category(), "cannot make " + mPath);
+        }
+    }
+
+    ~ScratchDirectory()
+    {
+        std::error_code error;
+        fs::remove_all(mPath, error);
+    }
+
+    ScratchDirectory(const ScratchDirectory &) = delete;
+    ScratchDirectory &operator=(const ScratchDirectory &) = delete;
+
+    const std::string &GetPath() const { return mPath; }
+
+private:
+    std::string mPath;
+};
+
+TreeReader::SolutionProjects ReadProjects(const WantedSet &set, const std::string &where)
+{
+    const ScratchDirectory scratch;
+    for (const WantedText &text : set.texts)
+    {
+        TreeWriter::WriteFile(scratch.GetPath() / fs::path(text.path).filename(),
+                              {text.bytes.data(), text.bytes.size()});
+    }
+    auto projects = TreeReader::ReadSolutionProjects(scratch.GetPath());
+    if (!projects)
+    {
+        throw SourceError(SourceTrouble::Untrue,
+                          where + ": " + set.name.GetText() + " there " + projects.GetFault().text);
+    }
+    return std::move(*projects);
+}
+} // namespace
+
+std::vector<std::string> WantedSet::GetProjects() const
+{
+    std::vector<std::string> projects;
+    for (const auto &release : releases)
+    {
+        projects.push_back(release->GetName().name);
+    }
+    return projects;
+}
+
+WantedSet ReadWantedSet(Source &source, const std::string &root, const ReleaseName &name)
+{
+    WantedSet set;
+    set.name = name;
+    std::vector<ReleaseName> projects;
+    if (name.isSolution)
+    {
+        for (const char *file : {MORV::Reader::ConfigurationManifestName, MORV::Reader::SolutionManifestName})
+        {
+            set.texts.push_back({ReleasesOf(name) + "/" + FormatVersion(name.version) + "/" + file,
+                                 ReadManifest(source, name, file, LargestText)});
+        }
+        for (const auto &project : ReadProjects(set, source.GetName()).projects)
+        {
+            projects.push_back({false, project.name, project.version});
+        }
+    }
+    else
+    {
+        projects.push_back(name);
+    }
+    for (const ReleaseName &project : projects)
+    {
+        if (const TreeReader::Failure failure = CheckDirectoryName(project.name))
+        {
+            throw SourceError(SourceTrouble::Untrue, failure->GetMessage());
+        }
+        set.releases.push_back(std::make_unique<WantedRelease>(
+            root, project, ReadManifest(source, project, MORV::Reader::ReleaseManifestName, LargestManifest),
+            source.GetName() + "/" + ReleasesOf(project) + "/" + FormatVersion(project.version) + "/" +
+                MORV::Reader::ReleaseManifestName));
+    }
+    return set;
+}
+} // namespace Keld::Delivery
