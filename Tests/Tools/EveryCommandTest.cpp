@@ -58,6 +58,8 @@ const std::vector<Invocation> Invocations = {
     {{"diff", "game/1.0.0.0", "game/1.0.0.1"}, 1},
     {{"diff", "game/1.0.0.0", "game/1.0.0.0"}},
     {{"extract", "--to", "OUT"}},
+    {{"fetch", "ROOT", "--root", "ROOT", "--project", "game", "--release", "1.0.0.1"}},
+    {{"fetch", "ROOT", "--root", "ROOT", "--project", "game", "--release", "9.0.0.0"}, 2},
     {{"mount", "game/1.0.0.0", "OUT"}, 2},
     {{"prune", "--keep", "game/1.0.0.0", "--keep", "game/1.0.0.1"}},
     {{"du"}},

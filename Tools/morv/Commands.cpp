@@ -28,6 +28,8 @@ void AddAllCommands(CommandSet &commands)
     AddStatsCommand(commands);
     // What brings them out.
     AddExtractCommand(commands);
+    // What brings them in.
+    AddFetchCommand(commands);
 #ifdef KELD_HAS_MOUNT
     AddMountCommand(commands);
 #endif

@@ -12,6 +12,7 @@ void AddCatCommand(CommandSet &commands);
 void AddDiffCommand(CommandSet &commands);
 void AddConflictsCommand(CommandSet &commands);
 void AddExtractCommand(CommandSet &commands);
+void AddFetchCommand(CommandSet &commands);
 void AddDuCommand(CommandSet &commands);
 void AddFindCommand(CommandSet &commands);
 void AddInfoCommand(CommandSet &commands);

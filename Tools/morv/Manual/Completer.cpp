@@ -339,7 +339,8 @@ ValueKind KindOfValue(const OptionFacts &option)
     {
         return ValueKind::Project;
     }
-    if (option.value == "NAME" && !option.names.empty() && option.names.back() == "--name")
+    if (option.value == "NAME" && !option.names.empty() &&
+        (option.names.back() == "--name" || option.names.back() == "--solution"))
     {
         return ValueKind::Solution;
     }
