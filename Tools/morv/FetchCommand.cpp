@@ -39,7 +39,8 @@ that was interrupted leaves what came, and the next run of the same command goes
 
 Every file that comes is decoded and held against the digest in its manifest, unless --trust-transport is given; then
 sizes and archive indexes are checked alone. A release that is here already is checked in the same way, left alone
-where it is whole, and mended where it is not.
+where it is whole, and mended where it is not. -j tells how many files come at once (8 without it), and how many threads
+check them.
 
 Where the source has a shiplist ("morv publish" writes it), sizes and SHA-256 sums are taken from there too. With
 --signed, nothing is accepted that a signed shiplist does not tell of.
@@ -136,6 +137,7 @@ FetchReport FetchInterruptibly(const FetchOptions &options, const CommonOptions 
     {
         const InterruptGuard guard;
         Delivery::SourceOptions access = options.access;
+        access.downloads = common.jobs != 0 ? common.jobs : access.downloads;
         access.checkpoint = InterruptGuard::Check;
         const auto source = Delivery::OpenSource(options.source, common.GetDirectory(), access);
         return Delivery::Fetch(*source, request);
@@ -226,10 +228,6 @@ ExitCode RunFetch(const FetchOptions &options, const CommonOptions &common)
 
 void AddAccessOptions(CLI::App &command, Delivery::SourceOptions &access)
 {
-    command.add_option("--downloads", access.downloads, "Files that are downloaded at once")
-        ->type_name("N")
-        ->check(CLI::Range(1, 64))
-        ->capture_default_str();
     command
         .add_option("--retries", access.retries,
                     "How often a download is tried again that breaks off or that the server cannot give now, in a row "
