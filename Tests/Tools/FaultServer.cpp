@@ -79,11 +79,10 @@ void WaitForClient(int client)
     }
 }
 
-/// The client is told at once that nothing more comes.
-void Break(int client)
+void Reset(int client)
 {
-    const linger at_once = {1, 0};
-    setsockopt(client, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+    const linger atOnce = {1, 0};
+    setsockopt(client, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
 }
 } // namespace
 
@@ -229,9 +228,9 @@ bool FaultServer::Send(int client, const ServedRequest &request, const ServedAns
     {
         WaitForClient(client);
     }
-    else if (!isWhole)
+    else if (!isWhole && answer.resets)
     {
-        Break(client);
+        Reset(client);
     }
     return isSent && isWhole && !answer.claimedLength;
 }

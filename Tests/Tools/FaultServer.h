@@ -31,7 +31,8 @@ struct ServedAnswer
     std::vector<std::string> headers = {};
     std::string body = {};
     std::optional<uint64> claimedLength = {}; ///< what it says the body has
-    std::optional<std::size_t> cutAfter = {}; ///< bytes of the body, after which the connection breaks
+    std::optional<std::size_t> cutAfter = {}; ///< bytes of the body, after which the connection ends
+    bool resets = false;                      ///< it ends so that bytes on their way may be lost
     bool stalls = false;                      ///< in place of breaking, nothing comes any more
 };
 

@@ -236,6 +236,7 @@ TEST_F(FetchOverHttpTest, EndsWhereTheServerNeverGives)
             if (IsData(request))
             {
                 answer.cutAfter = 0;
+                answer.resets = true;
             }
         },
         "(tried 3 times)");
