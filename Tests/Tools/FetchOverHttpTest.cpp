@@ -97,7 +97,7 @@ TEST_F(FetchOverHttpTest, RefusesAServerThatNobodyVouchesFor)
 TEST_F(FetchOverHttpTest, DownloadsOfAnUpdateWhatChangedAndLittleMore)
 {
     FileContents files;
-    for (int number = 0; number < 5000; ++number)
+    for (int number = 0; number < 2500; ++number)
     {
         const char *kinds[] = {".a", ".z", ".m", ".n"};
         files["d" + std::to_string(number % 50) + "/f" + std::to_string(number) + kinds[number % 4]] =
