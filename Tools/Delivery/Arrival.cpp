@@ -67,7 +67,7 @@ std::string IdentifyBoot()
 
 std::string ReadText(const std::string &path)
 {
-    const TreeReader::Result<std::vector<char>> image = TreeReader::ReadFileImage(path, JournalLimit);
+    const TreeReader::Result<LargeVector<char>> image = TreeReader::ReadFileImage(path, JournalLimit);
     return image ? std::string(image->begin(), image->end()) : std::string();
 }
 

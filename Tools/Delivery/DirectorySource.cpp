@@ -56,7 +56,7 @@ std::string TimeOf(const std::string &path)
 }
 
 /// Hands on the bytes from `offset` to `end`.
-void ReadBytes(const DiskFile &file, uint64 offset, uint64 end, std::vector<char> &piece,
+void ReadBytes(const DiskFile &file, uint64 offset, uint64 end, LargeVector<char> &piece,
                const std::function<void()> &checkpoint, const TreeReader::ContentSink &sink)
 {
     while (offset < end)
@@ -84,7 +84,7 @@ DirectorySource::DirectorySource(std::string name, std::string directory, const 
 {
 }
 
-std::optional<std::vector<char>> DirectorySource::ReadWhole(const std::string &path, uint64 limit)
+std::optional<LargeVector<char>> DirectorySource::ReadWhole(const std::string &path, uint64 limit)
 {
     mOptions.checkpoint();
     const std::optional<DiskFile> file = OpenFile(Place(path));
@@ -108,7 +108,7 @@ void DirectorySource::ReadRanges(const std::string &path, const std::vector<Byte
     {
         throw SourceError(SourceTrouble::NotThere, Place(path) + ": it is not there");
     }
-    std::vector<char> piece;
+    LargeVector<char> piece;
     for (std::size_t number = 0; number < ranges.size(); ++number)
     {
         const ByteRange &range = ranges[number];
@@ -173,7 +173,7 @@ void DirectorySource::BringOne(Download &download, const DownloadPlace &place, c
     }
     download.isPieced = part.GetSize() != 0;
     calls.found(part.GetSize());
-    std::vector<char> piece;
+    LargeVector<char> piece;
     ReadBytes(*file, part.GetSize(), file->GetSize(), piece, calls.checkpoint,
               [&](std::string_view bytes)
               {

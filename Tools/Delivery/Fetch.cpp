@@ -106,7 +106,7 @@ void FetchRun::TakeUp()
     const std::string way = (mRequest.decode ? "decoded" : "taken on trust") +
                             (mRequest.key != nullptr ? " signed " + FormatIdentity(mRequest.key->GetIdentity()) : "");
     bool isSame = true;
-    const auto compare = [&](const std::string &path, const std::vector<char> &bytes)
+    const auto compare = [&](const std::string &path, const LargeVector<char> &bytes)
     {
         const auto kept = TreeReader::ReadFileImage(mPlace.GetPlace(path), LargestKept);
         isSame = isSame && kept && *kept == bytes && mPlace.GetTag(path) == way;
@@ -129,7 +129,7 @@ void FetchRun::TakeUp()
     }
     mArrival.Discard();
     forAll(
-        [&](const std::string &path, const std::vector<char> &bytes)
+        [&](const std::string &path, const LargeVector<char> &bytes)
         {
             mPlace.Write(path, {bytes.data(), bytes.size()});
             mPlace.SetTag(path, way);
@@ -353,7 +353,7 @@ ManifestState FetchRun::GetTextState(const WantedText &text) const
 {
     const std::string path = mRequest.root + "/" + text.path;
     return CompareWithDisk(path, text.bytes,
-                           [&](const std::vector<char> &)
+                           [&](const LargeVector<char> &)
                            {
                                const std::string directory = std::filesystem::path(path).parent_path();
                                return static_cast<bool>(TreeReader::ReadSolutionProjects(directory));

@@ -3,6 +3,8 @@
 #include "Tools/Delivery/HttpJob.h"
 #include "Tools/Delivery/Source.h"
 
+#include "KeldFoundation/CStd/LargeVector.h"
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,7 +25,7 @@ public:
     void TakeLack(const std::string &) override {}
 
     bool IsThere() const { return mIsThere; }
-    std::vector<char> &GetBytes() { return mBytes; }
+    LargeVector<char> &GetBytes() { return mBytes; }
     const std::string &GetContentType() const { return mContentType; }
 
 private:
@@ -31,7 +33,7 @@ private:
     const uint64 mLimit;
     bool mIsThere = false;
     std::string mContentType;
-    std::vector<char> mBytes;
+    LargeVector<char> mBytes;
 };
 
 /// How large a file is.

@@ -75,11 +75,11 @@ HttpSource::HttpSource(const std::string &url, const SourceOptions &options)
 {
 }
 
-std::optional<std::vector<char>> HttpSource::ReadWhole(const std::string &path, uint64 limit)
+std::optional<LargeVector<char>> HttpSource::ReadWhole(const std::string &path, uint64 limit)
 {
     WholeJob job(path, limit);
     mTransfer.Run({&job}, mOptions.checkpoint);
-    return job.IsThere() ? std::optional<std::vector<char>>(std::move(job.GetBytes())) : std::nullopt;
+    return job.IsThere() ? std::optional<LargeVector<char>>(std::move(job.GetBytes())) : std::nullopt;
 }
 
 void HttpSource::ReadRanges(const std::string &path, const std::vector<ByteRange> &ranges, const RangeSink &sink)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KeldFoundation/CStd/LargeVector.h"
+
 #include "Tools/Delivery/HttpTransfer.h"
 #include "Tools/Delivery/Source.h"
 
@@ -13,7 +15,7 @@ public:
     HttpSource(const std::string &url, const SourceOptions &options);
 
     const std::string &GetName() const override { return mName; }
-    std::optional<std::vector<char>> ReadWhole(const std::string &path, uint64 limit) override;
+    std::optional<LargeVector<char>> ReadWhole(const std::string &path, uint64 limit) override;
     void ReadRanges(const std::string &path, const std::vector<ByteRange> &ranges, const RangeSink &sink) override;
     std::optional<uint64> GetSize(const std::string &path) override;
 

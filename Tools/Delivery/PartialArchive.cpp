@@ -141,7 +141,7 @@ SourceArchive PartialArchive::Bring(Source &source, const DownloadPlace &place, 
     }
     const std::string index = TreeWriter::BuildArchiveIndex(files);
     place.Write(made.indexPath, index);
-    std::vector<char> image(index.begin(), index.end());
+    LargeVector<char> image(index.begin(), index.end());
     auto opened = std::make_unique<MORV::Reader::ArchiveFile>();
     opened->Adopt(image);
     for (const Record &record : mRecords)

@@ -222,7 +222,7 @@ std::string_view KeyLineOf(std::string_view text)
 
 Result<std::string> ReadKeyFile(const std::string &path)
 {
-    const Result<std::vector<char>> image = TreeReader::ReadFileImage(path, KeyFileLimit);
+    const Result<LargeVector<char>> image = TreeReader::ReadFileImage(path, KeyFileLimit);
     if (!image)
     {
         return image.GetFault();

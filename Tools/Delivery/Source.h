@@ -4,6 +4,7 @@
 #include "Tools/Delivery/SourceError.h"
 
 #include "KeldFoundation/CStd/BasicTypes.h"
+#include "KeldFoundation/CStd/LargeVector.h"
 
 #include <functional>
 #include <memory>
@@ -61,7 +62,7 @@ public:
     virtual const std::string &GetName() const = 0;
 
     /// A whole file of at most `limit` bytes, or nothing where there is none.
-    virtual std::optional<std::vector<char>> ReadWhole(const std::string &path, uint64 limit) = 0;
+    virtual std::optional<LargeVector<char>> ReadWhole(const std::string &path, uint64 limit) = 0;
 
     /// The bytes of several ranges, each of at least a byte. All of them come, or the call fails; where a connection
     /// breaks, it goes on behind the last byte that came. A server that gives whole files alone is a failure: NoRanges.

@@ -26,7 +26,7 @@ std::string IndexSuffix()
 }
 
 /// The reader deletes an index whose sizes add up to 0.
-std::unique_ptr<const ArchiveFile> OpenIndex(std::vector<char> image)
+std::unique_ptr<const ArchiveFile> OpenIndex(LargeVector<char> image)
 {
     auto index = std::make_unique<ArchiveFile>();
     const bool isUsable = index->Adopt(image) && index->GetTotalSize() != 0;
@@ -132,7 +132,7 @@ void SourceArchives::FindInVersion(MorvVersion version, const std::vector<Lackin
         }
         const auto image = TreeReader::ReadFileImage(mPlace.GetPlace(archive.indexPath), LargestIndex);
         const ManifestState state = CompareWithDisk(root + "/" + archive.indexPath, *image,
-                                                    [](std::vector<char> &bytes)
+                                                    [](LargeVector<char> &bytes)
                                                     {
                                                         return OpenIndex(std::move(bytes)) != nullptr;
                                                     });

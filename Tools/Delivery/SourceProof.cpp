@@ -13,7 +13,7 @@ namespace
 constexpr uint64 LargestSignature = 64 << 10; // bytes
 constexpr uint_size SumPieceSize = 1 << 20;
 
-std::string_view ViewOf(const std::vector<char> &bytes)
+std::string_view ViewOf(const LargeVector<char> &bytes)
 {
     return {bytes.data(), bytes.size()};
 }
@@ -23,7 +23,7 @@ std::string_view ViewOf(const std::vector<char> &bytes)
     throw SourceError(SourceTrouble::Untrue, text);
 }
 /// Some servers do not allow to read what is not there.
-std::optional<std::vector<char>> ReadIfAllowed(Source &source, const std::string &path, uint64 limit)
+std::optional<LargeVector<char>> ReadIfAllowed(Source &source, const std::string &path, uint64 limit)
 {
     try
     {
@@ -144,7 +144,7 @@ bool SourceProof::CheckFile(const std::string &path, const std::string &place) c
         return false;
     }
     ContentSummer summer;
-    std::vector<char> piece(SumPieceSize);
+    LargeVector<char> piece(SumPieceSize);
     for (uint64 offset = 0; offset < listed->size;)
     {
         const auto count = file->ReadAt(offset, piece.data(), piece.size());
@@ -158,7 +158,7 @@ bool SourceProof::CheckFile(const std::string &path, const std::string &place) c
     return summer.Finish() == listed->sum;
 }
 
-void SourceProof::CheckBytes(const std::string &path, const std::vector<char> &bytes) const
+void SourceProof::CheckBytes(const std::string &path, const LargeVector<char> &bytes) const
 {
     const ShippedFile *listed = Find(path);
     if (listed != nullptr && (listed->size != bytes.size() || listed->sum != SumOf(ViewOf(bytes))))

@@ -5,6 +5,8 @@
 #include "Tools/Delivery/Source.h"
 #include "Tools/Delivery/WantedSet.h"
 
+#include "KeldFoundation/CStd/LargeVector.h"
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -40,7 +42,7 @@ public:
 
 private:
     void ReadList(Source &source, const TreeReader::ReleaseName &name);
-    void CheckBytes(const std::string &path, const std::vector<char> &bytes) const;
+    void CheckBytes(const std::string &path, const LargeVector<char> &bytes) const;
 
     const std::string mSourceName;
     const PublicKey *mKey;

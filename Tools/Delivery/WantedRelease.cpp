@@ -19,7 +19,7 @@ constexpr uint_size WantedFilesKeptOpen = 64;
     throw SourceError(SourceTrouble::Untrue, text);
 }
 
-std::unique_ptr<const ManifestTree> ParseWanted(std::vector<char> image, const TreeReader::ReleaseName &name,
+std::unique_ptr<const ManifestTree> ParseWanted(LargeVector<char> image, const TreeReader::ReleaseName &name,
                                                 const std::string &where)
 {
     const bool isPage = !image.empty() && image.front() == '<';
@@ -42,7 +42,7 @@ std::string JoinNames(const std::string &left, const char *middle, const std::st
 }
 } // namespace
 
-WantedRelease::WantedRelease(const std::string &root, TreeReader::ReleaseName name, std::vector<char> manifest,
+WantedRelease::WantedRelease(const std::string &root, TreeReader::ReleaseName name, LargeVector<char> manifest,
                              const std::string &where)
     : mRoot(root), mName(std::move(name)), mManifest(std::move(manifest)),
       mArchives(JoinNames(root, MORV::Reader::ProjectsDirectory, mName.name)),
@@ -73,7 +73,7 @@ std::string WantedRelease::GetManifestPath() const
 ManifestState WantedRelease::GetManifestState() const
 {
     return CompareWithDisk(mRoot + "/" + GetManifestPath(), mManifest,
-                           [](std::vector<char> &image)
+                           [](LargeVector<char> &image)
                            {
                                return static_cast<bool>(ManifestTree::Parse(image, ""));
                            });

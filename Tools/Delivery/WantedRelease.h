@@ -7,6 +7,8 @@
 #include "Tools/TreeReader/Release.h"
 #include "Tools/TreeReader/TreeSet.h"
 
+#include "KeldFoundation/CStd/LargeVector.h"
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -32,7 +34,7 @@ public:
     /// \param root     of the tree here, which need not exist
     /// \param manifest the bytes of the file
     /// \param where    what to call it in messages
-    WantedRelease(const std::string &root, TreeReader::ReleaseName name, std::vector<char> manifest,
+    WantedRelease(const std::string &root, TreeReader::ReleaseName name, LargeVector<char> manifest,
                   const std::string &where);
 
     const TreeReader::ReleaseName &GetName() const { return mName; }
@@ -47,7 +49,7 @@ public:
     std::string GetProjectPath() const;
     std::string GetManifestPath() const;
 
-    const std::vector<char> &GetManifest() const { return mManifest; }
+    const LargeVector<char> &GetManifest() const { return mManifest; }
     ManifestState GetManifestState() const;
 
     /// Below the root: where a plain file belongs by the manifest, or the directory of an archived file's version.
@@ -57,7 +59,7 @@ public:
 private:
     const std::string mRoot;
     const TreeReader::ReleaseName mName;
-    const std::vector<char> mManifest;
+    const LargeVector<char> mManifest;
     TreeReader::ProjectArchives mArchives;
     mutable std::optional<TreeReader::DiskFileCache> mFiles; ///< never without; where it lies mRelease looks for it
     std::unique_ptr<const TreeReader::Release> mRelease;
@@ -66,7 +68,7 @@ private:
 /// What a file on disk is to the bytes that are to take its place.
 /// \param isUsable whether a reader could use the other bytes that stand there
 template <class IsUsable>
-ManifestState CompareWithDisk(const std::string &path, const std::vector<char> &wanted, const IsUsable &isUsable)
+ManifestState CompareWithDisk(const std::string &path, const LargeVector<char> &wanted, const IsUsable &isUsable)
 {
     auto image = TreeReader::ReadFileImage(path, uint64{1} << 31);
     if (!image)

@@ -63,7 +63,7 @@ std::string TellWhatIsThere(Source &source, const ReleaseName &name)
     return text;
 }
 
-std::vector<char> ReadManifest(Source &source, const ReleaseName &name, const char *file, uint64 limit)
+LargeVector<char> ReadManifest(Source &source, const ReleaseName &name, const char *file, uint64 limit)
 {
     auto bytes = source.ReadWhole(ReleasesOf(name) + "/" + FormatVersion(name.version) + "/" + file, limit);
     if (!bytes)

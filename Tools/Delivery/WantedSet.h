@@ -2,6 +2,8 @@
 
 #include "Tools/Delivery/WantedRelease.h"
 
+#include "KeldFoundation/CStd/LargeVector.h"
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,7 +15,7 @@ namespace Keld::Delivery
 struct WantedText
 {
     std::string path; ///< below the root
-    std::vector<char> bytes;
+    LargeVector<char> bytes;
 };
 
 /// What somebody wants from a source, and what that brings with it: a project release, or a solution and the project
