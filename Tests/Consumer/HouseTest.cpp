@@ -35,6 +35,7 @@ const std::vector<std::vector<std::string>> Floors = {
     {"Tools/TreeReader"},
     // What look at the releases that are there through the reading core: the mount shows one as a file system.
     {"Tools/TreeWriter", "Tools/TreeChecker", "Tools/TreeMount"},
+    {"Tools/Delivery"}, // brings releases from tree to tree: reads, proves, writes
     {"Tools/morv"},
     {"Tools/morv/Manual"}, // reads what the commands say of themselves
 };
