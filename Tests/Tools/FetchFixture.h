@@ -6,6 +6,7 @@
 #include "Support/TempTree.h"
 
 #include "Tools/Delivery/Fetch.h"
+#include "Tools/Delivery/OpenSource.h"
 #include "Tools/TreeReader/TreePlaces.h"
 #include "Tools/TreeWriter/ReleasePacker.h"
 

@@ -92,9 +92,4 @@ struct SourceOptions
     std::string authorities = {};             ///< a file of certificates to trust; empty for those of the system
     std::function<void()> checkpoint = [] {}; ///< called again and again; what it throws ends the work
 };
-
-/// What a person names: "https://...", "http://...", "file:///..." or a directory.
-/// \param workingDirectory that relative paths start from
-std::unique_ptr<Source> OpenSource(const std::string &text, const std::string &workingDirectory,
-                                   const SourceOptions &options);
 } // namespace Keld::Delivery

@@ -8,6 +8,7 @@
 #include "Tools/morv/Terminal.h"
 
 #include "Tools/Delivery/Fetch.h"
+#include "Tools/Delivery/OpenSource.h"
 #include "Tools/TreeWriter/TreeNames.h"
 
 #include <CLI/CLI.hpp>

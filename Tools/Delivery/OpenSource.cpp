@@ -1,4 +1,4 @@
-#include "Tools/Delivery/Source.h"
+#include "Tools/Delivery/OpenSource.h"
 
 #include "Tools/Delivery/DirectorySource.h"
 #include "Tools/Delivery/HttpSource.h"
