@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 
 namespace Keld::Test
@@ -255,6 +256,33 @@ TEST_F(ReadAheadTest, EveryFileIsRightInAnyOrder)
         }
     }
     EXPECT_TRUE(mReported.empty());
+}
+
+TEST_F(ReadAheadTest, ManyReadersGetWhatWasPackedWhileOneOfThemWorksAhead)
+{
+    Mount(true);
+    std::atomic<int> right{0};
+    std::vector<std::thread> threads;
+    for (int reader = 0; reader < 4; ++reader)
+    {
+        threads.emplace_back(
+            [&]
+            {
+                for (std::uint32_t number = 10; number < 40; ++number)
+                {
+                    mFiles->Read(mView->Find("data/" + std::to_string(number)), 0, 1 << 17,
+                                 [&right, number](const TreeReader::Result<std::string_view> &bytes)
+                                 {
+                                     right += bytes && *bytes == ContentOf(number) ? 1 : 0;
+                                 });
+                }
+            });
+    }
+    for (std::thread &thread : threads)
+    {
+        thread.join(); // who waited for another one's decoding was answered by it
+    }
+    EXPECT_EQ(right, 4 * 30);
 }
 
 TEST_F(ReadAheadTest, NobodyWorksAheadUnlessTheRulesSaySo)
