@@ -111,14 +111,15 @@ void HttpTransfer::Run(const std::vector<HttpJob *> &jobs, const std::function<v
     }
     try
     {
-        StartDue(jobs);
-        while (IsBusy() || !mWaiting.empty())
+        for (StartDue(jobs); IsBusy() || !mWaiting.empty(); StartDue(jobs))
         {
             checkpoint();
             int running = 0;
             curl_multi_perform(mMulti, &running);
-            HandleEnded();
-            StartDue(jobs);
+            if (HandleEnded())
+            {
+                continue; // what follows begins at once, or nothing does
+            }
             auto wait = LongestPoll;
             if (!mWaiting.empty())
             {
@@ -224,8 +225,10 @@ void HttpTransfer::StartOn(Lane &lane, const Attempt &attempt)
     curl_multi_add_handle(mMulti, handle);
 }
 
-void HttpTransfer::HandleEnded()
+/// \returns whether any transfer has ended
+bool HttpTransfer::HandleEnded()
 {
+    bool anyEnded = false;
     int left = 0;
     while (const CURLMsg *message = curl_multi_info_read(mMulti, &left))
     {
@@ -238,7 +241,9 @@ void HttpTransfer::HandleEnded()
         curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &lane);
         curl_multi_remove_handle(mMulti, message->easy_handle);
         End(*static_cast<Lane *>(lane), code);
+        anyEnded = true;
     }
+    return anyEnded;
 }
 
 void HttpTransfer::End(Lane &lane, int code)

@@ -41,7 +41,7 @@ private:
 
     void StartDue(const std::vector<HttpJob *> &jobs);
     void StartOn(Lane &lane, const Attempt &attempt);
-    void HandleEnded();
+    bool HandleEnded();
     void End(Lane &lane, int code);
     void Judge(Lane &lane, int code);
     void JudgeStatus(Lane &lane);

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 namespace Keld::Delivery
 {
@@ -18,7 +19,8 @@ using TreeReader::TreeError;
 namespace
 {
 constexpr uint64 LargestIndex = uint64{512} << 20; // bytes
-constexpr std::size_t NamesAtOnce = 16;
+constexpr std::size_t FirstNames = 4;              // that are tried of each kind; then twice as many, and so on
+constexpr std::size_t LongestGap = 64;             // in the numbers of a version's archives
 
 std::string IndexSuffix()
 {
@@ -49,12 +51,12 @@ uint64 ExtentOf(const ArchiveFile &index)
 }
 
 /// Both kinds of names that the writer of trees gives, from a number on.
-std::vector<std::string> UsualNames(std::size_t first)
+std::vector<std::string> UsualNames(std::size_t first, std::size_t count)
 {
     std::vector<std::string> names;
     for (const char *form : {"files-%04zu", "lzma-%04zu"})
     {
-        for (std::size_t number = first; number < first + NamesAtOnce; ++number)
+        for (std::size_t number = first; number < first + count; ++number)
         {
             char name[40];
             std::snprintf(name, sizeof name, form, number);
@@ -94,7 +96,7 @@ void SourceArchives::FindInVersion(MorvVersion version, const std::vector<Lackin
                                    const std::string &root)
 {
     const std::string directory = mWanted.GetArchivesPath(version);
-    std::vector<SourceArchive> archives = OpenIndexes(BringIndexes(directory));
+    std::vector<SourceArchive> archives = BringIndexes(directory, lacking);
     const TreeReader::ManifestTree &tree = mWanted.GetRelease().GetTree();
     for (const LackingFile &file : lacking)
     {
@@ -148,11 +150,12 @@ void SourceArchives::FindInVersion(MorvVersion version, const std::vector<Lackin
     }
 }
 
-std::vector<std::string> SourceArchives::BringIndexes(const std::string &directory)
+std::vector<SourceArchive> SourceArchives::BringIndexes(const std::string &directory,
+                                                        const std::vector<LackingFile> &lacking)
 {
     if (mProof.HasList())
     {
-        return BringNamed(directory, mProof.FindIndexes(directory), false);
+        return OpenIndexes(BringNamed(directory, mProof.FindIndexes(directory), false));
     }
     std::vector<std::string> indexes = mSource.ListNames(directory).value_or(std::vector<std::string>());
     std::erase_if(indexes,
@@ -162,18 +165,42 @@ std::vector<std::string> SourceArchives::BringIndexes(const std::string &directo
                   });
     if (!indexes.empty())
     {
-        return BringNamed(directory, indexes, false);
+        return OpenIndexes(BringNamed(directory, indexes, false));
     }
-    std::vector<std::string> paths;
-    for (std::size_t first = 1;; first += NamesAtOnce)
+    return TryUsualNames(directory, lacking);
+}
+
+/// Until all is found, or nothing more is there.
+std::vector<SourceArchive> SourceArchives::TryUsualNames(const std::string &directory,
+                                                         const std::vector<LackingFile> &lacking)
+{
+    std::vector<SourceArchive> archives;
+    std::size_t count = FirstNames;
+    for (std::size_t first = 1;; first += count, count *= 2)
     {
-        const std::vector<std::string> found = BringNamed(directory, UsualNames(first), true);
-        paths.insert(paths.end(), found.begin(), found.end());
-        if (found.empty())
+        std::vector<SourceArchive> found = OpenIndexes(BringNamed(directory, UsualNames(first, count), true));
+        const bool isEnd = found.empty() && first > LongestGap;
+        std::move(found.begin(), found.end(), std::back_inserter(archives));
+        if (isEnd || HoldAll(archives, lacking))
         {
-            return paths;
+            return archives;
         }
     }
+}
+
+bool SourceArchives::HoldAll(const std::vector<SourceArchive> &archives, const std::vector<LackingFile> &lacking) const
+{
+    return std::all_of(lacking.begin(), lacking.end(),
+                       [&](const LackingFile &file)
+                       {
+                           const std::string path = mWanted.GetRelease().GetTree().GetPath(file.file);
+                           const uint32 hash = HashName(path.c_str());
+                           return std::any_of(archives.begin(), archives.end(),
+                                              [&](const SourceArchive &archive)
+                                              {
+                                                  return archive.index->FindEntryIndex(hash, path.c_str()) >= 0;
+                                              });
+                       });
 }
 
 std::vector<std::string> SourceArchives::BringNamed(const std::string &directory, const std::vector<std::string> &names,

@@ -48,7 +48,9 @@ public:
     std::vector<SourceArchive> &GetArchives() { return mArchives; }
 
 private:
-    std::vector<std::string> BringIndexes(const std::string &directory);
+    std::vector<SourceArchive> BringIndexes(const std::string &directory, const std::vector<LackingFile> &lacking);
+    std::vector<SourceArchive> TryUsualNames(const std::string &directory, const std::vector<LackingFile> &lacking);
+    bool HoldAll(const std::vector<SourceArchive> &archives, const std::vector<LackingFile> &lacking) const;
     std::vector<std::string> BringNamed(const std::string &directory, const std::vector<std::string> &names,
                                         bool mayLack);
     std::vector<SourceArchive> OpenIndexes(const std::vector<std::string> &paths);
