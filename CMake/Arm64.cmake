@@ -24,5 +24,6 @@ set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES "${keldRoot}/usr/include/aarch64-linu
 set(keldLibraries "${keldRoot}/usr/lib/aarch64-linux-gnu:${keldRoot}/lib/aarch64-linux-gnu")
 string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " -Wl,-rpath-link,${keldLibraries}")
 string(APPEND CMAKE_SHARED_LINKER_FLAGS_INIT " -Wl,-rpath-link,${keldLibraries}")
+# A program in the emulator cannot run itself once more, which the careful kind of death test does.
 set(CMAKE_CROSSCOMPILING_EMULATOR
-    "qemu-aarch64;-L;/usr/aarch64-linux-gnu;-E;LD_LIBRARY_PATH=${keldLibraries}")
+    "qemu-aarch64;-L;/usr/aarch64-linux-gnu;-E;LD_LIBRARY_PATH=${keldLibraries};-E;GTEST_DEATH_TEST_STYLE=fast")
