@@ -38,8 +38,9 @@ ListeningSocket ListenOnLoopback()
     sockaddr_in address = LoopbackAddress(0);
     socklen_t length = sizeof address;
     auto *general = reinterpret_cast<sockaddr *>(&address);
-    RequireSocket(bind(listening.socket.Get(), general, length) == 0 && listen(listening.socket.Get(), SOMAXCONN) == 0 &&
-            getsockname(listening.socket.Get(), general, &length) == 0);
+    RequireSocket(bind(listening.socket.Get(), general, length) == 0 &&
+                  listen(listening.socket.Get(), SOMAXCONN) == 0 &&
+                  getsockname(listening.socket.Get(), general, &length) == 0);
     listening.port = ntohs(address.sin_port);
     return listening;
 }
