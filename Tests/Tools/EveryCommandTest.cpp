@@ -36,8 +36,11 @@ struct Invocation
 
 // At least one of every command. "ROOT" stands for the tree, "OUT" for a directory that is not there yet.
 const std::vector<Invocation> Invocations = {
-    {{"pack", "../../../../../source", "--root", "ROOT", "--project", "other", "--release", "1.0.0.0"}, 0, true},
-    {{"solution", "--root", "ROOT", "--name", "second", "--release", "1.0.0.0", "--project", "game=1.0.0.0:1"},
+    {{"pack", "../../../../../source", "--root", "ROOT", "--project", "other", "--release", "1.0.0.0", "--force"},
+     0,
+     true},
+    {{"solution", "--root", "ROOT", "--name", "second", "--release", "1.0.0.0", "--project", "game=1.0.0.0:1",
+      "--force"},
      0,
      true},
     {{"info"}},
@@ -61,6 +64,9 @@ const std::vector<Invocation> Invocations = {
     {{"fetch", "ROOT", "--root", "ROOT", "--project", "game", "--release", "1.0.0.1"}},
     {{"fetch", "ROOT", "--root", "ROOT", "--project", "game", "--release", "9.0.0.0"}, 2},
     {{"mount", "game/1.0.0.0", "OUT"}, 2},
+    {{"publish"}, 0, true},
+    {{"bundle", "game/1.0.0.0", "game/1.0.0.1", "-o", "OUT"}},
+    {{"apply", "OUT"}, 2, true},
     {{"prune", "--keep", "game/1.0.0.0", "--keep", "game/1.0.0.1"}},
     {{"du"}},
     {{"stats"}},
@@ -107,10 +113,6 @@ protected:
         Words words = invocation.words;
         std::replace(words.begin(), words.end(), std::string("ROOT"), mTree.Path("MORV"));
         std::replace(words.begin(), words.end(), std::string("OUT"), mTree.Path("out" + std::to_string(++mRuns)));
-        if (invocation.writes)
-        {
-            words.emplace_back("--force");
-        }
         return words;
     }
 

@@ -251,6 +251,10 @@ void Arrival::BringAll(const std::vector<std::string> &paths) const
             Bring(path);
             moved = true;
         }
+        if (mOptions.protect && RequireTreePath(path).role == FileRole::ArchiveIndex)
+        {
+            TreeWriter::Protect(mRoot + "/" + ParentOf(path));
+        }
     }
     if (moved)
     {
@@ -260,6 +264,12 @@ void Arrival::BringAll(const std::vector<std::string> &paths) const
 
 void Arrival::Bring(const std::string &path) const
 {
+    const FileRole role = RequireTreePath(path).role;
+    if (role == FileRole::ReleaseManifest || role == FileRole::SolutionManifest)
+    {
+        // The place that programs start in, also when nothing is stored there.
+        mDirectory->OpenBelow(ParentOf(path) + "/" + MORV::Reader::DeployDirectory);
+    }
     const Descriptor directory = mDirectory->OpenBelow(ParentOf(path));
     const TreeWriter::ProtectionLifted lifted(mRoot + "/" + ParentOf(path));
     if (renameat(AT_FDCWD, PlaceOf(Whole, path).c_str(), directory.Get(), NameIn(path).c_str()) != 0)

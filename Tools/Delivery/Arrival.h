@@ -27,6 +27,7 @@ struct ArrivalOptions
     bool sync = true;                           ///< bring to disk what a loss of power could otherwise turn round
     std::function<void()> step = [] {};         ///< called before each step that changes the tree; for tests
     std::function<void()> whileWaiting = [] {}; ///< called while somebody else holds a lock; what it throws ends it
+    bool protect = false;                       ///< let nobody write the directories of archives that came
 };
 
 /// Files on their way into a tree.

@@ -8,9 +8,9 @@ namespace Keld::Delivery
 {
 namespace
 {
-constexpr std::string_view Digits = "0123456789abcdef";
+constexpr std::string_view SumDigits = "0123456789abcdef";
 
-void Require(int result)
+void RequireSum(int result)
 {
     if (result != 1)
     {
@@ -26,21 +26,21 @@ void ContentSummer::ContextCloser::operator()(evp_md_ctx_st *context) const
 
 ContentSummer::ContentSummer() : mContext(EVP_MD_CTX_new())
 {
-    Require(mContext != nullptr ? 1 : 0);
-    Require(EVP_DigestInit_ex(mContext.get(), EVP_sha256(), nullptr));
+    RequireSum(mContext != nullptr ? 1 : 0);
+    RequireSum(EVP_DigestInit_ex(mContext.get(), EVP_sha256(), nullptr));
 }
 
 ContentSummer::~ContentSummer() = default;
 
 void ContentSummer::Update(std::string_view bytes)
 {
-    Require(EVP_DigestUpdate(mContext.get(), bytes.data(), bytes.size()));
+    RequireSum(EVP_DigestUpdate(mContext.get(), bytes.data(), bytes.size()));
 }
 
 ContentSum ContentSummer::Finish()
 {
     ContentSum sum;
-    Require(EVP_DigestFinal_ex(mContext.get(), sum.data(), nullptr));
+    RequireSum(EVP_DigestFinal_ex(mContext.get(), sum.data(), nullptr));
     return sum;
 }
 
@@ -56,7 +56,7 @@ std::string FormatSum(const ContentSum &sum)
     std::string text;
     for (const unsigned char byte : sum)
     {
-        text += {Digits[byte >> 4], Digits[byte & 15]};
+        text += {SumDigits[byte >> 4], SumDigits[byte & 15]};
     }
     return text;
 }
@@ -69,9 +69,9 @@ bool ReadSum(std::string_view text, ContentSum &sum)
     }
     for (uint_size index = 0; index < sum.size(); ++index)
     {
-        const uint_size high = Digits.find(text[index * 2]);
-        const uint_size low = Digits.find(text[index * 2 + 1]);
-        if (high == Digits.npos || low == Digits.npos)
+        const uint_size high = SumDigits.find(text[index * 2]);
+        const uint_size low = SumDigits.find(text[index * 2 + 1]);
+        if (high == std::string_view::npos || low == std::string_view::npos)
         {
             return false;
         }

@@ -6,7 +6,7 @@ namespace Keld::Delivery
 {
 namespace
 {
-constexpr std::string_view Digits = "0123456789ABCDEF";
+constexpr std::string_view EscapeDigits = "0123456789ABCDEF";
 
 bool IsEscaped(char byte)
 {
@@ -23,7 +23,7 @@ std::string EscapePath(std::string_view path)
         if (IsEscaped(byte))
         {
             const auto value = static_cast<unsigned char>(byte);
-            text += {'%', Digits[value >> 4], Digits[value & 15]};
+            text += {'%', EscapeDigits[value >> 4], EscapeDigits[value & 15]};
         }
         else
         {
@@ -43,9 +43,9 @@ bool ReadEscapedPath(std::string_view text, std::string &path)
             path += text[index];
             continue;
         }
-        const uint_size high = index + 2 < text.size() ? Digits.find(text[index + 1]) : Digits.npos;
-        const uint_size low = index + 2 < text.size() ? Digits.find(text[index + 2]) : Digits.npos;
-        if (high == Digits.npos || low == Digits.npos)
+        const uint_size high = index + 2 < text.size() ? EscapeDigits.find(text[index + 1]) : std::string_view::npos;
+        const uint_size low = index + 2 < text.size() ? EscapeDigits.find(text[index + 2]) : std::string_view::npos;
+        if (high == std::string_view::npos || low == std::string_view::npos)
         {
             return false;
         }

@@ -1,12 +1,13 @@
 #include "Tools/Delivery/ShipList.h"
 
 #include "Tools/Delivery/PathText.h"
+#include "Tools/Delivery/TextLines.h"
 #include "Tools/Delivery/TreePath.h"
+#include "Tools/TreeReader/ShipListNames.h"
 
 #include "KeldMorvIO/TreeWords.h"
 
 #include <algorithm>
-#include <charconv>
 
 namespace Keld::Delivery
 {
@@ -17,66 +18,41 @@ using TreeReader::Result;
 
 namespace
 {
-constexpr std::string_view Title = "morv shiplist 1";
+constexpr std::string_view ListTitle = "morv shiplist 1";
 constexpr std::string_view ReleaseWord = "release ";
-constexpr std::string_view SolutionPrefix = "solution:";
-constexpr std::string_view FilesWord = "files ";
-
-std::string FormatRelease(const ReleaseName &release)
-{
-    return (release.isSolution ? std::string(SolutionPrefix) : "") + EscapePath(release.name) + "/" +
-           FormatVersion(release.version);
-}
-
-/// A number in its one form: no sign, no zeros in front.
-bool ReadNumber(std::string_view text, uint64 &number)
-{
-    const std::from_chars_result read = std::from_chars(text.data(), text.data() + text.size(), number);
-    return read.ec == std::errc() && std::to_string(number) == text;
-}
-
-bool ReadRelease(std::string_view text, ReleaseName &release)
-{
-    release.isSolution = text.starts_with(SolutionPrefix);
-    text.remove_prefix(release.isSolution ? SolutionPrefix.size() : 0);
-    const uint_size cut = text.rfind('/');
-    if (cut == std::string_view::npos || !ReadEscapedPath(text.substr(0, cut), release.name) ||
-        CheckDirectoryName(release.name))
-    {
-        return false;
-    }
-    const std::string version(text.substr(cut + 1));
-    return ParseVersion(version.c_str(), &release.version) && FormatVersion(release.version) == version;
-}
+constexpr std::string_view ListFilesWord = "files ";
 
 /// Takes a text apart line by line. The first thing that is wrong ends it.
-class Parser
+class ShipListParser
 {
 public:
-    Parser(std::string_view text, const std::string &where) : mText(text), mWhere(where) {}
+    ShipListParser(std::string_view text, const std::string &where) : mLines(text), mWhere(where) {}
 
     Result<ShipList> Parse()
     {
         ReleaseName release;
         std::string_view line;
-        if (!NextLine(line) || line != Title)
+        if (!mLines.Next(line) || line != ListTitle)
         {
-            return Refuse("is no shiplist of this version: the first line should be \"" + std::string(Title) + "\"");
+            return Refuse("is no shiplist of this version: the first line should be \"" + std::string(ListTitle) +
+                          "\"");
         }
-        if (!NextLine(line) || !line.starts_with(ReleaseWord) || !ReadRelease(line.substr(ReleaseWord.size()), release))
+        if (!mLines.Next(line) || !line.starts_with(ReleaseWord) ||
+            !ReadRelease(line.substr(ReleaseWord.size()), release))
         {
             return Refuse("names no release");
         }
-        if (!NextLine(line) || !line.starts_with(FilesWord) || !ReadCounts(line.substr(FilesWord.size())))
+        if (!mLines.Next(line) || !line.starts_with(ListFilesWord) ||
+            !ReadCountAndSize(line.substr(ListFilesWord.size()), mCount, mSize))
         {
             return Refuse("does not say how many files and bytes it lists");
         }
         std::vector<ShippedFile> files;
         uint64 size = 0;
-        while (!mText.empty())
+        while (!mLines.IsAtEnd())
         {
             ShippedFile file;
-            if (!NextLine(line))
+            if (!mLines.Next(line))
             {
                 return Refuse("ends within a line");
             }
@@ -99,26 +75,6 @@ public:
     }
 
 private:
-    bool NextLine(std::string_view &line)
-    {
-        ++mLine;
-        const uint_size end = mText.find('\n');
-        if (end == std::string_view::npos)
-        {
-            return false;
-        }
-        line = mText.substr(0, end);
-        mText.remove_prefix(end + 1);
-        return true;
-    }
-
-    bool ReadCounts(std::string_view text)
-    {
-        const uint_size cut = text.find(' ');
-        return cut != std::string_view::npos && ReadNumber(text.substr(0, cut), mCount) &&
-               ReadNumber(text.substr(cut + 1), mSize);
-    }
-
     /// "<sum> <size> <path>".
     TreeReader::Failure ReadFile(std::string_view line, ShippedFile &file) const
     {
@@ -144,12 +100,11 @@ private:
 
     Fault Refuse(const std::string &why) const
     {
-        return {FaultKind::BadManifest, mWhere, "line " + std::to_string(mLine) + " " + why};
+        return {FaultKind::BadManifest, mWhere, "line " + std::to_string(mLines.GetNumber()) + " " + why};
     }
 
-    std::string_view mText;
+    TextLines mLines;
     const std::string &mWhere;
-    uint64 mLine = 0;
     uint64 mCount = 0;
     uint64 mSize = 0;
 };
@@ -178,16 +133,16 @@ Result<ShipList> ShipList::Parse(std::string_view text, const std::string &where
         return Fault{FaultKind::BadManifest, where,
                      "is longer than a shiplist may be, " + std::to_string(SizeLimit) + " bytes"};
     }
-    return Parser(text, where).Parse();
+    return ShipListParser(text, where).Parse();
 }
 
 std::string ShipList::GetText() const
 {
-    std::string text(Title);
+    std::string text(ListTitle);
     text += "\n";
     text += ReleaseWord;
     text += FormatRelease(mRelease) + "\n";
-    text += FilesWord;
+    text += ListFilesWord;
     text += std::to_string(mFiles.size()) + " " + std::to_string(GetSize()) + "\n";
     for (const ShippedFile &file : mFiles)
     {
@@ -218,11 +173,11 @@ const ShippedFile *ShipList::Find(std::string_view path) const
 
 std::string PathOfShipList(const ReleaseName &release)
 {
-    return DirectoryOf(release) + ShipListName;
+    return DirectoryOf(release) + TreeReader::ShipListName;
 }
 
 std::string PathOfShipListSignature(const ReleaseName &release)
 {
-    return DirectoryOf(release) + ShipListSignatureName;
+    return DirectoryOf(release) + TreeReader::ShipListSignatureName;
 }
 } // namespace Keld::Delivery

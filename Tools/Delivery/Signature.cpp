@@ -56,7 +56,7 @@ unsigned char *BytesOf(std::string &text)
     return reinterpret_cast<unsigned char *>(text.data());
 }
 
-void Require(bool done, const char *what)
+void RequireCrypto(bool done, const char *what)
 {
     if (!done)
     {
@@ -69,7 +69,7 @@ std::string HashOf(std::string_view content)
     std::string hash(SignatureSize, '\0');
     const bool done =
         EVP_Digest(content.data(), content.size(), BytesOf(hash), nullptr, EVP_blake2b512(), nullptr) == 1;
-    Require(done, "BLAKE2b-512");
+    RequireCrypto(done, "BLAKE2b-512");
     return hash;
 }
 
@@ -80,7 +80,7 @@ std::string SignRaw(EVP_PKEY *key, std::string_view message)
     uint_size size = signature.size();
     const bool done = EVP_DigestSignInit(context.get(), nullptr, nullptr, nullptr, key) == 1 &&
                       EVP_DigestSign(context.get(), BytesOf(signature), &size, BytesOf(message), message.size()) == 1;
-    Require(done && size == signature.size(), "Ed25519");
+    RequireCrypto(done && size == signature.size(), "Ed25519");
     return signature;
 }
 
@@ -91,7 +91,7 @@ bool CheckRaw(EVP_PKEY *key, std::string_view message, std::string_view signatur
            EVP_DigestVerify(context.get(), BytesOf(signature), signature.size(), BytesOf(message), message.size()) == 1;
 }
 
-Fault Refuse(const std::string &where, const std::string &why)
+Fault RefuseKey(const std::string &where, const std::string &why)
 {
     return {FaultKind::BadManifest, where, why};
 }
@@ -194,7 +194,7 @@ TreeReader::Failure Unprotect(const SecretFields &fields, std::string &secret, c
     if (fields.memory > ScryptMemoryLimit || cost.lanes == 0 ||
         cost.rounds * cost.blockSize * 128 > ScryptMemoryLimit || cost.lanes > 64)
     {
-        return Refuse(where, "asks for more work than any key needs: is it damaged?");
+        return RefuseKey(where, "asks for more work than any key needs: is it damaged?");
     }
     std::string password = askPassword();
     const Forgotten forgottenPassword(password);
@@ -203,7 +203,7 @@ TreeReader::Failure Unprotect(const SecretFields &fields, std::string &secret, c
     const bool done =
         EVP_PBE_scrypt(password.data(), password.size(), BytesOf(fields.salt), fields.salt.size(), cost.rounds,
                        cost.blockSize, cost.lanes, ScryptMemoryLimit * 2, BytesOf(stream), stream.size()) == 1;
-    Require(done, "scrypt");
+    RequireCrypto(done, "scrypt");
     std::transform(secret.begin(), secret.end(), stream.begin(), secret.begin(),
                    [](char left, char right)
                    {
@@ -272,7 +272,7 @@ Result<PublicKey> PublicKey::Parse(std::string_view text, const std::string &whe
     const uint_size size = KeyKind.size() + key.mIdentity.size() + key.mPoint.size();
     if (!DecodeBase64(KeyLineOf(text), bytes) || bytes.size() != size || !bytes.starts_with(KeyKind))
     {
-        return Refuse(where, "is no public key of minisign");
+        return RefuseKey(where, "is no public key of minisign");
     }
     std::string_view rest = bytes;
     TakeFront(rest, KeyKind.size());
@@ -295,25 +295,25 @@ Result<std::string> PublicKey::Check(std::string_view content, std::string_view 
     const std::string_view kind = isRead ? TakeFront(rest, KeyKind.size()) : std::string_view();
     if (kind != KeyKind && kind != PrehashedKind)
     {
-        return Refuse(where, "is no signature of minisign");
+        return RefuseKey(where, "is no signature of minisign");
     }
     KeyIdentity identity;
     CopyTo(identity, TakeFront(rest, identity.size()));
     if (identity != mIdentity)
     {
-        return Refuse(where,
-                      "was made with key " + FormatIdentity(identity) + ", not with " + FormatIdentity(mIdentity));
+        return RefuseKey(where,
+                         "was made with key " + FormatIdentity(identity) + ", not with " + FormatIdentity(mIdentity));
     }
     const Key key(EVP_PKEY_new_raw_public_key(EVP_PKEY_ED25519, nullptr, mPoint.data(), mPoint.size()));
     const std::string message = kind == PrehashedKind ? HashOf(content) : std::string();
     if (key == nullptr || !CheckRaw(key.get(), kind == PrehashedKind ? std::string_view(message) : content, rest))
     {
-        return Refuse(where, "does not fit what it is said to be over: one of both was changed");
+        return RefuseKey(where, "does not fit what it is said to be over: one of both was changed");
     }
     std::string comment(lines[2].substr(SignedCommentPrefix.size()));
     if (!CheckRaw(key.get(), std::string(rest) + comment, overall))
     {
-        return Refuse(where, "has a comment that was not signed");
+        return RefuseKey(where, "has a comment that was not signed");
     }
     return comment;
 }
@@ -338,7 +338,7 @@ Result<SecretKey> SecretKey::Parse(std::string_view text, const std::string &whe
     const uint_size size = 3 * KeyKind.size() + SaltSize + 2 * sizeof(uint64) + secretSize;
     if (!DecodeBase64(KeyLineOf(text), bytes) || bytes.size() != size)
     {
-        return Refuse(where, "is no secret key of minisign");
+        return RefuseKey(where, "is no secret key of minisign");
     }
     std::string_view rest = bytes;
     SecretFields fields;
@@ -352,7 +352,7 @@ Result<SecretKey> SecretKey::Parse(std::string_view text, const std::string &whe
     if (fields.kind != KeyKind || fields.checksum != ChecksumKind ||
         (!isProtected && fields.protection != std::string_view("\0\0", 2)))
     {
-        return Refuse(where, "is a secret key of a kind that is not known here");
+        return RefuseKey(where, "is a secret key of a kind that is not known here");
     }
     std::string secret(rest);
     const Forgotten forgottenSecret(secret);
@@ -369,7 +369,7 @@ Result<SecretKey> SecretKey::Parse(std::string_view text, const std::string &whe
     // Only the right password gives a seed that the public half behind it belongs to.
     if (!key.HasPoint(TakeFront(rest, PointSize)))
     {
-        return Refuse(where, isProtected ? "wrong password" : "is damaged: its halves do not fit");
+        return RefuseKey(where, isProtected ? "wrong password" : "is damaged: its halves do not fit");
     }
     return key;
 }
@@ -385,7 +385,7 @@ bool SecretKey::HasPoint(std::string_view point) const
     std::string own(PointSize, '\0');
     uint_size size = own.size();
     const bool done = key != nullptr && EVP_PKEY_get_raw_public_key(key.get(), BytesOf(own), &size) == 1;
-    Require(done, "Ed25519");
+    RequireCrypto(done, "Ed25519");
     return own == point;
 }
 
@@ -396,7 +396,7 @@ std::string SecretKey::Sign(std::string_view content, const std::string &comment
         throw std::invalid_argument("the comment of a signature is one line");
     }
     const Key key(EVP_PKEY_new_raw_private_key(EVP_PKEY_ED25519, nullptr, mSeed.data(), mSeed.size()));
-    Require(key != nullptr, "Ed25519");
+    RequireCrypto(key != nullptr, "Ed25519");
     const std::string signature = SignRaw(key.get(), HashOf(content));
     const std::string identity(mIdentity.begin(), mIdentity.end());
     const std::string overall = SignRaw(key.get(), signature + comment);

@@ -11,6 +11,8 @@
 // BLAKE2b-512 ("ED"), with a comment that is signed too. What is made here is of the second kind.
 namespace Keld::Delivery
 {
+inline constexpr uint64 SignatureSizeLimit = 64 << 10; // bytes; no signature file has more
+
 using KeyIdentity = std::array<unsigned char, 8>; ///< chosen at random for a pair of keys
 
 /// The digits that minisign shows for it.

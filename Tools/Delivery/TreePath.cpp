@@ -1,5 +1,7 @@
 #include "Tools/Delivery/TreePath.h"
 
+#include "Tools/TreeReader/ShipListNames.h"
+
 #include "KeldMorvIO/TreeWords.h"
 #include "KeldMorvIO/archive/ArchiveFormat.h"
 
@@ -12,7 +14,6 @@ using TreeReader::Failure;
 using TreeReader::Fault;
 using TreeReader::FaultKind;
 using TreeReader::Result;
-using namespace MORV::Reader;
 
 namespace
 {
@@ -46,7 +47,7 @@ bool ReadVersion(std::string_view text, MorvVersion &version)
 
 bool ReadReleaseFile(const Names &names, FileRole &role)
 {
-    if (names.size() > 5 && names[4] == DeployDirectory)
+    if (names.size() > 5 && names[4] == MORV::Reader::DeployDirectory)
     {
         role = FileRole::NakedFile;
         return true;
@@ -55,47 +56,48 @@ bool ReadReleaseFile(const Names &names, FileRole &role)
     {
         return false;
     }
-    const bool known = names[4] == ReleaseManifestName || names[4] == ShipListName || names[4] == ShipListSignatureName;
-    role = names[4] == ReleaseManifestName ? FileRole::ReleaseManifest
-           : names[4] == ShipListName      ? FileRole::ShipList
-                                           : FileRole::ShipListSignature;
+    const bool known = names[4] == MORV::Reader::ReleaseManifestName || names[4] == TreeReader::ShipListName ||
+                       names[4] == TreeReader::ShipListSignatureName;
+    role = names[4] == MORV::Reader::ReleaseManifestName ? FileRole::ReleaseManifest
+           : names[4] == TreeReader::ShipListName        ? FileRole::ShipList
+                                                         : FileRole::ShipListSignature;
     return known;
 }
 
 bool ReadProjectFile(const Names &names, FileRole &role)
 {
-    if (names[2] == ReleasesDirectory)
+    if (names[2] == MORV::Reader::ReleasesDirectory)
     {
         return ReadReleaseFile(names, role);
     }
-    if (names[2] == ManagedFilesDirectory)
+    if (names[2] == MORV::Reader::ManagedFilesDirectory)
     {
         role = FileRole::ManagedFile;
         return true;
     }
-    if (names[2] != FileArchivesDirectory || names.size() != 5)
+    if (names[2] != MORV::Reader::FileArchivesDirectory || names.size() != 5)
     {
         return false;
     }
-    const std::string indexSuffix = std::string(".") + ArchiveIndexExtension;
+    const std::string indexSuffix = std::string(".") + MORV::Reader::ArchiveIndexExtension;
     const bool isIndex = names[4].ends_with(indexSuffix);
-    const bool isData = names[4].ends_with(indexSuffix + "." + ArchiveDataExtension);
+    const bool isData = names[4].ends_with(indexSuffix + "." + MORV::Reader::ArchiveDataExtension);
     role = isIndex ? FileRole::ArchiveIndex : FileRole::ArchiveData;
     return isIndex || isData;
 }
 
 bool ReadSolutionFile(const Names &names, FileRole &role)
 {
-    if (names[2] != ReleasesDirectory || names.size() != 5)
+    if (names[2] != MORV::Reader::ReleasesDirectory || names.size() != 5)
     {
         return false;
     }
-    if (names[4] == SolutionManifestName)
+    if (names[4] == MORV::Reader::SolutionManifestName)
     {
         role = FileRole::SolutionManifest;
         return true;
     }
-    if (names[4] == ConfigurationManifestName)
+    if (names[4] == MORV::Reader::ConfigurationManifestName)
     {
         role = FileRole::ConfigurationManifest;
         return true;
@@ -103,7 +105,7 @@ bool ReadSolutionFile(const Names &names, FileRole &role)
     return ReadReleaseFile(names, role) && (role == FileRole::ShipList || role == FileRole::ShipListSignature);
 }
 
-Fault Refuse(const std::string &path, const char *why)
+Fault RefusePath(const std::string &path, const char *why)
 {
     return {FaultKind::UnsafeName, path, why};
 }
@@ -139,23 +141,23 @@ Result<TreePath> ReadTreePath(const std::string &path)
 {
     if (path.size() >= PathLimit)
     {
-        return Refuse(path, "is longer than a path of a tree can be");
+        return RefusePath(path, "is longer than a path of a tree can be");
     }
     const Names names = SplitPath(path);
     for (const std::string_view name : names)
     {
         if (!IsPlainName(name))
         {
-            return Refuse(path, "would leave the tree, or holds a name that is none");
+            return RefusePath(path, "would leave the tree, or holds a name that is none");
         }
     }
     TreePath result;
-    const bool isProject = names[0] == ProjectsDirectory;
-    const bool isPlace = names.size() >= 5 && (isProject || names[0] == SolutionsDirectory) &&
+    const bool isProject = names[0] == MORV::Reader::ProjectsDirectory;
+    const bool isPlace = names.size() >= 5 && (isProject || names[0] == MORV::Reader::SolutionsDirectory) &&
                          ReadVersion(names[3], result.name.version);
     if (!isPlace || !(isProject ? ReadProjectFile(names, result.role) : ReadSolutionFile(names, result.role)))
     {
-        return Refuse(path, "is no place for a file of a release");
+        return RefusePath(path, "is no place for a file of a release");
     }
     result.name.isSolution = !isProject;
     result.name.name = names[1];
@@ -168,6 +170,6 @@ Failure CheckDirectoryName(const std::string &name)
     {
         return std::nullopt;
     }
-    return Refuse("\"" + name + "\"", "is no name of a project or a solution");
+    return RefusePath("\"" + name + "\"", "is no name of a project or a solution");
 }
 } // namespace Keld::Delivery

@@ -38,7 +38,4 @@ TreeReader::Result<TreePath> ReadTreePath(const std::string &path);
 
 /// A project or solution, by a name that came from elsewhere: refused where it would not be one directory's name.
 TreeReader::Failure CheckDirectoryName(const std::string &name);
-
-inline constexpr const char *ShipListName = "shiplist";                  // beside a manifest
-inline constexpr const char *ShipListSignatureName = "shiplist.minisig"; // beside that
 } // namespace Keld::Delivery

@@ -6,6 +6,7 @@
 #include "Tools/TreeChecker/ReleaseSet.h"
 #include "Tools/TreeChecker/StoredFiles.h"
 #include "Tools/TreeChecker/StrayFiles.h"
+#include "Tools/TreeReader/ShipListNames.h"
 
 #include "KeldMorvIO/TreeWords.h"
 
@@ -231,6 +232,8 @@ void TreeCheck::FindStrays()
                 referred.push_back(directory + "/" + manifest);
             }
         }
+        referred.push_back(directory + "/" + TreeReader::ShipListName);
+        referred.push_back(directory + "/" + TreeReader::ShipListSignatureName);
     }
     FindStrayFiles(mTree.GetRoot(), std::move(referred), mReport);
 }

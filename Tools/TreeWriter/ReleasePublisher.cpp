@@ -1,5 +1,6 @@
 #include "Tools/TreeWriter/ReleasePublisher.h"
 
+#include "Tools/TreeReader/ShipListNames.h"
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeWriter/DirectoryProtection.h"
 #include "Tools/TreeWriter/DiskSync.h"
@@ -60,6 +61,9 @@ ReleasePublisher::ReleasePublisher(const TreeReader::TreePlaces &tree, const std
       mParts{Part{MORV::Reader::FileArchivesDirectory, tree.Archives(project, release), true},
              Part{MORV::Reader::ManagedFilesDirectory, tree.ManagedFiles(project, release), true},
              Part{MORV::Reader::DeployDirectory, tree.NakedFiles(project, release), true},
+             Part{TreeReader::ShipListName, tree.Release(project, release) / TreeReader::ShipListName, false},
+             Part{TreeReader::ShipListSignatureName, tree.Release(project, release) / TreeReader::ShipListSignatureName,
+                  false},
              Part{MORV::Reader::ReleaseManifestName, tree.ReleaseManifest(project, release), false}}
 {
 }
@@ -164,6 +168,10 @@ void ReleasePublisher::SwitchPlaces()
         if (part.isDirectory)
         {
             fs::create_directory(NewPart(part.name)); // a link must resolve to something also where nothing is stored
+        }
+        else if (!IsThere(part.place) && !IsThere(NewPart(part.name)))
+        {
+            continue;
         }
         TurnIntoLink(part);
     }

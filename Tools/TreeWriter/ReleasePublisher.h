@@ -12,11 +12,12 @@ namespace Keld::TreeWriter
 /// Brings a release from its staging directory to its places, or takes it back.
 ///
 /// A release lies in four places: its archives, its managed files, its naked files, and its manifest. Where none of
-/// them is taken, the four are moved there, the manifest last. Where a release is replaced, each place first becomes a
-/// symbolic link into the staging directory that resolves to what was there; the links lead through one more link,
-/// which is turned from the old release to the new one in a single step; then each link gives way to what it resolves
-/// to. So whoever looks finds the old release or the new one, whole, at every moment, also when the process ends
-/// between two steps. The next one that holds the project's lock sets right what such an end left.
+/// them is taken, the four are moved there, the manifest last. A shiplist of the old release, and the signature over
+/// it, go with it. Where a release is replaced, each place first becomes a symbolic link into the staging directory
+/// that resolves to what was there; the links lead through one more link, which is turned from the old release to the
+/// new one in a single step; then each link gives way to what it resolves to. So whoever looks finds the old release or
+/// the new one, whole, at every moment, also when the process ends between two steps. The next one that holds the
+/// project's lock sets right what such an end left.
 ///
 /// The staging directory has this form:
 ///   new/{filearchives,managedfiles,deploy,releasemanifest}   what is to be published
@@ -70,6 +71,6 @@ private:
 
     std::filesystem::path mStaging;
     Options mOptions;
-    std::array<Part, 4> mParts; ///< the manifest last
+    std::array<Part, 6> mParts; ///< the manifest last
 };
 } // namespace Keld::TreeWriter

@@ -8,6 +8,10 @@ void AddAllCommands(CommandSet &commands)
     AddPackCommand(commands);
     AddSolutionCommand(commands);
     AddPruneCommand(commands);
+    // What brings them to other trees.
+    AddPublishCommand(commands);
+    AddBundleCommand(commands);
+    AddApplyCommand(commands);
     // What looks into them.
     AddReleasesCommand(commands);
     AddInfoCommand(commands);

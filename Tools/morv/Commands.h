@@ -8,6 +8,8 @@ class CommandSet;
 void AddAllCommands(CommandSet &commands);
 
 // One line for each command, by name. Its source tells its options, its help and its work.
+void AddApplyCommand(CommandSet &commands);
+void AddBundleCommand(CommandSet &commands);
 void AddCatCommand(CommandSet &commands);
 void AddDiffCommand(CommandSet &commands);
 void AddConflictsCommand(CommandSet &commands);
@@ -21,6 +23,7 @@ void AddManualCommands(CommandSet &commands); // completion, and what only progr
 void AddMountCommand(CommandSet &commands);   // only where libfuse3 is there
 void AddPackCommand(CommandSet &commands);
 void AddReleasesCommand(CommandSet &commands);
+void AddPublishCommand(CommandSet &commands);
 void AddPruneCommand(CommandSet &commands);
 void AddSolutionCommand(CommandSet &commands);
 void AddStatCommand(CommandSet &commands);

@@ -4,6 +4,7 @@
 #include "Tools/morv/Quantity.h"
 
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeReader/ShipListNames.h"
 #include "Tools/TreeReader/TreePlaces.h"
 #include "Tools/TreeReader/TreeText.h"
 #include "Tools/TreeWriter/FileOutput.h"
@@ -183,6 +184,9 @@ ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &s
     const std::string solutionText = TreeWriter::BuildSolutionManifest(solution);
     const std::string configurationText = TreeWriter::BuildConfigurationManifest(configuration);
     fs::create_directories(release / MORV::Reader::DeployDirectory);
+    // What was published of the solution that is replaced.
+    fs::remove(release / TreeReader::ShipListSignatureName);
+    fs::remove(release / TreeReader::ShipListName);
     TreeWriter::ReplaceFile(release / MORV::Reader::ConfigurationManifestName, configurationText);
     TreeWriter::ReplaceFile(manifest, solutionText);
     fmt::print("{} {}: {}, {} in use\n  {}\n", solution.name, options.release,

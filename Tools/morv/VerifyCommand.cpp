@@ -2,7 +2,7 @@
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/Interrupt.h"
 #include "Tools/morv/Progress.h"
-#include "Tools/morv/TreeChoice.h"
+#include "Tools/morv/ReleaseChoice.h"
 #include "Tools/morv/VerifyReportText.h"
 
 #include "Tools/TreeChecker/TreeCheck.h"
@@ -87,12 +87,7 @@ Scope ResolveScope(const VerifyOptions &options, const CommonOptions &common)
     Scope scope;
     if (options.releases.empty())
     {
-        scope.root = ChooseTree(options.root, common.GetDirectory());
-        if (scope.root.empty())
-        {
-            throw TreeError(common.GetDirectory() +
-                            " lies in no tree, as there is no directory named MORV around it: name one with --root");
-        }
+        scope.root = RequireTree(options.root, common);
     }
     for (const std::string &text : options.releases)
     {

@@ -1,0 +1,357 @@
+#include "Tools/Delivery/BundleApplication.h"
+
+#include "Tools/Common/ParallelWork.h"
+#include "Tools/Delivery/Arrival.h"
+#include "Tools/Delivery/BundleStream.h"
+#include "Tools/Delivery/FileSums.h"
+#include "Tools/TreeReader/ShipListNames.h"
+#include "Tools/TreeReader/TreeError.h"
+
+#include "KeldMorvIO/TreeWords.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <set>
+#include <system_error>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Keld::Delivery
+{
+using TreeReader::FaultKind;
+using TreeReader::ReleaseName;
+using TreeReader::Result;
+using TreeReader::TreeError;
+
+namespace
+{
+enum class FilePresence
+{
+    Missing,
+    Same,
+    Other ///< something else is in its place
+};
+
+void WriteAll(int descriptor, std::string_view bytes)
+{
+    while (!bytes.empty())
+    {
+        const ssize_t count = write(descriptor, bytes.data(), bytes.size());
+        if (count < 0 && errno != EINTR)
+        {
+            throw std::system_error(errno, std::generic_category(), "cannot write what arrives");
+        }
+        bytes.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
+    }
+}
+
+class BundleApplication
+{
+public:
+    explicit BundleApplication(const ApplyRequest &request)
+        : mRequest(request), mInput(request.bundle, request.bundleName)
+    {
+    }
+
+    ApplyReport Apply()
+    {
+        ReadHead();
+        RequireFits();
+        Lock();
+        try
+        {
+            RequireBase();
+            FindLacking();
+            Collect();
+            mArrival->Publish(mComing);
+        }
+        catch (...)
+        {
+            Forget();
+            throw;
+        }
+        return std::move(mReport);
+    }
+
+private:
+    void ReadHead()
+    {
+        const std::string headText = RequireText(BundleHead::HeadEntry, BundleHead::SizeLimit);
+        mReport.head = Require(BundleHead::Parse(headText, mRequest.bundleName));
+        mListText = RequireText(BundleHead::ListEntry, ShipList::SizeLimit);
+        mList.emplace(Require(ShipList::Parse(mListText, mRequest.bundleName + ": " + BundleHead::ListEntry)));
+        mHasFile = mInput.Next();
+        if (mHasFile && mInput.GetFileName() == BundleHead::SignatureEntry)
+        {
+            mSignature = mInput.ReadText(SignatureSizeLimit);
+            mHasFile = mInput.Next();
+        }
+        if (mRequest.key != nullptr)
+        {
+            if (mSignature.empty())
+            {
+                mInput.Refuse("is not signed, and only what is signed is taken");
+            }
+            mReport.signedComment = Require(mRequest.key->Check(mListText, mSignature, mRequest.bundleName));
+        }
+    }
+
+    std::string RequireText(const char *name, uint64 limit)
+    {
+        if (!mInput.Next() || mInput.GetFileName() != name)
+        {
+            mInput.Refuse("is no bundle: it should begin with \"" + std::string(name) + "\"");
+        }
+        return mInput.ReadText(limit);
+    }
+
+    template <class Value>
+    static Value Require(Result<Value> result)
+    {
+        if (!result)
+        {
+            throw TreeError(result.GetFault().GetMessage());
+        }
+        return std::move(*result);
+    }
+
+    /// Head and list must tell of one release, and the list of all of it.
+    void RequireFits()
+    {
+        const BundleHead &head = mReport.head;
+        uint64 bytes = 0;
+        for (const std::string &path : head.files)
+        {
+            const ShippedFile *file = mList->Find(path);
+            if (file == nullptr)
+            {
+                mInput.Refuse("carries a file that the release does not need: " + path);
+            }
+            bytes += file->size;
+        }
+        const std::string directory =
+            PathOfShipList(head.target)
+                .substr(0, PathOfShipList(head.target).size() - std::string_view(TreeReader::ShipListName).size());
+        const char *manifest =
+            head.target.isSolution ? MORV::Reader::SolutionManifestName : MORV::Reader::ReleaseManifestName;
+        const bool isComplete = head.base.has_value() || head.files.size() == mList->GetFiles().size();
+        if (mList->GetRelease() != head.target || bytes != head.bytes || mList->Find(directory + manifest) == nullptr ||
+            !isComplete)
+        {
+            mInput.Refuse("contradicts itself: its head and its list do not tell of the same");
+        }
+    }
+
+    void Lock()
+    {
+        const ReleaseName &target = mReport.head.target;
+        ArrivalPlan plan;
+        plan.root = mRequest.root;
+        plan.purpose = std::string(target.isSolution ? "apply-solution-" : "apply-") + target.name + "-" +
+                       FormatVersion(target.version);
+        std::set<std::string> projects;
+        std::set<std::string> solutions;
+        for (const ShippedFile &file : mList->GetFiles())
+        {
+            const TreePath path = *ReadTreePath(file.path); // the list has refused all others
+            (path.name.isSolution ? solutions : projects).insert(path.name.name);
+        }
+        plan.projects.assign(projects.begin(), projects.end());
+        plan.solutions.assign(solutions.begin(), solutions.end());
+        ArrivalOptions options;
+        options.protect = mRequest.protect;
+        options.sync = mRequest.sync;
+        options.step = mRequest.step;
+        options.whileWaiting = mRequest.calls.checkpoint;
+        mArrival.emplace(plan, std::move(options));
+        mArrival->Discard(); // what an earlier run collected is in this bundle again
+    }
+
+    /// What was collected comes again with the next run.
+    void Forget()
+    {
+        try
+        {
+            mArrival->Discard();
+        }
+        catch (const std::exception &)
+        {
+            // The next run removes it, and what hindered this one is worth more to tell.
+        }
+    }
+
+    FilePresence Look(const ShippedFile &file) const
+    {
+        struct stat status = {};
+        const std::string place = mRequest.root + "/" + file.path;
+        if (lstat(place.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR))
+        {
+            return FilePresence::Missing;
+        }
+        if (S_ISREG(status.st_mode) && static_cast<uint64>(status.st_size) != file.size)
+        {
+            return FilePresence::Other;
+        }
+        const Result<ShippedFile> present = SumFile(place, file.path, mRequest.calls);
+        return present && present->size == file.size && present->sum == file.sum ? FilePresence::Same
+                                                                                 : FilePresence::Other;
+    }
+
+    /// Looks at several files at once.
+    std::vector<FilePresence> LookAtAll(const std::vector<const ShippedFile *> &files) const
+    {
+        uint64 total = 0;
+        for (const ShippedFile *file : files)
+        {
+            total += file->size;
+        }
+        mRequest.calls.begin("checking", total);
+        std::vector<FilePresence> presences(files.size());
+        Common::ForEachInParallel(mRequest.threadCount, files.size(),
+                                  [&](uint_size index)
+                                  {
+                                      presences[index] = Look(*files[index]);
+                                  });
+        return presences;
+    }
+
+    /// Everything that is needed and not carried must be here.
+    void RequireBase() const
+    {
+        const BundleHead &head = mReport.head;
+        const std::set<std::string> carried(head.files.begin(), head.files.end());
+        std::vector<const ShippedFile *> needed;
+        for (const ShippedFile &file : mList->GetFiles())
+        {
+            if (carried.count(file.path) == 0)
+            {
+                needed.push_back(&file);
+            }
+        }
+        const std::vector<FilePresence> presences = LookAtAll(needed);
+        const auto lacking = std::find_if(presences.begin(), presences.end(),
+                                          [](FilePresence presence)
+                                          {
+                                              return presence != FilePresence::Same;
+                                          });
+        if (lacking == presences.end())
+        {
+            return;
+        }
+        const std::string &path = needed[static_cast<uint_size>(lacking - presences.begin())]->path;
+        throw TreeError("this bundle leads from " + head.base->GetText() + " to " + head.target.GetText() +
+                        ", and the tree does not have that base: " + mRequest.root + "/" + path +
+                        (*lacking == FilePresence::Missing ? " is missing" : " has other bytes"));
+    }
+
+    /// A file that is here already need not come again; but whose bytes are others is not ours to replace.
+    void FindLacking()
+    {
+        std::vector<const ShippedFile *> files;
+        for (const std::string &path : mReport.head.files)
+        {
+            files.push_back(mList->Find(path));
+        }
+        const std::vector<FilePresence> presences = LookAtAll(files);
+        for (uint_size index = 0; index < files.size(); ++index)
+        {
+            if (presences[index] == FilePresence::Other)
+            {
+                throw TreeError(mRequest.root + "/" + files[index]->path +
+                                ": is here already with other bytes than in the bundle, and is not replaced: is it "
+                                "another release of this version, or damaged (morv verify)?");
+            }
+            if (presences[index] == FilePresence::Missing)
+            {
+                mLacking.insert(files[index]->path);
+                mReport.bytes += files[index]->size;
+            }
+        }
+        mReport.files = mLacking.size();
+    }
+
+    /// Reads the rest of the bundle, all of it, and takes what lacks.
+    void Collect()
+    {
+        mRequest.calls.begin("reading", mReport.head.bytes);
+        for (const std::string &path : mReport.head.files)
+        {
+            if (!mHasFile || mInput.GetFileName() != path)
+            {
+                mInput.Refuse(mHasFile ? "carries " + mInput.GetFileName() + " where its head says " + path
+                                       : "ends early: it lacks " + path);
+            }
+            TakeFile(*mList->Find(path));
+            mHasFile = mInput.Next();
+        }
+        if (mHasFile)
+        {
+            mInput.Refuse("carries a file that its head does not name: " + mInput.GetFileName());
+        }
+        if (!mComing.empty())
+        {
+            TakeText(PathOfShipList(mReport.head.target), mListText);
+            TakeText(PathOfShipListSignature(mReport.head.target), mSignature);
+        }
+    }
+
+    void TakeFile(const ShippedFile &file)
+    {
+        const bool isWanted = mLacking.count(file.path) != 0;
+        const Common::Descriptor output = isWanted ? mArrival->OpenPartial(file.path) : Common::Descriptor();
+        ContentSummer summer;
+        mInput.Read(
+            [&](std::string_view bytes)
+            {
+                mRequest.calls.checkpoint();
+                summer.Update(bytes);
+                if (isWanted)
+                {
+                    WriteAll(output.Get(), bytes);
+                }
+                mRequest.calls.advance(bytes.size());
+            });
+        if (mInput.GetFileSize() != file.size || summer.Finish() != file.sum)
+        {
+            mInput.Refuse("is damaged: it does not carry " + file.path + " as it was sent");
+        }
+        if (isWanted)
+        {
+            Accept(file.path);
+        }
+    }
+
+    void TakeText(const std::string &path, const std::string &text)
+    {
+        if (!text.empty())
+        {
+            WriteAll(mArrival->OpenPartial(path).Get(), text);
+            Accept(path);
+        }
+    }
+
+    void Accept(const std::string &path)
+    {
+        mArrival->Accept(path);
+        mComing.push_back(path);
+    }
+
+    const ApplyRequest &mRequest;
+    BundleInput mInput;
+    ApplyReport mReport;
+    std::string mListText;
+    std::string mSignature; ///< empty where there is none
+    std::optional<ShipList> mList;
+    bool mHasFile = false; ///< the input stands before a file
+    std::optional<Arrival> mArrival;
+    std::set<std::string> mLacking;
+    std::vector<std::string> mComing;
+};
+} // namespace
+
+ApplyReport ApplyBundle(const ApplyRequest &request)
+{
+    return BundleApplication(request).Apply();
+}
+} // namespace Keld::Delivery
