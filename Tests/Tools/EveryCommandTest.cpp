@@ -67,6 +67,7 @@ const std::vector<Invocation> Invocations = {
     {{"publish"}, 0, true},
     {{"bundle", "game/1.0.0.0", "game/1.0.0.1", "-o", "OUT"}},
     {{"apply", "OUT"}, 2, true},
+    {{"repair"}},
     {{"prune", "--keep", "game/1.0.0.0", "--keep", "game/1.0.0.1"}},
     {{"du"}},
     {{"stats"}},

@@ -15,6 +15,7 @@ public:
     DirectorySource(std::string name, std::string directory, const SourceOptions &options);
 
     const std::string &GetName() const override { return mName; }
+    std::string GetDirectory() const override { return mDirectory; }
     std::optional<LargeVector<char>> ReadWhole(const std::string &path, uint64 limit) override;
     void ReadRanges(const std::string &path, const std::vector<ByteRange> &ranges, const RangeSink &sink) override;
     std::optional<uint64> GetSize(const std::string &path) override;

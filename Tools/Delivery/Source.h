@@ -61,6 +61,9 @@ public:
     /// As it was named, for messages, without a password.
     virtual const std::string &GetName() const = 0;
 
+    /// The root of a tree on a disk here, or an empty text.
+    virtual std::string GetDirectory() const { return ""; }
+
     /// A whole file of at most `limit` bytes, or nothing where there is none.
     virtual std::optional<LargeVector<char>> ReadWhole(const std::string &path, uint64 limit) = 0;
 

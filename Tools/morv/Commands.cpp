@@ -12,6 +12,7 @@ void AddAllCommands(CommandSet &commands)
     AddPublishCommand(commands);
     AddBundleCommand(commands);
     AddApplyCommand(commands);
+    AddRepairCommand(commands);
     // What looks into them.
     AddReleasesCommand(commands);
     AddInfoCommand(commands);

@@ -25,6 +25,7 @@ void AddPackCommand(CommandSet &commands);
 void AddReleasesCommand(CommandSet &commands);
 void AddPublishCommand(CommandSet &commands);
 void AddPruneCommand(CommandSet &commands);
+void AddRepairCommand(CommandSet &commands);
 void AddSolutionCommand(CommandSet &commands);
 void AddStatCommand(CommandSet &commands);
 void AddVerifyCommand(CommandSet &commands);

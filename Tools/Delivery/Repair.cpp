@@ -1,0 +1,345 @@
+#include "Tools/Delivery/Repair.h"
+
+#include "Tools/Delivery/DamageSurvey.h"
+#include "Tools/Delivery/DownloadPlace.h"
+#include "Tools/Delivery/Fetch.h"
+#include "Tools/Delivery/FileSums.h"
+#include "Tools/Delivery/RepairLists.h"
+#include "Tools/Delivery/SourceError.h"
+#include "Tools/TreeReader/DiskFile.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <memory>
+#include <optional>
+#include <set>
+#include <system_error>
+
+#include <unistd.h>
+
+namespace Keld::Delivery
+{
+using TreeReader::ReleaseName;
+using TreeReader::Result;
+using TreeReader::TreeError;
+
+namespace
+{
+constexpr uint_size MendBufferSize = uint_size(1) << 20; // bytes
+
+void WriteMended(int descriptor, uint64 offset, std::string_view bytes)
+{
+    while (!bytes.empty())
+    {
+        const ssize_t count = pwrite(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        if (count < 0 && errno != EINTR)
+        {
+            throw std::system_error(errno, std::generic_category(), "cannot write what is mended");
+        }
+        bytes.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
+        offset += count > 0 ? static_cast<uint64>(count) : 0;
+    }
+}
+
+/// Gets files back that lists tell of.
+class Mender
+{
+public:
+    Mender(const RepairRequest &request, const RepairLists &lists)
+        : mRequest(request), mLists(lists), mArrival(PlanOf(lists, request), OptionsOf(request)), mPlace(mArrival)
+    {
+        mArrival.Discard(); // what an earlier run collected may be of another source
+    }
+
+    void Run(const DamageSurvey &survey, RepairReport &report)
+    {
+        const std::vector<RepairNeed> needs =
+            CompareWithList(mRequest.root, mLists.GetFiles(), survey, mRequest.threadCount, mRequest.calls);
+        uint64 total = 0;
+        for (const RepairNeed &need : needs)
+        {
+            total += need.GetNeededBytes();
+        }
+        mRequest.calls.begin("fetching", total);
+        try
+        {
+            for (const RepairNeed &need : needs)
+            {
+                if (need.ranges.empty() || !MendRanges(need))
+                {
+                    mWhole.push_back(need.path);
+                }
+            }
+            BringWhole();
+            TakeTexts();
+            mArrival.Publish(mComing);
+        }
+        catch (...)
+        {
+            Forget();
+            throw;
+        }
+        report.broughtFiles += mComing.size();
+        report.broughtBytes += mBytes;
+        report.needs.insert(report.needs.end(), needs.begin(), needs.end());
+    }
+
+private:
+    static ArrivalPlan PlanOf(const RepairLists &lists, const RepairRequest &request)
+    {
+        std::set<std::string> projects;
+        std::set<std::string> solutions;
+        for (const ShippedFile &file : lists.GetFiles())
+        {
+            const TreePath path = *ReadTreePath(file.path); // lists have refused all others
+            (path.name.isSolution ? solutions : projects).insert(path.name.name);
+        }
+        return {request.root, "repair", {projects.begin(), projects.end()}, {solutions.begin(), solutions.end()}};
+    }
+
+    static ArrivalOptions OptionsOf(const RepairRequest &request)
+    {
+        ArrivalOptions options;
+        options.sync = request.sync;
+        options.step = request.step;
+        options.whileWaiting = request.calls.checkpoint;
+        return options;
+    }
+
+    void Forget()
+    {
+        try
+        {
+            mArrival.Discard();
+        }
+        catch (const std::exception &)
+        {
+            // The next run removes it, and what hindered this one is worth more to tell.
+        }
+    }
+
+    const ShippedFile &Shipped(const std::string &path) const
+    {
+        const std::vector<ShippedFile> &files = mLists.GetFiles();
+        return *std::lower_bound(files.begin(), files.end(), path,
+                                 [](const ShippedFile &file, const std::string &searched)
+                                 {
+                                     return file.path < searched;
+                                 });
+    }
+
+    /// Takes a file where it is the one that is wanted, else away.
+    bool AcceptIfRight(const std::string &path)
+    {
+        const ShippedFile &wanted = Shipped(path);
+        const Result<ShippedFile> came = SumFile(mPlace.GetPlace(path), path, mQuiet);
+        if (!came || came->size != wanted.size || came->sum != wanted.sum)
+        {
+            mPlace.Remove(path);
+            return false;
+        }
+        mArrival.Accept(path);
+        mComing.push_back(path);
+        return true;
+    }
+
+    /// Makes a copy of a damaged file, and fetches only what is damaged of it. False where that does not give the right
+    /// file: more is damaged than was seen, or the source gives whole files alone.
+    bool MendRanges(const RepairNeed &need)
+    {
+        const bool fits = std::all_of(need.ranges.begin(), need.ranges.end(),
+                                      [&need](const ByteRange &range)
+                                      {
+                                          return range.offset < need.size && range.size <= need.size - range.offset;
+                                      });
+        if (!fits)
+        {
+            return false;
+        }
+        {
+            const Common::Descriptor file = mArrival.OpenPartial(need.path);
+            CopyPresent(need, file.Get());
+            std::vector<uint64> done(need.ranges.size());
+            const RangeSink sink = [&](std::size_t range, std::string_view bytes)
+            {
+                WriteMended(file.Get(), need.ranges[range].offset + done[range], bytes);
+                done[range] += bytes.size();
+                mBytes += bytes.size();
+                mRequest.calls.advance(bytes.size());
+            };
+            try
+            {
+                mRequest.source->ReadRanges(need.path, need.ranges, sink);
+            }
+            catch (const SourceError &error)
+            {
+                if (error.GetTrouble() != SourceTrouble::NoRanges)
+                {
+                    throw;
+                }
+            }
+        }
+        return AcceptIfRight(need.path);
+    }
+
+    void CopyPresent(const RepairNeed &need, int descriptor) const
+    {
+        const Result<TreeReader::DiskFile> present = TreeReader::DiskFile::Open(mRequest.root + "/" + need.path);
+        if (!present)
+        {
+            throw TreeError(present.GetFault().GetMessage());
+        }
+        std::vector<char> buffer(std::min<uint64>(MendBufferSize, need.size));
+        for (uint64 offset = 0; offset < need.size;)
+        {
+            mRequest.calls.checkpoint();
+            const Result<uint_size> count =
+                present->ReadAt(offset, buffer.data(), std::min<uint64>(buffer.size(), need.size - offset));
+            if (!count || *count == 0)
+            {
+                return; // the rest of the copy has holes, and is not taken
+            }
+            WriteMended(descriptor, offset, {buffer.data(), *count});
+            offset += *count;
+        }
+    }
+
+    void BringWhole()
+    {
+        std::vector<Download> downloads;
+        for (const std::string &path : mWhole)
+        {
+            downloads.push_back({path, Shipped(path).size, Shipped(path).size});
+        }
+        DownloadCalls calls;
+        calls.checkpoint = mRequest.calls.checkpoint;
+        calls.advance = [this](uint64 bytes)
+        {
+            mBytes += bytes;
+            mRequest.calls.advance(bytes);
+        };
+        mRequest.source->Bring(downloads, mPlace, calls);
+        for (const std::string &path : mWhole)
+        {
+            if (!AcceptIfRight(path))
+            {
+                throw SourceError(SourceTrouble::Untrue, mRequest.source->GetName() + "/" + path +
+                                                             ": is not the file that its shiplist tells of");
+            }
+        }
+    }
+
+    /// The lists themselves, where those of the tree are others.
+    void TakeTexts()
+    {
+        for (const auto &[path, text] : mLists.GetTexts())
+        {
+            const auto present = TreeReader::ReadFileImage(mRequest.root + "/" + path, ShipList::SizeLimit);
+            if (present && std::string_view(present->data(), present->size()) == text)
+            {
+                continue;
+            }
+            mPlace.Write(path, text);
+            mArrival.Accept(path);
+            mComing.push_back(path);
+        }
+    }
+
+    const RepairRequest &mRequest;
+    const RepairLists &mLists;
+    Arrival mArrival;
+    const DownloadPlace mPlace;
+    const WorkCalls mQuiet;           ///< for what is read again
+    std::vector<std::string> mWhole;  ///< files to be fetched as a whole
+    std::vector<std::string> mComing; ///< accepted
+    std::atomic<uint64> mBytes{0};    ///< from the source
+};
+
+/// What a server gives without a list: held against digests alone.
+void FetchUnlisted(const RepairRequest &request, const ReleaseName &release, RepairReport &report)
+{
+    FetchRequest fetch;
+    fetch.wanted = release;
+    fetch.root = request.root;
+    fetch.sync = request.sync;
+    fetch.threadCount = request.threadCount;
+    fetch.advance = request.calls.advance;
+    fetch.checkpoint = request.calls.checkpoint;
+    fetch.step = request.step;
+    fetch.begin = [&request](FetchPhase, uint64 total)
+    {
+        request.calls.begin("fetching", total);
+    };
+    const FetchReport fetched = Fetch(*request.source, fetch);
+    report.broughtFiles += fetched.numbers.downloads;
+    report.broughtBytes += fetched.numbers.downloadedBytes;
+    report.notes.push_back(request.source->GetName() + " has no shiplist of " + release.GetText() +
+                           ": damage that no reader sees was not looked for");
+}
+
+/// By the tree's own lists, and what a check finds.
+void TellNeeds(const RepairRequest &request, DamageSurvey survey, RepairReport &report)
+{
+    for (const ReleaseName &release : request.releases)
+    {
+        const std::optional<ShipList> list = ReadOwnList(request.root, release);
+        if (!list)
+        {
+            report.notes.push_back(release.GetText() +
+                                   " has no shiplist here: damage that no reader sees was not looked for");
+            continue;
+        }
+        const std::vector<RepairNeed> needs =
+            CompareWithList(request.root, list->GetFiles(), survey, request.threadCount, request.calls);
+        for (const RepairNeed &need : needs)
+        {
+            if (!survey.needs.insert({need.path, need}).second)
+            {
+                continue;
+            }
+            survey.faults.push_back({TreeReader::FaultKind::WrongDigest, request.root + "/" + need.path,
+                                     need.isMissing ? "is missing" : "is not the file that its shiplist tells of"});
+        }
+    }
+    for (auto &[path, need] : survey.needs)
+    {
+        report.needs.push_back(std::move(need));
+    }
+    report.remaining = std::move(survey.faults);
+}
+} // namespace
+
+uint64 RepairNeed::GetNeededBytes() const
+{
+    uint64 bytes = 0;
+    for (const ByteRange &range : ranges)
+    {
+        bytes += range.size;
+    }
+    return ranges.empty() ? size : bytes;
+}
+
+RepairReport Repair(const RepairRequest &request)
+{
+    RepairReport report;
+    if (request.source == nullptr)
+    {
+        TellNeeds(request, SurveyDamage(request.root, request.releases, request.threadCount, request.calls), report);
+        return report;
+    }
+    const RepairLists lists(request);
+    report.notes = lists.GetNotes();
+    if (!lists.GetFiles().empty())
+    {
+        Mender mender(request, lists);
+        mender.Run(SurveyDamage(request.root, request.releases, request.threadCount, request.calls), report);
+    }
+    for (const ReleaseName &release : lists.GetUnlisted())
+    {
+        FetchUnlisted(request, release, report);
+    }
+    report.remaining = SurveyDamage(request.root, request.releases, request.threadCount, request.calls).faults;
+    return report;
+}
+} // namespace Keld::Delivery
