@@ -3,8 +3,8 @@
 #include "Tools/morv/PackOptions.h"
 #include "Tools/morv/Quantity.h"
 
-#include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeReader/ShipListNames.h"
+#include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeReader/TreePlaces.h"
 #include "Tools/TreeReader/TreeText.h"
 #include "Tools/TreeWriter/FileOutput.h"
