@@ -168,9 +168,11 @@ TEST_F(ArrivalTest, KilledAtAnyStepNoFileIsSeenBeforeWhatItCountsOnAndTheNextRun
                     _exit(ExitOfKilled);
                 }
             };
-            Arrival arrival(Plan(), options);
-            PutAll(arrival);
-            arrival.Publish(ArrivalOrder);
+            {
+                Arrival arrival(Plan(), options);
+                PutAll(arrival);
+                arrival.Publish(ArrivalOrder);
+            }
             _exit(0);
         }
         int status = 0;

@@ -114,7 +114,7 @@ protected:
         ASSERT_EQ(after.size(), before.size());
         for (const auto &[path, state] : before)
         {
-            const bool isDirectory = std::filesystem::is_directory(mTree.Path("client/" + path));
+            const bool isDirectory = std::filesystem::is_directory(path);
             EXPECT_TRUE(isDirectory || after[path] == state) << path;
         }
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tools/Delivery/Repair.h"
+#include "Tools/Delivery/RepairRequest.h"
 #include "Tools/Delivery/ShipList.h"
 
 #include <map>

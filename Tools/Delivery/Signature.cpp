@@ -7,6 +7,7 @@
 #include <openssl/evp.h>
 
 #include <algorithm>
+#include <cinttypes>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -243,14 +244,14 @@ bool IsPlainLine(std::string_view text)
 
 std::string FormatIdentity(const KeyIdentity &identity)
 {
-    std::string text;
+    uint64 number = 0;
     for (auto byte = identity.rbegin(); byte != identity.rend(); ++byte)
     {
-        char digits[3];
-        std::snprintf(digits, sizeof digits, "%02X", static_cast<unsigned>(*byte));
-        text += digits;
+        number = number << 8 | *byte;
     }
-    return text;
+    char digits[17];
+    std::snprintf(digits, sizeof digits, "%" PRIX64, number); // without zeros in front
+    return digits;
 }
 
 Result<PublicKey> PublicKey::Load(const std::string &fileOrText)
