@@ -27,13 +27,14 @@ class Calls:
         self._changed = threading.Condition(threading.RLock())
         self._inside = 0
         self._is_taken = False
+        self._waiting = 0  # who want to be alone: whoever comes after them waits, or they might never be
         self._thread = _ThisThread()
 
     def __enter__(self) -> None:
         thread = self._thread
         if thread.depth == 0:
             with self._changed:
-                while self._is_taken:
+                while self._is_taken or self._waiting != 0:
                     self._changed.wait()
                 self._inside += 1
         thread.depth += 1
@@ -53,9 +54,14 @@ class Calls:
         if self._thread.depth != 0:
             raise RuntimeError("the library can be started and ended only outside of its calls")
         with self._changed:
-            while self._inside != 0 or self._is_taken:
-                self._changed.wait()
-            self._is_taken = True
+            self._waiting += 1
+            try:
+                while self._inside != 0 or self._is_taken:
+                    self._changed.wait()
+                self._is_taken = True
+            finally:
+                self._waiting -= 1
+                self._changed.notify_all()
         self._thread.depth += 1
         try:
             yield
