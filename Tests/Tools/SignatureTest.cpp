@@ -125,7 +125,7 @@ TEST_F(SignatureTest, AKeyMayBeNamedByItsOwnText)
 
 TEST_F(SignatureTest, WhatIsNoKeyIsRefused)
 {
-    const auto expect = [this](const std::string &text, const std::string &reason)
+    const auto expect = [](const std::string &text, const std::string &reason)
     {
         const auto secret = SecretKey::Parse(text, "key", NoPassword);
         ASSERT_FALSE(secret);

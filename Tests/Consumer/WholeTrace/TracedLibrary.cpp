@@ -418,10 +418,15 @@ void TracedLibrary::Walk()
         std::vector<std::string> files;
         for (const std::string &entry : ListDirectory(Joined(directory, "*"), files))
         {
-            if (entry.ends_with('/'))
+            if (!entry.ends_with('/'))
             {
-                directories.push_back(Joined(directory, entry.substr(0, entry.size() - 1)));
-                Exists(directories.back());
+                continue;
+            }
+            const std::string subdirectory = Joined(directory, entry.substr(0, entry.size() - 1));
+            Exists(subdirectory);
+            if (entry != "/") // a child without a name can be its own parent, as "a/" is "a"
+            {
+                directories.push_back(subdirectory);
             }
         }
         for (const std::string &file : files)
