@@ -1,6 +1,8 @@
 #include "Tools/Delivery/BundleWriter.h"
 
 #include "Tools/Delivery/FileSums.h"
+#include "Tools/Delivery/Signature.h"
+#include "Tools/Delivery/TreePath.h"
 #include "Tools/TreeReader/DiskFile.h"
 #include "Tools/TreeReader/ShippingList.h"
 #include "Tools/TreeReader/TreeError.h"
