@@ -74,7 +74,7 @@ TEST_F(FetchTroubleTest, GoesOnAfterItWasStoppedAtAnyMoment)
     int stops = 0;
     for (bool done = false; !done; ++stops)
     {
-        int countdown = stops;
+        std::atomic<int> countdown = stops; // any thread may call the checkpoint
         FetchRequest request = Request();
         request.threadCount = 1;
         request.checkpoint = [&countdown]
