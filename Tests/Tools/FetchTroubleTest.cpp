@@ -3,6 +3,7 @@
 #include "Tools/ToolRun.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
