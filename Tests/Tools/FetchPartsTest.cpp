@@ -249,8 +249,9 @@ TEST_F(FetchByShipListTest, WithAKeyTakesNothingThatIsNotSigned)
     }
     const auto run = [this](const std::string &key)
     {
-        return RunMorv(mTree.Root(), {"fetch", Server(), "--root", Client(), "--project", "game", "--release",
-                                      "1.0.0.0", "--signed", mTree.Path(key), "--no-sync"});
+        // The key lies where -C leads, and not where the process is.
+        return RunMorv(mTree.Path("server"), {"-C", mTree.Root(), "fetch", Server(), "--root", Client(), "--project",
+                                              "game", "--release", "1.0.0.0", "--signed", key, "--no-sync"});
     };
     EXPECT_NE(run("one.pub").error.find("it is not signed"), std::string::npos);
     const auto key = Delivery::SecretKey::Load(mTree.Path("one.key"),

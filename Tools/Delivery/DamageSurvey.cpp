@@ -1,9 +1,9 @@
 #include "Tools/Delivery/DamageSurvey.h"
 
 #include "Tools/Common/ParallelWork.h"
+#include "Tools/Delivery/CheckedReleases.h"
 #include "Tools/Delivery/FileSums.h"
 #include "Tools/Delivery/TreePath.h"
-#include "Tools/TreeChecker/TreeCheck.h"
 #include "Tools/TreeReader/DiskFile.h"
 
 #include <algorithm>
@@ -103,17 +103,9 @@ std::optional<RepairNeed> CompareFile(const std::string &root, const ShippedFile
 DamageSurvey SurveyDamage(const std::string &root, const std::vector<ReleaseName> &releases, unsigned threadCount,
                           const WorkCalls &calls)
 {
-    TreeReader::Tree tree(root);
-    TreeChecker::CheckOptions options;
-    options.threadCount = threadCount;
-    options.checkpoint = calls.checkpoint;
-    options.advance = calls.advance;
-    options.begin = [&calls](uint64 total)
-    {
-        calls.begin("checking", total);
-    };
     DamageSurvey survey;
-    for (const TreeChecker::Finding &finding : TreeChecker::CheckTree(tree, releases, options).faults)
+    const TreeChecker::CheckReport report = CheckReleases(root, releases, threadCount, calls);
+    for (const TreeChecker::Finding &finding : report.faults)
     {
         AddFault(root, finding.fault, survey.needs);
         survey.faults.push_back(finding.fault);

@@ -1,8 +1,8 @@
 #include "Tools/Delivery/FileSums.h"
 
 #include "Tools/Common/ParallelWork.h"
+#include "Tools/Delivery/CheckedReleases.h"
 #include "Tools/Delivery/TreePath.h"
-#include "Tools/TreeChecker/TreeCheck.h"
 #include "Tools/TreeReader/Census.h"
 #include "Tools/TreeReader/DiskFile.h"
 #include "Tools/TreeReader/ReleaseParts.h"
@@ -127,16 +127,7 @@ ShipList ListRelease(const TreeReader::View &view, FileSums &sums, const std::st
 void RequireUndamaged(const std::string &root, const std::vector<TreeReader::ReleaseName> &releases,
                       unsigned threadCount, const WorkCalls &calls)
 {
-    TreeReader::Tree tree(root);
-    TreeChecker::CheckOptions options;
-    options.threadCount = threadCount;
-    options.checkpoint = calls.checkpoint;
-    options.advance = calls.advance;
-    options.begin = [&calls](uint64 total)
-    {
-        calls.begin("checking", total);
-    };
-    const TreeChecker::CheckReport report = TreeChecker::CheckTree(tree, releases, options);
+    const TreeChecker::CheckReport report = CheckReleases(root, releases, threadCount, calls);
     if (report.IsWhole())
     {
         return;

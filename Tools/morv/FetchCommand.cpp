@@ -2,6 +2,7 @@
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/Interrupt.h"
 #include "Tools/morv/Json.h"
+#include "Tools/morv/KeyOption.h"
 #include "Tools/morv/PackOptions.h"
 #include "Tools/morv/Progress.h"
 #include "Tools/morv/Quantity.h"
@@ -105,24 +106,6 @@ FetchRequest MakeFetchRequest(const FetchOptions &options, const CommonOptions &
 }
 
 /// An interrupt ends the work at its next checkpoint, and the next run goes on.
-std::optional<Delivery::PublicKey> LoadKey(const FetchOptions &options)
-{
-    if (options.key.empty())
-    {
-        return std::nullopt;
-    }
-    if (options.partial)
-    {
-        throw UsageError("--partial and --signed exclude each other: a signature is over whole archives");
-    }
-    auto key = Delivery::PublicKey::Load(options.key);
-    if (!key)
-    {
-        throw TreeReader::TreeError(key.GetFault().GetMessage());
-    }
-    return std::move(*key);
-}
-
 FetchReport FetchInterruptibly(const FetchOptions &options, const CommonOptions &common, FetchRequest &request)
 {
     std::optional<Progress> progress;
@@ -209,7 +192,11 @@ Json ReportDocument(const FetchReport &report, const FetchRequest &request, doub
 ExitCode RunFetch(const FetchOptions &options, const CommonOptions &common)
 {
     FetchRequest request = MakeFetchRequest(options, common);
-    const std::optional<Delivery::PublicKey> key = LoadKey(options);
+    if (options.partial && !options.key.empty())
+    {
+        throw UsageError("--partial and --signed exclude each other: a signature is over whole archives");
+    }
+    const std::optional<Delivery::PublicKey> key = LoadPublicKey(options.key, common);
     request.key = key ? &*key : nullptr;
     request.allowPartial = options.partial;
     request.protect = options.protect;
@@ -273,11 +260,7 @@ void AddFetchCommand(CommandSet &commands)
     command.add_flag("--partial", options->partial,
                      "Fetch of an archive of which at most half is needed the parts that are needed, and make a new "
                      "archive of them");
-    command
-        .add_option("--signed", options->key,
-                    "Take nothing but what a shiplist tells of that is signed with this key: the file of a public key, "
-                    "or its text")
-        ->type_name("FILE");
+    AddKeyOption(command, options->key);
     command.add_flag("--protect", options->protect,
                      "Let nobody write the directories of its archives, so that no program deletes an index there");
     command.add_flag("--no-sync", options->noSync, "Do not wait for the disk: a loss of power may take the release");
