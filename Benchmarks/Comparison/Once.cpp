@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <sys/mman.h>
 
 namespace Keld::Benchmarks
 {
@@ -53,6 +54,28 @@ int StartLibrary(const std::string &directory)
         throw std::runtime_error("the library does not start in " + directory);
     }
     return 0;
+}
+
+// More than any contender takes at its peak, of a million files.
+constexpr std::size_t MemoryAtHand = std::size_t{512} << 20;
+
+/// Free memory of a virtual machine lies with its host until it is touched, and to get it back costs more than the work
+/// that is measured. Whoever measures first would pay for all, and most for memory in large pieces. So each piece of
+/// work finds memory that has just been touched and given back.
+void BringMemoryIn()
+{
+    constexpr std::size_t pageSize = 4096;
+    void *const memory = mmap(nullptr, MemoryAtHand, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED)
+    {
+        return;
+    }
+    madvise(memory, MemoryAtHand, MADV_HUGEPAGE);
+    for (std::size_t offset = 0; offset < MemoryAtHand; offset += pageSize)
+    {
+        static_cast<volatile char *>(memory)[offset] = 1;
+    }
+    munmap(memory, MemoryAtHand);
 }
 
 std::unique_ptr<Neighbour> OpenNeighbour(const std::string &name, const std::string &directory)
@@ -112,6 +135,7 @@ int DoOnce(const std::vector<std::string> &arguments)
 
 OnceResult RunOnce(const std::string &arguments)
 {
+    BringMemoryIn();
     const std::string command = std::filesystem::read_symlink("/proc/self/exe").string() + " once " + arguments;
     std::FILE *const output = popen(command.c_str(), "r");
     OnceResult result{};

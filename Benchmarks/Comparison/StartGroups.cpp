@@ -41,8 +41,7 @@ public:
                       });
         using Clock = std::chrono::steady_clock;
         const Clock::time_point begin = Clock::now();
-        // A start takes as long as many short batches.
-        const std::size_t turns = std::max<std::size_t>(FewestStarts, static_cast<std::size_t>(repetitions) / 3);
+        const std::size_t turns = std::max(FewestStarts, static_cast<std::size_t>(repetitions));
         for (std::size_t turn = 0; turn < turns && (turn < FewestStarts || Clock::now() - begin < LongStarts); ++turn)
         {
             for (const Starter &starter : mStarters)
