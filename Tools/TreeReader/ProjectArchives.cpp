@@ -6,13 +6,18 @@ namespace Keld::TreeReader
 {
 const VersionArchives &ProjectArchives::GetVersion(MorvVersion version) const
 {
+    // Mostly one version is asked for many thousand times in a row, by several threads.
+    if (const Slot *last = mLast.load(std::memory_order_acquire); last != nullptr && last->version == version)
+    {
+        return *last->archives;
+    }
     Slot *slot = nullptr;
     {
         const std::lock_guard<std::mutex> lock(mMutex);
         std::unique_ptr<Slot> &place = mVersions[version];
         if (place == nullptr)
         {
-            place = std::make_unique<Slot>();
+            place = std::make_unique<Slot>(version);
         }
         slot = place.get();
     }
@@ -23,6 +28,7 @@ const VersionArchives &ProjectArchives::GetVersion(MorvVersion version) const
                        slot->archives = std::make_unique<const VersionArchives>(
                            mProjectRoot + "/" + MORV::Reader::FileArchivesDirectory + "/" + FormatVersion(version));
                    });
+    mLast.store(slot, std::memory_order_release);
     return *slot->archives;
 }
 } // namespace Keld::TreeReader

@@ -4,6 +4,7 @@
 
 #include "KeldFoundation/version/MorvVersion.h"
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -25,6 +26,9 @@ public:
 private:
     struct Slot
     {
+        explicit Slot(MorvVersion slotVersion) : version(slotVersion) {}
+
+        const MorvVersion version;
         std::once_flag read;
         std::unique_ptr<const VersionArchives> archives;
     };
@@ -32,5 +36,6 @@ private:
     const std::string mProjectRoot;
     mutable std::mutex mMutex;                                      ///< guards mVersions, not what the slots hold
     mutable std::map<MorvVersion, std::unique_ptr<Slot>> mVersions; ///< a slot stays where it is
+    mutable std::atomic<const Slot *> mLast{nullptr};               ///< asked for last, and read
 };
 } // namespace Keld::TreeReader

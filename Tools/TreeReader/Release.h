@@ -1,13 +1,8 @@
 #pragma once
 
-#include "Tools/TreeReader/DiskFileCache.h"
-#include "Tools/TreeReader/Fault.h"
+#include "Tools/TreeReader/FilePlaces.h"
 #include "Tools/TreeReader/LookupIndex.h"
-#include "Tools/TreeReader/ManifestTree.h"
-#include "Tools/TreeReader/ProjectArchives.h"
-#include "Tools/TreeReader/StoredFile.h"
 
-#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -21,13 +16,7 @@ namespace Keld::TreeReader
 class Release
 {
 public:
-    /// The parts of a tree that all its releases share; they must outlive the release.
-    struct Shared
-    {
-        std::string projectRoot; ///< `<root>/projects/<project that the manifest names>`
-        const ProjectArchives *archives;
-        DiskFileCache *files;
-    };
+    using Shared = FilePlaces::Shared;
 
     /// \param directory the release's own, in which its manifest lies.
     Release(std::string directory, std::unique_ptr<const ManifestTree> tree, const Shared &shared);
@@ -58,12 +47,15 @@ public:
     /// Where a file lies, or why the library leaves it out.
     Result<StoredFile> Locate(EntryIndex file) const;
 
+    /// The same for whoever has the path already, as the manifest spells it.
+    Result<StoredFile> Locate(EntryIndex file, const std::string &path) const { return mPlaces.Locate(file, path); }
+
     /// Whether the library finds a file on disk.
-    bool IsPresent(EntryIndex file) const;
+    bool IsPresent(EntryIndex file) const { return mPlaces.IsPresent(file); }
 
     /// Finds out about all files of a directory, or of the whole release, at once, which costs less than one by one.
-    void SettleDirectory(EntryIndex directory) const;
-    void SettleAll(unsigned threadCount) const;
+    void SettleDirectory(EntryIndex directory) const { mPlaces.SettleDirectory(directory); }
+    void SettleAll(unsigned threadCount) const { mPlaces.SettleAll(threadCount); }
 
     /// The files that are missing, in the order of the manifest. Settles all.
     std::vector<EntryIndex> GetMissing(unsigned threadCount) const;
@@ -72,30 +64,14 @@ public:
     bool HasAnyFile() const;
 
     /// The archives of a version, read when they are first asked for.
-    const VersionArchives &GetArchives(MorvVersion version) const { return mShared.archives->GetVersion(version); }
+    const VersionArchives &GetArchives(MorvVersion version) const { return mPlaces.GetArchives(version); }
 
     /// The versions whose archives the release needs, ascending.
     std::vector<MorvVersion> GetArchiveVersions() const;
 
-    DiskFileCache &GetFiles() const { return *mShared.files; }
+    DiskFileCache &GetFiles() const { return mPlaces.GetFiles(); }
 
 private:
-    enum State : uint8
-    {
-        Unknown,
-        Present,
-        Missing
-    };
-
-    Result<StoredFile> LocatePlain(EntryIndex file, const std::string &path) const;
-    Result<StoredFile> LocateArchived(EntryIndex file, const std::string &path) const;
-    Result<StoredFile> LocateAt(EntryIndex file, const std::string &path) const;
-    Failure MakePlainPath(EntryIndex file, const std::string &path, std::string &diskPath) const;
-    bool IsFound(EntryIndex file, const std::string &path) const;
-    void SettleScanned(const std::vector<EntryIndex> &files, const std::string &directoryPath) const;
-    void SettleTogether(const std::vector<EntryIndex> &files, const std::string &directoryPath) const;
-    State GetState(EntryIndex file) const;
-    void SetState(EntryIndex file, bool isPresent) const;
     const LookupIndex &GetListedIndex() const;
     const LookupIndex &GetPresentIndex() const;
     EntryIndex FindExactly(const std::string &path) const;
@@ -103,8 +79,7 @@ private:
 
     const std::string mDirectory;
     const std::unique_ptr<const ManifestTree> mTree;
-    const Shared mShared;
-    const std::unique_ptr<std::atomic<uint8>[]> mStates; ///< by file number
+    const FilePlaces mPlaces;
 
     mutable std::once_flag mListedIndexMade;
     mutable std::unique_ptr<const LookupIndex> mListedIndex; ///< as if no file were missing

@@ -90,6 +90,7 @@ std::string DigestText(const Digest &digest)
 {
     constexpr const char *digits = "0123456789abcdef";
     std::string text;
+    text.reserve(2 * digest.size());
     for (const unsigned char byte : digest)
     {
         text += digits[byte >> 4];

@@ -126,17 +126,21 @@ void VersionArchives::Load(const std::string &name)
 
 ArchiveHit VersionArchives::Find(const char *path) const
 {
+    return Find(HashName(path), path);
+}
+
+ArchiveHit VersionArchives::Find(uint32 hash, const char *path) const
+{
     if (*path == '\0')
     {
         return {};
     }
-    const uint32 hash = HashName(path);
-    for (const std::unique_ptr<const Archive> &archive : mArchives)
+    for (uint32 number = 0; number < mArchives.size(); ++number)
     {
-        const int32 record = archive->GetIndex().FindEntryIndex(hash, path);
+        const int32 record = mArchives[number]->GetIndex().FindEntryIndex(hash, path);
         if (record >= 0)
         {
-            return {archive.get(), static_cast<uint32>(record)};
+            return GetHit(number, static_cast<uint32>(record));
         }
     }
     return {};

@@ -42,6 +42,7 @@ private:
 struct ArchiveHit
 {
     const Archive *archive = nullptr; ///< null when no archive does
+    uint32 number = 0;                ///< of the archive among those of its version
     uint32 record = 0;                ///< of its index
 };
 
@@ -60,6 +61,12 @@ public:
 
     /// The first archive that holds a virtual path, as the library searches: several may.
     ArchiveHit Find(const char *path) const;
+
+    /// The same for whoever has the path's HashName.
+    ArchiveHit Find(uint32 hash, const char *path) const;
+
+    /// What was found once. Unchecked.
+    ArchiveHit GetHit(uint32 number, uint32 record) const { return {mArchives[number].get(), number, record}; }
 
 private:
     void Load(const std::string &name);

@@ -97,6 +97,10 @@ public:
     // Of an entry that was found.
     bool IsDirectory(const Hit &hit) const { return GetRelease(hit.layer).GetTree().IsDirectory(hit.entry); }
     std::string GetPath(const Hit &hit) const { return GetRelease(hit.layer).GetTree().GetPath(hit.entry); }
+    void AppendPath(const Hit &hit, std::string &text) const
+    {
+        GetRelease(hit.layer).GetTree().AppendPath(hit.entry, text);
+    }
     Result<StoredFile> Locate(const Hit &hit) const { return GetRelease(hit.layer).Locate(hit.entry); }
 
 private:

@@ -17,7 +17,11 @@ public:
     std::optional<std::string> Next();
 
 private:
-    std::FILE *mStream;
-    char mEnd;
+    bool HasBytes();
+
+    std::FILE *const mStream;
+    const char mEnd;
+    std::string mBlock;    ///< what was read last
+    std::size_t mNext = 0; ///< in it
 };
 } // namespace Keld::Morv

@@ -77,7 +77,7 @@ TreeReader::Result<PathStat> LookAt(const TreeReader::View &view, const TreeRead
         return stat;
     }
     const TreeReader::Release &release = view.GetRelease(hit.layer);
-    const TreeReader::Result<TreeReader::StoredFile> stored = release.Locate(hit.entry);
+    const TreeReader::Result<TreeReader::StoredFile> stored = release.Locate(hit.entry, stat.path);
     if (!stored)
     {
         return stored.GetFault();
