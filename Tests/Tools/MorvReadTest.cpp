@@ -96,6 +96,7 @@ TEST_F(MorvReadTest, AReleaseThatIsNotThereIsNamed)
 TEST_F(MorvReadTest, LsShowsAFileUnderItsOwnNameWithoutOpeningIt)
 {
     ExpectOutput({"ls", "-l", "DOCS/README.TXT"}, "           8  readme.txt\n");
+    ExpectOutput({"ls", "-lh", "text.l"}, "    1.91 MiB  text.l\n");
     ExpectOutput({"ls", "-l", "docs2", "text.l"}, "docs2:\n           1  a.b.dds\ntext.l:\n     2000000  text.l\n");
     ExpectRefused({"ls", "nothing"}, "nothing: not found");
 }
@@ -307,7 +308,7 @@ TEST_F(MorvReadTest, StatShowsDirectories)
 TEST_F(MorvReadTest, StatExplainsAFileThatItsReleaseHasLost)
 {
     mTree.Remove("MORV/projects/game/managedfiles/1.0.0.0/managed.bin");
-    ExpectRefused({"stat", "managed.bin"}, "managed.bin: is listed by game 1.0.0.0 but cannot be served: " +
+    ExpectRefused({"stat", "managed.bin"}, "managed.bin: is listed by game 1.0.0.0, but the library leaves it out: " +
                                                mTree.Path("MORV/projects/game/managedfiles/1.0.0.0/managed.bin") +
                                                ": is missing");
 }

@@ -1,9 +1,9 @@
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/morv/Absence.h"
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/ReadReport.h"
 #include "Tools/morv/Road.h"
-#include "Tools/morv/TypedPath.h"
 
 #include <CLI/CLI.hpp>
 

@@ -64,4 +64,14 @@ void CoreFileSystem::ReadFile(const std::string &path, const Range &range, const
         throw TreeReader::TreeError(path + ": " + failure->GetMessage());
     }
 }
+
+std::string CoreFileSystem::ResolveTyped(const std::string &typed) const
+{
+    TreeReader::TypedPath resolved = mView.ResolveTyped(typed);
+    if (!resolved.note.empty())
+    {
+        PrintNote(resolved.note);
+    }
+    return std::move(resolved.path);
+}
 } // namespace Keld::Morv

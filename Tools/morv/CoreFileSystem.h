@@ -1,9 +1,9 @@
 #pragma once
 
 #include "Tools/TreeReader/ContentReader.h"
+#include "Tools/morv/Absence.h"
 #include "Tools/morv/FileSystem.h"
 #include "Tools/morv/OpenView.h"
-#include "Tools/morv/TypedPath.h"
 
 namespace Keld::Morv
 {
@@ -19,10 +19,10 @@ public:
     bool IsDirectory(const std::string &path) const override { return mView.Enumerate(path) != nullptr; }
     bool Enumerate(const std::string &directory, const std::string &pattern, const Visit &visit) const override;
     void ReadFile(const std::string &path, const Range &range, const Sink &sink) override;
-    std::string ExplainAbsence(const std::string &path) const override { return ExplainMissing(mView, path); }
+    std::string ExplainAbsence(const std::string &path) const override { return Morv::ExplainAbsence(mView, path); }
     bool IsDamaged() const override { return !mCensus.IsWhole(); }
     const TreeReader::Census *GetCensus() const override { return &mCensus; }
-    std::string ResolveTyped(const std::string &typed) const override { return ResolveTypedPath(mView, typed); }
+    std::string ResolveTyped(const std::string &typed) const override;
 
 private:
     const std::unique_ptr<TreeReader::TreeSet> mTrees;

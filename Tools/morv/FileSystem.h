@@ -60,7 +60,7 @@ public:
     /// when the range begins behind its end.
     virtual void ReadFile(const std::string &path, const Range &range, const Sink &sink) = 0;
 
-    /// Why a path does not exist where it should, or an empty text when nobody lists it.
+    /// Why nothing has a path, as ExplainAbsence, as far as the road can tell.
     virtual std::string ExplainAbsence(const std::string &path) const = 0;
 
     /// Whether something is missing or damaged, so that not all can be served. It has been told.

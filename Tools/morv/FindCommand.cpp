@@ -4,7 +4,6 @@
 #include "Tools/morv/ReadReport.h"
 #include "Tools/morv/Road.h"
 #include "Tools/morv/Terminal.h"
-#include "Tools/morv/TypedPath.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Tools/morv/Absence.h"
 #include "Tools/morv/FileSystem.h"
 
 #include <memory>
@@ -23,7 +24,7 @@ public:
     bool IsDirectory(const std::string &path) const override;
     bool Enumerate(const std::string &directory, const std::string &pattern, const Visit &visit) const override;
     void ReadFile(const std::string &path, const Range &range, const Sink &sink) override;
-    std::string ExplainAbsence(const std::string &) const override { return ""; }
+    std::string ExplainAbsence(const std::string &) const override { return NotFoundText; }
     bool IsDamaged() const override { return mIsDamaged; }
     const TreeReader::Census *GetCensus() const override { return nullptr; }
     std::string ResolveTyped(const std::string &typed) const override;

@@ -1,10 +1,10 @@
+#include "Tools/morv/Absence.h"
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/Quantity.h"
 #include "Tools/morv/ReadReport.h"
 #include "Tools/morv/Road.h"
 #include "Tools/morv/Terminal.h"
-#include "Tools/morv/TypedPath.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>

@@ -1,12 +1,6 @@
 #include "Tools/morv/PathAnswer.h"
 
-#include "Tools/morv/EntryText.h"
-#include "Tools/morv/Terminal.h"
-
-#include "KeldFoundation/CStd/PathLimit.h"
-
 #include <algorithm>
-#include <cstring>
 
 namespace Keld::Morv
 {
@@ -55,11 +49,6 @@ void AddLayer(const View &view, uint32 layer, const std::string &path, PathAnswe
         AddHit(view, {layer, other}, false, answer);
     }
 }
-
-std::string Shown(const std::string &path)
-{
-    return path.empty() ? "/" : EscapeForTerminal(path);
-}
 } // namespace
 
 PathAnswer AnswerPath(const View &view, const std::string &path)
@@ -70,37 +59,6 @@ PathAnswer AnswerPath(const View &view, const std::string &path)
         AddLayer(view, layer, path, answer);
     }
     return answer;
-}
-
-std::string ExplainAbsence(const View &view, const std::string &path, const PathAnswer &answer)
-{
-    if (!answer.missing.empty())
-    {
-        const Hit &missing = answer.missing.front();
-        return Shown(path) + ": is listed by " + LayerText(view.GetLayers()[missing.layer]) +
-               ", but the library leaves it out: " + EscapeForTerminal(view.Locate(missing).GetFault().GetMessage()) +
-               "; bring that back, or pack the release again";
-    }
-    if (path.size() >= PathBufferSize)
-    {
-        return Shown(path) + ": has " + std::to_string(PathBufferSize) + " bytes or more, which the library refuses";
-    }
-    std::string known = path;
-    std::string unknown;
-    Hit hit;
-    while (!hit && !known.empty())
-    {
-        const std::size_t cut = known.rfind('/');
-        unknown = known.substr(cut == std::string::npos ? 0 : cut + 1);
-        known.resize(cut == std::string::npos ? 0 : cut);
-        hit = view.Find(known);
-    }
-    if (hit && !view.IsDirectory(hit))
-    {
-        return Shown(path) + ": not found: " + Shown(known) + " is a file";
-    }
-    return Shown(path) + ": not found: there is no \"" + EscapeForTerminal(unknown) + "\" in " + Shown(known) +
-           "; \"morv ls\" and \"morv find\" show what is there";
 }
 
 Relation CompareHidden(const View &view, const Hit &winner, const Hit &hidden)

@@ -26,10 +26,6 @@ struct PathAnswer
 /// \param path canonical; the empty one is the root.
 PathAnswer AnswerPath(const TreeReader::View &view, const std::string &path);
 
-/// Why there is nothing at a path, as a person needs it: what the release lists but lacks on disk, or how far the path
-/// leads.
-std::string ExplainAbsence(const TreeReader::View &view, const std::string &path, const PathAnswer &answer);
-
 /// How something hidden compares with what hides it.
 enum class Relation
 {

@@ -1,11 +1,11 @@
 #include "Tools/Common/ParallelWork.h"
+#include "Tools/morv/Absence.h"
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/OpenView.h"
 #include "Tools/morv/PathList.h"
 #include "Tools/morv/PathStat.h"
 #include "Tools/morv/ReadReport.h"
-#include "Tools/morv/TypedPath.h"
 
 #include <CLI/CLI.hpp>
 
@@ -59,7 +59,7 @@ void LookAtPath(const View &view, const std::string &typed, TreeReader::ContentR
     const TreeReader::Hit hit = view.Find(path.path);
     if (!hit)
     {
-        report.failures.emplace_back(path.path, AbsenceText(typed, ExplainMissing(view, path.path)));
+        report.failures.emplace_back(path.path, AbsenceText(typed, ExplainAbsence(view, path.path)));
         return;
     }
     const TreeReader::Result<PathStat> stat = LookAt(view, hit, reader);

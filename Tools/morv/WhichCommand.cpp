@@ -1,3 +1,4 @@
+#include "Tools/morv/Absence.h"
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/EntryText.h"
 #include "Tools/morv/OpenView.h"
@@ -75,7 +76,7 @@ public:
         const PathAnswer answer = AnswerPath(mView, path.path);
         if (!answer.winner)
         {
-            piece.errors.push_back(ExplainAbsence(mView, path.path, answer));
+            piece.errors.push_back(AbsenceText(typed, ExplainAbsence(mView, path.path)));
         }
         if (mWritesJson)
         {
@@ -94,9 +95,10 @@ public:
 private:
     void AppendText(const PathAnswer &answer, std::string &text) const
     {
-        const std::string path = mView.GetPath(answer.winner);
-        AppendLine(path.empty() ? "/" : path, text);
-        AppendHits("  wins     ", {answer.winner}, text);
+        const std::size_t begin = text.size();
+        mView.AppendPath(answer.winner, text);
+        EndLine(begin, text.size() == begin ? "/\n" : "\n", text);
+        AppendHit("  wins     ", answer.winner, text);
         AppendHits("  merged   ", answer.merged, text);
         AppendHits("  hidden   ", answer.hidden, text);
         AppendHits("  missing  ", answer.missing, text);
@@ -106,16 +108,26 @@ private:
     {
         for (const Hit &hit : hits)
         {
-            std::string line = word + mLayerTexts[hit.layer] + ": ";
-            AppendEntryText(mView, hit, line);
-            AppendLine(line, text);
+            AppendHit(word, hit, text);
         }
     }
 
-    void AppendLine(const std::string &line, std::string &text) const
+    void AppendHit(const char *word, const Hit &hit, std::string &text) const
     {
-        text += mEscapes ? EscapeForTerminal(line) : line;
-        text += '\n';
+        const std::size_t begin = text.size();
+        text.append(word).append(mLayerTexts[hit.layer]).append(": ");
+        AppendEntryText(mView, hit, text);
+        EndLine(begin, "\n", text);
+    }
+
+    /// \param begin of the line in `text`.
+    void EndLine(std::size_t begin, const char *end, std::string &text) const
+    {
+        if (mEscapes)
+        {
+            text.replace(begin, std::string::npos, EscapeForTerminal(std::string_view(text).substr(begin)));
+        }
+        text += end;
     }
 
     Json ValueOf(const std::string &typed, const TreeReader::TypedPath &path, const PathAnswer &answer) const
