@@ -37,6 +37,8 @@ void AddAllCommands(CommandSet &commands)
     AddFetchCommand(commands);
 #ifdef KELD_HAS_MOUNT
     AddMountCommand(commands);
+#else
+    AddMissingMountCommand(commands);
 #endif
     // What shells and the build ask.
     AddManualCommands(commands);

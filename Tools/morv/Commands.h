@@ -21,6 +21,7 @@ void AddInfoCommand(CommandSet &commands);
 void AddListCommand(CommandSet &commands);
 void AddManualCommands(CommandSet &commands); // completion, and what only programs call
 void AddMountCommand(CommandSet &commands);   // only where libfuse3 is there
+void AddMissingMountCommand(CommandSet &commands);
 void AddPackCommand(CommandSet &commands);
 void AddReleasesCommand(CommandSet &commands);
 void AddPublishCommand(CommandSet &commands);
