@@ -14,15 +14,20 @@ namespace Keld::Morv
 {
 namespace
 {
-constexpr std::chrono::milliseconds Patience(500);
+std::chrono::milliseconds gPatience(500);
 constexpr std::chrono::milliseconds Interval(100);
 constexpr const char *StartOfLine = "\r\x1b[K"; // and nothing on it
 } // namespace
 
 Progress::Progress(std::string what, uint64 total, bool wanted)
     : mWhat(std::move(what)), mTotal(total), mShown(wanted && IsTerminal(STDERR_FILENO)), mBegin(Clock::now()),
-      mNextDraw((mBegin + Patience).time_since_epoch().count())
+      mNextDraw((mBegin + gPatience).time_since_epoch().count())
 {
+}
+
+void Progress::AppearAfter(std::chrono::milliseconds patience)
+{
+    gPatience = patience;
 }
 
 Progress::~Progress()

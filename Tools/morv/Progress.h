@@ -23,6 +23,9 @@ public:
     Progress(const Progress &) = delete;
     Progress &operator=(const Progress &) = delete;
 
+    /// Sets how long the works that begin from now on stay silent: half a second, if this is not called. For tests.
+    static void AppearAfter(std::chrono::milliseconds patience);
+
     /// So many more bytes are done.
     void Add(uint64 bytes);
 
