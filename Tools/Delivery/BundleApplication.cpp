@@ -50,7 +50,7 @@ class BundleApplication
 {
 public:
     explicit BundleApplication(const ApplyRequest &request)
-        : mRequest(request), mInput(request.bundle, request.bundleName)
+        : mRequest(request), mInput(request.bundle, request.bundleName, request.calls.checkpoint)
     {
     }
 

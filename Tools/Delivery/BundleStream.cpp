@@ -14,7 +14,6 @@ using TreeReader::TreeError;
 
 namespace
 {
-constexpr uint_size TarReadSize = uint_size(1) << 18; // bytes
 constexpr mode_t TarFileMode = 0644;
 
 struct TarEntryCloser
@@ -99,10 +98,11 @@ void BundleInput::Closer::operator()(archive *stream) const
     archive_read_free(stream);
 }
 
-BundleInput::BundleInput(int descriptor, std::string name) : mName(std::move(name)), mStream(archive_read_new())
+BundleInput::BundleInput(int descriptor, std::string name, const std::function<void()> &checkpoint)
+    : mName(std::move(name)), mInput(descriptor, checkpoint), mStream(archive_read_new())
 {
     Require(archive_read_support_format_tar(mStream.get()));
-    Require(archive_read_open_fd(mStream.get(), descriptor, TarReadSize));
+    Require(mInput.Open(mStream.get()));
 }
 
 BundleInput::~BundleInput() = default;
@@ -179,6 +179,7 @@ void BundleInput::Require(int result) const
 {
     if (result != ARCHIVE_OK && result != ARCHIVE_WARN)
     {
+        mInput.ThrowFailure();
         Refuse("is no bundle, or is damaged: " + CauseOf(mStream.get()));
     }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Tools/TreeWriter/ArchiveInput.h"
+
 #include "KeldFoundation/CStd/BasicTypes.h"
 
 #include <exception>
@@ -53,7 +55,8 @@ class BundleInput
 public:
     /// \param descriptor borrowed
     /// \param name       for messages
-    BundleInput(int descriptor, std::string name);
+    /// \param checkpoint called several times a second while nothing comes; what it throws comes through
+    BundleInput(int descriptor, std::string name, const std::function<void()> &checkpoint);
     ~BundleInput();
 
     BundleInput(const BundleInput &) = delete;
@@ -83,7 +86,8 @@ private:
     void Require(int result) const;
 
     const std::string mName;
-    std::unique_ptr<archive, Closer> mStream;
+    TreeWriter::ArchiveInput mInput;
+    std::unique_ptr<archive, Closer> mStream; ///< reads from mInput
     std::string mFileName;
     uint64 mFileSize = 0;
 };

@@ -1,6 +1,7 @@
 #include "Tools/TreeWriter/TarSource.h"
 
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeWriter/ArchiveInput.h"
 #include "Tools/TreeWriter/FileOutput.h"
 #include "Tools/TreeWriter/SourceCollector.h"
 
@@ -72,13 +73,14 @@ std::optional<std::string> CleanPath(const std::string &name)
 class TarReader
 {
 public:
-    TarReader(const fs::path &directory, const SourceOptions &options, const std::function<void()> &checkpoint)
+    TarReader(int descriptor, const fs::path &directory, const SourceOptions &options,
+              const std::function<void()> &checkpoint)
         : mDirectory(directory), mOptions(options), mCheckpoint(checkpoint), mCollector("(tar)", options),
-          mStream(archive_read_new())
+          mInput(descriptor, checkpoint), mStream(archive_read_new())
     {
     }
 
-    SourceTree Read(int descriptor)
+    SourceTree Read()
     {
         archive_read_support_format_tar(mStream.get());
         archive_read_support_filter_gzip(mStream.get());
@@ -86,7 +88,7 @@ public:
         archive_read_support_filter_xz(mStream.get());
         archive_read_support_filter_zstd(mStream.get());
         archive_read_support_filter_lz4(mStream.get());
-        Require(archive_read_open_fd(mStream.get(), descriptor, ReadSize));
+        Require(mInput.Open(mStream.get()));
         archive_entry *entry = nullptr;
         for (;;)
         {
@@ -118,6 +120,7 @@ private:
     {
         if (result != ARCHIVE_OK && result != ARCHIVE_WARN)
         {
+            mInput.ThrowFailure();
             const char *cause = archive_error_string(mStream.get());
             throw TreeError("standard input is no tar stream, or a damaged one: " +
                             std::string(cause != nullptr ? cause : "it cannot be read"));
@@ -295,7 +298,8 @@ private:
     const SourceOptions &mOptions;
     const std::function<void()> &mCheckpoint;
     SourceCollector mCollector;
-    std::unique_ptr<archive, ArchiveCloser> mStream;
+    ArchiveInput mInput;
+    std::unique_ptr<archive, ArchiveCloser> mStream; ///< reads from mInput
     std::map<std::string, Content> mFiles;
     std::map<std::string, std::string> mLinks; ///< where links are followed: path to what it names
     std::vector<std::pair<std::string, Content>> mResolved;
@@ -308,6 +312,6 @@ private:
 SourceTree SpoolTar(int descriptor, const fs::path &directory, const SourceOptions &options,
                     const std::function<void()> &checkpoint)
 {
-    return TarReader(directory, options, checkpoint).Read(descriptor);
+    return TarReader(descriptor, directory, options, checkpoint).Read();
 }
 } // namespace Keld::TreeWriter
