@@ -1,3 +1,4 @@
+#include "Tools/JsonSchema.h"
 #include "Tools/ToolRun.h"
 #include "Tools/TreeSnapshot.h"
 
@@ -14,6 +15,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <iterator>
 #include <set>
 
@@ -31,18 +33,22 @@ struct Invocation
 {
     Words words;
     int exitCode = 0;
-    bool writes = false; ///< into the tree
+    bool writes = false;  ///< into the tree
+    int withoutRoom = -1; ///< the status where no file can get a byte, if it is another
 };
 
-// At least one of every command. "ROOT" stands for the tree, "OUT" for a directory that is not there yet.
+// At least one of every command. "ROOT" stands for the tree, "BUNDLE" for a bundle of game 1.0.0.1, "OUT" for a name
+// that is not there yet, "NEWTREE" for a tree that is not.
 const std::vector<Invocation> Invocations = {
     {{"pack", "../../../../../source", "--root", "ROOT", "--project", "other", "--release", "1.0.0.0", "--force"},
      0,
-     true},
+     true,
+     2},
     {{"solution", "--root", "ROOT", "--name", "second", "--release", "1.0.0.0", "--project", "game=1.0.0.0:1",
       "--force"},
      0,
-     true},
+     true,
+     2},
     {{"info"}},
     {{"ls"}},
     {{"ls", "-l", "-R"}},
@@ -51,7 +57,7 @@ const std::vector<Invocation> Invocations = {
     {{"find"}},
     {{"cat", "text.txt"}},
     {{"cat", "missing"}, 1},
-    {{"stat", "text.txt", "data"}},
+    {{"stat", "--check", "text.txt", "data"}},
     {{"releases", "--root", "ROOT"}},
     {{"which", "text.txt"}},
     {{"which", "missing"}, 1},
@@ -60,17 +66,23 @@ const std::vector<Invocation> Invocations = {
     {{"verify", "--quick"}},
     {{"diff", "game/1.0.0.0", "game/1.0.0.1"}, 1},
     {{"diff", "game/1.0.0.0", "game/1.0.0.0"}},
-    {{"extract", "--to", "OUT"}},
-    {{"fetch", "ROOT", "--root", "ROOT", "--project", "game", "--release", "1.0.0.1"}},
+    {{"diff", "game/1.0.0.0", "game/1.0.0.1", "--ship"}, 1},
+    {{"extract", "--to", "OUT"}, 0, false, 1},
+    {{"fetch", "ROOT", "--root", "NEWTREE", "--project", "game", "--release", "1.0.0.1", "--no-sync"}, 0, false, 2},
+    {{"fetch", "ROOT", "--root", "ROOT", "--project", "game", "--release", "1.0.0.1"}, 0, false, 2},
     {{"fetch", "ROOT", "--root", "ROOT", "--project", "game", "--release", "9.0.0.0"}, 2},
     {{"mount", "game/1.0.0.0", "OUT"}, 2},
-    {{"publish"}, 0, true},
-    {{"bundle", "game/1.0.0.0", "game/1.0.0.1", "-o", "OUT"}},
+    {{"publish"}, 0, true, 2},
+    {{"bundle", "game/1.0.0.0", "game/1.0.0.1", "-o", "OUT"}, 0, false, 2},
     {{"apply", "OUT"}, 2, true},
+    {{"apply", "BUNDLE", "--root", "NEWTREE", "--no-sync"}, 0, false, 2},
     {{"repair"}},
+    {{"repair", "--from", "ROOT"}, 0, true, 2},
     {{"prune", "--keep", "game/1.0.0.0", "--keep", "game/1.0.0.1"}},
     {{"du"}},
+    {{"du", "--html", "OUT"}, 0, false, 2},
     {{"stats"}},
+    {{"stats", "--releases"}},
     {{"doctor"}},
     {{"completion", "bash"}},
 };
@@ -96,6 +108,9 @@ protected:
         mTree.Write("source/text.txt", "other text");
         Pack("1.0.0.1", {"--base", "1.0.0.0", "--rule", "*.txt=managed"});
         mRelease = mTree.Path("MORV/projects/game/releases/1.0.0.1");
+        const ToolResult bundled =
+            RunMorv(mRelease, {"bundle", "game/1.0.0.1", "-o", mTree.Path("bundle"), "--no-sync"});
+        EXPECT_EQ(bundled.exitCode, 0) << bundled.error;
     }
 
     ~EveryCommandTest() override { unsetenv("NO_COLOR"); }
@@ -112,8 +127,11 @@ protected:
     Words WordsOf(const Invocation &invocation)
     {
         Words words = invocation.words;
+        mOut = mTree.Path("out" + std::to_string(++mRuns));
         std::replace(words.begin(), words.end(), std::string("ROOT"), mTree.Path("MORV"));
-        std::replace(words.begin(), words.end(), std::string("OUT"), mTree.Path("out" + std::to_string(++mRuns)));
+        std::replace(words.begin(), words.end(), std::string("BUNDLE"), mTree.Path("bundle"));
+        std::replace(words.begin(), words.end(), std::string("OUT"), mOut);
+        std::replace(words.begin(), words.end(), std::string("NEWTREE"), mOut + "/MORV");
         return words;
     }
 
@@ -144,6 +162,7 @@ protected:
     Morv::ToolFacts mFacts;
     std::vector<Invocation> mInvocations; ///< of the commands that this build has
     std::string mRelease;
+    std::string mOut; ///< of the last run
     int mRuns = 0;
 };
 
@@ -164,6 +183,19 @@ TEST_F(EveryCommandTest, IsInTheTableOfThisTest)
         EXPECT_TRUE(inTable.contains(command.name)) << command.name;
     }
     EXPECT_GT(inTable.size(), 15U);
+}
+
+TEST_F(EveryCommandTest, TeachesByExampleInItsHelp)
+{
+    for (const Morv::CommandFacts &command : mFacts.commands)
+    {
+        const ToolResult result = RunMorv(mTree.Root(), {command.name, "--help"});
+        EXPECT_EQ(result.exitCode, 0) << command.name;
+        EXPECT_EQ(result.error, "");
+        const std::size_t examples = result.out.find("\nExample");
+        ASSERT_NE(examples, std::string::npos) << command.name;
+        EXPECT_NE(result.out.find(" " + command.name, examples), std::string::npos) << command.name;
+    }
 }
 
 TEST_F(EveryCommandTest, WritesPlainDataIntoAFileAndEndsWithItsStatus)
@@ -213,9 +245,12 @@ TEST_F(EveryCommandTest, WritesOneDocumentWhenAskedForJson)
         EXPECT_EQ(result.exitCode, invocation.exitCode) << result.error;
         const auto document = nlohmann::json::parse(result.out, nullptr, false);
         ASSERT_TRUE(document.is_object()) << testing::PrintToString(words) << result.out;
-        EXPECT_EQ(document.value("format", ""), "morv." + words.front() + "/1");
+        const bool ofReleases = words.front() == "stats" && words[1] == "--releases"; // a table of its own
+        const std::string form = words.front() + (ofReleases ? "-releases" : "");
+        EXPECT_EQ(document.value("format", ""), "morv." + form + "/1");
+        ExpectMatchesSchema(form, result.out);
     }
-    EXPECT_GT(documents, 10);
+    EXPECT_GT(documents, 20);
 }
 
 TEST_F(EveryCommandTest, ShowsOnATerminalNothingButTextAndColour)
@@ -277,6 +312,27 @@ TEST_F(EveryCommandTest, SaysThatTheDiskIsFullAndEndsWithTrouble)
         EXPECT_EQ(result.exitCode, hasOutput ? 2 : invocation.exitCode)
             << testing::PrintToString(words) << result.error;
         EXPECT_EQ(result.error.find("No space left") != std::string::npos, hasOutput) << result.error;
+    }
+}
+
+TEST_F(EveryCommandTest, LeavesNothingHalfMadeWhereNoFileCanBeWritten)
+{
+    const std::string releases = RunMorv(mRelease, {"releases", "--json"}).out;
+    for (const Invocation &invocation : mInvocations)
+    {
+        SCOPED_TRACE(testing::PrintToString(invocation.words));
+        const ToolResult result = RunMorvWithoutRoom(mRelease, WordsOf(invocation));
+        const bool isHindered = invocation.withoutRoom >= 0;
+        EXPECT_EQ(result.exitCode, isHindered ? invocation.withoutRoom : invocation.exitCode) << result.out;
+        EXPECT_EQ(result.out.find("File too large") != std::string::npos, isHindered) << result.out;
+        if (isHindered)
+        {
+            EXPECT_EQ(RunMorv(mRelease, {"releases", "--json"}).out, releases);
+            EXPECT_EQ(RunMorv(mRelease, {"verify", "-q"}).exitCode, 0);
+            EXPECT_TRUE(invocation.words.back() != "OUT" || !std::filesystem::is_regular_file(mOut));
+            const std::filesystem::path brought = mOut + "/MORV/projects/game/releases";
+            EXPECT_FALSE(std::filesystem::exists(brought / "1.0.0.1/releasemanifest"));
+        }
     }
 }
 

@@ -12,19 +12,10 @@ namespace
 {
 TEST(MorvCommandLineTest, HelpGoesToStandardOutputAndTeachesByExample)
 {
-    for (const char *command : {"", "pack", "solution", "releases", "info", "ls", "tree", "find", "cat", "stat"})
-    {
-        std::vector<std::string> arguments{"--help"};
-        if (*command != '\0')
-        {
-            arguments.insert(arguments.begin(), command);
-        }
-        const ToolResult result = RunMorv("/", arguments);
-        EXPECT_EQ(result.exitCode, 0) << command;
-        EXPECT_NE(result.out.find("Example"), std::string::npos) << command;
-        EXPECT_NE(result.out.find(std::string("morv ") + (*command == '\0' ? "pack" : command)), std::string::npos);
-        EXPECT_EQ(result.error, "");
-    }
+    const ToolResult result = RunMorv("/", {"--help"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_NE(result.out.find("\nExamples:\n  morv pack"), std::string::npos) << result.out;
+    EXPECT_EQ(result.error, "");
 }
 
 TEST(MorvCommandLineTest, WhatCannotBeUnderstoodIsAUsageError)
@@ -159,7 +150,7 @@ TEST(MorvCommandLineTest, OptionsOfEveryCommandStandBeforeItsNameOrBehindIt)
         EXPECT_NE(result.error.find("\x1b[1;31mmorv:\x1b[0m "), std::string::npos) << result.error;
     }
     EXPECT_EQ(RunMorv(tree.Root(), {"ls", "--color", "red"}).exitCode, 2);
-    EXPECT_EQ(RunMorv(tree.Root(), {"solution", "--json"}).exitCode, 2);
+    EXPECT_EQ(RunMorv(tree.Root(), {"completion", "bash", "--json"}).exitCode, 2);
 }
 
 TEST(MorvCommandLineTest, AWorkingDirectoryThatCannotBeEnteredIsNamedWithTheCause)

@@ -1,6 +1,9 @@
+#include "Tools/JsonSchema.h"
 #include "Tools/ToolRun.h"
 
 #include "Support/TempTree.h"
+
+#include <nlohmann/json.hpp>
 
 #include <gtest/gtest.h>
 
@@ -59,6 +62,23 @@ TEST_F(MorvSolutionTest, WritesBothManifestsAndTheHigherPriorityWins)
     EXPECT_EQ(Morv({"cat", "shared.txt"}).out, "from data");
     EXPECT_EQ(Morv({"ls"}).out, "client.txt\ndata.txt\nshared.txt\n");
     EXPECT_NE(Morv({"stat", "shared.txt"}).out.find("  project          data 1.0.0.7\n"), std::string::npos);
+}
+
+TEST_F(MorvSolutionTest, TheDocumentTellsWhatWasWrittenAndQuietTellsNothing)
+{
+    std::vector<std::string> arguments = Both;
+    arguments.insert(arguments.end(), {"--use", "data", "--json"});
+    const ToolResult result = Solution(arguments);
+    EXPECT_EQ(result.exitCode, 0) << result.error;
+    ExpectMatchesSchema("solution", result.out);
+    const auto document = nlohmann::json::parse(result.out);
+    EXPECT_EQ(document["projects"].size(), 2U);
+    EXPECT_EQ(document["projects"][0]["priority"], 10);
+    EXPECT_EQ(document["inUse"], nlohmann::json::array({"data"}));
+    EXPECT_EQ(document["place"], mTree.Path(Release));
+    arguments = Both;
+    arguments.insert(arguments.end(), {"--force", "-q"});
+    EXPECT_EQ(Solution(arguments).out, "");
 }
 
 TEST_F(MorvSolutionTest, InfoShowsTheListingsInTheOrderOfTheSearch)

@@ -2,10 +2,12 @@
 
 #include "Support/TempTree.h"
 
+#include <csignal>
 #include <stdexcept>
 
 #include <fcntl.h>
 #include <pty.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -38,6 +40,19 @@ void Redirect(int descriptor, const std::string &path)
         execv(pointers[0], pointers.data());
     }
     _exit(127);
+}
+
+// Takes what comes until the other side has gone: an end, or of a terminal an error.
+std::string ReadUntilGone(int descriptor)
+{
+    std::string text;
+    char buffer[4096];
+    for (ssize_t count = 0; (count = read(descriptor, buffer, sizeof buffer)) > 0;)
+    {
+        text.append(buffer, static_cast<std::size_t>(count));
+    }
+    close(descriptor);
+    return text;
 }
 
 int WaitFor(pid_t child)
@@ -103,13 +118,33 @@ ToolResult RunMorvOnTerminal(const std::string &directory, const std::vector<std
         Become(directory, arguments);
     }
     ToolResult result;
-    char buffer[4096];
-    // A terminal whose other side has gone gives an error and no end.
-    for (ssize_t count = 0; (count = read(terminal, buffer, sizeof buffer)) > 0;)
+    result.out = ReadUntilGone(terminal);
+    result.exitCode = WaitFor(child);
+    return result;
+}
+
+ToolResult RunMorvWithoutRoom(const std::string &directory, const std::vector<std::string> &arguments)
+{
+    int ends[2] = {};
+    const pid_t child = pipe2(ends, O_CLOEXEC) == 0 ? fork() : -1;
+    if (child < 0)
     {
-        result.out.append(buffer, static_cast<std::size_t>(count));
+        throw std::runtime_error("cannot fork");
     }
-    close(terminal);
+    if (child == 0)
+    {
+        const struct rlimit none = {0, 0};
+        const bool isReady = dup2(ends[1], STDOUT_FILENO) >= 0 && dup2(ends[1], STDERR_FILENO) >= 0 &&
+                             std::signal(SIGXFSZ, SIG_IGN) != SIG_ERR && setrlimit(RLIMIT_FSIZE, &none) == 0;
+        if (!isReady)
+        {
+            _exit(126);
+        }
+        Become(directory, arguments);
+    }
+    close(ends[1]);
+    ToolResult result;
+    result.out = ReadUntilGone(ends[0]);
     result.exitCode = WaitFor(child);
     return result;
 }

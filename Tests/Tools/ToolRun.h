@@ -19,6 +19,9 @@ ToolResult RunMorv(const std::string &directory, const std::vector<std::string> 
 /// The same with a descriptor of the caller as its standard output; `out` is empty.
 ToolResult RunMorvInto(const std::string &directory, const std::vector<std::string> &arguments, int output);
 
+/// The same where no file can get a byte, as on a full disk. Gives standard output and standard error both as `out`.
+ToolResult RunMorvWithoutRoom(const std::string &directory, const std::vector<std::string> &arguments);
+
 /// The same on a terminal, which takes standard output and standard error and gives both as `out`, with its own line
 /// ends.
 ToolResult RunMorvOnTerminal(const std::string &directory, const std::vector<std::string> &arguments);

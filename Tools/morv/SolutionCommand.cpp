@@ -1,7 +1,9 @@
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
+#include "Tools/morv/Json.h"
 #include "Tools/morv/PackOptions.h"
 #include "Tools/morv/Quantity.h"
+#include "Tools/morv/Terminal.h"
 
 #include "Tools/TreeReader/ShipListNames.h"
 #include "Tools/TreeReader/TreeError.h"
@@ -164,7 +166,59 @@ void RequireReleases(const TreePlaces &tree, const SolutionContents &solution)
     }
 }
 
-ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &solution)
+Json SolutionDocument(const TreePlaces &tree, const SolutionContents &solution,
+                      const SolutionConfiguration &configuration)
+{
+    Json document = NewDocument("solution");
+    document["root"] = TextValue(tree.GetRoot().string());
+    document["name"] = TextValue(solution.name);
+    document["version"] = FormatVersion(solution.release);
+    document["projects"] = Json::array();
+    for (const SolutionProject &project : solution.projects)
+    {
+        document["projects"].push_back({{"name", TextValue(project.name)},
+                                        {"version", FormatVersion(project.version)},
+                                        {"priority", project.priority}});
+    }
+    document["configuration"] = TextValue(configuration.name);
+    document["inUse"] = Json::array();
+    for (const std::string &project : configuration.projects)
+    {
+        document["inUse"].push_back(TextValue(project));
+    }
+    document["place"] = TextValue(tree.Solution(solution.name, solution.release).string());
+    return document;
+}
+
+/// A new release that cannot be written whole leaves nothing.
+void WriteManifests(const fs::path &release, const SolutionContents &solution,
+                    const SolutionConfiguration &configuration)
+{
+    const std::string solutionText = TreeWriter::BuildSolutionManifest(solution);
+    const std::string configurationText = TreeWriter::BuildConfigurationManifest(configuration);
+    const bool isNew = !fs::exists(release);
+    try
+    {
+        fs::create_directories(release / MORV::Reader::DeployDirectory);
+        // What was published of the solution that is replaced.
+        fs::remove(release / TreeReader::ShipListSignatureName);
+        fs::remove(release / TreeReader::ShipListName);
+        TreeWriter::ReplaceFile(release / MORV::Reader::ConfigurationManifestName, configurationText);
+        TreeWriter::ReplaceFile(release / MORV::Reader::SolutionManifestName, solutionText);
+    }
+    catch (...)
+    {
+        std::error_code error;
+        if (isNew)
+        {
+            fs::remove_all(release, error);
+            fs::remove(release.parent_path(), error); // where no other release is there
+        }
+        throw;
+    }
+}
+
+ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &solution, const CommonOptions &common)
 {
     const TreePlaces tree(TreeWriter::RequireUsableRoot(ChooseRoot(options.root)));
     TreeWriter::RequireUsableName("solution", solution.name);
@@ -181,16 +235,17 @@ ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &s
         throw TreeError("release " + options.release + " of the solution " + solution.name +
                         " is already there: choose another --release, or replace it with --force");
     }
-    const std::string solutionText = TreeWriter::BuildSolutionManifest(solution);
-    const std::string configurationText = TreeWriter::BuildConfigurationManifest(configuration);
-    fs::create_directories(release / MORV::Reader::DeployDirectory);
-    // What was published of the solution that is replaced.
-    fs::remove(release / TreeReader::ShipListSignatureName);
-    fs::remove(release / TreeReader::ShipListName);
-    TreeWriter::ReplaceFile(release / MORV::Reader::ConfigurationManifestName, configurationText);
-    TreeWriter::ReplaceFile(manifest, solutionText);
-    fmt::print("{} {}: {}, {} in use\n  {}\n", solution.name, options.release,
-               CountText(solution.projects.size(), "project"), configuration.projects.size(), release.string());
+    WriteManifests(release, solution, configuration);
+    if (common.json)
+    {
+        PrintDocument(SolutionDocument(tree, solution, configuration));
+    }
+    else if (!common.quiet)
+    {
+        WriteOutput(fmt::format("{} {}: {}, {} in use\n  {}\n", Shown(solution.name), options.release,
+                                CountText(solution.projects.size(), "project"), configuration.projects.size(),
+                                Shown(release.string())));
+    }
     return ExitDone;
 }
 } // namespace
@@ -199,10 +254,10 @@ void AddSolutionCommand(CommandSet &commands)
 {
     const auto options = std::make_shared<SolutionOptions>();
     CLI::App &command =
-        commands.Add({"solution", "Bind releases of several projects into one file system", SolutionFooter},
-                     [options]
+        commands.Add({"solution", "Bind releases of several projects into one file system", SolutionFooter, true},
+                     [&commands, options]
                      {
-                         return WriteSolution(*options, ParseSolution(*options));
+                         return WriteSolution(*options, ParseSolution(*options), commands.GetCommon());
                      });
     command.add_option("--root", options->root, "The deployment tree, a directory named MORV (default: $MORV_ROOT)")
         ->type_name("DIR");
