@@ -72,6 +72,16 @@ TEST_F(MorvDuTest, ShowsFilesAndSortsAsAsked)
     Expect({"du", "-q", "top"}, "          500           500  100.0 %         1  top\n");
 }
 
+TEST_F(MorvDuTest, AReleaseCanBeNamedAndAPathThatIsNotThereGetsNoTable)
+{
+    const std::string root = mTree.Path("MORV");
+    EXPECT_EQ(RunMorv(root, {"du", "-q", "-r", "game/1.0.0.0", "top"}).out, Morv({"du", "-q", "top"}).out);
+    const ToolResult result = Morv({"du", "nowhere"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.error, "morv: nowhere: not found; \"morv ls\" and \"morv find\" show what is there\n");
+}
+
 TEST_F(MorvDuTest, WritesADocument)
 {
     const ToolResult result = Morv({"du", "--json", "-a"});

@@ -332,7 +332,10 @@ TEST_F(PackPipelineTest, MovedFilesAreCountedAndStoredAgain)
     const PackReport report = TreeWriter::PackRelease(delta);
     EXPECT_EQ(report.moved, 1u);
     EXPECT_EQ(report.storedSize, 1000u);
-    EXPECT_NE(notes.find("a file is found under the path that it was stored with"), std::string::npos) << notes;
+    EXPECT_NE(notes.find("1 file only moved but is stored again: a file is found under the path that it was stored "
+                         "with"),
+              std::string::npos)
+        << notes;
     ExpectServesSource(Second);
 }
 

@@ -32,6 +32,10 @@ void CheckSolution(const std::string &directory, const TreeReader::ReleaseName &
                                   ", and its directory says " + name.name + " " + FormatVersion(name.version));
     }
     const auto &known = solution.GetConfigurations();
+    if (known.empty())
+    {
+        return; // as "morv solution" writes it for whoever names none
+    }
     const auto match = std::find_if(known.begin(), known.end(),
                                     [&configuration](const auto &candidate)
                                     {

@@ -158,14 +158,17 @@ void NoteDelta(const PackRequest &request, const PackReport &report)
 {
     if (report.nakedAgain > 0)
     {
-        request.note(std::to_string(report.nakedAgain) + " unchanged naked files are stored again, " +
-                     std::to_string(report.nakedAgainSize) +
-                     " bytes: a later release can share managed and archived files, but no naked ones");
+        request.note(std::to_string(report.nakedAgain) +
+                     (report.nakedAgain == 1 ? " unchanged naked file is" : " unchanged naked files are") +
+                     " stored again, " + std::to_string(report.nakedAgainSize) +
+                     (report.nakedAgainSize == 1 ? " byte" : " bytes") +
+                     ": a later release can share managed and archived files, but no naked ones");
     }
     if (report.moved > 0)
     {
         request.note(std::to_string(report.moved) +
-                     " files only moved but are stored again: a file is found under the path that it was stored with");
+                     (report.moved == 1 ? " file only moved but is" : " files only moved but are") +
+                     " stored again: a file is found under the path that it was stored with");
     }
 }
 

@@ -1,5 +1,7 @@
+#include "Tools/morv/Absence.h"
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
+#include "Tools/morv/OpenView.h"
 #include "Tools/morv/OpenedUsage.h"
 #include "Tools/morv/Quantity.h"
 #include "Tools/morv/Terminal.h"
@@ -44,6 +46,7 @@ struct DuOptions
     unsigned depth = 1;
     std::string sort = "size";
     std::string html;
+    std::string release;
 };
 
 std::string PathOf(const ContentUsage &usage, uint32 index)
@@ -105,7 +108,7 @@ void WritePage(const OpenedUsage &opened, const std::string &file, const CommonO
 
 ExitCode Du(const DuOptions &options, const CommonOptions &common)
 {
-    const auto opened = OpenUsage("", "", common);
+    const auto opened = OpenUsage(options.release, "", common);
     const ContentUsage &usage = *opened->usage;
     ExitCode result = opened->isWhole ? ExitDone : ExitNo;
     std::vector<UsageRow> rows;
@@ -115,7 +118,7 @@ ExitCode Du(const DuOptions &options, const CommonOptions &common)
         const std::optional<uint32> index = usage.Find(path.path);
         if (!index)
         {
-            PrintError(typed + ": not found; \"morv tree\" shows all there is");
+            PrintError(AbsenceText(typed, NotFoundText));
             result = ExitNo;
             continue;
         }
@@ -132,7 +135,7 @@ ExitCode Du(const DuOptions &options, const CommonOptions &common)
     }
     else if (options.html.empty())
     {
-        WriteOutput(UsageTableText("path", rows, {options.human, !common.quiet}));
+        WriteOutput(UsageTableText("path", rows, {options.human, !common.quiet && !rows.empty()}));
     }
     return result;
 }
@@ -157,5 +160,6 @@ void AddDuCommand(CommandSet &commands)
         ->check(CLI::IsMember({"size", "stored", "files", "name"}));
     command.add_option("--html", options->html, "Write a page with a map of the whole release to this file")
         ->type_name("FILE");
+    AddReleaseOption(command, options->release);
 }
 } // namespace Keld::Morv
