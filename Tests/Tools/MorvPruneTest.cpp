@@ -4,6 +4,8 @@
 
 #include "Support/TempTree.h"
 
+#include "Tools/TreeWriter/WriteLock.h"
+
 #include "Tools/morv/Json.h"
 
 #include <gtest/gtest.h>
@@ -159,6 +161,26 @@ TEST_F(MorvPruneTest, RemovesWhatAKilledPackLeftAndWritesADocument)
     ExpectMatchesSchema("prune", removed.out);
     EXPECT_EQ(Json::parse(removed.out)["releases"][0]["version"], "1.0.0.0");
     EXPECT_FALSE(Exists("packing-1.0.0.2-abcdef"));
+}
+
+TEST_F(MorvPruneTest, RemovesWhatAKilledFetchLeftAndNothingThatIsAtWork)
+{
+    mTree.Write("MORV/arriving/game-2.0.0.0/partial/projects/game/managedfiles/2.0.0.0/x", "half");
+    mTree.Write("MORV/arriving/game-3.0.0.0/partial/projects/game/managedfiles/3.0.0.0/x", "half");
+    auto held = std::make_unique<TreeWriter::WriteLock>(mTree.Path("MORV/arriving/game-3.0.0.0"), [] {});
+    const TreeSnapshot before = TakeSnapshot(mTree.Path("MORV"));
+    const ToolResult told = Prune({"--keep", "game/1.0.0.0", "game/1.0.0.1"});
+    EXPECT_NE(told.out.find("leftover   unfinished  arriving/game-2.0.0.0/\n"), std::string::npos) << told.out;
+    EXPECT_EQ(told.out.find("game-3.0.0.0"), std::string::npos) << told.out;
+    EXPECT_TRUE(TakeSnapshot(mTree.Path("MORV")) == before);
+    const ToolResult removed = Prune({"--keep", "game/1.0.0.0", "game/1.0.0.1", "--json", "--apply"});
+    ExpectMatchesSchema("prune", removed.out);
+    EXPECT_EQ(Json::parse(removed.out)["leftovers"], Json::array({"arriving/game-2.0.0.0"}));
+    EXPECT_FALSE(mTree.Exists("MORV/arriving/game-2.0.0.0"));
+    EXPECT_TRUE(mTree.Exists("MORV/arriving/game-3.0.0.0/partial"));
+    held.reset();
+    EXPECT_EQ(Prune({"--keep", "game/1.0.0.0", "game/1.0.0.1", "--apply"}).exitCode, 0);
+    EXPECT_FALSE(mTree.Exists("MORV/arriving"));
 }
 } // namespace
 } // namespace Keld::Test

@@ -1,6 +1,7 @@
 #include "Tools/TreeChecker/ContentCheck.h"
 
 #include "Tools/Common/ParallelWork.h"
+#include "Tools/Common/Pool.h"
 #include "Tools/TreeReader/ContentBatch.h"
 
 #include "KeldMorvIO/blocks/CompressedFormat.h"
@@ -31,33 +32,6 @@ struct Workplace
     std::vector<const StoredUnit *> batched; ///< what each content of the batch is of
 };
 
-/// Places for whoever needs one.
-class WorkplacePool
-{
-public:
-    std::unique_ptr<Workplace> Take()
-    {
-        const std::lock_guard<std::mutex> lock(mMutex);
-        if (mFree.empty())
-        {
-            return std::make_unique<Workplace>();
-        }
-        std::unique_ptr<Workplace> place = std::move(mFree.back());
-        mFree.pop_back();
-        return place;
-    }
-
-    void Give(std::unique_ptr<Workplace> place)
-    {
-        const std::lock_guard<std::mutex> lock(mMutex);
-        mFree.push_back(std::move(place));
-    }
-
-private:
-    std::mutex mMutex; ///< guards mFree
-    std::vector<std::unique_ptr<Workplace>> mFree;
-};
-
 class ContentCheck
 {
 public:
@@ -77,7 +51,7 @@ private:
 
     const StoredFiles &mFiles;
     const ContentCheckOptions &mOptions;
-    WorkplacePool mPlaces;
+    Common::Pool<Workplace> mPlaces;
     std::mutex mMutex; ///< guards mReport
     CheckReport &mReport;
 };

@@ -4,6 +4,7 @@
 #include "Tools/TreeReader/DataFiles.h"
 #include "Tools/TreeReader/ReleaseParts.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeWriter/ArrivalLeftovers.h"
 #include "Tools/TreeWriter/ReleaseStaging.h"
 
 #include "KeldMorvIO/TreeWords.h"
@@ -91,6 +92,10 @@ public:
         for (const std::string &project : mProjects)
         {
             PlanProject(project);
+        }
+        for (const std::string &leftover : FindArrivalLeftovers(mRequest.root))
+        {
+            mPlan.leftovers.push_back(leftover);
         }
         mPlan.kept.assign(mKeptReleases.begin(), mKeptReleases.end());
         mPlan.kept.insert(mPlan.kept.end(), mKeptSolutions.begin(), mKeptSolutions.end());

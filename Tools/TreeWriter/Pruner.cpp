@@ -2,6 +2,7 @@
 
 #include "Tools/TreeReader/DataFiles.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeWriter/ArrivalLeftovers.h"
 #include "Tools/TreeWriter/DirectoryProtection.h"
 #include "Tools/TreeWriter/DiskSync.h"
 #include "Tools/TreeWriter/ReleaseStaging.h"
@@ -178,6 +179,8 @@ PrunePlan Prune(const PruneRequest &request, const PruneOptions &options)
         options.step();
         RemoveLeftovers(TreeReader::TreePlaces(request.root), project, options.sync);
     }
+    options.step();
+    RemoveArrivalLeftovers(request.root);
     PrunePlan plan = PlanPrune(request);
     if (plan.projects != expected.projects || plan.solutions != expected.solutions)
     {

@@ -7,6 +7,7 @@
 #include "Tools/TreeWriter/ReleaseManifestWriter.h"
 #include "Tools/TreeWriter/ReleaseStorer.h"
 #include "Tools/TreeWriter/SourceContent.h"
+#include "Tools/TreeWriter/StaleShipLists.h"
 #include "Tools/TreeWriter/StoredForm.h"
 #include "Tools/TreeWriter/TarSource.h"
 #include "Tools/TreeWriter/TreeNames.h"
@@ -222,6 +223,7 @@ public:
         report.shared = storer.GetSharedCount();
         report.sharedSize = storer.GetSharedSize();
         staging.Publish(BuildManifest(mRequest, source, plan));
+        ForgetShipLists();
         NoteDelta(mRequest, report);
         return report;
     }
@@ -234,6 +236,21 @@ private:
             mRequest.note(note);
         }
         return PlanRelease(mRequest, mTree, source, base);
+    }
+
+    /// The release's own list went with the old release.
+    void ForgetShipLists() const
+    {
+        if (!mRequest.replace)
+        {
+            return;
+        }
+        for (const std::string &solution :
+             RemoveStaleShipLists(mTree, mRequest.project, mRequest.release, mRequest.sync))
+        {
+            mRequest.note("removed the shiplist of the solution " + solution +
+                          ", which told of the release before: publish it again");
+        }
     }
 
     const PackRequest &mRequest;

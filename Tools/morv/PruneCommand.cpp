@@ -30,8 +30,9 @@ served from, also those of earlier versions that a delta needs. Projects and sol
 left alone, unless --everything says otherwise. A solution that stays never loses a release: that is refused.
 
 Manifests go first and data last, so that a release is whole or gone at every moment; a run that is killed is
-finished by the next one. It waits for whoever writes to the projects. What killed packs left is removed, too. Do
-not remove a release that a program has open: it reads on from archives, but no longer finds other files.
+finished by the next one. It waits for whoever writes to the projects. What killed packs, fetches and repairs left is
+removed, too; a fetch that was interrupted begins anew then. Do not remove a release that a program has open: it reads
+on from archives, but no longer finds other files.
 
 Examples:
   morv prune --root /srv/MORV --keep client/1.0.0.4 client/1.0.0.5
@@ -101,7 +102,7 @@ std::string PlanText(const PrunePlan &plan)
     }
     for (const std::string &leftover : plan.leftovers)
     {
-        AddLine(text, "leftover", "of a pack", leftover + "/");
+        AddLine(text, "leftover", "unfinished", leftover + "/");
     }
     return text;
 }

@@ -1,0 +1,76 @@
+#include "Tools/TreeWriter/ArrivalLeftovers.h"
+
+#include "Tools/Common/OutputDirectory.h"
+#include "Tools/TreeWriter/DirectoryProtection.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace Keld::TreeWriter
+{
+namespace fs = std::filesystem;
+
+namespace
+{
+/// Open where nobody else holds it. Whoever waits for its lock sees afterwards that it went, and makes it anew.
+Common::Descriptor LockLeftover(const fs::path &directory)
+{
+    Common::Descriptor descriptor(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    const bool isFree = descriptor.IsOpen() && flock(descriptor.Get(), LOCK_EX | LOCK_NB) == 0;
+    return isFree ? std::move(descriptor) : Common::Descriptor();
+}
+
+std::vector<fs::path> ListArriving(const std::string &root)
+{
+    std::vector<fs::path> directories;
+    std::error_code error;
+    for (const fs::directory_entry &entry : fs::directory_iterator(fs::path(root) / ArrivingDirectory, error))
+    {
+        if (entry.is_directory(error) && !entry.is_symlink(error))
+        {
+            directories.push_back(entry.path());
+        }
+    }
+    std::sort(directories.begin(), directories.end());
+    return directories;
+}
+
+std::string LeftoverPath(const fs::path &directory)
+{
+    return std::string(ArrivingDirectory) + "/" + directory.filename().string();
+}
+} // namespace
+
+std::vector<std::string> FindArrivalLeftovers(const std::string &root)
+{
+    std::vector<std::string> leftovers;
+    for (const fs::path &directory : ListArriving(root))
+    {
+        if (LockLeftover(directory).IsOpen())
+        {
+            leftovers.push_back(LeftoverPath(directory));
+        }
+    }
+    return leftovers;
+}
+
+std::vector<std::string> RemoveArrivalLeftovers(const std::string &root)
+{
+    std::vector<std::string> removed;
+    for (const fs::path &directory : ListArriving(root))
+    {
+        const Common::Descriptor lock = LockLeftover(directory);
+        if (lock.IsOpen())
+        {
+            RemoveTree(directory);
+            removed.push_back(LeftoverPath(directory));
+        }
+    }
+    rmdir((fs::path(root) / ArrivingDirectory).c_str()); // stays where somebody is at work
+    return removed;
+}
+} // namespace Keld::TreeWriter
