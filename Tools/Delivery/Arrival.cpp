@@ -1,8 +1,9 @@
 #include "Tools/Delivery/Arrival.h"
 
-#include "Tools/Delivery/PathText.h"
+#include "Tools/Delivery/WayClearing.h"
 #include "Tools/TreeReader/DiskFile.h"
 #include "Tools/TreeReader/TreeError.h"
+#include "Tools/TreeWriter/ArrivalLeftovers.h"
 #include "Tools/TreeWriter/DirectoryProtection.h"
 #include "Tools/TreeWriter/DiskSync.h"
 #include "Tools/TreeWriter/FileOutput.h"
@@ -12,11 +13,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <optional>
-#include <sstream>
 #include <system_error>
+#include <unordered_map>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -31,13 +31,12 @@ using TreeReader::TreeError;
 namespace
 {
 // What stands in the staging directory.
-constexpr const char *Partial = "partial";       // files in the making, by their path in the tree
-constexpr const char *Whole = "whole";           // accepted files
-constexpr const char *Doubtful = "doubtful";     // accepted before the machine was started anew: they may lack bytes
-constexpr const char *Journal = "publishing";    // what is to come to its place; there until all of it is
-constexpr const char *BootFile = "boot";         // which run of the machine accepted what is whole
-constexpr const char *Arriving = "arriving";     // in the root: the staging directories
-constexpr uint64 JournalLimit = uint64(1) << 30; // bytes
+constexpr const char *Partial = "partial";    // files in the making, by their path in the tree
+constexpr const char *Whole = "whole";        // accepted files
+constexpr const char *Doubtful = "doubtful";  // accepted before the machine was started anew: they may lack bytes
+constexpr const char *Journal = "publishing"; // what is to come to its place; there until all of it is
+constexpr const char *BootFile = "boot";      // which run of the machine accepted what is whole
+constexpr uint64 BootTextLimit = 4096;        // bytes
 
 constexpr mode_t FileMode = 0666; // less what the mask of the process says
 
@@ -56,18 +55,9 @@ std::string NameIn(const std::string &path)
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-/// A text that differs between any two runs of the machine, or an empty one where the system does not tell.
-std::string IdentifyBoot()
-{
-    const Common::Descriptor file(open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC));
-    char text[64];
-    const ssize_t length = file.IsOpen() ? read(file.Get(), text, sizeof text) : 0;
-    return length > 0 ? std::string(text, static_cast<std::size_t>(length)) : std::string();
-}
-
 std::string ReadText(const std::string &path)
 {
-    const TreeReader::Result<LargeVector<char>> image = TreeReader::ReadFileImage(path, JournalLimit);
+    const TreeReader::Result<LargeVector<char>> image = TreeReader::ReadFileImage(path, BootTextLimit);
     return image ? std::string(image->begin(), image->end()) : std::string();
 }
 
@@ -104,7 +94,8 @@ bool HoldsAnyFile(const std::string &directory)
 } // namespace
 
 Arrival::Arrival(const ArrivalPlan &plan, ArrivalOptions options)
-    : mRoot(plan.root), mStaging(std::string(Arriving) + "/" + plan.purpose), mOptions(std::move(options))
+    : mRoot(plan.root), mStaging(std::string(TreeWriter::ArrivingDirectory) + "/" + plan.purpose),
+      mOptions(std::move(options))
 {
     RequireName(plan.purpose);
     mDirectory = std::make_unique<Common::OutputDirectory>(mRoot);
@@ -125,7 +116,7 @@ Arrival::Arrival(const ArrivalPlan &plan, ArrivalOptions options)
     {
         TreeWriter::RemoveLeftovers(TreeReader::TreePlaces(mRoot), project, mOptions.sync);
     }
-    ReadJournal();
+    mJournal = std::make_unique<ArrivalJournal>(mRoot + "/" + mStaging + "/" + Journal);
     SetAsideDoubtful();
 }
 
@@ -147,14 +138,14 @@ Arrival::~Arrival()
 
 bool Arrival::IsAccepted(const std::string &path) const
 {
-    return FindMark(PlaceOf(Whole, path)).has_value() || IsInPlace(path);
+    return FindFileMark(PlaceOf(Whole, path)).has_value() || IsInPlace(path);
 }
 
 Descriptor Arrival::OpenPartial(const std::string &path) const
 {
     RequireTreePath(path);
     const Descriptor directory = mDirectory->OpenBelow(ParentOf(AreaPath(Partial, path)));
-    if (!FindMark(PlaceOf(Partial, path)) && FindMark(PlaceOf(Doubtful, path)))
+    if (!FindFileMark(PlaceOf(Partial, path)) && FindFileMark(PlaceOf(Doubtful, path)))
     {
         Move(path, Doubtful, Partial);
     }
@@ -232,7 +223,7 @@ void Arrival::Discard()
 
 void Arrival::Clear()
 {
-    mJournal.clear();
+    mJournal->Forget();
     for (const fs::directory_entry &entry : fs::directory_iterator(mRoot + "/" + mStaging))
     {
         fs::remove_all(entry.path());
@@ -245,7 +236,7 @@ void Arrival::BringAll(const std::vector<std::string> &paths) const
     bool moved = false;
     for (const std::string &path : paths)
     {
-        if (FindMark(PlaceOf(Whole, path)))
+        if (FindFileMark(PlaceOf(Whole, path)))
         {
             mOptions.step();
             Bring(path);
@@ -265,10 +256,18 @@ void Arrival::BringAll(const std::vector<std::string> &paths) const
 void Arrival::Bring(const std::string &path) const
 {
     const FileRole role = RequireTreePath(path).role;
-    if (role == FileRole::ReleaseManifest || role == FileRole::SolutionManifest)
+    const bool isManifest = role == FileRole::ReleaseManifest || role == FileRole::SolutionManifest;
+    // The place that programs start in is there also when nothing is stored in it.
+    const std::string start = isManifest ? ParentOf(path) + "/" + MORV::Reader::DeployDirectory : "";
+    if (mOptions.putAside)
     {
-        // The place that programs start in, also when nothing is stored there.
-        mDirectory->OpenBelow(ParentOf(path) + "/" + MORV::Reader::DeployDirectory);
+        const WayClearing clearing(*mDirectory, mRoot, mOptions.putAside);
+        clearing.ClearWayTo(isManifest ? start + "/" : path);
+        clearing.ClearPlaceOf(path);
+    }
+    if (isManifest)
+    {
+        mDirectory->OpenBelow(start);
     }
     const Descriptor directory = mDirectory->OpenBelow(ParentOf(path));
     const TreeWriter::ProtectionLifted lifted(mRoot + "/" + ParentOf(path));
@@ -278,38 +277,15 @@ void Arrival::Bring(const std::string &path) const
     }
 }
 
-/// Each line tells inode, size and time of an accepted file, and its path. A journal that does not read well is none.
-void Arrival::ReadJournal()
-{
-    std::istringstream lines(ReadText(mRoot + "/" + mStaging + "/" + Journal));
-    for (std::string line; std::getline(lines, line);)
-    {
-        unsigned long long inode = 0;
-        unsigned long long size = 0;
-        long long modified = 0;
-        int end = 0;
-        std::string path;
-        const bool isRead = std::sscanf(line.c_str(), "%llu %llu %lld %n", &inode, &size, &modified, &end) == 3;
-        if (!isRead || !ReadEscapedPath(line.substr(static_cast<std::size_t>(end)), path))
-        {
-            mJournal.clear();
-            return;
-        }
-        mJournal[path] = {inode, size, modified};
-    }
-}
-
 void Arrival::WriteJournal(const std::vector<std::string> &paths)
 {
-    std::string text;
+    std::unordered_map<std::string, FileMark> marks;
     for (const std::string &path : paths)
     {
-        const std::optional<Mark> staged = FindMark(PlaceOf(Whole, path));
-        const Mark mark = staged ? *staged : mJournal.at(path);
-        text += std::to_string(mark.inode) + " " + std::to_string(mark.size) + " " + std::to_string(mark.modified) +
-                " " + EscapePath(path) + "\n";
+        const std::optional<FileMark> staged = FindFileMark(PlaceOf(Whole, path));
+        marks[path] = staged ? *staged : *mJournal->Find(path);
     }
-    TreeWriter::ReplaceFile(mRoot + "/" + mStaging + "/" + Journal, text);
+    mJournal->Write(marks);
 }
 
 /// What was accepted in another run of the machine may never have reached the disk, unless a publication had begun.
@@ -325,9 +301,9 @@ void Arrival::SetAsideDoubtful()
     {
         fs::remove_all(staging + Doubtful);
         fs::rename(staging + Whole, staging + Doubtful);
-        for (const auto &[path, mark] : mJournal)
+        for (const auto &[path, mark] : mJournal->GetMarks())
         {
-            if (FindMark(PlaceOf(Doubtful, path)) == mark)
+            if (FindFileMark(PlaceOf(Doubtful, path)) == mark)
             {
                 Move(path, Doubtful, Whole);
             }
@@ -336,22 +312,10 @@ void Arrival::SetAsideDoubtful()
     TreeWriter::ReplaceFile(staging + BootFile, boot);
 }
 
-std::optional<Arrival::Mark> Arrival::FindMark(const std::string &place)
-{
-    const std::optional<struct stat> status = StatusOf(place);
-    if (!status || !S_ISREG(status->st_mode))
-    {
-        return std::nullopt;
-    }
-    constexpr int64_t nanoseconds = 1'000'000'000;
-    return Mark{status->st_ino, static_cast<uint64>(status->st_size),
-                static_cast<int64_t>(status->st_mtim.tv_sec) * nanoseconds + status->st_mtim.tv_nsec};
-}
-
 bool Arrival::IsInPlace(const std::string &path) const
 {
-    const auto found = mJournal.find(path);
-    return found != mJournal.end() && !FindMark(PlaceOf(Whole, path)) && FindMark(mRoot + "/" + path) == found->second;
+    const FileMark *mark = mJournal->Find(path);
+    return mark != nullptr && !FindFileMark(PlaceOf(Whole, path)) && FindFileMark(mRoot + "/" + path) == *mark;
 }
 
 void Arrival::Move(const std::string &path, const char *from, const char *to) const

@@ -1,14 +1,13 @@
 #pragma once
 
 #include "Tools/Common/OutputDirectory.h"
+#include "Tools/Delivery/ArrivalJournal.h"
 #include "Tools/Delivery/TreePath.h"
 #include "Tools/TreeWriter/WriteLocks.h"
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace Keld::Delivery
@@ -28,6 +27,10 @@ struct ArrivalOptions
     std::function<void()> step = [] {};         ///< called before each step that changes the tree; for tests
     std::function<void()> whileWaiting = [] {}; ///< called while somebody else holds a lock; what it throws ends it
     bool protect = false;                       ///< let nobody write the directories of archives that came
+
+    /// Where it is set, what stands in the way of a file is put aside, as WayClearing does it, and this is told of its
+    /// path below the root. Else it is refused.
+    std::function<void(const std::string &path)> putAside = {};
 };
 
 /// Files on their way into a tree.
@@ -83,17 +86,6 @@ public:
     void Discard();
 
 private:
-    /// How a file looked when all was ready for its publication; a rename keeps it so.
-    struct Mark
-    {
-        uint64 inode = 0;
-        uint64 size = 0;
-        int64_t modified = 0; ///< nanoseconds
-
-        bool operator==(const Mark &other) const = default;
-    };
-
-    void ReadJournal();
     void WriteJournal(const std::vector<std::string> &paths);
     void SetAsideDoubtful();
     void Clear();
@@ -106,7 +98,6 @@ private:
     void RequireNoLink(const std::string &path) const;
     void Sync() const;
 
-    static std::optional<Mark> FindMark(const std::string &place);
     static TreePath RequireTreePath(const std::string &path);
 
     const std::string mRoot;
@@ -114,6 +105,6 @@ private:
     const ArrivalOptions mOptions;
     std::unique_ptr<Common::OutputDirectory> mDirectory; ///< the root
     std::unique_ptr<TreeWriter::WriteLocks> mLocks;
-    std::unordered_map<std::string, Mark> mJournal; ///< of a publication that did not end, by path
+    std::unique_ptr<ArrivalJournal> mJournal;
 };
 } // namespace Keld::Delivery

@@ -4,6 +4,7 @@
 #include "Tools/Delivery/Arrival.h"
 #include "Tools/Delivery/BundleStream.h"
 #include "Tools/Delivery/FileSums.h"
+#include "Tools/Delivery/FileWriting.h"
 #include "Tools/TreeReader/ShipListNames.h"
 #include "Tools/TreeReader/TreeError.h"
 
@@ -12,10 +13,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <set>
-#include <system_error>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace Keld::Delivery
 {
@@ -32,19 +31,6 @@ enum class FilePresence
     Same,
     Other ///< something else is in its place
 };
-
-void WriteAll(int descriptor, std::string_view bytes)
-{
-    while (!bytes.empty())
-    {
-        const ssize_t count = write(descriptor, bytes.data(), bytes.size());
-        if (count < 0 && errno != EINTR)
-        {
-            throw std::system_error(errno, std::generic_category(), "cannot write what arrives");
-        }
-        bytes.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
-    }
-}
 
 class BundleApplication
 {
@@ -301,6 +287,7 @@ private:
         const bool isWanted = mLacking.count(file.path) != 0;
         const Common::Descriptor output = isWanted ? mArrival->OpenPartial(file.path) : Common::Descriptor();
         ContentSummer summer;
+        uint64 end = 0;
         mInput.Read(
             [&](std::string_view bytes)
             {
@@ -308,8 +295,9 @@ private:
                 summer.Update(bytes);
                 if (isWanted)
                 {
-                    WriteAll(output.Get(), bytes);
+                    WriteAllAt(output.Get(), end, bytes, "what arrives of " + file.path);
                 }
+                end += bytes.size();
                 mRequest.calls.advance(bytes.size());
             });
         if (mInput.GetFileSize() != file.size || summer.Finish() != file.sum)
@@ -326,7 +314,7 @@ private:
     {
         if (!text.empty())
         {
-            WriteAll(mArrival->OpenPartial(path).Get(), text);
+            WriteAllAt(mArrival->OpenPartial(path).Get(), 0, text, "what arrives of " + path);
             Accept(path);
         }
     }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Tools/Delivery/BundleHead.h"
-#include "Tools/Delivery/Signature.h"
+#include "Tools/Delivery/PublicKey.h"
 #include "Tools/Delivery/WorkCalls.h"
 
 #include <functional>

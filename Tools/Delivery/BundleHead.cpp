@@ -57,16 +57,15 @@ Result<BundleHead> BundleHead::Parse(std::string_view text, const std::string &w
     {
         return refuse("is no head of a bundle of this version: it should be \"" + std::string(HeadTitle) + "\"");
     }
-    if (!lines.Next(line) || !line.starts_with(TargetWord) || !ReadRelease(line.substr(TargetWord.size()), head.target))
+    if (!lines.NextBehind(TargetWord, line) || !ReadRelease(line, head.target))
     {
         return refuse("names no release");
     }
-    if (!lines.Next(line) || !line.starts_with(BaseWord) || !ReadBase(line.substr(BaseWord.size()), head.base))
+    if (!lines.NextBehind(BaseWord, line) || !ReadBase(line, head.base))
     {
         return refuse("names no base");
     }
-    if (!lines.Next(line) || !line.starts_with(HeadFilesWord) ||
-        !ReadCountAndSize(line.substr(HeadFilesWord.size()), count, head.bytes))
+    if (!lines.NextBehind(HeadFilesWord, line) || !ReadCountAndSize(line, count, head.bytes))
     {
         return refuse("does not say how many files and bytes follow");
     }

@@ -1,7 +1,7 @@
 #include "Tools/Delivery/BundleWriter.h"
 
 #include "Tools/Delivery/FileSums.h"
-#include "Tools/Delivery/Signature.h"
+#include "Tools/Delivery/SignatureText.h"
 #include "Tools/Delivery/TreePath.h"
 #include "Tools/TreeReader/DiskFile.h"
 #include "Tools/TreeReader/ShippingList.h"

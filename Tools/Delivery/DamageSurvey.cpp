@@ -77,7 +77,7 @@ std::optional<RepairNeed> CompareFile(const std::string &root, const ShippedFile
     const std::string place = root + "/" + file.path;
     RepairNeed need{file.path, false, file.size};
     struct stat status = {};
-    if (lstat(place.c_str(), &status) != 0)
+    if (stat(place.c_str(), &status) != 0) // programs follow links, and so what one leads to counts
     {
         need.isMissing = errno == ENOENT || errno == ENOTDIR;
         return need;

@@ -37,8 +37,11 @@ public:
     /// Puts a small file there whole.
     void Write(const std::string &path, std::string_view bytes) const;
 
+    /// A directory of its own beside the files, for what is to be known about them; made where it is missing.
+    Common::Descriptor OpenStaging(const std::string &name) const { return mStaging.OpenBelow(name); }
+
 private:
-    Common::Descriptor OpenTags() const { return mStaging.OpenBelow("tags"); }
+    Common::Descriptor OpenTags() const { return OpenStaging("tags"); }
 
     Arrival &mArrival;
     Common::OutputDirectory mStaging;

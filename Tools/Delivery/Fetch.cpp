@@ -1,19 +1,16 @@
 #include "Tools/Delivery/Fetch.h"
 
 #include "Tools/Delivery/DownloadPlace.h"
+#include "Tools/Delivery/FetchBounds.h"
 #include "Tools/Delivery/WantedSet.h"
-#include "Tools/TreeReader/Census.h"
 #include "Tools/TreeReader/SolutionProjects.h"
 #include "Tools/TreeReader/TreeError.h"
-#include "Tools/TreeWriter/DirectoryProtection.h"
 
 #include "KeldMorvIO/TreeWords.h"
 
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
-
-#include <sys/statvfs.h>
 
 namespace Keld::Delivery
 {
@@ -38,13 +35,23 @@ ArrivalPlan MakeArrivalPlan(const WantedSet &wanted, const std::string &root)
     return plan;
 }
 
+ArrivalOptions MakeArrivalOptions(const FetchRequest &request)
+{
+    ArrivalOptions options;
+    options.sync = request.sync;
+    options.step = request.step;
+    options.whileWaiting = request.checkpoint;
+    options.putAside = request.putAside;
+    return options;
+}
+
 class FetchRun
 {
 public:
     FetchRun(Source &source, const FetchRequest &request, const WantedSet &wanted, const SourceProof &proof)
         : mSource(source), mRequest(request), mWanted(wanted), mProof(proof),
-          mArrival(MakeArrivalPlan(wanted, request.root), {request.sync, request.step, request.checkpoint}),
-          mPlace(mArrival), mTree(request.root)
+          mArrival(MakeArrivalPlan(wanted, request.root), MakeArrivalOptions(request)), mPlace(mArrival),
+          mTree(request.root)
     {
     }
 
@@ -53,14 +60,14 @@ public:
 private:
     void TakeUp();
     bool CompareAll();
+    void RequireNoOther(const WantedRelease &wanted, ManifestState state) const;
     void BringAll();
+    bool BringAgain(const std::vector<std::string> &failed, const DownloadCalls &calls);
     void BringParts(const DownloadCalls &calls);
     void AddShipList(std::vector<std::string> &paths);
     std::vector<std::string> CheckAll(std::string &reason);
     void Publish();
     void RequireRoom(const std::vector<Download> &downloads) const;
-    void ProtectArchives() const;
-    void RequireServed() const;
     ManifestState GetTextState(const WantedText &text) const;
     FetchReport MakeReport(bool wasThere) const;
 
@@ -90,11 +97,14 @@ FetchReport FetchRun::Run()
         TakeUp();
         BringAll();
         Publish();
-        RequireServed();
+        RequireServed(mRequest.root, mWanted.name, mRequest.threadCount);
     }
     if (mRequest.protect)
     {
-        ProtectArchives();
+        for (const auto &release : mWanted.releases)
+        {
+            ProtectArchives(mRequest.root, *release);
+        }
     }
     return MakeReport(isWhole);
 }
@@ -146,6 +156,7 @@ bool FetchRun::CompareAll()
             mTree, *wanted, mPlace, mProof,
             FetchTrust{mRequest.decode || mRequest.key != nullptr, mRequest.allowPartial && mRequest.key == nullptr},
             CompareOptions{mRequest.decode, mRequest.threadCount, mRequest.advance, mRequest.checkpoint}));
+        RequireNoOther(*wanted, mReleases.back()->GetManifestState());
         mReleases.back()->FindLacking();
         mWereWhole.push_back(mReleases.back()->IsWhole());
         isWhole = isWhole && mWereWhole.back();
@@ -153,7 +164,7 @@ bool FetchRun::CompareAll()
     for (const WantedText &text : mWanted.texts)
     {
         const ManifestState state = GetTextState(text);
-        if (state == ManifestState::Other)
+        if (state == ManifestState::Other && !mRequest.mayReplace)
         {
             throw TreeError(mRequest.root + "/" + text.path +
                             ": is another here than the source has; a published release never changes");
@@ -161,6 +172,17 @@ bool FetchRun::CompareAll()
         isWhole = isWhole && state == ManifestState::Same;
     }
     return isWhole;
+}
+
+void FetchRun::RequireNoOther(const WantedRelease &wanted, ManifestState state) const
+{
+    if (state == ManifestState::Other &&
+        !(mRequest.mayReplace && mRequest.mayReplace(wanted.GetName(), wanted.GetManifest())))
+    {
+        throw TreeError(mRequest.root + "/" + wanted.GetManifestPath() + ": " + wanted.GetName().GetText() +
+                        " is here with another manifest than the source has; a published release never changes. Where "
+                        "it is damaged (morv verify), morv repair gets it back");
+    }
 }
 
 void FetchRun::BringAll()
@@ -195,16 +217,8 @@ void FetchRun::BringAll()
 
     std::string reason;
     std::vector<std::string> failed = CheckAll(reason);
-    if (!failed.empty() && std::any_of(mDownloads.begin(), mDownloads.end(),
-                                       [&](const Download &download)
-                                       {
-                                           return download.isPieced && std::find(failed.begin(), failed.end(),
-                                                                                 download.path) != failed.end();
-                                       }))
+    if (!failed.empty() && BringAgain(failed, calls))
     {
-        // Pieces that came at different times need not be of one file; what comes in one piece is.
-        mRequest.begin(FetchPhase::Downloading, 0);
-        mSource.Bring(mDownloads, mPlace, calls);
         failed = CheckAll(reason);
     }
     if (!failed.empty())
@@ -213,6 +227,29 @@ void FetchRun::BringAll()
                                                      (failed.size() > 1 ? "; it is not the only one: " : "; ") +
                                                      "the source is damaged, or gives something else");
     }
+}
+
+/// Pieces that came at different times need not be of one file; what comes in one piece is.
+/// \returns whether there were any among the files that failed
+bool FetchRun::BringAgain(const std::vector<std::string> &failed, const DownloadCalls &calls)
+{
+    const bool isPieced = std::any_of(mDownloads.begin(), mDownloads.end(),
+                                      [&](const Download &download)
+                                      {
+                                          return download.isPieced &&
+                                                 std::find(failed.begin(), failed.end(), download.path) != failed.end();
+                                      });
+    if (isPieced)
+    {
+        mRequest.begin(FetchPhase::Downloading, 0);
+        mSource.Bring(mDownloads, mPlace, calls);
+    }
+    bool isAny = isPieced;
+    for (const auto &release : mReleases)
+    {
+        isAny = release->BringPartsAgain(mSource, calls, failed) || isAny;
+    }
+    return isAny;
 }
 
 /// Archives that do not come in parts come whole.
@@ -252,17 +289,7 @@ void FetchRun::RequireRoom(const std::vector<Download> &downloads) const
         const uint64 size = download.size.value_or(download.likely);
         needed += size - std::min(size, mPlace.GetSize(download.path).value_or(0));
     }
-    struct statvfs status = {};
-    if (statvfs(mRequest.root.c_str(), &status) != 0)
-    {
-        return; // the disk will tell when it is full
-    }
-    const uint64 room = uint64{status.f_bavail} * status.f_frsize;
-    if (needed > room)
-    {
-        throw TreeError("the disk of " + mRequest.root + " has room for " + std::to_string(room) +
-                        " bytes, and the release needs " + std::to_string(needed) + " more");
-    }
+    RequireDiskRoom(mRequest.root, needed);
 }
 
 void FetchRun::Publish()
@@ -315,37 +342,6 @@ void FetchRun::AddShipList(std::vector<std::string> &paths)
             mArrival.Accept(text.path);
         }
         paths.push_back(text.path);
-    }
-}
-
-void FetchRun::ProtectArchives() const
-{
-    for (const auto &release : mWanted.releases)
-    {
-        for (const MorvVersion version : release->GetRelease().GetArchiveVersions())
-        {
-            const std::string directory = mRequest.root + "/" + release->GetArchivesPath(version);
-            if (!TreeWriter::IsProtected(directory))
-            {
-                TreeWriter::Protect(directory);
-            }
-        }
-    }
-}
-
-/// Whatever else lies in the tree, the release is served from now on.
-void FetchRun::RequireServed() const
-{
-    TreeReader::Tree tree(mRequest.root);
-    const auto view = TreeReader::View::Open(tree, mWanted.name);
-    if (!view)
-    {
-        throw TreeError(view.GetFault().GetMessage());
-    }
-    const TreeReader::Census census = TreeReader::TakeCensus(*view, mRequest.threadCount);
-    if (census.missing != 0)
-    {
-        throw TreeError(census.GetSummary());
     }
 }
 

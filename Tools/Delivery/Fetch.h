@@ -41,6 +41,13 @@ struct FetchRequest
     /// Called again and again, by any thread. What it throws ends the work; what came stays for the next run.
     std::function<void()> checkpoint = [] {};
 
+    /// As ArrivalOptions::putAside.
+    std::function<void(const std::string &path)> putAside = {};
+
+    /// Asked about a release that is here with another manifest than the source has: whether that is taken as damage,
+    /// and replaced. Where it is not set, or says no, the fetch is refused.
+    std::function<bool(const TreeReader::ReleaseName &name, const LargeVector<char> &theirs)> mayReplace = {};
+
     /// Called before each step that changes the tree; for tests.
     std::function<void()> step = [] {};
 };

@@ -1,11 +1,11 @@
 #include "Tools/Delivery/HeldFiles.h"
 
 #include "Tools/Common/ParallelWork.h"
-#include "Tools/TreeReader/ContentReader.h"
 #include "Tools/TreeReader/TreeError.h"
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 namespace Keld::Delivery
 {
@@ -69,11 +69,33 @@ HeldFiles::HeldFiles(TreeReader::Tree &tree, const WantedRelease &wanted, Compar
 
 std::vector<LackingFile> HeldFiles::FindLacking()
 {
+    Comparison comparison = CompareAll();
+    const std::vector<std::string> wrong =
+        ProveContents(mWanted.GetRelease(), comparison.contents, comparison.doubtful.size(),
+                      {mOptions.threadCount, mOptions.advance, mOptions.checkpoint});
+    std::vector<LackingFile> &lacking = comparison.lacking;
+    for (std::size_t index = 0; index < wrong.size(); ++index)
+    {
+        if (!wrong[index].empty())
+        {
+            lacking.push_back(comparison.doubtful[index]);
+        }
+    }
+    std::sort(lacking.begin(), lacking.end(),
+              [](const LackingFile &left, const LackingFile &right)
+              {
+                  return left.file < right.file;
+              });
+    return std::move(lacking);
+}
+
+HeldFiles::Comparison HeldFiles::CompareAll() const
+{
     const Release &release = mWanted.GetRelease();
     const ManifestTree &tree = release.GetTree();
     release.SettleAll(mOptions.threadCount);
     const uint32 runs = (tree.GetFileCount() + FilesInARun - 1) / FilesInARun;
-    std::vector<std::vector<LackingFile>> found(runs);
+    std::vector<Comparison> compared(runs);
     Common::ForEachInParallel(mOptions.threadCount, runs,
                               [&](std::size_t run)
                               {
@@ -83,50 +105,48 @@ std::vector<LackingFile> HeldFiles::FindLacking()
                                   for (uint32 number = first; number < end; ++number)
                                   {
                                       const EntryIndex file = tree.GetFileEntry(number);
-                                      if (const auto lacking = tree.IsHeld(file) ? Compare(file) : std::nullopt)
+                                      if (tree.IsHeld(file))
                                       {
-                                          found[run].push_back(*lacking);
+                                          Compare(file, compared[run]);
                                       }
                                   }
                               });
-    std::vector<LackingFile> lacking;
-    for (const std::vector<LackingFile> &run : found)
+    Comparison all;
+    for (Comparison &run : compared)
     {
-        lacking.insert(lacking.end(), run.begin(), run.end());
+        for (ContentToProve &content : run.contents)
+        {
+            content.owner += all.doubtful.size();
+        }
+        std::move(run.lacking.begin(), run.lacking.end(), std::back_inserter(all.lacking));
+        std::move(run.doubtful.begin(), run.doubtful.end(), std::back_inserter(all.doubtful));
+        std::move(run.contents.begin(), run.contents.end(), std::back_inserter(all.contents));
     }
-    return lacking;
+    return all;
 }
 
-std::optional<LackingFile> HeldFiles::Compare(EntryIndex file) const
+void HeldFiles::Compare(EntryIndex file, Comparison &comparison) const
 {
     const Release &release = mWanted.GetRelease();
-    const FileTableFields &fields = release.GetTree().GetFields(file);
     if (!release.IsPresent(file))
     {
-        return LackingFile{file, nullptr};
+        comparison.lacking.push_back({file, nullptr});
+        return;
     }
     const auto stored = release.Locate(file);
     if (!stored)
     {
-        return LackingFile{file, nullptr};
+        comparison.lacking.push_back({file, nullptr});
     }
-    const LackingFile wrong{file, stored->archive};
-    if (stored->storage != Storage::Archive && stored->storedSize != fields.size)
+    else if (stored->storage != Storage::Archive && stored->storedSize != release.GetTree().GetFields(file).size)
     {
-        return wrong;
+        comparison.lacking.push_back({file, stored->archive});
     }
-    if (!mOptions.decode || (!mIsHere && IsVouchedFor(file)))
+    else if (mOptions.decode && (mIsHere || !IsVouchedFor(file)))
     {
-        return std::nullopt;
+        comparison.contents.push_back({file, *stored, comparison.doubtful.size()});
+        comparison.doubtful.push_back({file, stored->archive});
     }
-    TreeReader::ContentReader reader;
-    const auto failure = reader.Read(release, file, *stored, {},
-                                     [this](std::string_view bytes)
-                                     {
-                                         mOptions.checkpoint();
-                                         mOptions.advance(bytes.size());
-                                     });
-    return failure ? std::optional<LackingFile>(wrong) : std::nullopt;
 }
 
 bool HeldFiles::IsVouchedFor(EntryIndex file) const
@@ -158,7 +178,7 @@ void HeldFiles::RequireNoConflict(EntryIndex file) const
 {
     const ManifestTree &tree = mWanted.GetRelease().GetTree();
     const FileTableFields &fields = tree.GetFields(file);
-    if (TreeReader::StorageOf(fields.flags) == Storage::Naked)
+    if (mReleases.empty() || TreeReader::StorageOf(fields.flags) == Storage::Naked)
     {
         return;
     }

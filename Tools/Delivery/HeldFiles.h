@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Tools/Delivery/ContentProof.h"
 #include "Tools/Delivery/WantedRelease.h"
 #include "Tools/TreeReader/Tree.h"
 
@@ -58,7 +59,16 @@ public:
     const std::vector<std::shared_ptr<const TreeReader::Release>> &GetReleases() const { return mReleases; }
 
 private:
-    std::optional<LackingFile> Compare(TreeReader::EntryIndex file) const;
+    /// What can be told without reading, of files that are not simply held.
+    struct Comparison
+    {
+        std::vector<LackingFile> lacking;
+        std::vector<LackingFile> doubtful;    ///< whose bytes have to be read
+        std::vector<ContentToProve> contents; ///< of the doubtful ones, in their order
+    };
+
+    void Compare(TreeReader::EntryIndex file, Comparison &comparison) const;
+    Comparison CompareAll() const;
     bool IsVouchedFor(TreeReader::EntryIndex file) const;
     void IndexContents();
 

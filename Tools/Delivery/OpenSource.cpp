@@ -36,7 +36,9 @@ void RequireTree(const std::string &name, const fs::path &directory)
     std::error_code error;
     if (!fs::is_directory(directory, error))
     {
-        throw SourceError(SourceTrouble::NotThere, name + ": there is no such directory");
+        const bool isHost = name.find_first_of(".:") < name.find('/') && !name.starts_with('.');
+        throw SourceError(SourceTrouble::NotThere, name + ": there is no such directory" +
+                                                       (isHost ? "; for a server, write https://" + name : ""));
     }
     const auto isTree = [&error](const fs::path &place)
     {

@@ -1,5 +1,7 @@
 #include "Tools/Delivery/PartialArchive.h"
 
+#include "Tools/Delivery/FileWriting.h"
+#include "Tools/Delivery/RangeProgress.h"
 #include "Tools/TreeReader/ContentDigest.h"
 #include "Tools/TreeReader/Storage.h"
 #include "Tools/TreeWriter/ArchiveWriter.h"
@@ -8,32 +10,10 @@
 #include "KeldMorvIO/archive/ArchiveFormat.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <system_error>
-
-#include <unistd.h>
 
 namespace Keld::Delivery
 {
 using TreeReader::ManifestTree;
-
-namespace
-{
-void WriteAt(int file, uint64 offset, std::string_view bytes)
-{
-    while (!bytes.empty())
-    {
-        const ssize_t count = pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset));
-        if (count < 0 && errno != EINTR)
-        {
-            throw std::system_error(errno, std::generic_category(), "cannot write what comes of an archive");
-        }
-        const std::size_t written = count > 0 ? static_cast<std::size_t>(count) : 0;
-        bytes.remove_prefix(written);
-        offset += written;
-    }
-}
-} // namespace
 
 bool PartialArchive::Pays(const SourceArchive &archive, const ManifestTree &tree)
 {
@@ -116,6 +96,55 @@ std::string PartialArchive::MakeName() const
     return "partial-" + TreeReader::DigestText(TreeReader::DigestOf(content));
 }
 
+/// Differs where another part of the source's file is meant.
+std::string PartialArchive::DescribeRanges() const
+{
+    std::string text = mArchive.dataPath;
+    for (const ByteRange &range : mRanges)
+    {
+        text += " " + std::to_string(range.offset) + "+" + std::to_string(range.size);
+    }
+    return TreeReader::DigestText(TreeReader::DigestOf(text));
+}
+
+/// \returns whether some of the bytes are of an earlier run
+bool PartialArchive::BringRanges(Source &source, const std::string &dataPath, const DownloadPlace &place,
+                                 const DownloadCalls &calls) const
+{
+    std::vector<uint64> sizes;
+    for (const ByteRange &range : mRanges)
+    {
+        sizes.push_back(range.size);
+    }
+    RangeProgress progress(place, dataPath, sizes, DescribeRanges());
+    calls.found(progress.GetFound());
+    std::vector<ByteRange> lacking;
+    std::vector<std::size_t> numbers; // of the ranges that lack bytes
+    for (std::size_t range = 0; range < mRanges.size(); ++range)
+    {
+        const uint64 done = progress.GetDone(range);
+        if (done < mRanges[range].size)
+        {
+            lacking.push_back({mRanges[range].offset + done, mRanges[range].size - done});
+            numbers.push_back(range);
+        }
+    }
+    const Common::Descriptor data = place.GetArrival().OpenPartial(dataPath);
+    const RangeSink sink = [&](std::size_t number, std::string_view bytes)
+    {
+        calls.checkpoint();
+        const std::size_t range = numbers[number];
+        WriteAllAt(data.Get(), mNewOffsets[range] + progress.GetDone(range), bytes, "what comes of " + dataPath);
+        progress.Note(range, bytes.size());
+        calls.advance(bytes.size());
+    };
+    if (!lacking.empty())
+    {
+        source.ReadRanges(mArchive.dataPath, lacking, sink);
+    }
+    return progress.GetFound() != 0;
+}
+
 SourceArchive PartialArchive::Bring(Source &source, const DownloadPlace &place, const DownloadCalls &calls) const
 {
     SourceArchive made;
@@ -123,17 +152,10 @@ SourceArchive PartialArchive::Bring(Source &source, const DownloadPlace &place, 
                      MORV::Reader::ArchiveIndexExtension;
     made.dataPath = made.indexPath + "." + MORV::Reader::ArchiveDataExtension;
     made.extent = mSize;
-    place.Remove(made.dataPath);
-    const Common::Descriptor data = place.GetArrival().OpenPartial(made.dataPath);
-    std::vector<uint64> came(mRanges.size(), 0);
-    source.ReadRanges(mArchive.dataPath, mRanges,
-                      [&](std::size_t range, std::string_view bytes)
-                      {
-                          calls.checkpoint();
-                          WriteAt(data.Get(), mNewOffsets[range] + came[range], bytes);
-                          came[range] += bytes.size();
-                          calls.advance(bytes.size());
-                      });
+    if (!place.GetArrival().IsAccepted(made.dataPath))
+    {
+        made.isResumed = BringRanges(source, made.dataPath, place, calls);
+    }
     std::vector<TreeWriter::ArchivedFile> files;
     for (const Record &record : mRecords)
     {

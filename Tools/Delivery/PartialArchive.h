@@ -22,8 +22,8 @@ public:
     /// Bytes that come from the source.
     uint64 GetSize() const { return mSize; }
 
-    /// Brings the bytes and writes both files of the new archive into the place. Throws SourceError with NoRanges where
-    /// the source gives whole files alone.
+    /// Brings the bytes and writes both files of the new archive into the place; goes on where an earlier run ended.
+    /// Throws SourceError with NoRanges where the source gives whole files alone.
     /// \returns the new archive, with the same files wanted of it
     SourceArchive Bring(Source &source, const DownloadPlace &place, const DownloadCalls &calls) const;
 
@@ -40,6 +40,9 @@ private:
     void MergeRanges();
     uint64 NewOffsetOf(const Record &record) const;
     std::string MakeName() const;
+    std::string DescribeRanges() const;
+    bool BringRanges(Source &source, const std::string &dataPath, const DownloadPlace &place,
+                     const DownloadCalls &calls) const;
 
     const SourceArchive &mArchive;
     std::vector<Record> mRecords;    ///< ascending by offset

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tools/Delivery/Signature.h"
+#include "Tools/Delivery/SecretKey.h"
 #include "Tools/Delivery/WorkCalls.h"
 #include "Tools/TreeReader/TreeSet.h"
 

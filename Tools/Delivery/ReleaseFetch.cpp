@@ -4,20 +4,14 @@
 #include "Tools/Delivery/PartialArchive.h"
 #include "Tools/Delivery/TreePath.h"
 #include "Tools/TreeReader/ContentReader.h"
-#include "Tools/TreeReader/TreeError.h"
 
-#include "KeldFoundation/CStd/Hash.h"
 #include "KeldMorvIO/listing/ReleaseManifestFormat.h"
 
 #include <algorithm>
-#include <mutex>
 
 namespace Keld::Delivery
 {
-using TreeReader::EntryIndex;
 using TreeReader::ManifestTree;
-using TreeReader::StoredFile;
-using TreeReader::TreeError;
 
 namespace
 {
@@ -26,14 +20,6 @@ uint64 LargestDataFile(uint64 extent)
 {
     constexpr uint64 slack = 64 << 20;
     return extent + extent / 2 + slack;
-}
-
-StoredFile StoredIn(const MORV::Reader::ArchiveFile &index, uint32 record, const std::string &dataPlace, uint32 flags)
-{
-    uint32 offset = 0;
-    uint32 size = 0;
-    index.GetRange(record, offset, size);
-    return {TreeReader::Storage::Archive, TreeReader::CompressionOf(flags), nullptr, record, dataPlace, offset, size};
 }
 
 void RequireSafePath(const std::string &path)
@@ -50,11 +36,6 @@ ReleaseFetch::ReleaseFetch(TreeReader::Tree &tree, const WantedRelease &wanted, 
     : mTree(tree), mWanted(wanted), mPlace(place), mProof(proof), mTrust(trust), mOptions(std::move(options)),
       mHeld(tree, wanted, mOptions), mManifestState(wanted.GetManifestState())
 {
-    if (mManifestState == ManifestState::Other)
-    {
-        throw TreeError(tree.GetRoot() + "/" + wanted.GetManifestPath() + ": " + wanted.GetName().GetText() +
-                        " is here with another manifest than the source has; a published release never changes");
-    }
 }
 
 bool ReleaseFetch::FindLacking()
@@ -70,7 +51,7 @@ void ReleaseFetch::Plan(Source &source, const DownloadCalls &calls)
         mHeld.RequireNoConflict(lacking.file);
     }
     PlanPlain();
-    SourceArchives archives(source, mProof, mPlace, mWanted, calls);
+    SourceArchives archives(source, mProof, mPlace, mWanted, calls, mOptions.threadCount);
     archives.Find(mLacking, mTree.GetRoot());
     for (SourceArchive &archive : archives.GetArchives())
     {
@@ -155,7 +136,7 @@ void ReleaseFetch::BringParts(Source &source, const DownloadCalls &calls, std::v
         try
         {
             mArchives.push_back(PartialArchive(archive, mWanted.GetRelease().GetTree()).Bring(source, mPlace, calls));
-            ++mPartialArchives;
+            mMade[mArchives.back().dataPath] = std::move(archive);
         }
         catch (const SourceError &error)
         {
@@ -168,6 +149,21 @@ void ReleaseFetch::BringParts(Source &source, const DownloadCalls &calls, std::v
         }
     }
     mForParts.clear();
+}
+
+bool ReleaseFetch::BringPartsAgain(Source &source, const DownloadCalls &calls, const std::vector<std::string> &failed)
+{
+    bool isAny = false;
+    for (SourceArchive &archive : mArchives)
+    {
+        if (archive.isResumed && std::find(failed.begin(), failed.end(), archive.dataPath) != failed.end())
+        {
+            const SourceArchive &whole = mMade.at(archive.dataPath);
+            archive = PartialArchive(whole, mWanted.GetRelease().GetTree()).Bring(source, mPlace, calls);
+            isAny = true;
+        }
+    }
+    return isAny;
 }
 
 uint64 ReleaseFetch::GetCheckedBytes() const
@@ -190,139 +186,8 @@ uint64 ReleaseFetch::GetCheckedBytes() const
 
 std::vector<std::string> ReleaseFetch::Check(std::string &reason) const
 {
-    mWanted.CloseFiles(); // what came may have taken the place of what was read before
-    std::mutex mutex;     // guards the two below
-    std::vector<std::string> failed;
-    Common::ForEachInParallel(mOptions.threadCount, mPlain.size() + mArchives.size(),
-                              [&](std::size_t index)
-                              {
-                                  mOptions.checkpoint();
-                                  const bool isPlain = index < mPlain.size();
-                                  const std::string &path =
-                                      isPlain ? mPlain[index].path : mArchives[index - mPlain.size()].dataPath;
-                                  std::string why;
-                                  const bool isGood = isPlain ? CheckPlain(mPlain[index], why)
-                                                              : CheckArchive(mArchives[index - mPlain.size()], why);
-                                  if (!isGood)
-                                  {
-                                      const std::lock_guard<std::mutex> lock(mutex);
-                                      mPlace.Remove(path);
-                                      failed.push_back(path);
-                                      reason = path + ": " + why;
-                                  }
-                              });
-    return failed;
-}
-
-bool ReleaseFetch::CheckPlain(const PlainFile &plain, std::string &reason) const
-{
-    if (plain.isCopied || mPlace.GetArrival().IsAccepted(plain.path))
-    {
-        return true;
-    }
-    const auto &fields = mWanted.GetRelease().GetTree().GetFields(plain.file);
-    const StoredFile stored{TreeReader::StorageOf(fields.flags),
-                            TreeReader::Compression::None,
-                            nullptr,
-                            0,
-                            mPlace.GetPlace(plain.path),
-                            0,
-                            mPlace.GetSize(plain.path).value_or(0)};
-    return CheckSum(plain.path, reason) && CheckContent(plain.file, stored, reason);
-}
-
-bool ReleaseFetch::CheckArchive(const SourceArchive &archive, std::string &reason) const
-{
-    Arrival &arrival = mPlace.GetArrival();
-    if (arrival.IsAccepted(archive.dataPath) && (archive.isHere || arrival.IsAccepted(archive.indexPath)))
-    {
-        return true;
-    }
-    if (mPlace.GetSize(archive.dataPath).value_or(0) < archive.extent)
-    {
-        reason = "has fewer bytes than its index tells of";
-        return false;
-    }
-    if (!CheckSum(archive.dataPath, reason))
-    {
-        return false;
-    }
-    const ManifestTree &tree = mWanted.GetRelease().GetTree();
-    const std::string place = mPlace.GetPlace(archive.dataPath);
-    const bool isGood = std::all_of(archive.wanted.begin(), archive.wanted.end(),
-                                    [&](const WantedRecord &wanted)
-                                    {
-                                        const StoredFile stored = StoredIn(*archive.index, wanted.record, place,
-                                                                           tree.GetFields(wanted.file).flags);
-                                        return CheckContent(wanted.file, stored, reason);
-                                    });
-    return isGood && (!archive.isHere || ServesOthers(archive, reason));
-}
-
-/// Data that takes the place of damaged data must not take away from other releases what was good for them.
-bool ReleaseFetch::ServesOthers(const SourceArchive &archive, std::string &reason) const
-{
-    const std::string place = mPlace.GetPlace(archive.dataPath);
-    const std::string directory = archive.dataPath.substr(0, archive.dataPath.rfind('/'));
-    TreeReader::ContentReader reader;
-    const auto isGood = [&](const TreeReader::Release &release, EntryIndex file, const StoredFile &stored)
-    {
-        return !reader.Read(release, file, stored, {},
-                            [this](std::string_view)
-                            {
-                                mOptions.checkpoint();
-                            });
-    };
-    for (const auto &release : mHeld.GetReleases())
-    {
-        const ManifestTree &tree = release->GetTree();
-        for (uint32 number = 0; mOptions.decode && number < tree.GetFileCount(); ++number)
-        {
-            const EntryIndex file = tree.GetFileEntry(number);
-            const auto &fields = tree.GetFields(file);
-            const std::string path = tree.GetPath(file);
-            const int32 record =
-                MORV::Reader::IsArchivedFile(fields.flags) && mWanted.GetArchivesPath(fields.version) == directory
-                    ? archive.index->FindEntryIndex(HashName(path.c_str()), path.c_str())
-                    : -1;
-            const TreeReader::Result<StoredFile> here =
-                record >= 0 ? release->Locate(file) : TreeReader::Result<StoredFile>(TreeReader::Fault{});
-            if (here && isGood(*release, file, *here) &&
-                !isGood(*release, file, StoredIn(*archive.index, static_cast<uint32>(record), place, fields.flags)))
-            {
-                reason = "lacks " + path + " of release " + FormatVersion(release->GetVersion()) + " here";
-                return false;
-            }
-        }
-    }
-    return true;
-}
-
-bool ReleaseFetch::CheckSum(const std::string &path, std::string &reason) const
-{
-    const bool isGood = !mTrust.checkSums || mProof.CheckFile(path, mPlace.GetPlace(path));
-    reason = isGood ? reason : "is not the file that the shiplist tells of";
-    return isGood;
-}
-
-bool ReleaseFetch::CheckContent(EntryIndex file, const StoredFile &stored, std::string &reason) const
-{
-    if (!mOptions.decode)
-    {
-        return true;
-    }
-    TreeReader::ContentReader reader;
-    const TreeReader::Failure failure = reader.Read(mWanted.GetRelease(), file, stored, {},
-                                                    [this](std::string_view bytes)
-                                                    {
-                                                        mOptions.checkpoint();
-                                                        mOptions.advance(bytes.size());
-                                                    });
-    if (failure)
-    {
-        reason = mWanted.GetRelease().GetTree().GetPath(file) + " " + failure->text;
-    }
-    return !failure;
+    return ReleaseProof(mWanted, mPlace, mProof, mTrust.checkSums, mOptions)
+        .Check(mPlain, mArchives, mHeld.GetReleases(), reason);
 }
 
 void ReleaseFetch::Accept(std::vector<std::string> &paths) const
@@ -358,7 +223,7 @@ void ReleaseFetch::AddNumbers(FetchNumbers &numbers) const
 {
     const ManifestTree &tree = mWanted.GetRelease().GetTree();
     numbers.files += tree.GetFileCount();
-    numbers.partialArchives += mPartialArchives;
+    numbers.partialArchives += mMade.size();
     numbers.heldFiles += tree.GetFileCount() - mLacking.size();
     for (const PlainFile &plain : mPlain)
     {

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "Tools/Delivery/HeldFiles.h"
+#include "Tools/Delivery/ReleaseProof.h"
 #include "Tools/Delivery/SourceArchives.h"
 #include "Tools/Delivery/SourceProof.h"
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -37,6 +39,9 @@ public:
     ReleaseFetch(TreeReader::Tree &tree, const WantedRelease &wanted, const DownloadPlace &place,
                  const SourceProof &proof, const FetchTrust &trust, CompareOptions options);
 
+    /// What stood in the place of the manifest, when this was made.
+    ManifestState GetManifestState() const { return mManifestState; }
+
     /// Holds the tree against the manifest. Gives whether anything lacks.
     bool FindLacking();
 
@@ -53,6 +58,10 @@ public:
     /// Brings parts of archives. Where the source gives whole files alone, these are added.
     void BringParts(Source &source, const DownloadCalls &calls, std::vector<Download> &downloads);
 
+    /// Brings those among files that failed once more whose parts came at different times.
+    /// \returns whether there was any
+    bool BringPartsAgain(Source &source, const DownloadCalls &calls, const std::vector<std::string> &failed);
+
     /// Reads all that came and holds it against its digests. What fails is taken away.
     /// \returns the paths of what failed
     std::vector<std::string> Check(std::string &reason) const;
@@ -66,22 +75,9 @@ public:
     void AddNumbers(FetchNumbers &numbers) const;
 
 private:
-    /// A plain file that lacks.
-    struct PlainFile
-    {
-        std::string path;
-        TreeReader::EntryIndex file = TreeReader::NoEntry;
-        bool isCopied = false;
-    };
-
     void PlanPlain();
     Download DownloadOf(const SourceArchive &archive) const;
-    bool CheckSum(const std::string &path, std::string &reason) const;
     bool Copy(const PlainFile &plain, const SameContent &content) const;
-    bool CheckPlain(const PlainFile &plain, std::string &reason) const;
-    bool CheckArchive(const SourceArchive &archive, std::string &reason) const;
-    bool ServesOthers(const SourceArchive &archive, std::string &reason) const;
-    bool CheckContent(TreeReader::EntryIndex file, const TreeReader::StoredFile &stored, std::string &reason) const;
 
     TreeReader::Tree &mTree;
     const WantedRelease &mWanted;
@@ -94,7 +90,7 @@ private:
     std::vector<LackingFile> mLacking;
     std::vector<PlainFile> mPlain;
     std::vector<SourceArchive> mArchives;
-    std::vector<SourceArchive> mForParts; ///< of which parts alone are to come
-    uint64 mPartialArchives = 0;
+    std::vector<SourceArchive> mForParts;       ///< of which parts alone are to come
+    std::map<std::string, SourceArchive> mMade; ///< those of which parts came, by the data file that was made of them
 };
 } // namespace Keld::Delivery

@@ -4,19 +4,21 @@
 #include "Tools/Delivery/DownloadPlace.h"
 #include "Tools/Delivery/Fetch.h"
 #include "Tools/Delivery/FileSums.h"
+#include "Tools/Delivery/FileWriting.h"
 #include "Tools/Delivery/RepairLists.h"
+#include "Tools/Delivery/SameRelease.h"
+#include "Tools/Delivery/SourceCatalogue.h"
 #include "Tools/Delivery/SourceError.h"
 #include "Tools/TreeReader/DiskFile.h"
+#include "Tools/TreeReader/TreePlaces.h"
+#include "Tools/TreeWriter/DirectoryProtection.h"
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <set>
-#include <system_error>
-
-#include <unistd.h>
 
 namespace Keld::Delivery
 {
@@ -28,18 +30,13 @@ namespace
 {
 constexpr uint_size MendBufferSize = uint_size(1) << 20; // bytes
 
-void WriteMended(int descriptor, uint64 offset, std::string_view bytes)
+/// What stands in the way of a file, in the tree, is told in a sentence.
+std::function<void(const std::string &)> NoteAside(std::vector<std::string> &notes)
 {
-    while (!bytes.empty())
+    return [&notes](const std::string &path)
     {
-        const ssize_t count = pwrite(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
-        if (count < 0 && errno != EINTR)
-        {
-            throw std::system_error(errno, std::generic_category(), "cannot write what is mended");
-        }
-        bytes.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
-        offset += count > 0 ? static_cast<uint64>(count) : 0;
-    }
+        notes.push_back(path + " was in the way: what it held stands beside it, under a name that ends in \".aside\"");
+    };
 }
 
 /// Gets files back that lists tell of.
@@ -47,7 +44,8 @@ class Mender
 {
 public:
     Mender(const RepairRequest &request, const RepairLists &lists)
-        : mRequest(request), mLists(lists), mArrival(PlanOf(lists, request), OptionsOf(request)), mPlace(mArrival)
+        : mRequest(request), mLists(lists), mArrival(PlanOf(lists, request), OptionsOf(request, mAside)),
+          mPlace(mArrival)
     {
         mArrival.Discard(); // what an earlier run collected may be of another source
     }
@@ -82,6 +80,7 @@ public:
         }
         report.broughtFiles += mComing.size();
         report.broughtBytes += mBytes;
+        report.notes.insert(report.notes.end(), mAside.begin(), mAside.end());
         report.needs.insert(report.needs.end(), needs.begin(), needs.end());
     }
 
@@ -98,12 +97,13 @@ private:
         return {request.root, "repair", {projects.begin(), projects.end()}, {solutions.begin(), solutions.end()}};
     }
 
-    static ArrivalOptions OptionsOf(const RepairRequest &request)
+    static ArrivalOptions OptionsOf(const RepairRequest &request, std::vector<std::string> &aside)
     {
         ArrivalOptions options;
         options.sync = request.sync;
         options.step = request.step;
         options.whileWaiting = request.calls.checkpoint;
+        options.putAside = NoteAside(aside);
         return options;
     }
 
@@ -163,7 +163,8 @@ private:
             std::vector<uint64> done(need.ranges.size());
             const RangeSink sink = [&](std::size_t range, std::string_view bytes)
             {
-                WriteMended(file.Get(), need.ranges[range].offset + done[range], bytes);
+                WriteAllAt(file.Get(), need.ranges[range].offset + done[range], bytes,
+                           "what is mended of " + need.path);
                 done[range] += bytes.size();
                 mBytes += bytes.size();
                 mRequest.calls.advance(bytes.size());
@@ -200,7 +201,7 @@ private:
             {
                 return; // the rest of the copy has holes, and is not taken
             }
-            WriteMended(descriptor, offset, {buffer.data(), *count});
+            WriteAllAt(descriptor, offset, {buffer.data(), *count}, "a copy of " + need.path);
             offset += *count;
         }
     }
@@ -248,6 +249,7 @@ private:
 
     const RepairRequest &mRequest;
     const RepairLists &mLists;
+    std::vector<std::string> mAside; ///< what stood in the way, one sentence each
     Arrival mArrival;
     const DownloadPlace mPlace;
     const WorkCalls mQuiet;           ///< for what is read again
@@ -267,6 +269,11 @@ void FetchUnlisted(const RepairRequest &request, const ReleaseName &release, Rep
     fetch.advance = request.calls.advance;
     fetch.checkpoint = request.calls.checkpoint;
     fetch.step = request.step;
+    fetch.putAside = NoteAside(report.notes);
+    fetch.mayReplace = [&request](const ReleaseName &name, const LargeVector<char> &theirs)
+    {
+        return !IsAnotherRelease(request.root, name, theirs, request.threadCount, request.calls);
+    };
     fetch.begin = [&request](FetchPhase, uint64 total)
     {
         request.calls.begin("fetching", total);
@@ -308,6 +315,27 @@ void TellNeeds(const RepairRequest &request, DamageSurvey survey, RepairReport &
     }
     report.remaining = std::move(survey.faults);
 }
+/// Of all archives that the releases are served from, whether or not something came.
+void ProtectAll(const RepairRequest &request)
+{
+    TreeReader::Tree tree(request.root);
+    for (const ReleaseName &name : request.releases)
+    {
+        const auto view = TreeReader::View::Open(tree, name);
+        for (const TreeReader::Layer &layer : view ? view->GetLayers() : std::vector<TreeReader::Layer>())
+        {
+            for (const MorvVersion version : layer.release->GetArchiveVersions())
+            {
+                const auto directory =
+                    TreeReader::TreePlaces(request.root).Archives(layer.release->GetProject(), version);
+                if (std::filesystem::is_directory(directory) && !TreeWriter::IsProtected(directory))
+                {
+                    TreeWriter::Protect(directory);
+                }
+            }
+        }
+    }
+}
 } // namespace
 
 uint64 RepairNeed::GetNeededBytes() const
@@ -338,6 +366,15 @@ RepairReport Repair(const RepairRequest &request)
     for (const ReleaseName &release : lists.GetUnlisted())
     {
         FetchUnlisted(request, release, report);
+    }
+    if (request.protect)
+    {
+        ProtectAll(request);
+    }
+    const std::string others = request.isWholeTree ? TellOfOthers(*request.source, request.releases) : "";
+    if (!others.empty())
+    {
+        report.notes.push_back(others);
     }
     report.remaining = SurveyDamage(request.root, request.releases, request.threadCount, request.calls).faults;
     return report;

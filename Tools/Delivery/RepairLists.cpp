@@ -2,6 +2,7 @@
 
 #include "Tools/Delivery/DamageSurvey.h"
 #include "Tools/Delivery/FileSums.h"
+#include "Tools/Delivery/SameRelease.h"
 #include "Tools/Delivery/SourceError.h"
 
 #include "KeldMorvIO/TreeWords.h"
@@ -139,12 +140,16 @@ void RepairLists::RequireSameRelease(const ShipList &list) const
 {
     const std::string path = ManifestPathOf(list.GetRelease());
     const ShippedFile *theirs = list.Find(path);
-    const std::optional<ShipList> ownList = ReadOwnList(mRequest.root, list.GetRelease());
-    const ShippedFile *own = ownList ? ownList->Find(path) : nullptr;
     if (theirs == nullptr)
     {
         throw TreeError(mRequest.source->GetName() + ": the list of " + list.GetRelease().GetText() +
                         " does not tell of its manifest");
+    }
+    const std::optional<ShipList> ownList = ReadOwnList(mRequest.root, list.GetRelease());
+    const ShippedFile *own = ownList ? ownList->Find(path) : nullptr;
+    if (own == nullptr)
+    {
+        RequireNoOther(list.GetRelease(), *theirs);
     }
     if (own == nullptr || own->sum == theirs->sum)
     {
@@ -155,6 +160,23 @@ void RepairLists::RequireSameRelease(const ShipList &list) const
     {
         throw TreeError(mRequest.source->GetName() + " holds another " + list.GetRelease().GetText() +
                         " than the tree, whose shiplist vouches for its manifest: nothing of it is taken");
+    }
+}
+
+/// Where no list here tells what is right, a release that is whole by itself and lists other files is another one.
+void RepairLists::RequireNoOther(const ReleaseName &release, const ShippedFile &theirs) const
+{
+    const WorkCalls quiet;
+    const Result<ShippedFile> present = SumFile(mRequest.root + "/" + theirs.path, theirs.path, quiet);
+    if (release.isSolution || !present || present->sum == theirs.sum)
+    {
+        return;
+    }
+    const auto manifest = mRequest.source->ReadWhole(theirs.path, theirs.size);
+    if (manifest && IsAnotherRelease(mRequest.root, release, *manifest, mRequest.threadCount, mRequest.calls))
+    {
+        throw TreeError(mRequest.source->GetName() + " holds another " + release.GetText() +
+                        " than the tree, which is whole by itself: nothing of it is taken");
     }
 }
 

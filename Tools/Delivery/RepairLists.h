@@ -32,6 +32,7 @@ private:
     void TakePublished(const TreeReader::ReleaseName &release, const std::string &text);
     void TakeMade(const TreeReader::ReleaseName &release);
     void RequireSameRelease(const ShipList &list) const;
+    void RequireNoOther(const TreeReader::ReleaseName &release, const ShippedFile &theirs) const;
     void Add(const ShipList &list);
 
     const RepairRequest &mRequest;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tools/Delivery/Signature.h"
+#include "Tools/Delivery/PublicKey.h"
 #include "Tools/Delivery/Source.h"
 #include "Tools/Delivery/WorkCalls.h"
 #include "Tools/TreeReader/Fault.h"
@@ -16,8 +16,10 @@ struct RepairRequest
 {
     std::string root;
     std::vector<TreeReader::ReleaseName> releases;
+    bool isWholeTree = false;       ///< nobody named releases: what the source has besides is told
     Source *source = nullptr;       ///< null: only tell what would be needed
     const PublicKey *key = nullptr; ///< with one, only what a signed shiplist tells of is taken
+    bool protect = false;           ///< leave all archives of the releases in directories that nobody may write
     bool sync = true;               ///< bring to disk what a loss of power could otherwise turn round
     unsigned threadCount = 1;
     std::function<void()> step = [] {}; ///< called before each step that changes the tree; for tests

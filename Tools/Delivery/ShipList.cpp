@@ -37,13 +37,11 @@ public:
             return Refuse("is no shiplist of this version: the first line should be \"" + std::string(ListTitle) +
                           "\"");
         }
-        if (!mLines.Next(line) || !line.starts_with(ReleaseWord) ||
-            !ReadRelease(line.substr(ReleaseWord.size()), release))
+        if (!mLines.NextBehind(ReleaseWord, line) || !ReadRelease(line, release))
         {
             return Refuse("names no release");
         }
-        if (!mLines.Next(line) || !line.starts_with(ListFilesWord) ||
-            !ReadCountAndSize(line.substr(ListFilesWord.size()), mCount, mSize))
+        if (!mLines.NextBehind(ListFilesWord, line) || !ReadCountAndSize(line, mCount, mSize))
         {
             return Refuse("does not say how many files and bytes it lists");
         }

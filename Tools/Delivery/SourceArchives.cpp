@@ -1,5 +1,6 @@
 #include "Tools/Delivery/SourceArchives.h"
 
+#include "Tools/Common/ParallelWork.h"
 #include "Tools/TreeReader/DiskFile.h"
 #include "Tools/TreeReader/TreeError.h"
 
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <iterator>
 
 namespace Keld::Delivery
@@ -21,6 +23,7 @@ namespace
 constexpr uint64 LargestIndex = uint64{512} << 20; // bytes
 constexpr std::size_t FirstNames = 4;              // that are tried of each kind; then twice as many, and so on
 constexpr std::size_t LongestGap = 64;             // in the numbers of a version's archives
+constexpr std::size_t FilesAtOnce = 1024;          // that a thread looks for before it asks for more
 
 std::string IndexSuffix()
 {
@@ -68,8 +71,8 @@ std::vector<std::string> UsualNames(std::size_t first, std::size_t count)
 } // namespace
 
 SourceArchives::SourceArchives(Source &source, const SourceProof &proof, const DownloadPlace &place,
-                               const WantedRelease &wanted, const DownloadCalls &calls)
-    : mSource(source), mProof(proof), mPlace(place), mWanted(wanted), mCalls(calls)
+                               const WantedRelease &wanted, const DownloadCalls &calls, unsigned threadCount)
+    : mSource(source), mProof(proof), mPlace(place), mWanted(wanted), mCalls(calls), mThreadCount(threadCount)
 {
 }
 
@@ -91,34 +94,92 @@ void SourceArchives::Find(const std::vector<LackingFile> &lacking, const std::st
     }
 }
 
-/// All archives of the version that hold a path are taken: which one a reader asks first is up to the disk.
 void SourceArchives::FindInVersion(MorvVersion version, const std::vector<LackingFile> &lacking,
                                    const std::string &root)
 {
     const std::string directory = mWanted.GetArchivesPath(version);
-    std::vector<SourceArchive> archives = BringIndexes(directory, lacking);
-    const TreeReader::ManifestTree &tree = mWanted.GetRelease().GetTree();
+    std::vector<bool> isFound(lacking.size());
+    std::vector<SourceArchive> archives = BringIndexes(directory, lacking, isFound);
+    const auto lost = std::find(isFound.begin(), isFound.end(), false);
+    if (lost != isFound.end())
+    {
+        const LackingFile &file = lacking[static_cast<std::size_t>(lost - isFound.begin())];
+        throw SourceError(SourceTrouble::Untrue, mSource.GetName() + "/" + directory + ": no archive there holds " +
+                                                     PathOf(file) + ", which the manifest says");
+    }
+    RequireReplaced(archives, lacking, root);
+    for (SourceArchive &archive : archives)
+    {
+        if (!archive.wanted.empty())
+        {
+            TellPlace(archive, root);
+            mArchives.push_back(std::move(archive));
+        }
+    }
+}
+
+/// Looks for files in archives, on all threads. All archives of the version that hold a path are taken: which one a
+/// reader asks first is up to the disk.
+/// \param isFound of each file; is set where an archive has it
+void SourceArchives::FindRecords(std::vector<SourceArchive> &archives, const std::vector<LackingFile> &lacking,
+                                 std::vector<bool> &isFound) const
+{
+    struct Found
+    {
+        std::size_t archive;
+        std::size_t file;
+        uint32 record;
+    };
+    const std::size_t runs = archives.empty() ? 0 : (lacking.size() + FilesAtOnce - 1) / FilesAtOnce;
+    std::vector<std::vector<Found>> found(runs);
+    Common::ForEachInParallel(mThreadCount, runs,
+                              [&](std::size_t run)
+                              {
+                                  mCalls.checkpoint();
+                                  const std::size_t end = std::min((run + 1) * FilesAtOnce, lacking.size());
+                                  for (std::size_t file = run * FilesAtOnce; file < end; ++file)
+                                  {
+                                      const std::string path = PathOf(lacking[file]);
+                                      const uint32 hash = HashName(path.c_str());
+                                      for (std::size_t archive = 0; archive < archives.size(); ++archive)
+                                      {
+                                          const int32 record =
+                                              archives[archive].index->FindEntryIndex(hash, path.c_str());
+                                          if (record >= 0)
+                                          {
+                                              found[run].push_back({archive, file, static_cast<uint32>(record)});
+                                          }
+                                      }
+                                  }
+                              });
+    for (const std::vector<Found> &run : found)
+    {
+        for (const Found &one : run)
+        {
+            archives[one.archive].wanted.push_back({lacking[one.file].file, one.record});
+            isFound[one.file] = true;
+        }
+    }
+}
+
+/// A file that an archive here has with other bytes comes right only where that archive is replaced.
+void SourceArchives::RequireReplaced(const std::vector<SourceArchive> &archives,
+                                     const std::vector<LackingFile> &lacking, const std::string &root) const
+{
     for (const LackingFile &file : lacking)
     {
-        const std::string path = tree.GetPath(file.file);
+        if (file.damaged == nullptr)
+        {
+            continue;
+        }
+        const std::string path = PathOf(file);
         const uint32 hash = HashName(path.c_str());
-        bool isFound = false;
-        bool isReplaced = file.damaged == nullptr;
-        for (SourceArchive &archive : archives)
-        {
-            const int32 record = archive.index->FindEntryIndex(hash, path.c_str());
-            if (record >= 0)
-            {
-                archive.wanted.push_back({file.file, static_cast<uint32>(record)});
-                isFound = true;
-                isReplaced = isReplaced || root + "/" + archive.indexPath == file.damaged->GetIndexPath();
-            }
-        }
-        if (!isFound)
-        {
-            throw SourceError(SourceTrouble::Untrue, mSource.GetName() + "/" + directory + ": no archive there holds " +
-                                                         path + ", which the manifest says");
-        }
+        const bool isReplaced = std::any_of(archives.begin(), archives.end(),
+                                            [&](const SourceArchive &archive)
+                                            {
+                                                return archive.index->FindEntryIndex(hash, path.c_str()) >= 0 &&
+                                                       root + "/" + archive.indexPath == file.damaged->GetIndexPath();
+                                            });
         if (!isReplaced)
         {
             throw TreeError(file.damaged->GetIndexPath() + ": holds " + path +
@@ -126,81 +187,85 @@ void SourceArchives::FindInVersion(MorvVersion version, const std::vector<Lackin
                             "source has no such archive, so remove this one");
         }
     }
-    for (SourceArchive &archive : archives)
+}
+
+/// Finds out what stands in the place of an archive here.
+void SourceArchives::TellPlace(SourceArchive &archive, const std::string &root) const
+{
+    archive.extent = ExtentOf(*archive.index);
+    const std::string place = root + "/" + archive.indexPath;
+    if (!std::filesystem::exists(std::filesystem::symlink_status(place)))
     {
-        if (archive.wanted.empty())
-        {
-            continue;
-        }
-        const auto image = TreeReader::ReadFileImage(mPlace.GetPlace(archive.indexPath), LargestIndex);
-        const ManifestState state = CompareWithDisk(root + "/" + archive.indexPath, *image,
-                                                    [](LargeVector<char> &bytes)
-                                                    {
-                                                        return OpenIndex(std::move(bytes)) != nullptr;
-                                                    });
-        if (state == ManifestState::Other)
-        {
-            throw TreeError(root + "/" + archive.indexPath +
-                            ": is another archive than the source has under that name, and releases here may be "
-                            "served from it; archives never change once they are published");
-        }
-        archive.isHere = state == ManifestState::Same;
-        archive.extent = ExtentOf(*archive.index);
-        mArchives.push_back(std::move(archive));
+        return;
     }
+    const auto image = TreeReader::ReadFileImage(mPlace.GetPlace(archive.indexPath), LargestIndex);
+    if (!image)
+    {
+        throw TreeError(image.GetFault().GetMessage());
+    }
+    const ManifestState state = CompareWithDisk(place, *image,
+                                                [](LargeVector<char> &bytes)
+                                                {
+                                                    return OpenIndex(std::move(bytes)) != nullptr;
+                                                });
+    if (state == ManifestState::Other)
+    {
+        throw TreeError(place + ": is another archive than the source has under that name, and releases here may be "
+                                "served from it; archives never change once they are published");
+    }
+    archive.isHere = state == ManifestState::Same;
+}
+
+std::string SourceArchives::PathOf(const LackingFile &file) const
+{
+    return mWanted.GetRelease().GetTree().GetPath(file.file);
 }
 
 std::vector<SourceArchive> SourceArchives::BringIndexes(const std::string &directory,
-                                                        const std::vector<LackingFile> &lacking)
+                                                        const std::vector<LackingFile> &lacking,
+                                                        std::vector<bool> &isFound)
 {
+    std::vector<std::string> indexes;
     if (mProof.HasList())
     {
-        return OpenIndexes(BringNamed(directory, mProof.FindIndexes(directory), false));
+        indexes = mProof.FindIndexes(directory);
     }
-    std::vector<std::string> indexes = mSource.ListNames(directory).value_or(std::vector<std::string>());
-    std::erase_if(indexes,
-                  [](const std::string &name)
-                  {
-                      return !name.ends_with(IndexSuffix());
-                  });
-    if (!indexes.empty())
+    else
     {
-        return OpenIndexes(BringNamed(directory, indexes, false));
+        indexes = mSource.ListNames(directory).value_or(std::vector<std::string>());
+        std::erase_if(indexes,
+                      [](const std::string &name)
+                      {
+                          return !name.ends_with(IndexSuffix());
+                      });
+        if (indexes.empty())
+        {
+            return TryUsualNames(directory, lacking, isFound);
+        }
     }
-    return TryUsualNames(directory, lacking);
+    std::vector<SourceArchive> archives = OpenIndexes(BringNamed(directory, indexes, false));
+    FindRecords(archives, lacking, isFound);
+    return archives;
 }
 
 /// Until all is found, or nothing more is there.
 std::vector<SourceArchive> SourceArchives::TryUsualNames(const std::string &directory,
-                                                         const std::vector<LackingFile> &lacking)
+                                                         const std::vector<LackingFile> &lacking,
+                                                         std::vector<bool> &isFound)
 {
     std::vector<SourceArchive> archives;
     std::size_t count = FirstNames;
     for (std::size_t first = 1;; first += count, count *= 2)
     {
-        std::vector<SourceArchive> found = OpenIndexes(BringNamed(directory, UsualNames(first, count), true));
-        const bool isEnd = found.empty() && first > LongestGap;
-        std::move(found.begin(), found.end(), std::back_inserter(archives));
-        if (isEnd || HoldAll(archives, lacking))
+        std::vector<SourceArchive> more = OpenIndexes(BringNamed(directory, UsualNames(first, count), true));
+        FindRecords(more, lacking, isFound);
+        const bool isEnd = more.empty() && first > LongestGap;
+        std::move(more.begin(), more.end(), std::back_inserter(archives));
+        if (isEnd || std::find(isFound.begin(), isFound.end(), false) == isFound.end())
         {
             return archives;
         }
     }
-}
-
-bool SourceArchives::HoldAll(const std::vector<SourceArchive> &archives, const std::vector<LackingFile> &lacking) const
-{
-    return std::all_of(lacking.begin(), lacking.end(),
-                       [&](const LackingFile &file)
-                       {
-                           const std::string path = mWanted.GetRelease().GetTree().GetPath(file.file);
-                           const uint32 hash = HashName(path.c_str());
-                           return std::any_of(archives.begin(), archives.end(),
-                                              [&](const SourceArchive &archive)
-                                              {
-                                                  return archive.index->FindEntryIndex(hash, path.c_str()) >= 0;
-                                              });
-                       });
 }
 
 std::vector<std::string> SourceArchives::BringNamed(const std::string &directory, const std::vector<std::string> &names,

@@ -30,6 +30,9 @@ struct SourceArchive
     std::vector<WantedRecord> wanted;
     uint64 extent = 0;   ///< bytes that its data file must have, for its records to lie in it
     bool isHere = false; ///< the tree has the same index in its place
+
+    /// Of an archive that is made of parts: some of them came in an earlier run, and need not be of the same file.
+    bool isResumed = false;
 };
 
 /// Finds out which archives of a source have what is wanted of a release. A manifest tells the version alone, so the
@@ -39,7 +42,7 @@ class SourceArchives
 {
 public:
     SourceArchives(Source &source, const SourceProof &proof, const DownloadPlace &place, const WantedRelease &wanted,
-                   const DownloadCalls &calls);
+                   const DownloadCalls &calls, unsigned threadCount);
 
     /// Brings the indexes and finds the archives of all archived files among those that lack. Throws SourceError where
     /// no archive of the source has one, and TreeError where an archive here is in the way.
@@ -48,9 +51,16 @@ public:
     std::vector<SourceArchive> &GetArchives() { return mArchives; }
 
 private:
-    std::vector<SourceArchive> BringIndexes(const std::string &directory, const std::vector<LackingFile> &lacking);
-    std::vector<SourceArchive> TryUsualNames(const std::string &directory, const std::vector<LackingFile> &lacking);
-    bool HoldAll(const std::vector<SourceArchive> &archives, const std::vector<LackingFile> &lacking) const;
+    std::vector<SourceArchive> BringIndexes(const std::string &directory, const std::vector<LackingFile> &lacking,
+                                            std::vector<bool> &isFound);
+    std::vector<SourceArchive> TryUsualNames(const std::string &directory, const std::vector<LackingFile> &lacking,
+                                             std::vector<bool> &isFound);
+    void FindRecords(std::vector<SourceArchive> &archives, const std::vector<LackingFile> &lacking,
+                     std::vector<bool> &isFound) const;
+    void RequireReplaced(const std::vector<SourceArchive> &archives, const std::vector<LackingFile> &lacking,
+                         const std::string &root) const;
+    void TellPlace(SourceArchive &archive, const std::string &root) const;
+    std::string PathOf(const LackingFile &file) const;
     std::vector<std::string> BringNamed(const std::string &directory, const std::vector<std::string> &names,
                                         bool mayLack);
     std::vector<SourceArchive> OpenIndexes(const std::vector<std::string> &paths);
@@ -61,6 +71,7 @@ private:
     const DownloadPlace &mPlace;
     const WantedRelease &mWanted;
     const DownloadCalls &mCalls;
+    const unsigned mThreadCount;
     std::vector<SourceArchive> mArchives;
 };
 } // namespace Keld::Delivery

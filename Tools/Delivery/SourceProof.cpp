@@ -10,7 +10,6 @@ namespace Keld::Delivery
 {
 namespace
 {
-constexpr uint64 LargestSignature = 64 << 10; // bytes
 constexpr uint_size SumPieceSize = 1 << 20;
 
 std::string_view ViewOf(const LargeVector<char> &bytes)
@@ -68,7 +67,7 @@ void SourceProof::ReadList(Source &source, const TreeReader::ReleaseName &name)
         return;
     }
     const std::string signaturePath = PathOfShipListSignature(name);
-    auto signature = ReadIfAllowed(source, signaturePath, LargestSignature);
+    auto signature = ReadIfAllowed(source, signaturePath, SignatureSizeLimit);
     if (mKey != nullptr)
     {
         if (!signature)
@@ -163,7 +162,9 @@ void SourceProof::CheckBytes(const std::string &path, const LargeVector<char> &b
     const ShippedFile *listed = Find(path);
     if (listed != nullptr && (listed->size != bytes.size() || listed->sum != SumOf(ViewOf(bytes))))
     {
-        RefuseByProof(mSourceName + "/" + path + ": is not the file that the shiplist tells of");
+        RefuseByProof(mSourceName + "/" + path +
+                      ": is not the file that the shiplist tells of; a release that was packed anew is published anew "
+                      "(morv publish)");
     }
 }
 } // namespace Keld::Delivery

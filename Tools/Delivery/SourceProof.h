@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Tools/Delivery/PublicKey.h"
 #include "Tools/Delivery/ShipList.h"
-#include "Tools/Delivery/Signature.h"
 #include "Tools/Delivery/Source.h"
 #include "Tools/Delivery/WantedSet.h"
 

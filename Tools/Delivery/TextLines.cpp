@@ -27,6 +27,16 @@ bool TextLines::Next(std::string_view &line)
     return true;
 }
 
+bool TextLines::NextBehind(std::string_view word, std::string_view &rest)
+{
+    if (!Next(rest) || !rest.starts_with(word))
+    {
+        return false;
+    }
+    rest.remove_prefix(word.size());
+    return true;
+}
+
 bool ReadNumber(std::string_view text, uint64 &number)
 {
     const std::from_chars_result read = std::from_chars(text.data(), text.data() + text.size(), number);

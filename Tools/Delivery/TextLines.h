@@ -19,6 +19,9 @@ public:
     /// False at the end, and where the text ends within a line.
     bool Next(std::string_view &line);
 
+    /// The next line, where it begins with a word: what stands behind that.
+    bool NextBehind(std::string_view word, std::string_view &rest);
+
     bool IsAtEnd() const { return mRest.empty(); }
 
     /// Of the line that was asked for last, from 1 on.

@@ -1,5 +1,6 @@
 #include "Tools/Delivery/WantedSet.h"
 
+#include "Tools/Delivery/SourceCatalogue.h"
 #include "Tools/Delivery/TreePath.h"
 #include "Tools/TreeReader/SolutionProjects.h"
 #include "Tools/TreeReader/TreeText.h"
@@ -26,48 +27,54 @@ constexpr uint64 LargestManifest = uint64{1} << 30; // bytes
 constexpr uint64 LargestText = 16 << 20;            // bytes, of a solution's manifests
 constexpr std::size_t MostVersionsTold = 10;
 
-std::string ReleasesOf(const ReleaseName &name)
-{
-    return std::string(name.isSolution ? MORV::Reader::SolutionsDirectory : MORV::Reader::ProjectsDirectory) + "/" +
-           name.name + "/" + MORV::Reader::ReleasesDirectory;
-}
-
 /// "; it has 1.0.0.0, 1.0.0.1", where the source tells.
 std::string TellWhatIsThere(Source &source, const ReleaseName &name)
 {
-    const auto names = source.ListNames(ReleasesOf(name));
-    if (!names)
+    const auto versions = ListReleases(source, name);
+    if (!versions)
     {
         return "";
     }
-    std::vector<MorvVersion> versions;
-    for (const std::string &text : *names)
-    {
-        MorvVersion version = 0;
-        if (ParseVersion(text.c_str(), &version) && FormatVersion(version) == text)
-        {
-            versions.push_back(version);
-        }
-    }
-    if (versions.empty())
+    if (versions->empty())
     {
         return std::string("; it has no release of that ") + (name.isSolution ? "solution" : "project");
     }
-    std::sort(versions.begin(), versions.end());
     std::string text;
-    for (std::size_t index = versions.size() - std::min(versions.size(), MostVersionsTold); index < versions.size();
+    for (std::size_t index = versions->size() - std::min(versions->size(), MostVersionsTold); index < versions->size();
          ++index)
     {
-        text += (text.empty() ? "; it has " : ", ") + FormatVersion(versions[index]);
+        text += (text.empty() ? "; it has " : ", ") + FormatVersion((*versions)[index]);
     }
     return text;
 }
 
+/// Where the manifest lies in a tree one level deeper, somebody left out the last part of the source's name.
+void RequireNoTreeBelow(Source &source, const std::string &path)
+{
+    std::optional<uint64> size;
+    try
+    {
+        size = source.GetSize(std::string(MORV::Reader::RootDirectory) + "/" + path);
+    }
+    catch (const SourceError &)
+    {
+        return; // what is to be told is that the release is not there
+    }
+    if (size)
+    {
+        throw SourceError(SourceTrouble::NotThere, source.GetName() +
+                                                       ": this is no deployment tree; the one in it is " +
+                                                       source.GetName() + "/" + MORV::Reader::RootDirectory);
+    }
+}
+
 LargeVector<char> ReadManifest(Source &source, const ReleaseName &name, const char *file, uint64 limit)
 {
-    auto bytes = source.ReadWhole(ReleasesOf(name) + "/" + FormatVersion(name.version) + "/" + file, limit);
+    const std::string path = PathOfReleases(name) + "/" + FormatVersion(name.version) + "/" + file;
+    auto bytes = source.ReadWhole(path, limit);
     if (!bytes)
     {
+        RequireNoTreeBelow(source, path);
         throw SourceError(SourceTrouble::NotThere,
                           source.GetName() + " has no " + name.GetText() + TellWhatIsThere(source, name));
     }
@@ -138,7 +145,7 @@ WantedSet ReadWantedSet(Source &source, const std::string &root, const ReleaseNa
     {
         for (const char *file : {MORV::Reader::ConfigurationManifestName, MORV::Reader::SolutionManifestName})
         {
-            set.texts.push_back({ReleasesOf(name) + "/" + FormatVersion(name.version) + "/" + file,
+            set.texts.push_back({PathOfReleases(name) + "/" + FormatVersion(name.version) + "/" + file,
                                  ReadManifest(source, name, file, LargestText)});
         }
         for (const auto &project : ReadProjects(set, source.GetName()).projects)
@@ -158,7 +165,7 @@ WantedSet ReadWantedSet(Source &source, const std::string &root, const ReleaseNa
         }
         set.releases.push_back(std::make_unique<WantedRelease>(
             root, project, ReadManifest(source, project, MORV::Reader::ReleaseManifestName, LargestManifest),
-            source.GetName() + "/" + ReleasesOf(project) + "/" + FormatVersion(project.version) + "/" +
+            source.GetName() + "/" + PathOfReleases(project) + "/" + FormatVersion(project.version) + "/" +
                 MORV::Reader::ReleaseManifestName));
     }
     return set;

@@ -40,7 +40,14 @@ lost. Without --from nothing is changed: it tells what would be needed, and ends
 Where the source has published a release ("morv publish"), its shiplist tells about every byte of every file, and of
 an archive of which some ranges are damaged these alone are fetched. A directory without a shiplist is checked, and its
 release taken as it is there. From a server without one, files are held against the digests of the manifest. Each file
-is proved before it takes the place of the damaged one, in one step. What the tree holds besides is left alone.
+is proved before it takes the place of the damaged one, in one step. What the tree holds besides is left alone; only a
+directory in a file's place, or a file in a directory's, is put aside beside it, under a name that ends in ".aside".
+
+A whole tree is repaired as far as something of a release is here: also one whose manifest is lost, and with a solution
+the releases that it uses. Of a release that went as a whole, with its directory, nothing here can tell that it was
+ever wanted. What the source has of the same projects and solutions besides is therefore told, and brought by name.
+
+Directories that nobody may write stay so; --protect makes all of them so that hold archives of the releases.
 
 With --signed only what a shiplist tells of that is signed with this key of minisign is taken.
 
@@ -55,6 +62,7 @@ struct RepairOptions
     std::string root;
     std::string source;
     std::string key;
+    bool protect = false;
     bool noSync = false;
 };
 
@@ -111,6 +119,8 @@ RepairReport RepairNamed(Delivery::RepairRequest request, const RepairOptions &o
 {
     const std::optional<Delivery::PublicKey> key = LoadPublicKey(options.key, common);
     request.key = key ? &*key : nullptr;
+    request.protect = options.protect;
+    request.isWholeTree = options.releases.empty();
     request.sync = !options.noSync;
     request.threadCount = common.GetThreadCount();
     WorkProgress progress(!common.quiet);
@@ -198,6 +208,10 @@ Json RepairDocument(const RepairReport &report, const std::string &root, const s
 
 ExitCode RunRepair(const RepairOptions &options, const CommonOptions &common)
 {
+    if (options.source.empty() && options.protect)
+    {
+        throw UsageError("--protect is for what is repaired: name a source with --from");
+    }
     if (options.source.empty() && !options.key.empty())
     {
         throw UsageError("--signed tells whom to trust, and needs a source: name it with --from");
@@ -240,6 +254,9 @@ void AddRepairCommand(CommandSet &commands)
     command.add_option("--from", options->source, "The tree to get it from: https://, http://, file:// or a directory")
         ->type_name("SOURCE");
     AddKeyOption(command, options->key);
+    command.add_flag("--protect", options->protect,
+                     "Let nobody write the directories of the releases' archives, so that no program can remove an "
+                     "index there");
     command.add_flag("--no-sync", options->noSync,
                      "Do not wait until the disk has each step; a loss of power may take what was repaired");
 }
