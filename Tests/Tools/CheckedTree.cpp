@@ -1,5 +1,7 @@
 #include "Tools/CheckedTree.h"
 
+#include "KeldMorvIO/listing/ReleaseManifestFormat.h"
+#include "Tools/TreeReader/ContentDigest.h"
 #include "Tools/TreeWriter/SolutionWriter.h"
 
 namespace Keld::Test
@@ -114,6 +116,16 @@ void CheckedTree::ExpectFaults(const std::vector<std::string> &faults, bool deco
     const CheckReport report = Check(decode);
     EXPECT_EQ(Describe(report, report.faults), faults);
     EXPECT_EQ(report.IsWhole(), faults.empty());
+}
+
+ManifestFile CheckedTree::Archived(const std::string &content)
+{
+    const TreeReader::Digest digest = TreeReader::DigestOf(content);
+    ManifestFile file;
+    file.flags = MORV::Reader::FileFlagArchived;
+    file.size = static_cast<std::uint32_t>(content.size());
+    file.digest.assign(digest.begin(), digest.end());
+    return file;
 }
 
 void CheckedTree::Flip(const std::string &path, std::size_t offset, unsigned char bits) const

@@ -2,6 +2,8 @@
 
 #include "Tools/PackFixture.h"
 
+#include "Support/ManifestImage.h"
+
 #include "Tools/TreeChecker/TreeCheck.h"
 #include "Tools/TreeReader/TreeSet.h"
 
@@ -30,6 +32,9 @@ protected:
 
     /// Expects these faults and no others.
     void ExpectFaults(const std::vector<std::string> &faults, bool decode = true) const;
+
+    /// What a manifest says of an archived file that is not compressed.
+    static ManifestFile Archived(const std::string &content);
 
     /// Changes one byte of a file of the tree.
     void Flip(const std::string &path, std::size_t offset, unsigned char bits = 0x10) const;

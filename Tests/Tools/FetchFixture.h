@@ -12,10 +12,15 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 namespace Keld::Test
 {
@@ -110,6 +115,18 @@ protected:
             return error.what();
         }
         return "";
+    }
+
+    /// Kills the process at a piece of a file that comes, the first being 0: for FetchRequest::advance.
+    static std::function<void(uint64)> KillAtPiece(int number)
+    {
+        return [left = std::make_shared<int>(number)](uint64)
+        {
+            if ((*left)-- == 0)
+            {
+                kill(getpid(), SIGKILL);
+            }
+        };
     }
 
     void ExpectRefusal(const std::string &source, const Delivery::FetchRequest &request,

@@ -1,6 +1,9 @@
 #include "Tools/FetchOverHttp.h"
 #include "Tools/NginxServer.h"
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 namespace Keld::Test
 {
 namespace
@@ -42,6 +45,48 @@ TEST_F(FetchOverHttpTest, SpeaksHttp2WhereTheServerDoes)
     {
         EXPECT_EQ(line.protocol, "HTTP/2.0") << line.path;
     }
+}
+
+TEST_F(FetchOverHttpTest, GoesOnByRangesOverHttp2WhereverItIsKilled)
+{
+    NginxServer server(Server(), NginxServer::Way::Secure);
+    int kills = 0;
+    for (bool killed = true; killed;)
+    {
+        const pid_t child = fork();
+        if (child == 0)
+        {
+            FetchRequest request = Request();
+            request.threadCount = 1;
+            request.advance = KillAtPiece(kills);
+            Delivery::SourceOptions options;
+            options.authorities = server.GetAuthorities();
+            options.downloads = 1;
+            Delivery::Fetch(*Delivery::OpenSource(server.GetUrl(), "/", options), request);
+            _exit(0);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        killed = WIFSIGNALED(status);
+        EXPECT_TRUE(killed != IsHere(First));
+        kills += killed ? 1 : 0;
+        ASSERT_LT(kills, 300);
+    }
+    ExpectServes(First, mFiles);
+    bool isAnyPart = false;
+    for (const NginxServer::Line &line : server.StopAndReadLog())
+    {
+        EXPECT_EQ(line.protocol, "HTTP/2.0") << line.path;
+        isAnyPart = isAnyPart || line.status == 206;
+    }
+    EXPECT_TRUE(isAnyPart);
+}
+
+TEST_F(FetchOverHttpTest, NamesTheTreeThatLiesBelowTheUrl)
+{
+    const FaultServer server(mTree.Path("server"), [](const ServedRequest &, ServedAnswer &) {});
+
+    ExpectRefusal(server.GetUrl(), Request(), "the one in it is " + server.GetUrl() + "/MORV");
 }
 
 TEST_F(FetchOverHttpTest, RefusesAServerThatNobodyVouchesFor)

@@ -1,3 +1,4 @@
+#include "Tools/FaultServer.h"
 #include "Tools/FetchFixture.h"
 #include "Tools/JsonSchema.h"
 #include "Tools/NginxServer.h"
@@ -5,12 +6,15 @@
 #include "Tools/TreeSnapshot.h"
 
 #include "Tools/Delivery/ContentSum.h"
+#include "Tools/Delivery/SecretKey.h"
 #include "Tools/Delivery/ShipList.h"
-#include "Tools/Delivery/Signature.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cstdlib>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace Keld::Test
 {
@@ -74,6 +78,106 @@ TEST_F(FetchPartsTest, MakesAnArchiveOfWhatIsNeededOfALargeOne)
         EXPECT_TRUE(FetchFrom(Server(), Request(Second)).WasThere());
         fs::remove_all(Client());
     }
+}
+
+TEST_F(FetchPartsTest, GoesOnWithThePartsThatAnEarlierRunBrought)
+{
+    Delivery::SourceOptions options;
+    options.retries = 0;
+    options.downloads = 1;
+    uint64 sent = 0;
+    unsigned runs = 0;
+    FetchReport report;
+    for (bool isDone = false; !isDone; ++runs)
+    {
+        ASSERT_LT(runs, 50U);
+        unsigned ranges = 0;
+        const FaultServer server(Server(),
+                                 [&](const ServedRequest &request, ServedAnswer &answer)
+                                 {
+                                     if (answer.status == 206 && ++ranges > 1)
+                                     {
+                                         answer.cutAfter = answer.body.size() / 2; // after one and a half each time
+                                     }
+                                     sent += request.begin ? answer.cutAfter.value_or(answer.body.size()) : 0;
+                                 });
+        try
+        {
+            report = Delivery::Fetch(*Delivery::OpenSource(server.GetUrl(), "/", options), PartialRequest());
+            isDone = true;
+        }
+        catch (const Delivery::SourceError &error)
+        {
+            EXPECT_EQ(error.GetTrouble(), Delivery::SourceTrouble::Unreachable) << error.what();
+            EXPECT_FALSE(IsHere(Second));
+        }
+    }
+    ExpectServes(Second, mNew);
+    EXPECT_GT(runs, 3U);
+    EXPECT_EQ(report.numbers.partialArchives, 1U);
+    EXPECT_GT(report.numbers.foundBytes, 0U);
+    uint64 stored = 0;
+    for (const auto &entry : fs::directory_iterator(Client() + "/projects/game/filearchives/1.0.0.0"))
+    {
+        stored += entry.path().extension() == ".dat" ? entry.file_size() : 0;
+    }
+    EXPECT_EQ(sent, stored); // no byte came twice
+    EXPECT_FALSE(HasStaging());
+}
+
+TEST_F(FetchPartsTest, GoesOnWithPartsWhereverItIsKilled)
+{
+    int kills = 0;
+    for (bool killed = true; killed;)
+    {
+        const pid_t child = fork();
+        if (child == 0)
+        {
+            FetchRequest request = PartialRequest();
+            request.threadCount = 1;
+            request.advance = KillAtPiece(kills);
+            _exit(Refusal(Server(), request).empty() ? 0 : 1);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        killed = WIFSIGNALED(status);
+        EXPECT_TRUE(killed || WEXITSTATUS(status) == 0);
+        EXPECT_TRUE(killed != IsHere(Second));
+        kills += killed ? 1 : 0;
+        ASSERT_LT(kills, 100);
+    }
+    EXPECT_GT(kills, 2);
+    ExpectServes(Second, mNew);
+    EXPECT_FALSE(HasStaging());
+}
+
+TEST_F(FetchPartsTest, BringsPartsAnewThatAreOfAnotherFileThanTheEarlierOnes)
+{
+    bool isFirst = true;
+    unsigned ranges = 0;
+    const FaultServer server(Server(),
+                             [&](const ServedRequest &, ServedAnswer &answer)
+                             {
+                                 if (isFirst && answer.status == 206 && ++ranges == 1)
+                                 {
+                                     answer.body.assign(answer.body.size(), 'x');
+                                 }
+                                 else if (isFirst && answer.status == 206)
+                                 {
+                                     answer.cutAfter = 0;
+                                 }
+                             });
+    Delivery::SourceOptions options;
+    options.retries = 0;
+    options.downloads = 1;
+    EXPECT_THROW(Delivery::Fetch(*Delivery::OpenSource(server.GetUrl(), "/", options), PartialRequest()),
+                 Delivery::SourceError);
+    isFirst = false;
+
+    const FetchReport report = Delivery::Fetch(*Delivery::OpenSource(server.GetUrl(), "/", options), PartialRequest());
+
+    EXPECT_EQ(report.numbers.partialArchives, 1U);
+    ExpectServes(Second, mNew);
 }
 
 TEST_F(FetchPartsTest, BringsTheWholeArchiveBesideThePartWhenThatIsNeeded)
@@ -177,6 +281,8 @@ TEST_F(FetchSolutionTest, TellsWhatIsMistyped)
     };
     expect(refusal({"fetch", "server", "--root", "client/MORV", "--project", "low", "--release", "1.0.0.0"}),
            "the one in it is server/MORV");
+    expect(refusal({"fetch", "host.example/MORV", "--root", "client/MORV", "--project", "low", "--release", "1.0.0.0"}),
+           "for a server, write https://host.example/MORV");
     expect(refusal({"fetch", "ftp://host/MORV", "--root", "client/MORV", "--project", "low", "--release", "1.0.0.0"}),
            "is nothing to fetch from");
     expect(refusal({"fetch", "server/MORV", "--root", "client/MORV", "--release", "1.0.0.0"}), "--project NAME");

@@ -31,6 +31,36 @@ protected:
         Pack(mFiles, First);
     }
 
+    /// The first time.
+    static void StallAtLargeFile(const ServedRequest &request, ServedAnswer &answer)
+    {
+        if (request.path.ends_with("large.n") && request.number == 0)
+        {
+            answer.cutAfter = 100'000;
+            answer.stalls = true;
+        }
+    }
+
+    /// Until a server was asked for a file, or the process that is to ask for it has ended.
+    static void WaitUntilAsked(const FaultServer &server, const char *end, pid_t child)
+    {
+        const auto isAsked = [&]
+        {
+            const auto requests = server.GetRequests();
+            return std::any_of(requests.begin(), requests.end(),
+                               [end](const ServedRequest &request)
+                               {
+                                   return request.path.ends_with(end);
+                               });
+        };
+        siginfo_t ended = {};
+        while (!isAsked() && waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+               ended.si_pid == 0)
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+
     const FileContents mFiles = SomeFiles();
 };
 
@@ -65,6 +95,43 @@ TEST_F(FetchTroubleTest, TwoFetchesOfTwoReleasesDoNotHurtEachOther)
 
     ExpectServes(First, mFiles);
     ExpectServes(Second, files);
+}
+
+TEST_F(FetchTroubleTest, AKilledFetchLeavesNoLockToTheOneThatWaitsForIt)
+{
+    const FaultServer server(Server(), &StallAtLargeFile);
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        execl(KELD_MORV_PROGRAM, "morv", "fetch", server.GetUrl().c_str(), "--root", Client().c_str(), "--project",
+              "game", "--release", "1.0.0.0", "-q", nullptr);
+        _exit(127);
+    }
+    WaitUntilAsked(server, "large.n", child);
+    std::atomic<int> looks{0};
+    std::string refusal;
+    std::thread other(
+        [&]
+        {
+            FetchRequest request = Request();
+            request.checkpoint = [&looks]
+            {
+                ++looks;
+            };
+            refusal = Refusal(Server(), request);
+        });
+    while (looks < 3) // it waits for the lock: nothing else is done so early
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_FALSE(IsHere(First));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    other.join();
+
+    EXPECT_EQ(refusal, "");
+    ExpectServes(First, mFiles);
+    EXPECT_FALSE(HasStaging());
 }
 
 TEST_F(FetchTroubleTest, GoesOnAfterItWasStoppedAtAnyMoment)
@@ -146,15 +213,7 @@ TEST_F(FetchTroubleTest, WritesThroughNoLinkInTheTree)
 
 TEST_F(FetchTroubleTest, AnInterruptEndsItAndTellsHowToGoOn)
 {
-    const FaultServer server(Server(),
-                             [](const ServedRequest &request, ServedAnswer &answer)
-                             {
-                                 if (request.path.ends_with("large.n") && request.number == 0)
-                                 {
-                                     answer.cutAfter = 100'000;
-                                     answer.stalls = true;
-                                 }
-                             });
+    const FaultServer server(Server(), &StallAtLargeFile);
     const std::string errors = mTree.Path("errors");
     const pid_t child = fork();
     if (child == 0)
@@ -165,19 +224,7 @@ TEST_F(FetchTroubleTest, AnInterruptEndsItAndTellsHowToGoOn)
               "game", "--release", "1.0.0.0", nullptr);
         _exit(127);
     }
-    const auto isAsked = [&server]
-    {
-        const auto requests = server.GetRequests();
-        return std::any_of(requests.begin(), requests.end(),
-                           [](const ServedRequest &request)
-                           {
-                               return request.path.ends_with("large.n");
-                           });
-    };
-    while (!isAsked() && waitpid(child, nullptr, WNOHANG) == 0)
-    {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+    WaitUntilAsked(server, "large.n", child);
     kill(child, SIGINT);
     int status = 0;
     waitpid(child, &status, 0);

@@ -116,6 +116,39 @@ TEST_F(MorvPublishTest, APackThatReplacesAReleaseTakesItsListAway)
     EXPECT_TRUE(mTree.Exists(SecondRelease + "releasemanifest"));
 }
 
+TEST_F(MorvPublishTest, APackThatReplacesAReleaseTakesTheListsOfItsSolutionsAway)
+{
+    MakeKey();
+    ASSERT_EQ(Publish({"--sign", "../key.secret"}).exitCode, 0);
+    const ToolResult other = PackAgain("1.0.0.2");
+    ASSERT_EQ(other.exitCode, 0) << other.error;
+    EXPECT_TRUE(mTree.Exists(Suite + "shiplist.minisig"));
+    const ToolResult packed = RunMorv(mTree.Root(), {"pack", "source", "--root", "MORV", "--project", "game",
+                                                     "--release", "1.0.0.1", "--force", "--no-sync"});
+    ASSERT_EQ(packed.exitCode, 0) << packed.error;
+    EXPECT_NE(packed.error.find("removed the shiplist of the solution suite 0.0.1.0"), std::string::npos)
+        << packed.error;
+    EXPECT_FALSE(mTree.Exists(Suite + "shiplist"));
+    EXPECT_FALSE(mTree.Exists(Suite + "shiplist.minisig"));
+}
+
+TEST_F(MorvPublishTest, AListThatNoLongerFitsIsToldByFetchWithWhatToDo)
+{
+    ASSERT_EQ(Publish({}).exitCode, 0);
+    const std::string list = mTree.Read(Suite + "shiplist");
+    ASSERT_EQ(PackAgain("1.0.0.1").exitCode, 0);
+    mTree.Write(Suite + "shiplist", list); // as a server has it that got the new release alone
+    const std::vector<std::string> fetch{"fetch", "MORV",      "--root",  "client/MORV", "--solution",
+                                         "suite", "--release", "0.0.1.0", "--no-sync"};
+    const ToolResult refused = RunMorv(mTree.Root(), fetch);
+    EXPECT_EQ(refused.exitCode, 2);
+    EXPECT_NE(refused.error.find("a release that was packed anew is published anew (morv publish)"), std::string::npos)
+        << refused.error;
+    EXPECT_FALSE(mTree.Exists("client/MORV/projects"));
+    ASSERT_EQ(Publish({}).exitCode, 0);
+    EXPECT_EQ(RunMorv(mTree.Root(), fetch).exitCode, 0);
+}
+
 TEST_F(MorvPublishTest, ASolutionThatIsWrittenAnewLosesItsList)
 {
     ASSERT_EQ(Publish({}).exitCode, 0);

@@ -3,6 +3,8 @@
 #include "Tools/ToolRun.h"
 #include "Tools/TreeSnapshot.h"
 
+#include "Tools/TreeWriter/DirectoryProtection.h"
+
 #include <nlohmann/json.hpp>
 
 #include <cstdlib>
@@ -159,6 +161,57 @@ TEST_F(MorvRepairTest, ADirectoryWithoutShiplistsHealsEveryStorageAndTheManifest
     mTree.Remove("client/" + GameReleases + "1.0.0.0/deploy/Data/naked.txt");
     mTree.Remove("client/MORV/projects/extra/releases/1.0.0.0/releasemanifest");
     mTree.Remove("client/" + Suite + "configurationmanifest");
+    const ToolResult healed = Repair({"--from", "server/MORV"});
+    EXPECT_EQ(healed.exitCode, 0) << healed.error << healed.out;
+    ExpectSameBytes();
+}
+
+TEST_F(MorvRepairTest, ProtectionStaysAsItWasAndIsMadeWhereThatIsAskedFor)
+{
+    Publish();
+    Split();
+    const std::string archives = mTree.Path("client/" + GameArchives);
+    const auto damageAndHeal = [this](std::vector<std::string> more)
+    {
+        DamageOneFile();
+        more.insert(more.begin(), {"--from", "server/MORV"});
+        const ToolResult healed = Repair(more);
+        EXPECT_EQ(healed.exitCode, 0) << healed.error;
+    };
+    damageAndHeal({});
+    EXPECT_FALSE(TreeWriter::IsProtected(archives));
+    damageAndHeal({"--protect"});
+    EXPECT_TRUE(TreeWriter::IsProtected(archives));
+    EXPECT_TRUE(TreeWriter::IsProtected(mTree.Path("client/MORV/projects/extra/filearchives/1.0.0.0")));
+    damageAndHeal({});
+    EXPECT_TRUE(TreeWriter::IsProtected(archives));
+    TreeWriter::RemoveTree(mTree.Path("client"));
+    EXPECT_EQ(Repair({"--protect"}).exitCode, 2);
+}
+
+TEST_F(MorvRepairTest, AReleaseOfWhichNothingIsHereIsToldAndBroughtByName)
+{
+    Split();
+    fs::remove_all(mTree.Path("client/" + GameReleases + "1.0.0.0"));
+    const ToolResult told = Repair({"--from", "server/MORV"});
+    EXPECT_EQ(told.exitCode, 0) << told.error;
+    EXPECT_EQ(told.out, "nothing was needed\n");
+    EXPECT_NE(told.error.find("note: server/MORV also has game 1.0.0.0, of which nothing is here; name a release to "
+                              "get it back all the same\n"),
+              std::string::npos)
+        << told.error;
+    EXPECT_FALSE(mTree.Exists("client/" + GameReleases + "1.0.0.0"));
+    const ToolResult brought = Repair({"game/1.0.0.0", "--from", "server/MORV"});
+    EXPECT_EQ(brought.exitCode, 0) << brought.error;
+    ExpectSameBytes();
+    EXPECT_EQ(Repair({"--from", "server/MORV"}).error.find("also has"), std::string::npos);
+}
+
+TEST_F(MorvRepairTest, ASolutionBringsBackTheReleasesThatItUses)
+{
+    Split();
+    fs::remove_all(mTree.Path("client/" + GameReleases + "1.0.0.1"));
+    fs::remove_all(mTree.Path("client/MORV/projects/extra"));
     const ToolResult healed = Repair({"--from", "server/MORV"});
     EXPECT_EQ(healed.exitCode, 0) << healed.error << healed.out;
     ExpectSameBytes();

@@ -1,4 +1,5 @@
-#include "Tools/Delivery/Signature.h"
+#include "Tools/Delivery/PublicKey.h"
+#include "Tools/Delivery/SecretKey.h"
 
 #include "Support/TempTree.h"
 

@@ -3,7 +3,6 @@
 #include "Support/ArchiveImage.h"
 #include "Support/ManifestImage.h"
 
-#include "KeldMorvIO/listing/ReleaseManifestFormat.h"
 #include "Tools/ArchiveListing.h"
 #include "Tools/TreeReader/ContentDigest.h"
 
@@ -50,16 +49,6 @@ protected:
         mTree.Write("MORV/projects/odd/releases/1.0.0.0/releasemanifest", manifest.Bytes());
         mTree.Write("MORV/projects/odd/filearchives/1.0.0.0/a.vka", index.Bytes());
         mTree.Write("MORV/projects/odd/filearchives/1.0.0.0/a.vka.dat", data);
-    }
-
-    static ManifestFile Archived(const std::string &content)
-    {
-        const TreeReader::Digest digest = TreeReader::DigestOf(content);
-        ManifestFile file;
-        file.flags = MORV::Reader::FileFlagArchived;
-        file.size = static_cast<std::uint32_t>(content.size());
-        file.digest.assign(digest.begin(), digest.end());
-        return file;
     }
 
     std::vector<std::string> OddFaults() const
