@@ -126,7 +126,7 @@ void VersionArchives::Load(const std::string &name)
 
 ArchiveHit VersionArchives::Find(const char *path) const
 {
-    return Find(HashName(path), path);
+    return mArchives.empty() ? ArchiveHit{} : Find(HashName(path), path);
 }
 
 ArchiveHit VersionArchives::Find(uint32 hash, const char *path) const
