@@ -129,6 +129,10 @@ BundleReport WriteBundle(const BundleRequest &request, const BundleSink &sink)
         report.head.base = base->GetName();
     }
     const TreeReader::ShippingList shipping(held, {&view, target.root}, request.threadCount);
+    if (!shipping.GetDoubts().empty())
+    {
+        throw TreeError(shipping.GetDoubts().front().GetMessage());
+    }
     report.head.target = target.name;
     report.head.files = PathsOf(shipping);
     for (const std::string &path : report.head.files)

@@ -100,6 +100,10 @@ ShipList ListRelease(const TreeReader::View &view, FileSums &sums, const std::st
         throw TreeError(view.GetName().GetText() + " is not whole:\n" + census.GetSummary());
     }
     const TreeReader::ReleaseParts parts = TreeReader::GatherParts(view, root, threadCount);
+    if (!parts.doubts.empty())
+    {
+        throw TreeError(parts.doubts.front().GetMessage());
+    }
     std::vector<std::string> paths;
     for (const TreeReader::ReleasePart &part : parts.parts)
     {

@@ -156,8 +156,7 @@ StartCause ExplainManifest(const Fault &fault)
 StartCause ExplainMissingFile(const TreeReader::Release &release, const std::string &project,
                               TreeReader::EntryIndex file)
 {
-    const auto stored = release.Locate(file);
-    const Fault fault = stored ? Fault{} : stored.GetFault();
+    const Fault fault = release.ExplainMissing(file);
     if (release.GetProject() != project)
     {
         return {{FaultKind::WrongName, release.GetDirectory(),

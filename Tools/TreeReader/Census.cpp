@@ -9,7 +9,7 @@ namespace
 /// The cause goes behind the path: a fault of a missing file names the place on disk, or the path itself.
 Fault MissingFault(const Release &release, EntryIndex file)
 {
-    Fault fault = release.Locate(file).GetFault();
+    Fault fault = release.ExplainMissing(file);
     const std::string path = release.GetTree().GetPath(file);
     if (fault.path != path)
     {

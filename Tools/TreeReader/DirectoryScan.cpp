@@ -64,6 +64,7 @@ bool DirectoryScan::ReadFrom(int descriptor)
     {
         mEntries.push_back({mNames.size(), entry->d_type});
         mNames.append(entry->d_name, std::strlen(entry->d_name) + 1);
+        errno = 0;
     }
     const bool complete = errno == 0;
     std::sort(mEntries.begin(), mEntries.end(),

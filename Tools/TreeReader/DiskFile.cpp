@@ -180,6 +180,7 @@ Result<std::vector<std::string>> ReadNames(const std::string &directory)
         return ExplainSystemError(directory, errno);
     }
     std::vector<std::string> names;
+    errno = 0;
     while (const dirent *entry = readdir(stream.get()))
     {
         const std::string name = entry->d_name;
@@ -187,6 +188,11 @@ Result<std::vector<std::string>> ReadNames(const std::string &directory)
         {
             names.push_back(name);
         }
+        errno = 0;
+    }
+    if (errno != 0)
+    {
+        return ExplainSystemError(directory, errno);
     }
     std::sort(names.begin(), names.end());
     return names;

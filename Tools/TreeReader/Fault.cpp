@@ -63,4 +63,9 @@ const char *NameOf(FaultKind kind)
     }
     return "not-referred";
 }
+
+bool IsDoubt(FaultKind kind)
+{
+    return kind == FaultKind::NotAllowed || kind == FaultKind::NoDescriptors || kind == FaultKind::ReadError;
+}
 } // namespace Keld::TreeReader

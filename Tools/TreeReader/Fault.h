@@ -44,6 +44,9 @@ enum class FaultKind
 /// A short word for a kind, as "damaged-data", which does not change between versions of the tool.
 const char *NameOf(FaultKind kind);
 
+/// Whether a fault leaves open what stands at its path: the next look may find a good file there.
+bool IsDoubt(FaultKind kind);
+
 /// One thing that is wrong, as a value. `path` is where, on disk or virtual; `text` goes on behind it.
 struct Fault
 {

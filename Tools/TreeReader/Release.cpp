@@ -103,6 +103,14 @@ Result<StoredFile> Release::Locate(EntryIndex file) const
     return Locate(file, mTree->GetPath(file));
 }
 
+Fault Release::ExplainMissing(EntryIndex file) const
+{
+    const Result<StoredFile> location = Locate(file);
+    return location ? Fault{FaultKind::ReadError, mTree->GetPath(file),
+                            "was not found a moment ago, though it is there now: try again"}
+                    : location.GetFault();
+}
+
 std::vector<EntryIndex> Release::GetMissing(unsigned threadCount) const
 {
     SettleAll(threadCount);

@@ -50,6 +50,9 @@ public:
     /// The same for whoever has the path already, as the manifest spells it.
     Result<StoredFile> Locate(EntryIndex file, const std::string &path) const { return mPlaces.Locate(file, path); }
 
+    /// Why a file was not found when it was looked for. The disk may have changed since, or have failed for a moment.
+    Fault ExplainMissing(EntryIndex file) const;
+
     /// Whether the library finds a file on disk.
     bool IsPresent(EntryIndex file) const { return mPlaces.IsPresent(file); }
 

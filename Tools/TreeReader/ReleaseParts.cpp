@@ -1,12 +1,14 @@
 #include "Tools/TreeReader/ReleaseParts.h"
 
 #include "Tools/Common/ParallelWork.h"
+#include "Tools/TreeReader/DiskFile.h"
 
 #include "KeldFoundation/CStd/Hash.h"
 #include "KeldMorvIO/TreeWords.h"
 #include "KeldMorvIO/listing/ReleaseManifestFormat.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <set>
 
@@ -24,6 +26,7 @@ struct Gathered
     std::vector<ReleasePart> plain;
     std::set<const Archive *> archives;
     std::vector<std::string> outside;
+    std::vector<Fault> doubts;
 };
 
 class PartGatherer
@@ -76,6 +79,7 @@ private:
         {
             std::move(run.plain.begin(), run.plain.end(), std::back_inserter(mParts.parts));
             mParts.outside.insert(mParts.outside.end(), run.outside.begin(), run.outside.end());
+            mParts.doubts.insert(mParts.doubts.end(), run.doubts.begin(), run.doubts.end());
             archives.insert(run.archives.begin(), run.archives.end());
         }
         for (const Archive *archive : archives)
@@ -125,6 +129,10 @@ private:
         const Result<StoredFile> stored = release.Locate(file);
         if (!stored)
         {
+            if (IsDoubt(stored.GetFault().kind))
+            {
+                gathered.doubts.push_back(stored.GetFault());
+            }
             return;
         }
         std::string path = stored->path;
@@ -145,7 +153,19 @@ private:
     void AddFile(PartKind kind, uint32 layer, const std::string &path, const Archive *archive = nullptr)
     {
         struct stat status = {};
-        if (path.starts_with(mPrefix) && stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode))
+        if (!path.starts_with(mPrefix))
+        {
+            return;
+        }
+        if (stat(path.c_str(), &status) != 0)
+        {
+            const Fault fault = ExplainSystemError(path, errno);
+            if (IsDoubt(fault.kind))
+            {
+                mParts.doubts.push_back(fault);
+            }
+        }
+        else if (S_ISREG(status.st_mode))
         {
             mParts.parts.push_back(
                 {path.substr(mPrefix.size()), kind, static_cast<uint64>(status.st_size), layer, NoEntry, archive});

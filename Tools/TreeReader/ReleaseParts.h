@@ -42,6 +42,7 @@ struct ReleaseParts
 {
     std::vector<ReleasePart> parts;
     std::vector<std::string> outside; ///< paths of hostile manifests that lead out of the tree; no parts
+    std::vector<Fault> doubts;        ///< files that may be parts: the system did not tell whether they are there
 };
 
 /// Looks at each of the release's plain files and at the archives' indexes. Where several archives of a version hold a

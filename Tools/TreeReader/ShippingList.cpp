@@ -185,6 +185,7 @@ ShippingList::ShippingList(const std::vector<HeldRelease> &held, const HeldRelea
 {
     ReleaseParts wantedParts = GatherParts(*wanted.view, wanted.root, threadCount);
     mOutside = std::move(wantedParts.outside);
+    mDoubts = std::move(wantedParts.doubts);
     mParts = wantedParts.parts;
     for (const HeldRelease &one : held)
     {

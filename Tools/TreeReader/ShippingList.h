@@ -31,8 +31,12 @@ public:
     /// Names of the wanted release that lead out of the tree, and so cannot be shipped.
     const std::vector<std::string> &GetOutside() const { return mOutside; }
 
+    /// Files of the wanted release of which the system did not tell whether they are there; they may lack here.
+    const std::vector<Fault> &GetDoubts() const { return mDoubts; }
+
 private:
     std::vector<ReleasePart> mParts;
     std::vector<std::string> mOutside;
+    std::vector<Fault> mDoubts;
 };
 } // namespace Keld::TreeReader

@@ -107,9 +107,9 @@ Failure View::CheckServable() const
         {
             return Fault{FaultKind::BadManifest, release.GetDirectory(), "lists no file, and the library needs one"};
         }
-        const Result<StoredFile> first = release.Locate(release.GetTree().GetFileEntry(0));
+        const Fault first = release.ExplainMissing(release.GetTree().GetFileEntry(0));
         return Fault{FaultKind::NotThere, release.GetDirectory(),
-                     "not one of its files is there, and the library serves nothing: " + first.GetFault().GetMessage()};
+                     "not one of its files is there, and the library serves nothing: " + first.GetMessage()};
     }
     return std::nullopt;
 }

@@ -102,6 +102,7 @@ public:
         GetRelease(hit.layer).GetTree().AppendPath(hit.entry, text);
     }
     Result<StoredFile> Locate(const Hit &hit) const { return GetRelease(hit.layer).Locate(hit.entry); }
+    Fault ExplainMissing(const Hit &hit) const { return GetRelease(hit.layer).ExplainMissing(hit.entry); }
 
 private:
     View() = default;

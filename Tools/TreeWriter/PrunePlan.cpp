@@ -137,6 +137,11 @@ private:
             mPlan.notes.push_back(name.GetText() + " is kept, but is not whole: " + census.GetSummary());
         }
         const TreeReader::ReleaseParts gathered = GatherParts(view, mRequest.root, mRequest.threadCount);
+        if (!gathered.doubts.empty())
+        {
+            throw TreeError(name.GetText() + " is to be kept, but what it needs cannot be told: " +
+                            gathered.doubts.front().GetMessage());
+        }
         for (const TreeReader::ReleasePart &part : gathered.parts)
         {
             mKeptFiles.Add(part.path);
@@ -243,6 +248,11 @@ private:
     void RequireWholeSolution(const ReleaseName &name)
     {
         const TreeReader::Result<View> view = View::Open(mTree, name);
+        if (!view && TreeReader::IsDoubt(view.GetFault().kind))
+        {
+            throw TreeError(name.GetText() +
+                            " stays, but what it needs cannot be told: " + view.GetFault().GetMessage());
+        }
         if (!view)
         {
             mPlan.notes.push_back(name.GetText() + " cannot be started as it is, and was not asked what it needs: " +

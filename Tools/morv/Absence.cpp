@@ -20,7 +20,7 @@ std::string ShownPath(const std::string &path)
 std::string ExplainLoss(const View &view, const Hit &missing)
 {
     return "is listed by " + LayerText(view.GetLayers()[missing.layer]) +
-           ", but the library leaves it out: " + EscapeForTerminal(view.Locate(missing).GetFault().GetMessage()) +
+           ", but the library leaves it out: " + EscapeForTerminal(view.ExplainMissing(missing).GetMessage()) +
            "; bring that back, or pack the release again";
 }
 

@@ -93,6 +93,10 @@ void RequireWhole(const DiffSide &to, unsigned threadCount)
 
 void RequireInside(const ShippingList &shipping)
 {
+    if (!shipping.GetDoubts().empty())
+    {
+        throw TreeError(shipping.GetDoubts().front().GetMessage());
+    }
     if (!shipping.GetOutside().empty())
     {
         throw TreeError("the manifest is hostile or damaged: \"" + shipping.GetOutside().front() +

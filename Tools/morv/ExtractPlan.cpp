@@ -142,7 +142,7 @@ private:
         }
         else if (!mView.GetRelease(hit.layer).IsPresent(hit.entry))
         {
-            const TreeReader::Fault fault = mView.Locate(hit).GetFault();
+            const TreeReader::Fault fault = mView.ExplainMissing(hit);
             Refuse(path, TreeReader::NameOf(fault.kind), "is missing: " + fault.GetMessage());
         }
         else if (Wins(hit, path))
