@@ -74,9 +74,16 @@ void ForEachInParallel(unsigned threadCount, std::size_t count, const std::funct
 
     std::vector<std::thread> threads;
     const std::size_t useful = std::min<std::size_t>(threadCount, count);
-    for (std::size_t number = 1; number < useful; ++number)
+    try
     {
-        threads.emplace_back(takeAll);
+        for (std::size_t number = 1; number < useful; ++number)
+        {
+            threads.emplace_back(takeAll);
+        }
+    }
+    catch (const std::exception &)
+    {
+        // The system gives no more threads: those that there are do the work.
     }
     takeAll();
     for (std::thread &thread : threads)

@@ -122,17 +122,16 @@ Arrival::Arrival(const ArrivalPlan &plan, ArrivalOptions options)
 
 Arrival::~Arrival()
 {
-    if (HoldsAnyFile(mRoot + "/" + mStaging))
-    {
-        return;
-    }
     try
     {
-        Clear();
+        if (!HoldsAnyFile(mRoot + "/" + mStaging))
+        {
+            Clear();
+        }
     }
     catch (const std::exception &)
     {
-        // What stays are empty directories, and the next one removes them.
+        // What stays the next one goes on with, or removes.
     }
 }
 

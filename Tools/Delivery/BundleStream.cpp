@@ -5,7 +5,9 @@
 #include <archive.h>
 #include <archive_entry.h>
 
+#include <new>
 #include <stdexcept>
+
 #include <sys/stat.h>
 
 namespace Keld::Delivery
@@ -22,6 +24,17 @@ struct TarEntryCloser
 };
 using TarEntry = std::unique_ptr<archive_entry, TarEntryCloser>;
 
+/// libarchive gives null when memory runs out.
+template <class Object>
+Object *RequireMade(Object *made)
+{
+    if (made == nullptr)
+    {
+        throw std::bad_alloc();
+    }
+    return made;
+}
+
 std::string CauseOf(archive *stream)
 {
     const char *cause = archive_error_string(stream);
@@ -34,7 +47,7 @@ void BundleOutput::Closer::operator()(archive *stream) const
     archive_write_free(stream);
 }
 
-BundleOutput::BundleOutput(const BundleSink &sink) : mSink(sink), mStream(archive_write_new())
+BundleOutput::BundleOutput(const BundleSink &sink) : mSink(sink), mStream(RequireMade(archive_write_new()))
 {
     // The form of GNU leaves the bytes of names as they are, and knows large files and long names.
     Require(archive_write_set_format_gnutar(mStream.get()));
@@ -62,7 +75,7 @@ BundleOutput::~BundleOutput()
 
 void BundleOutput::Begin(const std::string &name, uint64 size)
 {
-    const TarEntry entry(archive_entry_new());
+    const TarEntry entry(RequireMade(archive_entry_new()));
     archive_entry_copy_pathname(entry.get(), name.c_str());
     archive_entry_set_size(entry.get(), static_cast<la_int64_t>(size));
     archive_entry_set_filetype(entry.get(), AE_IFREG);
@@ -99,7 +112,7 @@ void BundleInput::Closer::operator()(archive *stream) const
 }
 
 BundleInput::BundleInput(int descriptor, std::string name, const std::function<void()> &checkpoint)
-    : mName(std::move(name)), mInput(descriptor, checkpoint), mStream(archive_read_new())
+    : mName(std::move(name)), mInput(descriptor, checkpoint), mStream(RequireMade(archive_read_new()))
 {
     Require(archive_read_support_format_tar(mStream.get()));
     Require(mInput.Open(mStream.get()));

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
 #include <filesystem>
 #include <system_error>
 
@@ -95,8 +96,14 @@ public:
 
     ~ScratchDirectory()
     {
-        std::error_code error;
-        fs::remove_all(mPath, error);
+        try
+        {
+            fs::remove_all(mPath);
+        }
+        catch (const std::exception &)
+        {
+            // It stays among the temporary files, and hurts nobody.
+        }
     }
 
     ScratchDirectory(const ScratchDirectory &) = delete;

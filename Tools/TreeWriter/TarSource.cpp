@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <map>
 #include <memory>
+#include <new>
 #include <optional>
 #include <set>
 
@@ -78,6 +79,10 @@ public:
         : mDirectory(directory), mOptions(options), mCheckpoint(checkpoint), mCollector("(tar)", options),
           mInput(descriptor, checkpoint), mStream(archive_read_new())
     {
+        if (mStream == nullptr)
+        {
+            throw std::bad_alloc();
+        }
     }
 
     SourceTree Read()
