@@ -118,6 +118,25 @@ TEST_F(NewFileTest, AppearsWhenItIsWholeAndLeavesNothingOtherwise)
     EXPECT_TRUE(fs::is_empty(mTree.Path("target")));
 }
 
+TEST_F(NewFileTest, TakesOverWhatAKilledProcessLeftUnderAKnownName)
+{
+    mTree.Write("target/.morv-name", "left behind, and longer than what comes");
+    NewFile file(mPlace.Get(), "name", NewFile::Temporary::Known);
+    file.Write("content");
+    EXPECT_THROW(NewFile(mPlace.Get(), "name", NewFile::Temporary::Known), std::system_error);
+    file.Publish();
+    EXPECT_EQ(mTree.Read("target/name"), "content");
+    EXPECT_FALSE(mTree.Exists("target/.morv-name"));
+}
+
+TEST_F(NewFileTest, WritesIntoNoFileThatHasAnotherName)
+{
+    mTree.Write("outside", "untouched");
+    fs::create_hard_link(mTree.Path("outside"), mTree.Path("target/.morv-name"));
+    EXPECT_THROW(NewFile(mPlace.Get(), "name", NewFile::Temporary::Known), std::system_error);
+    EXPECT_EQ(mTree.Read("outside"), "untouched");
+}
+
 TEST_F(NewFileTest, ReplacesFilesAndLinksButNoDirectory)
 {
     mTree.Write("target/old", "old");

@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <linux/openat2.h>
+#include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -155,7 +156,19 @@ void OutputDirectory::Refuse(const std::string &relative, int error) const
     Fail(error, "cannot open the directory \"" + relative + "\"");
 }
 
-NewFile::NewFile(int directory, std::string name) : mDirectory(directory), mName(std::move(name))
+NewFile::NewFile(int directory, std::string name, Temporary temporary) : mDirectory(directory), mName(std::move(name))
+{
+    if (temporary == Temporary::Known)
+    {
+        OpenKnown();
+    }
+    else
+    {
+        OpenUnforeseen();
+    }
+}
+
+void NewFile::OpenUnforeseen()
 {
     constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     mTemporaryName = MakeTemporaryName();
@@ -164,6 +177,43 @@ NewFile::NewFile(int directory, std::string name) : mDirectory(directory), mName
     {
         Fail(errno, "cannot make the file");
     }
+}
+
+void NewFile::OpenKnown()
+{
+    constexpr std::size_t longestPart = 200; // of the name, so that there is room for more
+    mTemporaryName = ".morv-" + mName.substr(0, longestPart);
+    while (!TryOpenKnown())
+    {
+    }
+    if (ftruncate(mFile.Get(), 0) != 0)
+    {
+        Fail(errno, "cannot make the file");
+    }
+}
+
+/// The lock ends with the process that writes the file, however it ends. False when its holder has just given the file
+/// its name, or has removed it.
+bool NewFile::TryOpenKnown()
+{
+    constexpr int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    mFile = Descriptor(openat(mDirectory, mTemporaryName.c_str(), flags, FileMode));
+    struct stat opened = {};
+    if (!mFile.IsOpen() || fstat(mFile.Get(), &opened) != 0)
+    {
+        Fail(errno, "cannot make the file");
+    }
+    if (!S_ISREG(opened.st_mode) || opened.st_nlink > 1)
+    {
+        Fail(EEXIST, "cannot make the file " + mTemporaryName + ", which is something else");
+    }
+    if (flock(mFile.Get(), LOCK_EX | LOCK_NB) != 0)
+    {
+        Fail(errno, errno == EWOULDBLOCK ? "another process is writing the same file" : "cannot lock the file");
+    }
+    struct stat present = {};
+    return fstatat(mDirectory, mTemporaryName.c_str(), &present, AT_SYMLINK_NOFOLLOW) == 0 &&
+           present.st_ino == opened.st_ino && present.st_dev == opened.st_dev;
 }
 
 NewFile::~NewFile()
@@ -189,6 +239,7 @@ void NewFile::Write(std::string_view bytes)
 
 void NewFile::Publish()
 {
+    const Descriptor lock(dup(mFile.Get())); // holds it until the file has its name
     if (!mFile.Close())
     {
         Fail(errno, "cannot write");

@@ -70,9 +70,16 @@ private:
 class NewFile
 {
 public:
+    /// Under which temporary name it stands.
+    enum class Temporary
+    {
+        Unforeseen, ///< one that nobody can foresee; a process that is killed leaves it behind
+        Known       ///< one for each name: who is next to make it takes over what a killed process left
+    };
+
     /// \param directory open, and stays so as long as this
     /// \param name      what it will be called; a name, not a path
-    NewFile(int directory, std::string name);
+    NewFile(int directory, std::string name, Temporary temporary = Temporary::Unforeseen);
     ~NewFile();
 
     NewFile(const NewFile &) = delete;
@@ -84,6 +91,10 @@ public:
     void Publish();
 
 private:
+    void OpenUnforeseen();
+    void OpenKnown();
+    bool TryOpenKnown();
+
     int mDirectory;
     std::string mName;
     std::string mTemporaryName; ///< empty once it is published

@@ -86,7 +86,7 @@ BundleReport WriteBundleFile(const BundleRequest &request, const fs::path &path,
 {
     const Common::OutputDirectory parent(path.parent_path());
     const Common::Descriptor directory = parent.OpenBelow("");
-    Common::NewFile file(directory.Get(), path.filename());
+    Common::NewFile file(directory.Get(), path.filename(), Common::NewFile::Temporary::Known);
     BundleReport report = WriteBundle(request,
                                       [&file](std::string_view bytes)
                                       {
