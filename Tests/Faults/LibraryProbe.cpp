@@ -1,0 +1,232 @@
+#include "Faults/LibraryProbe.h"
+
+#include "KeldFoundation/logger/IKeldLogger.h"
+#include "KeldMorvIO/Public/KeldMorvIO.h"
+#include "KeldMorvIO/blocks/AsyncRequest.h"
+#include "Tools/ReleaseReader.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+namespace Keld::Test
+{
+namespace
+{
+unsigned gFailureLines = 0;
+unsigned gDeletionLines = 0;
+
+KeldGroupMask RegisterGroup(const char *)
+{
+    return {0x100, 0};
+}
+
+/// Formats every line, as a consumer would, and counts what is worse than progress.
+__attribute__((format(printf, 4, 0))) void CountLine(int32_t severity, uint32_t, uint32_t, const char *format,
+                                                     va_list arguments)
+{
+    char line[8192];
+    std::vsnprintf(line, sizeof line, format, arguments);
+    gFailureLines += severity > 0 ? 1 : 0;
+    gDeletionLines += std::strstr(line, "will be deleted and ignored") != nullptr ? 1 : 0;
+}
+
+constexpr IKeldLogger MakeLogger()
+{
+    IKeldLogger logger{};
+    logger.RegisterGroup = RegisterGroup;
+    logger.Log = CountLine;
+    return logger;
+}
+
+constexpr IKeldLogger CountingLogger = MakeLogger();
+} // namespace
+
+LibraryProbe::LibraryProbe(std::string workingDirectory) : mWorkingDirectory(std::move(workingDirectory))
+{
+    const ReleaseReader reader(mWorkingDirectory);
+    std::size_t largest = 0;
+    for (const auto &[path, size] : reader.FindAll())
+    {
+        mFiles[path] = reader.Read(path);
+        largest = std::max<std::size_t>(largest, size);
+        for (std::size_t begin = 0, slash = 0; slash != std::string::npos; begin = slash + 1)
+        {
+            slash = path.find('/', begin);
+            mChildren[path.substr(0, begin)].insert(path.substr(begin, slash - begin));
+        }
+    }
+    mBuffer.resize(largest + 1);
+    MorvSetLogger(&CountingLogger);
+}
+
+template <class Call>
+void LibraryProbe::Try(const char *what, const Call &call)
+{
+    try
+    {
+        call();
+    }
+    catch (const std::bad_alloc &)
+    {
+        mOutOfMemory = true;
+        if (mAllRight)
+        {
+            Complain("out of memory", what);
+        }
+    }
+}
+
+void LibraryProbe::Complain(const char *what, const char *where)
+{
+    ++mComplaints;
+    std::fprintf(stderr, "%s: %s\n", what, where);
+}
+
+bool LibraryProbe::ToldOfDeletion()
+{
+    return gDeletionLines != 0;
+}
+
+void LibraryProbe::Start()
+{
+    Try("start",
+        [this]
+        {
+            mIsStarted = MorvInitialize(0, 0, 0, mWorkingDirectory.c_str()) == S_OK;
+        });
+    mOutOfMemoryAtStart = mOutOfMemory;
+    if (!mIsStarted && (mAllRight || (gFailureLines == 0 && !mOutOfMemory)))
+    {
+        Complain("not started", mAllRight ? "though nothing fails" : "without a word");
+    }
+}
+
+void LibraryProbe::Walk()
+{
+    if (!mIsStarted)
+    {
+        return; // the first path call would start it
+    }
+    for (const auto &[directory, names] : mChildren)
+    {
+        FindIn(directory, names);
+    }
+    for (const auto &[path, content] : mFiles)
+    {
+        ReadFile(path, content);
+    }
+}
+
+void LibraryProbe::Stop()
+{
+    Try("stop", MorvShutdown);
+    mIsStarted = false;
+}
+
+void LibraryProbe::FindIn(const std::string &directory, const std::set<std::string, std::less<>> &names)
+{
+    char pattern[1024];
+    std::snprintf(pattern, sizeof pattern, "%s*", directory.c_str());
+    FindHandle *handle = nullptr;
+    Try("find",
+        [&]
+        {
+            handle = MorvFindFirstFile(pattern);
+        });
+    char name[1024];
+    std::size_t found = 0;
+    while (handle != nullptr && MorvFindNextFile(handle, nullptr, nullptr, sizeof name, name) == S_OK)
+    {
+        ++found;
+        if (names.find(std::string_view(name)) == names.end())
+        {
+            Complain("found what is not there", name);
+        }
+    }
+    Try("end of find",
+        [&]
+        {
+            MorvFindClose(handle);
+        });
+    // In a solution a name may come twice.
+    if (found < names.size() && (mAllRight || (gFailureLines == 0 && !mOutOfMemory)))
+    {
+        Complain("names are missing without a word", pattern);
+    }
+}
+
+void LibraryProbe::ReadFile(const std::string &path, const std::string &content)
+{
+    const bool exists = MorvFileExists(path.c_str()) != 0;
+    if (!exists && (mAllRight || (gFailureLines == 0 && !mOutOfMemory)))
+    {
+        Complain("missing without a word", path.c_str());
+    }
+    OpenFileHandle *handle = nullptr;
+    Try("open",
+        [&]
+        {
+            handle = MorvOpenFile(path.c_str());
+        });
+    if (handle == nullptr)
+    {
+        if (mAllRight)
+        {
+            Complain("not opened", path.c_str());
+        }
+        return;
+    }
+    if (MorvGetFileSize(handle) != static_cast<int64>(content.size()))
+    {
+        Complain("wrong size", path.c_str());
+    }
+    uint32_t done = 0;
+    bool hindered = false;
+    while (done < content.size() && !hindered)
+    {
+        uint32_t count = 0;
+        const uint32_t left = static_cast<uint32_t>(content.size()) - done;
+        const HRESULT result = MorvRead(handle, done, left, &count, mBuffer.data() + done);
+        hindered = result != S_OK || count == 0;
+        done += result == S_OK ? count : 0;
+    }
+    if (content.compare(0, done, mBuffer.data(), done) != 0)
+    {
+        Complain("wrong bytes", path.c_str());
+    }
+    if (done != content.size() && mAllRight)
+    {
+        Complain("not read", path.c_str());
+    }
+    MorvCloseFile(handle);
+}
+
+void LibraryProbe::TakeAllSlots(const std::string &anyFile)
+{
+    using namespace MORV::Reader;
+    constexpr std::size_t slotCount = 4;
+    char bytes[slotCount] = {};
+    AsyncRequest *requests[slotCount] = {};
+    const AsyncFile file = AsyncOpen(anyFile.c_str());
+    for (std::size_t index = 0; index < slotCount; ++index)
+    {
+        requests[index] = AsyncBeginRead(file, 0, 1, &bytes[index]);
+        if (requests[index] == nullptr)
+        {
+            Complain("no slot is free", anyFile.c_str());
+        }
+    }
+    for (AsyncRequest *request : requests)
+    {
+        if (AsyncGetBytesRead(request) != 1)
+        {
+            Complain("a slot does not read", anyFile.c_str());
+        }
+        AsyncRelease(request);
+    }
+    AsyncClose(file);
+}
+} // namespace Keld::Test

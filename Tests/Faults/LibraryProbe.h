@@ -1,0 +1,64 @@
+#pragma once
+
+#include "Faults/FaultSeam.h"
+
+#include "KeldFoundation/CStd/BasicTypes.h"
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Keld::Test
+{
+/// Uses the library as a consumer would, without allocating anything itself, and holds every answer against what a
+/// consumer got before while nothing failed.
+class LibraryProbe
+{
+public:
+    /// Reads everything through the library.
+    /// \param workingDirectory a directory that a consumer would pass
+    explicit LibraryProbe(std::string workingDirectory);
+
+    /// From here on anything that hinders may be the answer, but no wrong byte; or all must be right.
+    void Expect(bool allRight) { mAllRight = allRight; }
+
+    void Start();
+    void Walk(); ///< finds, opens, reads and closes everything
+    void Stop();
+
+    /// Expects that four reads can be at work at once. A slot that is lost makes this wait for ever.
+    void TakeAllSlots(const std::string &anyFile);
+
+    /// Whether memory ran out, and an exception said so.
+    bool WasOutOfMemory() const { return mOutOfMemory; }
+
+    /// Whether it did so in a start.
+    bool RanOutOfMemoryAtStart() const { return mOutOfMemoryAtStart; }
+
+    /// Whether a line told that an index was deleted.
+    static bool ToldOfDeletion();
+
+    /// What was wrong, told on standard error, too.
+    unsigned GetComplaintCount() const { return mComplaints; }
+
+    void Complain(const char *what, const char *where);
+
+private:
+    void FindIn(const std::string &directory, const std::set<std::string, std::less<>> &names);
+    void ReadFile(const std::string &path, const std::string &content);
+
+    template <class Call>
+    void Try(const char *what, const Call &call);
+
+    const std::string mWorkingDirectory;
+    std::map<std::string, std::string> mFiles;                           ///< content by path
+    std::map<std::string, std::set<std::string, std::less<>>> mChildren; ///< names by directory, with a '/' behind
+    std::vector<char> mBuffer;                                           ///< room for any of them
+    bool mAllRight = true;
+    bool mIsStarted = false;
+    bool mOutOfMemory = false;
+    bool mOutOfMemoryAtStart = false;
+    unsigned mComplaints = 0;
+};
+} // namespace Keld::Test

@@ -1,0 +1,115 @@
+#include "Faults/FaultRun.h"
+#include "Tools/CheckedTree.h"
+
+#include "Tools/Common/ParallelWork.h"
+#include "Tools/TreeReader/Census.h"
+#include "Tools/TreeReader/DiskFile.h"
+#include "Tools/TreeReader/ReleaseParts.h"
+
+#include <atomic>
+
+namespace Keld::Test
+{
+namespace
+{
+using TreeReader::EntryIndex;
+using TreeReader::View;
+
+/// Follows a plan in this process, until the end of the scope.
+class Armed
+{
+public:
+    explicit Armed(const FaultPoint &point) : mPlan(point.Plan())
+    {
+        FaultFollow(&mPlan);
+        mPlan.armed = 1;
+    }
+    ~Armed()
+    {
+        mPlan.armed = 0;
+        FaultFollow(nullptr);
+    }
+
+    Armed(const Armed &) = delete;
+    Armed &operator=(const Armed &) = delete;
+
+    bool HasFailed() const { return mPlan.injected != 0; }
+
+private:
+    FaultPlan mPlan;
+};
+
+/// What the reading core and its neighbours make of calls that fail for a moment.
+class PassingFailureTest : public CheckedTree
+{
+protected:
+    View Open() { return std::move(*View::Open(mReader, {false, "game", Second})); }
+
+    TreeReader::Tree mReader{mTree.Path("MORV")};
+};
+
+TEST_F(PassingFailureTest, AFileThatCannotBeLookedAtIsADoubtAndNotLeftOut)
+{
+    const View view = Open();
+    const auto gather = [&]
+    {
+        return GatherParts(view, mTree.Path("MORV"), 1);
+    };
+    const std::size_t count = gather().parts.size();
+    unsigned failures = 0;
+    for (bool hasFailed = true; hasFailed; ++failures)
+    {
+        const Armed armed({FaultStat, failures + 1, 0});
+        const TreeReader::ReleaseParts gathered = gather();
+        hasFailed = armed.HasFailed();
+        EXPECT_EQ(gathered.parts.size() + gathered.doubts.size(), count);
+        EXPECT_EQ(gathered.doubts.size(), hasFailed ? 1U : 0U);
+    }
+    EXPECT_GT(failures, 5U);
+}
+
+TEST_F(PassingFailureTest, AFileThatIsThereAgainIsStillExplained)
+{
+    const View view = Open();
+    const TreeReader::Release &release = view.GetRelease(0);
+    const std::string path = GameReleases + "1.0.0.1/deploy/Data/naked.txt";
+    const std::string bytes = mTree.Read(path);
+    mTree.Remove(path);
+    const std::vector<EntryIndex> missing = release.GetMissing(1);
+    ASSERT_EQ(missing.size(), 1U);
+    mTree.Write(path, bytes);
+    EXPECT_EQ(release.ExplainMissing(missing.front()).GetMessage(),
+              "Data/naked.txt: was not found a moment ago, though it is there now: try again");
+}
+
+TEST_F(PassingFailureTest, ADirectoryThatBreaksOffGivesNoNames)
+{
+    const std::string directory = mTree.Path("MORV/projects/game");
+    unsigned failures = 0;
+    for (bool hasFailed = true; hasFailed; ++failures)
+    {
+        const Armed armed({FaultReaddir, failures + 1, 0});
+        const auto names = TreeReader::ReadNames(directory);
+        hasFailed = armed.HasFailed();
+        EXPECT_EQ(static_cast<bool>(names), !hasFailed);
+    }
+    EXPECT_GT(failures, 3U);
+}
+
+TEST_F(PassingFailureTest, FewerThreadsDoTheSameWork)
+{
+    for (unsigned index = 1; index <= 3; ++index)
+    {
+        std::atomic<unsigned> done{0};
+        const Armed armed({FaultThread, index, 0});
+        Common::ForEachInParallel(4, 100,
+                                  [&done](std::size_t)
+                                  {
+                                      ++done;
+                                  });
+        EXPECT_TRUE(armed.HasFailed());
+        EXPECT_EQ(done, 100U);
+    }
+}
+} // namespace
+} // namespace Keld::Test

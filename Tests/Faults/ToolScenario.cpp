@@ -1,0 +1,284 @@
+#include "Faults/ToolScenario.h"
+
+#include "Tools/ReleaseReader.h"
+
+#include <csignal>
+#include <filesystem>
+#include <set>
+
+/// The tool's main function, under this name in this program.
+int MorvMain(int argumentCount, char **arguments);
+
+namespace Keld::Test
+{
+namespace fs = std::filesystem;
+
+namespace
+{
+constexpr const char *Root = "work/MORV";
+
+/// Runs the tool's main function under a plan, and nothing else.
+int RunTool(const std::vector<std::string> &arguments, FaultPlan &plan)
+{
+    std::vector<std::string> words{"morv"};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char *> pointers;
+    for (std::string &word : words)
+    {
+        pointers.push_back(word.data());
+    }
+    pointers.push_back(nullptr);
+    plan.armed = 1;
+    const int result = MorvMain(static_cast<int>(words.size()), pointers.data());
+    plan.armed = 0;
+    return result;
+}
+
+bool MentionsSanitizer(const std::string &text)
+{
+    return text.find("Sanitizer") != std::string::npos || text.find("runtime error:") != std::string::npos;
+}
+
+/// The first path at which two lists differ, for a message.
+std::string FirstDifference(const std::map<std::string, std::string> &left,
+                            const std::map<std::string, std::string> &right)
+{
+    for (const auto &[path, bytes] : left)
+    {
+        const auto found = right.find(path);
+        if (found == right.end())
+        {
+            return path + " is too much";
+        }
+        if (found->second != bytes)
+        {
+            return path + " differs";
+        }
+    }
+    for (const auto &[path, bytes] : right)
+    {
+        if (left.count(path) == 0)
+        {
+            return path + " is missing";
+        }
+    }
+    return "";
+}
+} // namespace
+
+ToolScenarioTest::ToolScenarioTest()
+{
+    mTree.MakeDirectory("before");
+}
+
+void ToolScenarioTest::CopyTree(const std::string &from, const std::string &to) const
+{
+    fs::remove_all(mTree.Path(to));
+    fs::copy(mTree.Path(from), mTree.Path(to), fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+}
+
+FaultOutcome ToolScenarioTest::Run(const FaultPlan &plan, const std::vector<std::string> &arguments) const
+{
+    return RunUnder(plan,
+                    [&](FaultPlan &shared)
+                    {
+                        return RunTool(arguments, shared);
+                    });
+}
+
+void ToolScenarioTest::MustRun(const std::vector<std::string> &arguments) const
+{
+    const FaultOutcome outcome = Run(CountingPlan(), arguments);
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.Text();
+}
+
+ToolScenarioTest::Names ToolScenarioTest::ListNames(const std::string &place) const
+{
+    Names names;
+    for (const auto &entry : fs::recursive_directory_iterator(mTree.Path(place)))
+    {
+        const std::string path = entry.path().lexically_relative(mTree.Path(place)).string();
+        names[path] = entry.is_symlink()        ? "-> " + fs::read_symlink(entry.path()).string()
+                      : entry.is_regular_file() ? TreeReader::ReadWholeFile(entry.path())
+                                                : "/";
+    }
+    return names;
+}
+
+ToolScenarioTest::Releases ToolScenarioTest::ReadReleases() const
+{
+    Releases releases;
+    for (const char *release :
+         {"projects/game/releases/1.0.0.0", "projects/game/releases/1.0.0.1", "projects/game/releases/1.0.0.2",
+          "projects/extra/releases/1.0.0.0", "solutions/suite/releases/0.0.1.0"})
+    {
+        const std::string place = std::string(Root) + "/" + release;
+        Names &content = releases[release];
+        if (!mTree.Exists(place + "/releasemanifest") && !mTree.Exists(place + "/solutionmanifest"))
+        {
+            continue;
+        }
+        const ReleaseReader reader(mTree.Path(place));
+        content["started"] = reader.IsStarted() ? "yes" : "no";
+        for (const auto &[path, size] : reader.FindAll())
+        {
+            content["file " + path] = reader.Read(path);
+        }
+    }
+    return releases;
+}
+
+/// Runs the command where nothing fails, and keeps what was before and what is then. Gives what it called.
+FaultPlan ToolScenarioTest::Prepare(const ToolScenario &scenario)
+{
+    CopyTree("before", "work");
+    mBefore = ListNames("work");
+    mReleasesBefore = ReadReleases();
+    CopyTree("before", "work"); // the library deletes the indexes that a scenario damaged
+    const FaultOutcome outcome = Run(CountingPlan(), scenario.arguments);
+    EXPECT_EQ(outcome.exitCode, 0) << scenario.name << ": " << outcome.Text();
+    mAfter = ListNames("work");
+    mReleasesAfter = ReadReleases();
+    EXPECT_NE(mBefore, mAfter) << scenario.name << " does nothing";
+    return outcome.plan;
+}
+
+std::string ToolScenarioTest::JudgeRun(const ToolScenario &scenario, const FaultOutcome &outcome) const
+{
+    Releases state;
+    std::string wrong = JudgeState(scenario, state);
+    if (!wrong.empty())
+    {
+        return wrong;
+    }
+    const bool isWhole = ListNames("work") == mAfter;
+    const bool isNew = scenario.isDamaged ? isWhole : state == mReleasesAfter;
+    if (outcome.exitCode == 0 && !isNew)
+    {
+        return "says that all is done";
+    }
+    return isWhole && outcome.exitCode == 0 ? "" : JudgeNextRun(scenario, isNew);
+}
+
+/// The old release or the new one is seen whole, and no file is gone that both have.
+std::string ToolScenarioTest::JudgeState(const ToolScenario &scenario, Releases &state) const
+{
+    for (const auto &[path, bytes] : mBefore)
+    {
+        const auto kept = mAfter.find(path);
+        const bool isKept = kept != mAfter.end() && kept->second == bytes && bytes != "/";
+        if (isKept && (!mTree.Exists(Root + path.substr(path.find('/'))) && path.find("MORV/") == 0))
+        {
+            return path + " is lost";
+        }
+        if (isKept && mTree.Read("work/" + path) != bytes)
+        {
+            return path + " has other bytes";
+        }
+    }
+    if (scenario.isDamaged)
+    {
+        // To look at it through the library would delete what is damaged.
+        for (const auto &[path, bytes] : ListNames("work"))
+        {
+            const auto before = mBefore.find(path);
+            const auto after = mAfter.find(path);
+            if (path.find("MORV/arriving") != 0 && (before == mBefore.end() || before->second != bytes) &&
+                (after == mAfter.end() || after->second != bytes))
+            {
+                return path + " is neither what it was nor what it is to be";
+            }
+        }
+        return "";
+    }
+    if (mTree.Exists(Root))
+    {
+        TreeReader::Tree tree(mTree.Path(Root));
+        const TreeChecker::CheckReport report = TreeChecker::CheckWholeTree(tree, {});
+        if (!report.IsWhole())
+        {
+            const TreeReader::Fault &fault = report.faults.front().fault;
+            return "verify finds: " + fault.path + ": " + fault.text;
+        }
+    }
+    state = ReadReleases();
+    for (const auto &[release, content] : state)
+    {
+        if (content != mReleasesBefore.at(release) && content != mReleasesAfter.at(release))
+        {
+            return release + " is neither the old one nor the new one";
+        }
+    }
+    return "";
+}
+
+/// The next run brings what the first was to bring, and leaves nothing else.
+std::string ToolScenarioTest::JudgeNextRun(const ToolScenario &scenario, bool wasDone) const
+{
+    const bool same = !wasDone || scenario.again.empty();
+    const FaultOutcome next = Run(CountingPlan(), same ? scenario.arguments : scenario.again);
+    if (next.exitCode != 0)
+    {
+        return "the next run fails: " + next.Text();
+    }
+    const std::string difference = FirstDifference(ListNames("work"), mAfter);
+    return difference.empty() ? "" : "after the next run " + difference;
+}
+
+void ToolScenarioTest::HoldAgainstFaults(const ToolScenario &scenario)
+{
+    const FaultPlan counted = Prepare(scenario);
+    MatrixTable table(scenario.name, "failures");
+    for (int call = 0; call < FaultCallCount; ++call)
+    {
+        if (counted.calls[call] != 0)
+        {
+            table.SetCalls(FaultCallName(call), counted.calls[call]);
+        }
+    }
+    for (const FaultPoint &point : ChooseFaults(counted))
+    {
+        CopyTree("before", "work");
+        const FaultOutcome outcome = Run(point.Plan(), scenario.arguments);
+        std::string wrong;
+        const bool told = outcome.exitCode == 0 || outcome.error.find("morv: ") != std::string::npos ||
+                          (outcome.exitCode == 1 && !outcome.output.empty());
+        if (outcome.signal != 0 || outcome.exitCode > 2 || MentionsSanitizer(outcome.error))
+        {
+            wrong = "crash";
+        }
+        else if (!told)
+        {
+            wrong = "fails without a word";
+        }
+        else if (outcome.plan.injected == 1)
+        {
+            wrong = JudgeRun(scenario, outcome);
+        }
+        table.Add(FaultCallName(point.call), wrong.empty());
+        EXPECT_EQ(wrong, "") << scenario.name << ", " << point.Text() << "; " << outcome.Text();
+    }
+}
+
+void ToolScenarioTest::HoldAgainstKills(const ToolScenario &scenario)
+{
+    const FaultPlan counted = Prepare(scenario);
+    MatrixTable table(scenario.name, "kills");
+    for (const bool amid : {false, true})
+    {
+        const std::string row = amid ? "amid or behind" : "before";
+        table.SetCalls(row, counted.changes);
+        for (const unsigned place :
+             ChoosePlaces(counted.changes, TakesWholeMatrix() ? counted.changes : KELD_KILL_SAMPLE))
+        {
+            CopyTree("before", "work");
+            const FaultOutcome outcome = Run(KillingPlan(place, amid), scenario.arguments);
+            const bool killed = outcome.signal == SIGKILL;
+            const std::string wrong = killed ? JudgeRun(scenario, outcome) : "was not killed";
+            table.Add(row, wrong.empty());
+            EXPECT_EQ(wrong, "") << scenario.name << ", killed " << row << " change no. " << place << "; "
+                                 << outcome.Text();
+        }
+    }
+}
+} // namespace Keld::Test

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "Faults/FaultRun.h"
+#include "Tools/CheckedTree.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Keld::Test
+{
+/// What a command of the tool does to a place, "work", that is laid out anew from "before" for each of its runs.
+/// Everything else is only read.
+struct ToolScenario
+{
+    std::string name;
+    std::vector<std::string> arguments;
+    std::vector<std::string> again = {}; ///< arguments for the next run where the first has done it all; else the same
+    bool isDamaged = false;              ///< before
+};
+
+/// Runs the tool inside processes of this program, under plans, and judges what they leave.
+class ToolScenarioTest : public CheckedTree
+{
+protected:
+    using Names = std::map<std::string, std::string>; ///< by path: a file's bytes, or what else it is
+
+    ToolScenarioTest();
+
+    ToolScenario Pack();
+    ToolScenario PackByForce();
+    ToolScenario Fetch();
+    ToolScenario Prune();
+    ToolScenario Repair();
+    ToolScenario Apply();
+    ToolScenario Publish();
+    ToolScenario Bundle();
+    ToolScenario Solution();
+
+    /// Every call that the command makes fails once, in turn.
+    void HoldAgainstFaults(const ToolScenario &scenario);
+
+    /// The command is killed at every call that changes something on disk.
+    void HoldAgainstKills(const ToolScenario &scenario);
+
+private:
+    /// What consumers see in each release: content by path; nothing for a release that is not there.
+    using Releases = std::map<std::string, Names>;
+
+    void CopyTree(const std::string &from, const std::string &to) const;
+    void MustRun(const std::vector<std::string> &arguments) const;
+    FaultOutcome Run(const FaultPlan &plan, const std::vector<std::string> &arguments) const;
+    FaultPlan Prepare(const ToolScenario &scenario);
+    Names ListNames(const std::string &place) const;
+    Releases ReadReleases() const;
+
+    /// What is wrong with what a run left, and with what the next one makes of it; empty where all is well.
+    std::string JudgeRun(const ToolScenario &scenario, const FaultOutcome &outcome) const;
+    std::string JudgeState(const ToolScenario &scenario, Releases &state) const;
+    std::string JudgeNextRun(const ToolScenario &scenario, bool wasDone) const;
+
+    Names mBefore;
+    Names mAfter;
+    Releases mReleasesBefore;
+    Releases mReleasesAfter;
+};
+} // namespace Keld::Test

@@ -1,0 +1,151 @@
+#include "Faults/ToolScenario.h"
+
+#include <filesystem>
+
+// Small trees, so that a command makes few calls, but with a file in every storage.
+namespace Keld::Test
+{
+namespace
+{
+namespace fs = std::filesystem;
+using Words = std::vector<std::string>;
+
+Words Together(Words words, const Words &more)
+{
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
+
+const Words Quietly = {"-q", "-j", "1"};
+} // namespace
+
+ToolScenario ToolScenarioTest::Pack()
+{
+    CopyTree("MORV", "before/MORV");
+    mTree.Write("source/Data/stored.raw", "changed once more");
+    mTree.Write("source/Data/new.z", std::string(300, 'n'));
+    const Words words = Together({"pack",
+                                  mTree.Path("source"),
+                                  "--root",
+                                  mTree.Path("work/MORV"),
+                                  "--project",
+                                  "game",
+                                  "--release",
+                                  "1.0.0.2",
+                                  "--base",
+                                  "1.0.0.1",
+                                  "--compress-always",
+                                  "--storage",
+                                  "naked",
+                                  "--rule",
+                                  "*.bin=managed",
+                                  "--rule",
+                                  "*.raw=archive:none",
+                                  "--rule",
+                                  "*.z=archive:zlib",
+                                  "--rule",
+                                  "*.l=archive:lzma"},
+                                 Quietly);
+    return {"pack", words, Together(words, {"--force"})};
+}
+
+ToolScenario ToolScenarioTest::PackByForce()
+{
+    CopyTree("MORV", "before/MORV");
+    mTree.Write("source/Data/stored.raw", "changed in another way");
+    mTree.Write("source/Data/managed.bin", "changed in another way, too");
+    mTree.Remove("source/new.l");
+    mTree.Write("source/newer.l", std::string(300, 'n'));
+    return {"pack --force --protect", Together({"pack",
+                                                mTree.Path("source"),
+                                                "--root",
+                                                mTree.Path("work/MORV"),
+                                                "--project",
+                                                "game",
+                                                "--release",
+                                                "1.0.0.1",
+                                                "--base",
+                                                "1.0.0.0",
+                                                "--compress-always",
+                                                "--force",
+                                                "--protect",
+                                                "--storage",
+                                                "naked",
+                                                "--rule",
+                                                "*.bin=managed",
+                                                "--rule",
+                                                "*.raw=archive:none",
+                                                "--rule",
+                                                "*.z=archive:zlib",
+                                                "--rule",
+                                                "*.l=archive:lzma"},
+                                               Quietly)};
+}
+
+ToolScenario ToolScenarioTest::Fetch()
+{
+    mTree.MakeDirectory("before/MORV");
+    MustRun(Together(
+        {"fetch", mTree.Path("MORV"), "--root", mTree.Path("before/MORV"), "--project", "game", "--release", "1.0.0.0"},
+        Quietly));
+    return {"fetch", Together({"fetch", mTree.Path("MORV"), "--root", mTree.Path("work/MORV"), "--project", "game",
+                               "--release", "1.0.0.1"},
+                              Quietly)};
+}
+
+ToolScenario ToolScenarioTest::Prune()
+{
+    CopyTree("MORV", "before/MORV");
+    return {
+        "prune --apply",
+        Together({"prune", "--root", mTree.Path("work/MORV"), "--keep", "solution:suite/0.0.1.0", "--apply"}, Quietly)};
+}
+
+ToolScenario ToolScenarioTest::Repair()
+{
+    MustRun(Together({"publish", "--root", mTree.Path("MORV")}, Quietly));
+    CopyTree("MORV", "before/MORV");
+    const std::string data = "before/" + GameArchives + "files-0001.vka.dat";
+    Flip(data, PlaceOf(data, "Data/stored.raw line"));
+    Flip("before/" + GameArchives + "files-0001.vka", 0);
+    mTree.Remove("before/" + GameReleases + "1.0.0.0/deploy/Data/naked.txt");
+    mTree.Remove("before/MORV/projects/extra/releases/1.0.0.0/releasemanifest");
+    ToolScenario scenario{
+        "repair", Together({"repair", "--root", mTree.Path("work/MORV"), "--from", mTree.Path("MORV")}, Quietly)};
+    scenario.isDamaged = true;
+    return scenario;
+}
+
+ToolScenario ToolScenarioTest::Apply()
+{
+    mTree.MakeDirectory("before/MORV");
+    const std::string bundle = mTree.Path("update.bundle");
+    MustRun(Together(
+        {"fetch", mTree.Path("MORV"), "--root", mTree.Path("before/MORV"), "--project", "game", "--release", "1.0.0.0"},
+        Quietly));
+    MustRun(Together({"bundle", "--root", mTree.Path("MORV"), "game/1.0.0.0", "game/1.0.0.1", "-o", bundle}, Quietly));
+    return {"apply", Together({"apply", bundle, "--root", mTree.Path("work/MORV")}, Quietly)};
+}
+
+ToolScenario ToolScenarioTest::Publish()
+{
+    CopyTree("MORV", "before/MORV");
+    return {"publish", Together({"publish", "--root", mTree.Path("work/MORV")}, Quietly)};
+}
+
+ToolScenario ToolScenarioTest::Bundle()
+{
+    mTree.MakeDirectory("before/MORV");
+    return {"bundle", Together({"bundle", "--root", mTree.Path("MORV"), "game/1.0.0.0", "game/1.0.0.1", "-o",
+                                mTree.Path("work/update.bundle")},
+                               Quietly)};
+}
+
+ToolScenario ToolScenarioTest::Solution()
+{
+    CopyTree("MORV", "before/MORV");
+    return {"solution --force",
+            {"solution", "--root", mTree.Path("work/MORV"), "--name", "suite", "--release", "0.0.1.0", "--project",
+             "game=1.0.0.0:30", "--project", "extra=1.0.0.0:20", "--force", "-q"}};
+}
+} // namespace Keld::Test
