@@ -3,34 +3,16 @@
 #include "Consumer/WholeTrace/Scenario.h"
 
 #include "Support/CompressedStream.h"
+#include "Support/Dice.h"
 
 #include <algorithm>
 #include <cctype>
-#include <random>
 #include <set>
 
 namespace Keld::Test::WholeTrace
 {
 namespace
 {
-class Dice
-{
-public:
-    explicit Dice(std::uint32_t seed) : mGenerator(seed) {}
-
-    std::uint32_t Below(std::uint32_t limit) { return static_cast<std::uint32_t>(mGenerator() % limit); }
-    std::uint32_t Word() { return static_cast<std::uint32_t>(mGenerator() >> 7); }
-    bool OneIn(std::uint32_t times) { return Below(times) == 0; }
-    template <class Items>
-    const auto &Of(const Items &items)
-    {
-        return items[Below(static_cast<std::uint32_t>(std::size(items)))];
-    }
-
-private:
-    std::mt19937_64 mGenerator;
-};
-
 std::string Folded(std::string text)
 {
     for (char &character : text)
