@@ -10,6 +10,7 @@
 #include <filesystem>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace Keld::Test
 {
@@ -93,6 +94,14 @@ TEST_F(ReleaseTest, NamesTheCauseOfEachMissingFile)
     ExpectFault("stored.raw", FaultKind::NotThere, "files-0001.vka.dat: is missing");
     mTree.Remove(Archives + "files-0001.vka");
     ExpectFault("stored.raw", FaultKind::NoArchives, "no archive of version 1.0.0.0 can be used");
+}
+
+TEST_F(ReleaseTest, LeavesOutWhatLiesInADataFileThatIsAFifo)
+{
+    mTree.Remove(Archives + "files-0001.vka.dat");
+    ASSERT_EQ(mkfifo(mTree.Path(Archives + "files-0001.vka.dat").c_str(), 0644), 0);
+    EXPECT_FALSE(Open("1.0.0.0").Find("stored.raw")) << "the library does not serve it either";
+    ExpectFault("stored.raw", FaultKind::WrongKind, "files-0001.vka.dat: is no regular file");
 }
 
 TEST_F(ReleaseTest, NamesADirectoryThatCannotBeEntered)

@@ -5,6 +5,7 @@
 #include "KeldMorvIO/archive/ArchiveFormat.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <limits>
 
 #include <fcntl.h>
@@ -20,6 +21,13 @@ namespace
 constexpr uint64 LargestIndex = std::numeric_limits<uint32>::max();
 
 constexpr int EveryEntry = 0; // as the flags of an enumeration
+
+/// A FIFO or a device, which the library does not open. A directory it opens, and then cannot read.
+bool IsSpecial(const DiskFile &file)
+{
+    std::error_code error;
+    return !file.IsRegular() && !std::filesystem::is_directory(file.GetPath(), error);
+}
 
 /// The names that the library would load, in its order, which is the file system's own.
 std::vector<std::string> IndexNames(const std::string &directory)
@@ -79,6 +87,10 @@ const Failure &Archive::CheckData(DiskFileCache &files) const
                        if (!file)
                        {
                            mDataFailure = file.GetFault();
+                       }
+                       else if (IsSpecial(**file))
+                       {
+                           mDataFailure = Fault{FaultKind::WrongKind, mDataPath, "is no regular file"};
                        }
                    });
     return mDataFailure;
