@@ -1,5 +1,7 @@
 // Writes the seeds of the corpora, the inputs that a fuzzer starts from: MakeSeeds Fuzz/Corpora
 
+#include "MakeTreeSeeds.h"
+
 #include "Support/ArchiveImage.h"
 #include "Support/CompressedStream.h"
 #include "Support/DeflateBits.h"
@@ -180,5 +182,6 @@ int main(int argc, char **argv)
     WriteArchives();
     WriteReleaseManifests();
     WriteTexts();
+    Keld::Fuzz::MakeTreeSeeds(Write);
     return 0;
 }

@@ -1,0 +1,111 @@
+// A source that is hostile, "there/MORV", from which a release is fetched into the tree "here/MORV". Of the script, the
+// first line names the release, the second is a number whose bits are the source's lies and the fetch's options,
+// further ones are names that the source tells of every directory.
+
+#include "FuzzSupport.h"
+#include "Mutation/ByteMutation.h"
+#include "Trees/MemorySource.h"
+#include "Trees/TreeOnDisk.h"
+
+#include "Tools/Delivery/Fetch.h"
+#include "Tools/Delivery/SourceError.h"
+#include "Tools/Delivery/TextLines.h"
+#include "Tools/TreeReader/Census.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+namespace
+{
+using namespace Keld;
+using Fuzz::MemorySource;
+using Fuzz::Require;
+
+constexpr unsigned AllLies = 0xF;
+
+bool FetchInto(const std::string &root, MemorySource &source, const TreeReader::ReleaseName &wanted,
+               unsigned long options)
+{
+    Delivery::FetchRequest request;
+    request.wanted = wanted;
+    request.root = root;
+    request.sync = false;
+    request.decode = (options & 0x10) == 0;
+    request.allowPartial = (options & 0x20) != 0;
+    try
+    {
+        Fetch(source, request);
+        return true;
+    }
+    catch (const TreeReader::TreeError &)
+    {
+        return false; // with it SourceError
+    }
+    catch (const std::system_error &)
+    {
+        return false;
+    }
+}
+
+/// Those that stand on the disk before: all but the source's.
+Fuzz::TreeInput ChooseHere(const Fuzz::TreeInput &input)
+{
+    Fuzz::TreeInput here;
+    for (const Fuzz::TreeEntry &entry : input.entries)
+    {
+        if (!entry.path.starts_with(MemorySource::Prefix))
+        {
+            here.entries.push_back(entry);
+        }
+    }
+    return here;
+}
+
+std::vector<std::string> NamesIn(const std::string &directory)
+{
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const auto &entry : std::filesystem::directory_iterator(directory, error))
+    {
+        names.push_back(entry.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8 *data, std::size_t size)
+{
+    static Fuzz::TreeOnDisk disk;
+    Fuzz::SilenceLog();
+    const Fuzz::TreeInput input = Fuzz::TreeInput::Parse({reinterpret_cast<const char *>(data), size});
+    std::vector<std::string> lines = Fuzz::SplitLines(input.script);
+    lines.resize(std::max<std::size_t>(lines.size(), 2));
+    TreeReader::ReleaseName wanted;
+    if (!Delivery::ReadRelease(lines[0], wanted))
+    {
+        return 0;
+    }
+    disk.Become(ChooseHere(input));
+    std::filesystem::create_directories(disk.GetPath("here"));
+    const unsigned long options = std::strtoul(lines[1].c_str(), nullptr, 10);
+    const std::vector<std::string> before = NamesIn(disk.GetRoot());
+    const std::vector<std::string> outside = NamesIn(disk.GetPath("outside"));
+    const int free = Fuzz::FindFreeDescriptor();
+    MemorySource source(input, static_cast<unsigned>(options & AllLies), {lines.begin() + 2, lines.end()});
+    const std::string root = disk.GetPath("here/MORV");
+    if (FetchInto(root, source, wanted, options))
+    {
+        TreeReader::Tree tree(root);
+        const auto view = TreeReader::View::Open(tree, wanted);
+        Require(static_cast<bool>(view), "what was fetched can be opened");
+        Require(TakeCensus(*view, 1).missing == 0, "what was fetched lacks no file");
+    }
+    Require(NamesIn(disk.GetRoot()) == before && NamesIn(disk.GetPath("outside")) == outside,
+            "nothing is written outside of the tree");
+    Require(Fuzz::FindFreeDescriptor() == free, "all descriptors are given back");
+    disk.Clear();
+    return 0;
+}
