@@ -1,6 +1,9 @@
 #include "Tools/DamagedTwins.h"
 #include "Tools/ToolRun.h"
 
+#include "Support/ManifestImage.h"
+#include "Support/TempTree.h"
+
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Console.h"
@@ -156,6 +159,23 @@ TEST(MorvLibraryRoadTest, APartOfAFileIsTheSameByBothRoads)
         EXPECT_EQ(cat({"--offset", "10"}).exitCode, 0);
         EXPECT_EQ(cat({"--offset", "11"}).exitCode, 1);
         EXPECT_EQ(cat({"--offset", "11"}).error, "morv: text.z: has 10 bytes, and none from byte 11 on\n");
+    }
+}
+
+TEST(MorvRoads, BothNameAManifestThatTheLibraryThrowsOver)
+{
+    const TempTree tree;
+    ManifestImage image("game");
+    image.File("a.txt");
+    image.Patch(image.StringCountOffset(), 0x40000000);
+    const std::string release = "MORV/projects/game/releases/1.0.0.0";
+    tree.Write(release + "/releasemanifest", image.Bytes());
+    for (const std::vector<std::string> &arguments : {std::vector<std::string>{"ls"}, {"ls", "--through-library"}})
+    {
+        const ToolResult result = RunMorv(tree.Path(release), arguments);
+        EXPECT_NE(result.exitCode, 0);
+        EXPECT_NE(result.error.find("releasemanifest: is a damaged release manifest"), std::string::npos)
+            << result.error;
     }
 }
 } // namespace

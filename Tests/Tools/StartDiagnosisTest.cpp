@@ -164,6 +164,15 @@ TEST_F(StartDiagnosisTest, PathsWithoutARelease)
     ExpectCause(deep, StartOutcome::Refused, "1,024 bytes or more", "shorter path");
 }
 
+TEST_F(StartDiagnosisTest, AManifestThatTheLibraryThrowsOver)
+{
+    ManifestImage image("game");
+    image.File("a.txt");
+    image.Patch(image.StringCountOffset(), 0x40000000);
+    mTree.Write(FirstRelease + "/releasemanifest", image.Bytes());
+    ExpectCause(FirstRelease, StartOutcome::Refused, "more strings than can be", "copy the release again");
+}
+
 TEST_F(StartDiagnosisTest, PathsThatTheLibraryReadsOtherwise)
 {
     fs::copy(mTree.Path("MORV"), mTree.Path("morv"), fs::copy_options::recursive);

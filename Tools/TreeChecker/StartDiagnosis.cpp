@@ -134,7 +134,8 @@ bool StartWalk::LoadProject(const Project &project)
         cause.remedy = "pack or copy release " + FormatVersion(project.version) + " of the project \"" + project.name +
                        "\" into the tree, or choose another with \"morv solution\"";
     }
-    End(directory.empty() ? StartOutcome::Refused : GetFailedOutcome(), std::move(cause));
+    const bool isRefused = directory.empty() || cause.isThrown;
+    End(isRefused ? StartOutcome::Refused : GetFailedOutcome(), std::move(cause));
     return false;
 }
 

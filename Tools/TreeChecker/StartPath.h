@@ -12,7 +12,8 @@ struct StartCause
 {
     TreeReader::Fault fault;
     std::string remedy;
-    std::string log; ///< the line that the library logs first; empty where it logs none, or one for each file
+    std::string log;       ///< the line that the library logs first; empty where it logs none, or one for each file
+    bool isThrown = false; ///< the library throws it through the start, and logs nothing
 };
 
 /// What the library makes of the path of a working directory, before it looks at the disk.

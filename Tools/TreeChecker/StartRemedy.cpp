@@ -87,7 +87,9 @@ std::string LogOfSolution(const Fault &fault)
     return FirstLine(log);
 }
 
-std::string LogOfManifest(const std::string &path)
+/// \param isThrown set for a count of strings that no vector can hold: the library lets this pass, and the program sees
+///                 it.
+std::string LogOfManifest(const std::string &path, bool &isThrown)
 {
     const MORV::Reader::LogCapture log;
     try
@@ -97,7 +99,7 @@ std::string LogOfManifest(const std::string &path)
     }
     catch (const std::length_error &)
     {
-        // A count of strings that no vector can hold: the library lets this pass, and the program sees it.
+        isThrown = true;
     }
     return FirstLine(log);
 }
@@ -149,8 +151,13 @@ StartCause ExplainManifest(const Fault &fault)
 {
     const std::string remedy = SystemRemedy(fault.kind);
     const bool isLoaded = fault.kind != FaultKind::PathTooLong; // else the path alone is enough for a refusal
-    return {fault, remedy.empty() ? "copy the release again from where it was packed, or pack it again" : remedy,
-            isLoaded ? LogOfManifest(fault.path) : ""};
+    StartCause cause{fault,
+                     remedy.empty() ? "copy the release again from where it was packed, or pack it again" : remedy, ""};
+    if (isLoaded)
+    {
+        cause.log = LogOfManifest(fault.path, cause.isThrown);
+    }
+    return cause;
 }
 
 StartCause ExplainMissingFile(const TreeReader::Release &release, const std::string &project,

@@ -8,6 +8,7 @@
 #include "KeldMorvIO/Public/KeldMorvIO.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace Keld::Morv
 {
@@ -32,6 +33,18 @@ std::string DirectoryOf(const TreeReader::Reference &reference)
     return name.isSolution ? places.Solution(name.name, name.version) : places.Release(name.name, name.version);
 }
 
+bool StartIn(const std::string &directory)
+{
+    try
+    {
+        return MorvInitialize(0, 0, 0, directory.c_str()) >= 0;
+    }
+    catch (const std::length_error &)
+    {
+        return false; // a manifest that counts more strings than can be
+    }
+}
+
 // The library only says that it could not start. The reading core tells more.
 [[noreturn]] void ExplainFailedStart(const TreeReader::Reference &reference, const std::string &directory)
 {
@@ -46,8 +59,7 @@ std::string DirectoryOf(const TreeReader::Reference &reference)
 Library::Library(TreeReader::Reference reference) : FileSystem(std::move(reference))
 {
     const std::string directory = DirectoryOf(GetReference());
-    const bool started = MorvInitialize(0, 0, 0, directory.c_str()) >= 0;
-    if (!started || !Exists("/"))
+    if (!StartIn(directory) || !Exists("/"))
     {
         MorvShutdown();
         ExplainFailedStart(GetReference(), directory);
