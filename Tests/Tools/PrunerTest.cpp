@@ -1,6 +1,7 @@
 #include "Tools/RandomReleases.h"
 #include "Tools/ReleaseReader.h"
 
+#include "Support/ManifestImage.h"
 #include "Support/TempTree.h"
 
 #include "Tools/TreeReader/Census.h"
@@ -177,5 +178,21 @@ TEST_P(PrunerTest, KilledAtAnyStepItLeavesWholeReleasesAndTheNextRunEndsTheWork)
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, PrunerTest, testing::Range(0u, 3u));
+
+TEST(PrunePlans, PassALinkThatLeadsToItself)
+{
+    const TempTree tree;
+    ManifestImage image("game");
+    image.File("a.txt");
+    tree.Write("MORV/projects/game/releases/1.0.0.0/releasemanifest", image.Bytes());
+    tree.Write("MORV/projects/game/releases/1.0.0.0/deploy/a.txt", "");
+    const std::string solution = tree.MakeDirectory("MORV/solutions/suite/releases/0.0.1.0");
+    fs::create_symlink("solutionmanifest", solution + "/solutionmanifest");
+    PruneRequest request;
+    request.root = tree.Path("MORV");
+    request.keep = {{false, "game", 0x01000000}};
+    request.everything = true;
+    EXPECT_TRUE(PlanPrune(request).IsEmpty());
+}
 } // namespace
 } // namespace Keld::Test

@@ -211,7 +211,7 @@ private:
         for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory, error))
         {
             const std::string path = BelowRoot(entry.path());
-            if (entry.is_regular_file() && !entry.is_symlink() && mManifests.count(path) == 0)
+            if (!entry.is_symlink() && entry.is_regular_file() && mManifests.count(path) == 0)
             {
                 mPlan.rest.push_back({path, entry.file_size()});
             }

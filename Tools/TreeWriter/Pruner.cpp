@@ -127,7 +127,7 @@ private:
         mDirectories.insert(directory);
         for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory, error))
         {
-            if (entry.is_directory() && !entry.is_symlink())
+            if (!entry.is_symlink() && entry.is_directory())
             {
                 mDirectories.insert(entry.path());
             }
