@@ -227,6 +227,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8 *data, std::size_t size)
         return 0;
     }
     const StartDiagnosis diagnosis = TreeChecker::DiagnoseStart(directory, 1);
+    if (diagnosis.cause && diagnosis.cause->isThrown && diagnosis.path->name.isSolution)
+    {
+        return 0; // what it has loaded before the start would leave, which is known and stays so
+    }
     TreeReader::TreeSet trees;
     const auto reference = TreeReader::ResolveDirectory(directory);
     const auto view = reference ? trees.Open(*reference) : TreeReader::Result<View>(reference.GetFault());

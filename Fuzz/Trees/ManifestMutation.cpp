@@ -347,6 +347,12 @@ private:
 };
 } // namespace
 
+bool CountsTooManyStrings(const std::string &bytes)
+{
+    const std::optional<Parts> parts = PartsReader(bytes).Read();
+    return parts && parts->stringCount >= ReleaseManifestStringLimit;
+}
+
 void MutateManifest(std::string &bytes, Random &random, const std::vector<std::string> &words)
 {
     std::optional<Parts> parts = PartsReader(bytes).Read();

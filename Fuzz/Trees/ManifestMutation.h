@@ -12,4 +12,7 @@ namespace Keld::Fuzz
 /// manifest is changed byte by byte.
 /// \param words that names may become
 void MutateManifest(std::string &bytes, Random &random, const std::vector<std::string> &words);
+
+/// Whether a manifest counts more strings than any vector can hold: the library throws through the start then.
+bool CountsTooManyStrings(const std::string &bytes);
 } // namespace Keld::Fuzz
