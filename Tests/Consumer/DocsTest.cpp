@@ -1,3 +1,5 @@
+#include "Support/PageBlocks.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,29 +17,10 @@ namespace
 {
 namespace fs = std::filesystem;
 
-const fs::path Source = KELD_SOURCE;
-
-std::vector<fs::path> Pages()
-{
-    std::vector<fs::path> pages;
-    for (const char *const page : {"README.md", "CONTRIBUTING.md", "SECURITY.md", "Fuzz/README.md"})
-    {
-        pages.push_back(Source / page);
-    }
-    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(Source / "Docs"))
-    {
-        if (entry.path().extension() == ".md")
-        {
-            pages.push_back(entry.path());
-        }
-    }
-    return pages;
-}
-
 // What a pattern's first group matches, all over a page.
-std::vector<std::string> AllMatches(const fs::path &page, const std::string &pattern)
+std::vector<std::string> AllMatches(const std::string &page, const std::string &pattern)
 {
-    std::ifstream stream(page);
+    std::ifstream stream(SourceDirectory() / page);
     const std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
     const std::regex wanted(pattern);
     std::vector<std::string> matches;
@@ -55,14 +38,14 @@ bool IsFileOfTheTree(const std::string &path)
     return std::any_of(folders.begin(), folders.end(),
                        [&path](const char *folder)
                        {
-                           return fs::exists(Source / folder / path);
+                           return fs::exists(SourceDirectory() / folder / path);
                        });
 }
 
 TEST(DocsTest, EverySourceThatAPageNamesIsThere)
 {
     std::size_t count = 0;
-    for (const fs::path &page : Pages())
+    for (const std::string &page : DocumentationPages())
     {
         for (const std::string &path : AllMatches(page, "`([A-Za-z0-9]+/[A-Za-z0-9/]*\\.(?:h|cpp|c|md|map))`"))
         {
@@ -76,11 +59,12 @@ TEST(DocsTest, EverySourceThatAPageNamesIsThere)
 TEST(DocsTest, EveryLinkLeadsToAFile)
 {
     std::size_t count = 0;
-    for (const fs::path &page : Pages())
+    for (const std::string &page : DocumentationPages())
     {
         for (const std::string &target : AllMatches(page, "\\]\\(([A-Za-z0-9./]+)\\)"))
         {
-            EXPECT_TRUE(fs::exists(page.parent_path() / target)) << page << " links to " << target;
+            EXPECT_TRUE(fs::exists((SourceDirectory() / page).parent_path() / target))
+                << page << " links to " << target;
             ++count;
         }
     }

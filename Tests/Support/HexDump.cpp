@@ -1,6 +1,7 @@
 #include "Support/HexDump.h"
 
-#include <fstream>
+#include "Support/PageBlocks.h"
+
 #include <sstream>
 #include <stdexcept>
 
@@ -28,53 +29,38 @@ void AddLine(const std::string &line, std::string &bytes)
         bytes += static_cast<char>(value);
     }
 }
-
-std::string PathOf(std::string_view page)
-{
-    return std::string(KELD_SOURCE_DIRECTORY "/") + std::string(page);
-}
 } // namespace
 
 std::string ReadHexDump(std::string_view page)
 {
-    const std::string path = PathOf(page);
-    std::ifstream stream(path);
-    std::string line;
-    while (std::getline(stream, line) && line != "```hexdump")
-    {
-    }
     std::string bytes;
-    while (std::getline(stream, line) && line != "```")
+    for (const PageBlock &block : BlocksOfPage(std::string(page)))
     {
-        AddLine(line, bytes);
+        if (block.language == "hexdump" && bytes.empty())
+        {
+            std::istringstream lines(block.text);
+            for (std::string line; std::getline(lines, line);)
+            {
+                AddLine(line, bytes);
+            }
+        }
     }
-    if (!stream || bytes.empty())
+    if (bytes.empty())
     {
-        throw std::runtime_error("no dump in " + path);
+        throw std::runtime_error("no dump in " + std::string(page));
     }
     return bytes;
 }
 
 std::string ReadTextBlock(std::string_view page, std::string_view firstLine)
 {
-    std::ifstream stream(PathOf(page));
-    std::string line;
-    std::string text;
-    while (std::getline(stream, line))
+    for (const PageBlock &block : BlocksOfPage(std::string(page)))
     {
-        if (line != "```text")
+        if (block.language == "text" && block.text.starts_with(std::string(firstLine) + "\n"))
         {
-            continue;
-        }
-        for (text.clear(); std::getline(stream, line) && line != "```";)
-        {
-            text += line + "\n";
-        }
-        if (text.starts_with(std::string(firstLine) + "\n"))
-        {
-            return text;
+            return block.text;
         }
     }
-    throw std::runtime_error("no such block in " + PathOf(page));
+    throw std::runtime_error("no such block in " + std::string(page));
 }
 } // namespace Keld::Test

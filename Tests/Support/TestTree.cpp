@@ -58,6 +58,7 @@ std::string TestTree::Solution(const std::string &name, const std::string &versi
                                const std::vector<SolutionProject> &projects) const
 {
     std::vector<std::string> names;
+    names.reserve(projects.size());
     for (const SolutionProject &project : projects)
     {
         names.push_back(project.name);
