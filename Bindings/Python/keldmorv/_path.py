@@ -45,6 +45,11 @@ class MorvPath(Traversable):
         return self._pure.suffix
 
     @property
+    def suffixes(self) -> list[str]:
+        """All suffixes of the last name."""
+        return self._pure.suffixes
+
+    @property
     def parts(self) -> tuple[str, ...]:
         """The names of the path."""
         return self._pure.parts
@@ -53,6 +58,11 @@ class MorvPath(Traversable):
     def parent(self) -> "MorvPath":
         """The directory above; the root's is the root."""
         return MorvPath(self._pure.parent)
+
+    @property
+    def parents(self) -> tuple["MorvPath", ...]:
+        """The directories above, the nearest first, the root last."""
+        return tuple(MorvPath(parent) for parent in self._pure.parents)
 
     def joinpath(self, *descendants: StrPath) -> "MorvPath":
         """This path and others behind it."""
@@ -65,9 +75,24 @@ class MorvPath(Traversable):
         """The path with another last name."""
         return MorvPath(self._pure.with_name(name))
 
+    def with_stem(self, stem: str) -> "MorvPath":
+        """The path with another last name before the same suffix."""
+        return MorvPath(self._pure.with_stem(stem))
+
     def with_suffix(self, suffix: str) -> "MorvPath":
         """The path with another last suffix."""
         return MorvPath(self._pure.with_suffix(suffix))
+
+    def is_relative_to(self, *other: StrPath) -> bool:
+        """Whether the path is another one, or lies below it."""
+        above = MorvPath(*other)
+        return _key(self)[: len(above.parts)] == _key(above)
+
+    def relative_to(self, *other: StrPath) -> "MorvPath":
+        """What leads from another path, at or above this one, to this one. ValueError where it lies elsewhere."""
+        if not self.is_relative_to(*other):
+            raise ValueError(f"{str(self)!r} does not lie below {str(MorvPath(*other))!r}")
+        return MorvPath(*self.parts[len(MorvPath(*other).parts) :])
 
     def match(self, pattern: str) -> bool:
         """Whether the path fits a pattern, as pathlib's match has it, in letters of either case."""

@@ -98,12 +98,25 @@ class PathTest(ReleaseTest):
         self.assertNotEqual(path, "Textures/Sub/c.TGA")
         self.assertLess(MorvPath("a"), MorvPath("B"))
         self.assertEqual(str(path.with_suffix(".png").with_name("d.png")), "Textures/Sub/d.png")
+        self.assertEqual(str(path.with_stem("d")), "Textures/Sub/d.TGA")
+        self.assertEqual(MorvPath("a.b.tga").suffixes, [".b", ".tga"])
+        self.assertEqual([str(parent) for parent in path.parents], ["Textures/Sub", "Textures", ""])
         self.assertEqual(str(MorvPath()), "")
         self.assertEqual(MorvPath().parent, MorvPath(""))
         self.assertEqual(repr(MorvPath("a")), "MorvPath('a')")
         self.assertTrue(path.match("*.tga") and not path.match("*.png"))
         with self.assertRaises(TypeError):
             open(path)  # type: ignore[call-overload]
+
+    def test_leads_from_one_path_to_another(self) -> None:
+        path = MorvPath("Textures/Sub/c.TGA")
+        self.assertEqual(str(path.relative_to("textures")), "Sub/c.TGA")
+        self.assertEqual(str(path.relative_to(MorvPath("TEXTURES"), "sub")), "c.TGA")
+        self.assertEqual(path.relative_to(), path)
+        self.assertEqual(str(path.relative_to(path)), "")
+        self.assertTrue(path.is_relative_to("textures/sub") and not path.is_relative_to("textures/su"))
+        with self.assertRaises(ValueError):
+            path.relative_to("zlib")
 
     def test_asks_and_reads(self) -> None:
         path = MorvPath("textures")
