@@ -77,7 +77,8 @@ private:
     // Something between text and noise, as content is.
     void Write(const std::string &path, uint32 size, uint32 seed)
     {
-        mTree.Write("source/" + path, Test::PatternedBytes(size / 4 * 3, seed) + Test::RandomBytes(size / 4, seed));
+        mTree.Write("source/" + path,
+                    Test::PatternedBytes(uint_size{size} / 4 * 3, seed) + Test::RandomBytes(size / 4, seed));
     }
 
     void ReadStored()

@@ -26,7 +26,7 @@ __attribute__((noinline, format(printf, 4, 5))) void LogNothing(int32 severity, 
 
 void EmptyFunction(benchmark::State &state)
 {
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
     {
         LogNothing(OKAY, DBG | XTR, 0, "%s: (%s)", Signature, "data/a.dds");
     }
@@ -34,7 +34,7 @@ void EmptyFunction(benchmark::State &state)
 
 void FilteredByLevel(benchmark::State &state)
 {
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
     {
         Log(OKAY, GEN, 0, "%s: (%s)", Signature, "data/a.dds");
     }
@@ -42,7 +42,7 @@ void FilteredByLevel(benchmark::State &state)
 
 void FilteredByGroup(benchmark::State &state)
 {
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
     {
         Log(ERROR, DBG | XTR, 0, "%s: (%s)", Signature, "data/a.dds");
     }
@@ -51,7 +51,7 @@ void FilteredByGroup(benchmark::State &state)
 // ALWAYS with no group of the target's: through the level, the formatting and the walk over the targets, but not out.
 void FormattedAndRefusedByTheTarget(benchmark::State &state)
 {
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
     {
         Log(ALWAYS, GEN, 0, "%s: (%s)", Signature, "data/a.dds");
     }

@@ -39,7 +39,7 @@ constexpr uint32 ContentFiles = 1000;
 std::string Content(uint32 number)
 {
     const uint32 unit = 4096 * (1 + number % 7);
-    return Test::PatternedBytes(unit * 3, number) + Test::RandomBytes(unit, number);
+    return Test::PatternedBytes(uint_size{unit} * 3, number) + Test::RandomBytes(unit, number);
 }
 
 /// A release of one project on the real disk.

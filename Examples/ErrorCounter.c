@@ -104,7 +104,7 @@ static uint8_t Write(IKeldLogTarget *self, const LogRecord *record)
     return 1;
 }
 
-static ErrorCounter Counter = {
+static ErrorCounter gCounter = {
     .record =
         {
             .GetInterfaceVersion = GetInterfaceVersion,
@@ -125,11 +125,11 @@ static ErrorCounter Counter = {
 
 IKeldLogTarget *GetErrorCounter(const IKeldLogger *logger)
 {
-    Counter.logger = logger;
-    return &Counter.record;
+    gCounter.logger = logger;
+    return &gCounter.record;
 }
 
 unsigned GetErrorCount(void)
 {
-    return Counter.count;
+    return gCounter.count;
 }

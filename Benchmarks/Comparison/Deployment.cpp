@@ -59,7 +59,7 @@ void WriteNaked(const std::string &directory, const std::vector<ContentFile> &fi
 }
 } // namespace
 
-Deployment::Deployment(fs::path place) : mRoot(std::move(place) / "MORV") {}
+Deployment::Deployment(const fs::path &place) : mRoot(place / "MORV") {}
 
 void Deployment::Write(const std::vector<ContentFile> &files, const ReleasePlan &plan, const std::string &project) const
 {

@@ -20,7 +20,7 @@ class Deployment
 {
 public:
     /// Below `place`, which is there.
-    explicit Deployment(std::filesystem::path place);
+    explicit Deployment(const std::filesystem::path &place);
 
     /// Writes a release of a project.
     void Write(const std::vector<ContentFile> &files, const ReleasePlan &plan = {},

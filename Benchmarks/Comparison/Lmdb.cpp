@@ -95,7 +95,7 @@ private:
     MDB_dbi mDatabase = 0;
 };
 
-void WriteDatabase(const std::string &directory, const std::vector<ContentFile> &files, bool)
+void WriteLmdb(const std::string &directory, const std::vector<ContentFile> &files, bool)
 {
     MDB_env *environment = nullptr;
     MDB_txn *transaction = nullptr;
@@ -118,7 +118,7 @@ void WriteDatabase(const std::string &directory, const std::vector<ContentFile> 
 
 NeighbourKind LmdbKind()
 {
-    return {"LMDB", false, WriteDatabase,
+    return {"LMDB", false, WriteLmdb,
             [](const std::string &directory)
             {
                 return std::unique_ptr<Neighbour>(std::make_unique<Lmdb>(directory));

@@ -92,7 +92,7 @@ private:
     sqlite3_stmt *mRead = nullptr;
 };
 
-void WriteDatabase(const std::string &directory, const std::vector<ContentFile> &files, bool)
+void WriteSqlite(const std::string &directory, const std::vector<ContentFile> &files, bool)
 {
     sqlite3 *database = nullptr;
     sqlite3_stmt *insert = nullptr;
@@ -117,7 +117,7 @@ void WriteDatabase(const std::string &directory, const std::vector<ContentFile> 
 
 NeighbourKind SqliteKind()
 {
-    return {"SQLite", false, WriteDatabase,
+    return {"SQLite", false, WriteSqlite,
             [](const std::string &directory)
             {
                 return std::unique_ptr<Neighbour>(std::make_unique<Sqlite>(directory + "/files.sqlite"));

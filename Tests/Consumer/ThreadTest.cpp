@@ -35,6 +35,7 @@ protected:
     static void Run(const std::vector<std::function<void()>> &jobs)
     {
         std::vector<std::thread> threads;
+        threads.reserve(jobs.size());
         for (const std::function<void()> &job : jobs)
         {
             threads.emplace_back(job);
@@ -161,7 +162,7 @@ TEST_F(ThreadTest, TheLoggerChangesWhileOthersLog)
     };
     Run({failing, failing, changing});
     // Each message has gone to one of the two.
-    EXPECT_EQ(LogRecorder::Lines().size() + gOtherMessages, 2 * Rounds * linesOfOne);
+    EXPECT_EQ(LogRecorder::Lines().size() + gOtherMessages, std::size_t{2} * Rounds * linesOfOne);
 }
 } // namespace
 } // namespace Keld::Test

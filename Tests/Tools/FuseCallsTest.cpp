@@ -54,11 +54,11 @@ protected:
     /// What a directory tells of its first child, behind the dots.
     fuse_direntplus FirstChild(std::uint64_t directory) const
     {
-        constexpr std::size_t Dots =
+        constexpr std::size_t dots =
             FUSE_DIRENT_ALIGN(FUSE_NAME_OFFSET_DIRENTPLUS + 1) + FUSE_DIRENT_ALIGN(FUSE_NAME_OFFSET_DIRENTPLUS + 2);
         fuse_read_in read = {};
         read.size = 4096;
-        return mKernel->CallWith(FUSE_READDIRPLUS, directory, read).As<fuse_direntplus>(Dots);
+        return mKernel->CallWith(FUSE_READDIRPLUS, directory, read).As<fuse_direntplus>(dots);
     }
 
     /// The names of a directory, read with a buffer of `size` bytes at a time.

@@ -104,6 +104,7 @@ TEST_F(MorvMountTest, ManyProgramsReadOneCompressedFileAtOnce)
 {
     ExpectMounted({"--cache-size", "1M"});
     std::vector<std::thread> readers;
+    readers.reserve(12);
     std::atomic<int> different{0};
     for (int number = 0; number < 12; ++number)
     {

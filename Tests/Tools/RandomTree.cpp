@@ -86,10 +86,10 @@ FileContents RandomTree::Make(std::size_t fileCount)
     return files;
 }
 
-FileContents RandomTree::Change(FileContents files)
+FileContents RandomTree::Change(const FileContents &files)
 {
     FileContents changed;
-    for (auto &[path, content] : files)
+    for (const auto &[path, content] : files)
     {
         const uint32 fate = Below(10);
         if (fate != 0)

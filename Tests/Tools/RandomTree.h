@@ -21,7 +21,7 @@ public:
     FileContents Make(std::size_t fileCount);
 
     /// The next state of a folder: some files changed, some gone, some new, most as they were.
-    FileContents Change(FileContents files);
+    FileContents Change(const FileContents &files);
 
     std::string MakeContent();
     uint32 Below(uint32 limit);

@@ -263,6 +263,7 @@ TEST_F(ReadAheadTest, ManyReadersGetWhatWasPackedWhileOneOfThemWorksAhead)
     Mount(true);
     std::atomic<int> right{0};
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int reader = 0; reader < 4; ++reader)
     {
         threads.emplace_back(

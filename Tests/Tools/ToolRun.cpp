@@ -30,6 +30,7 @@ void Redirect(int descriptor, const std::string &path)
     std::vector<std::string> words{KELD_MORV_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char *> pointers;
+    pointers.reserve(words.size() + 1);
     for (std::string &word : words)
     {
         pointers.push_back(word.data());

@@ -174,6 +174,7 @@ protected:
         }
         std::sort(projects.begin(), projects.end());
         std::vector<std::string> names;
+        names.reserve(projects.size());
         for (const auto &project : projects)
         {
             names.push_back(project.second);

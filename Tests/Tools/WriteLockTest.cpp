@@ -53,6 +53,7 @@ TEST_F(WriteLockTest, ManyHoldersComeOneAfterTheOtherThoughTheDirectoryComesAndG
 {
     std::atomic<int> inside{0};
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int number = 0; number < 4; ++number)
     {
         threads.emplace_back(

@@ -9,8 +9,8 @@ namespace Keld::Morv
 {
 namespace
 {
-constexpr std::size_t LongestPath = 64 * 1024;
-constexpr std::size_t BlockSize = 64 * 1024;
+constexpr std::size_t LongestPath = 65536;
+constexpr std::size_t BlockSize = 65536;
 } // namespace
 
 std::optional<std::string> PathList::Next()

@@ -168,6 +168,7 @@ void ManyOpens(TraceTree &tree, TracedLibrary &library)
     for (const char *const path : {"naked", "dir/managed", "stored", "zlib", "lzma"})
     {
         std::vector<int> handles;
+        handles.reserve(5);
         for (int count = 0; count < 5; ++count)
         {
             handles.push_back(library.Open(path));

@@ -67,8 +67,10 @@ void EveryStorage(TraceTree &tree, TracedLibrary &library)
         {
             const std::string name = std::to_string(count++);
             const unsigned archive = storage == Storage::Lzma ? 2 : count % 2;
-            files.push_back({"all/" + name, PatternedBytes(100 * count, count), storage, version, archive});
-            files.push_back({"f" + name + ".bin", RandomBytes(40 * count, count), storage, version, archive});
+            files.push_back(
+                {"all/" + name, PatternedBytes(std::size_t{100} * count, count), storage, version, archive});
+            files.push_back(
+                {"f" + name + ".bin", RandomBytes(std::size_t{40} * count, count), storage, version, archive});
         }
     }
     WholeRelease(tree, library, {.version = "1.0.0.1", .files = files});

@@ -83,7 +83,7 @@ std::string OffsetText(std::uint64_t offset)
 }
 
 // What stands in errno behind a call, where the call left anything there.
-std::string WithErrno(std::string answer)
+std::string WithErrno(const std::string &answer)
 {
     const int error = errno;
     return error == 0 ? answer : answer + " errno " + std::to_string(error);

@@ -66,14 +66,14 @@ TEST_F(DirectoryWrapperTest, TellsWhatCannotBeListed)
     std::error_code error;
     EXPECT_EQ(std::distance(Directory("data/a", "*", error).begin(), Directory().end()), 0);
     EXPECT_EQ(error, std::errc::not_a_directory);
-    Directory("nowhere", "*", error);
+    const Directory nowhere("nowhere", "*", error);
     EXPECT_EQ(error, std::errc::no_such_file_or_directory);
     for (const std::string &pattern : {std::string("a/*"), std::string("a\\*"), std::string("a\0", 2)})
     {
-        Directory("data", pattern, error);
+        const Directory data("data", pattern, error);
         EXPECT_EQ(error, Error::InvalidArgument);
     }
-    RecursiveDirectory("data/a", error);
+    const RecursiveDirectory file("data/a", error);
     EXPECT_EQ(error, Error::NotDirectory);
 }
 

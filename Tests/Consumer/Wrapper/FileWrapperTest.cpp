@@ -238,6 +238,7 @@ TEST_F(FileWrapperTest, IsNotEndedBySignals)
     std::atomic<int> wrong{0};
     std::atomic<std::size_t> finished{0};
     std::vector<std::thread> threads;
+    threads.reserve(8);
     for (int thread = 0; thread < 8; ++thread)
     {
         threads.emplace_back(

@@ -74,8 +74,8 @@ void ExpectOffset(const char *zone, std::time_t offset)
 TEST(LocalTimeTest, GivesTheTimeOfTheZoneThatIsSetNow)
 {
     ExpectOffset("UTC0", 0);
-    ExpectOffset("EAST-5:30", 5 * 3600 + 30 * 60);
-    ExpectOffset("WEST+8", -8 * 3600);
+    ExpectOffset("EAST-5:30", 19800);
+    ExpectOffset("WEST+8", -28800);
 }
 
 TEST(LocalTimeTest, ComesBackToTheSystemsZoneWhenNoneIsSetAnyMore)
@@ -100,6 +100,7 @@ TEST(LocalTimeTest, ComesBackToTheSystemsZoneWhenNoneIsSetAnyMore)
 TEST(LocalTimeTest, MayBeAskedByManyThreadsAtOnce)
 {
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int index = 0; index < 4; ++index)
     {
         threads.emplace_back(

@@ -110,6 +110,7 @@ TEST(CounterRegistryTest, ThreadsGetOneCounterForOneName)
     CounterRegistry registry;
     std::vector<Counter *> found(4, nullptr);
     std::vector<std::thread> threads;
+    threads.reserve(found.size());
     for (Counter *&result : found)
     {
         threads.emplace_back(
@@ -139,6 +140,7 @@ TEST(CounterHandleTest, CountsFromSeveralThreads)
 {
     const CounterHandle handle("CounterHandleTest.Threads");
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int thread = 0; thread < 4; ++thread)
     {
         threads.emplace_back(

@@ -48,8 +48,8 @@ Names Sorted(Names names)
 class ListIterator : public FileIterator
 {
 public:
-    explicit ListIterator(Names names) : mNames(std::move(names)) { ++sAlive; }
-    ~ListIterator() override { --sAlive; }
+    explicit ListIterator(Names names) : mNames(std::move(names)) { ++gAlive; }
+    ~ListIterator() override { --gAlive; }
 
     bool IsValid() override { return mIndex < mNames.size(); }
     void Next() override { ++mIndex; }
@@ -57,7 +57,7 @@ public:
     bool IsDirectory() override { return mNames[mIndex].front() == 'd'; }
     bool IsOwnerReadable() override { return mNames[mIndex].back() == 'r'; }
 
-    static inline int sAlive = 0;
+    static inline int gAlive = 0;
 
 private:
     Names mNames;
@@ -92,7 +92,7 @@ protected:
     ~FileIteratorTest() override
     {
         gFileProviders = FileProviderList();
-        EXPECT_EQ(0, ListIterator::sAlive);
+        EXPECT_EQ(0, ListIterator::gAlive);
     }
 
     boost::shared_ptr<FileIterator> Create(const std::string &pattern, int flags = 0) const
@@ -297,7 +297,7 @@ TEST_F(FileIteratorTest, ProvidersWithoutAMatchLeaveTheFileSystem)
     AddFileProvider(&empty);
     AddFileProvider(&none);
     EXPECT_EQ((Names{"a.txt"}), Walk(*Create("*")));
-    EXPECT_EQ(0, ListIterator::sAlive);
+    EXPECT_EQ(0, ListIterator::gAlive);
 }
 
 TEST_F(FileIteratorTest, SeveralProvidersFollowOneAnotherAndRepeatWhatTheyShare)
@@ -312,7 +312,7 @@ TEST_F(FileIteratorTest, SeveralProvidersFollowOneAnotherAndRepeatWhatTheyShare)
     }
     const boost::shared_ptr<FileIterator> iterator = CreateFileIterator("*", 0);
     EXPECT_TRUE(IsMerged(iterator.get()));
-    EXPECT_EQ(3, ListIterator::sAlive);
+    EXPECT_EQ(3, ListIterator::gAlive);
     EXPECT_FALSE(iterator->IsDirectory());
     iterator->Next();
     EXPECT_STREQ("dir", iterator->GetName());
@@ -321,9 +321,9 @@ TEST_F(FileIteratorTest, SeveralProvidersFollowOneAnotherAndRepeatWhatTheyShare)
     iterator->Next();
     EXPECT_STREQ("two", iterator->GetName());
     EXPECT_FALSE(iterator->IsOwnerReadable());
-    EXPECT_EQ(2, ListIterator::sAlive);
+    EXPECT_EQ(2, ListIterator::gAlive);
     EXPECT_EQ((Names{"two", "one-r", "one"}), Walk(*iterator));
-    EXPECT_EQ(0, ListIterator::sAlive);
+    EXPECT_EQ(0, ListIterator::gAlive);
 }
 
 TEST_F(FileIteratorTest, AMergedIteratorDestroysWhatIsLeft)
@@ -334,9 +334,9 @@ TEST_F(FileIteratorTest, AMergedIteratorDestroysWhatIsLeft)
     AddFileProvider(&second);
     {
         const boost::shared_ptr<FileIterator> iterator = CreateFileIterator("*", 0);
-        EXPECT_EQ(2, ListIterator::sAlive);
+        EXPECT_EQ(2, ListIterator::gAlive);
     }
-    EXPECT_EQ(0, ListIterator::sAlive);
+    EXPECT_EQ(0, ListIterator::gAlive);
 }
 } // namespace
 } // namespace Keld::File

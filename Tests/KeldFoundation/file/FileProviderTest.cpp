@@ -106,7 +106,8 @@ void UseTheProviderAfterItsEnd()
     {
         text = error.what();
     }
-    const bool comesBack = GetDefaultProvider() != nullptr && GetDefaultProvider() == GetDefaultProvider();
+    IFileProvider *const provider = GetDefaultProvider();
+    const bool comesBack = provider != nullptr && provider == GetDefaultProvider();
     _exit(text == "Dead Reference Detected" && comesBack ? 42 : 1);
 }
 

@@ -17,6 +17,7 @@ constexpr int MessageCount = 200;
 void RunThreads(std::vector<std::function<void()>> bodies)
 {
     std::vector<std::thread> threads;
+    threads.reserve(bodies.size());
     std::atomic<bool> go{false};
     for (std::function<void()> &body : bodies)
     {
@@ -143,8 +144,8 @@ TEST_F(LoggerThreadsTest, TargetsComeAndGoWhileThreadsLog)
     RunThreads(std::move(bodies));
 
     mLogger.RemoveTarget(&steady);
-    EXPECT_EQ(steady.texts.size(), static_cast<uint_size>(2 * WriterCount * MessageCount));
-    EXPECT_EQ(Warnings(), warningsBefore + WriterCount * MessageCount);
+    EXPECT_EQ(steady.texts.size(), uint_size{2} * WriterCount * MessageCount);
+    EXPECT_EQ(Warnings(), warningsBefore + uint64{WriterCount} * MessageCount);
 }
 
 TEST_F(LoggerThreadsTest, SettingsChangeWhileThreadsLog)

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -94,7 +95,7 @@ TEST(CanonicalizePathTest, GivesTheSameInPlace)
     for (const PathRow &row : Rows)
     {
         char buffer[64];
-        std::strcpy(buffer, row.source);
+        std::snprintf(buffer, sizeof buffer, "%s", row.source);
         EXPECT_EQ(CanonicalizePath(buffer, buffer, row.drop), std::strlen(row.result)) << row.source;
         EXPECT_STREQ(buffer, row.result) << row.source;
     }

@@ -18,6 +18,7 @@ TEST(MutexTest, KeepsThreadsApart)
     Mutex mutex;
     int total = 0; // guarded by mutex
     std::vector<std::thread> threads;
+    threads.reserve(ThreadCount);
     for (int thread = 0; thread < ThreadCount; ++thread)
     {
         threads.emplace_back(

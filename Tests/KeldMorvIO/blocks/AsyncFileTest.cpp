@@ -262,7 +262,7 @@ TEST_F(AsyncFileTest, ServesManyThreadsAtOnce)
             {
                 for (uint32 round = 0; round < 50; ++round)
                 {
-                    const uint64 offset = (worker * 4999 + round * 613) % 60000;
+                    const uint64 offset = (worker * 4999 + uint64{round} * 613) % 60000;
                     std::string buffer(2000, '\0');
                     uint32 bytesRead = 0;
                     const bool good = AsyncRead(mFile, offset, 2000, &bytesRead, buffer.data()) && bytesRead == 2000 &&

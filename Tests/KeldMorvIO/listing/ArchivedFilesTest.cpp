@@ -164,19 +164,19 @@ struct NumberTaker
 {
     static void Log(std::int32_t, std::uint32_t, std::uint32_t, const char *, va_list)
     {
-        if (sTaken == -1)
+        if (gTaken == -1)
         {
             const int null = open("/dev/null", O_RDONLY);
-            sTaken = null == sNumber ? null : fcntl(null, F_DUPFD, sNumber);
-            if (null != sNumber)
+            gTaken = null == gNumber ? null : fcntl(null, F_DUPFD, gNumber);
+            if (null != gNumber)
             {
                 close(null);
             }
         }
     }
 
-    static inline int sNumber = -1;
-    static inline int sTaken = -1;
+    static inline int gNumber = -1;
+    static inline int gTaken = -1;
 };
 
 TEST_F(ArchivedFilesTest, ClosesAHandleThatNeighboursShareOnce)
@@ -185,16 +185,16 @@ TEST_F(ArchivedFilesTest, ClosesAHandleThatNeighboursShareOnce)
     Load();
     ASSERT_TRUE(mListing->Open(Entry("a")));
     ASSERT_TRUE(mListing->Open(Entry("b")));
-    NumberTaker::sNumber = Descriptor("a");
-    NumberTaker::sTaken = -1;
+    NumberTaker::gNumber = Descriptor("a");
+    NumberTaker::gTaken = -1;
     static IKeldLogger table{};
     table.Log = NumberTaker::Log;
     SetCurrentLogger(&table);
     mListing.reset();
     SetCurrentLogger(LogRecorder::Table());
-    ASSERT_EQ(NumberTaker::sTaken, NumberTaker::sNumber);
-    EXPECT_NE(fcntl(NumberTaker::sNumber, F_GETFD), -1);
-    close(NumberTaker::sNumber);
+    ASSERT_EQ(NumberTaker::gTaken, NumberTaker::gNumber);
+    EXPECT_NE(fcntl(NumberTaker::gNumber, F_GETFD), -1);
+    close(NumberTaker::gNumber);
 }
 } // namespace
 } // namespace Keld::MORV::Reader

@@ -73,7 +73,7 @@ TEST(ListingLayout, LeavesNothingBetweenTheOwnerSlotAndTheRoot)
     {
         ListingLayout layout{};
         ASSERT_TRUE(ComputeListingLayout(Counts(directories, directories % 3, directories % 5, 1, 3), layout));
-        EXPECT_EQ(layout.mOwner + sizeof(ProjectListing *), layout.mDirectories) << directories;
+        EXPECT_EQ(layout.mOwner + sizeof(void *), layout.mDirectories) << directories;
     }
 }
 

@@ -113,37 +113,37 @@ struct Gate
 {
     static void Log(std::int32_t, std::uint32_t, std::uint32_t, const char *, va_list)
     {
-        std::unique_lock<std::mutex> lock(sMutex);
-        sReached = true;
-        sChanged.notify_all();
-        sChanged.wait(lock,
+        std::unique_lock<std::mutex> lock(gMutex);
+        gReached = true;
+        gChanged.notify_all();
+        gChanged.wait(lock,
                       []
                       {
-                          return sOpen;
+                          return gOpen;
                       });
     }
 
     static void WaitUntilReached()
     {
-        std::unique_lock<std::mutex> lock(sMutex);
-        sChanged.wait(lock,
+        std::unique_lock<std::mutex> lock(gMutex);
+        gChanged.wait(lock,
                       []
                       {
-                          return sReached;
+                          return gReached;
                       });
     }
 
     static void Open()
     {
-        const std::lock_guard<std::mutex> lock(sMutex);
-        sOpen = true;
-        sChanged.notify_all();
+        const std::lock_guard<std::mutex> lock(gMutex);
+        gOpen = true;
+        gChanged.notify_all();
     }
 
-    static inline std::mutex sMutex;
-    static inline std::condition_variable sChanged;
-    static inline bool sReached = false;
-    static inline bool sOpen = false;
+    static inline std::mutex gMutex;
+    static inline std::condition_variable gChanged;
+    static inline bool gReached = false;
+    static inline bool gOpen = false;
 };
 
 TEST_F(ListingThreadsTest, AFirstOpenHoldsUpOtherOpensButNeitherReadsNorLookups)
@@ -154,7 +154,7 @@ TEST_F(ListingThreadsTest, AFirstOpenHoldsUpOtherOpensButNeitherReadsNorLookups)
     const FileEntry *const open = listing->FindEntry("open");
     ASSERT_TRUE(listing->Open(open));
     mTree.Disk().Remove(ListingTree::NakedPath("lost"));
-    Gate::sReached = Gate::sOpen = false;
+    Gate::gReached = Gate::gOpen = false;
     static IKeldLogger table{};
     table.Log = Gate::Log;
     SetCurrentLogger(&table);

@@ -19,17 +19,7 @@ using namespace Keld::Test;
 /// Stands for a separator inside a name until the image is written.
 constexpr char HiddenSeparator = '\x01';
 
-const std::vector<std::string> NamePool = {"a",
-                                           "A",
-                                           "b",
-                                           "ab",
-                                           "B.x",
-                                           "a\x01"
-                                           "b",
-                                           "b\x01"
-                                           "A",
-                                           "long name",
-                                           "\xC4"};
+const std::vector<std::string> NamePool = {"a", "A", "b", "ab", "B.x", "a\001b", "b\001A", "long name", "\xC4"};
 
 /// Names from the leaf up, without the root's unless the entry is the root.
 std::vector<std::string> NamesUpwards(const FileEntry *entry)
@@ -43,7 +33,7 @@ std::vector<std::string> NamesUpwards(const FileEntry *entry)
     return names;
 }
 
-std::string FoldedText(std::string text)
+std::string InLowerCase(std::string text)
 {
     std::transform(text.begin(), text.end(), text.begin(), FoldCase);
     return text;
@@ -52,10 +42,10 @@ std::string FoldedText(std::string text)
 /// Takes one name after the other off the right-hand end of the text. The whole text must go with the last name.
 bool IsMatch(const std::vector<std::string> &names, std::string text)
 {
-    text = FoldedText(text);
+    text = InLowerCase(text);
     for (std::size_t index = 0; index < names.size(); ++index)
     {
-        const std::string name = FoldedText(names[index]);
+        const std::string name = InLowerCase(names[index]);
         const bool isLast = index + 1 == names.size();
         if (text.size() < name.size() || text.substr(text.size() - name.size()) != name)
         {
@@ -210,7 +200,7 @@ TEST(LookupModel, FindsTheSameEntryInRandomTreesOfOddNames)
         for (const HashSlot &slot : listing->GetSlots())
         {
             paths.push_back(ProjectListing::GetFilePath(slot.mEntry));
-            paths.push_back(FoldedText(paths.back()) + "/");
+            paths.push_back(InLowerCase(paths.back()) + "/");
         }
         for (int count = 0; count < 500; ++count)
         {
@@ -258,7 +248,7 @@ TEST(LookupModelTest, NamesOfEveryLengthAreFoundInEitherCaseAlone)
         const FileEntry *const entry = listing->FindEntry(path.c_str());
         ASSERT_NE(nullptr, entry) << path;
         EXPECT_EQ(path, ProjectListing::GetFilePath(entry));
-        EXPECT_EQ(entry, listing->FindEntry(FoldedText(path).c_str()));
+        EXPECT_EQ(entry, listing->FindEntry(InLowerCase(path).c_str()));
         for (std::size_t index = 0; index < path.size(); ++index)
         {
             std::string other = path;

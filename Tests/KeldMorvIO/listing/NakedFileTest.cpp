@@ -22,12 +22,12 @@ using Keld::Test::Error;
 constexpr MorvVersion ReleaseVersion = 0x01020304;
 constexpr MorvVersion FileVersion = 0x05060708;
 
-constexpr const char *RootSignature =
+constexpr const char *ProjectRootSignature =
     "static bool Keld::MORV::Reader::ProjectListing::GetProjectRoot(char *, uint32, const char *, const char *)";
 constexpr const char *PathSignature =
     "static bool Keld::MORV::Reader::ProjectListing::GetNakedFile(char *, uint32, FileType, const char *, MorvVersion, "
     "MorvVersion, const char *)";
-constexpr const char *OpenSignature =
+constexpr const char *OpenNakedSignature =
     "static AsyncFile Keld::MORV::Reader::ProjectListing::OpenNakedFile(FileType, const char *, MorvVersion, "
     "MorvVersion, const char *)";
 constexpr const char *OpenInRootSignature =
@@ -136,14 +136,14 @@ TEST_F(NakedFileTest, FitsAProjectRootOf1023BytesAndRefusesOneMore)
     ASSERT_EQ(Root(root.c_str(), "atlas").size(), 1023u);
     mLog.ExpectAll({});
     EXPECT_EQ(Root((root + "r").c_str(), "atlas"), "(false)");
-    mLog.ExpectAll({Error("The project path is too long: " + root + "r/projects/atlas", RootSignature)});
+    mLog.ExpectAll({Error("The project path is too long: " + root + "r/projects/atlas", ProjectRootSignature)});
 }
 
 TEST_F(NakedFileTest, LogsPiecesThatAreNullAsEmptyTexts)
 {
     const std::string name(1023, 'n');
     EXPECT_EQ(Root(nullptr, name.c_str()), "(false)");
-    mLog.ExpectAll({Error("The project path is too long: /projects/" + name, RootSignature)});
+    mLog.ExpectAll({Error("The project path is too long: /projects/" + name, ProjectRootSignature)});
     EXPECT_EQ(Path(ProjectListing::FileTypeManaged, nullptr, name.c_str()), "(false)");
     mLog.ExpectAll({Error("The path is too long: /managedfiles/5.6.7.8/" + name, PathSignature)});
 }
@@ -169,7 +169,7 @@ TEST_F(NakedFileTest, MakesTheProjectRootFirstInTheFormWithRootAndProject)
     const std::string root = "/" + std::string(1023, 'r');
     EXPECT_FALSE(ProjectListing::GetNakedFile(buffer, sizeof buffer, ProjectListing::FileTypeManaged, root.c_str(),
                                               "atlas", ReleaseVersion, FileVersion, "/absolute"));
-    mLog.ExpectAll({Error("The project path is too long: " + root + "/projects/atlas", RootSignature)});
+    mLog.ExpectAll({Error("The project path is too long: " + root + "/projects/atlas", ProjectRootSignature)});
 
     const std::string name(1000, 'n');
     EXPECT_FALSE(ProjectListing::GetNakedFile(buffer, sizeof buffer, ProjectListing::FileTypeDeploy, "/m", "atlas",
@@ -223,7 +223,7 @@ TEST_F(NakedFileTest, LogsThePathAndTheSystemsErrorWhenItCannotOpen)
     EXPECT_EQ(ProjectListing::OpenNakedFile(ProjectListing::FileTypeManaged, projectRoot.c_str(), ReleaseVersion,
                                             FileVersion, "absent"),
               AsyncFile::Null);
-    mLog.ExpectAll({Error("Failed to open: " + path, OpenSignature), Error(text, OpenSignature)});
+    mLog.ExpectAll({Error("Failed to open: " + path, OpenNakedSignature), Error(text, OpenNakedSignature)});
     EXPECT_EQ(ProjectListing::OpenNakedFile(ProjectListing::FileTypeManaged, mTree.Root().c_str(), "atlas",
                                             ReleaseVersion, FileVersion, "absent"),
               AsyncFile::Null);
@@ -235,8 +235,8 @@ TEST_F(NakedFileTest, LogsThePathAndTheSystemsErrorWhenItCannotOpen)
     EXPECT_EQ(ProjectListing::OpenNakedFile(ProjectListing::FileTypeManaged, projectRoot.c_str(), ReleaseVersion,
                                             FileVersion, "loop"),
               AsyncFile::Null);
-    mLog.ExpectAll({Error("Failed to open: " + projectRoot + "/managedfiles/5.6.7.8/loop", OpenSignature),
-                    Error(text, OpenSignature)});
+    mLog.ExpectAll({Error("Failed to open: " + projectRoot + "/managedfiles/5.6.7.8/loop", OpenNakedSignature),
+                    Error(text, OpenNakedSignature)});
 }
 
 TEST_F(NakedFileTest, TakesAFileThatGetsDescriptorZeroForOneThatCannotBeOpened)
@@ -253,8 +253,8 @@ TEST_F(NakedFileTest, TakesAFileThatGetsDescriptorZeroForOneThatCannotBeOpened)
     EXPECT_EQ(file, AsyncFile::Null);
     char text[1024];
     std_strerror(0, text, sizeof text);
-    mLog.ExpectAll({Error("Failed to open: " + projectRoot + "/managedfiles/5.6.7.8/a", OpenSignature),
-                    Keld::Test::Progress(text, OpenSignature)});
+    mLog.ExpectAll({Error("Failed to open: " + projectRoot + "/managedfiles/5.6.7.8/a", OpenNakedSignature),
+                    Keld::Test::Progress(text, OpenNakedSignature)});
 }
 
 TEST_F(NakedFileTest, OpensNothingAtAPathThatDoesNotFit)
