@@ -121,6 +121,7 @@ ShipList ListRelease(const TreeReader::View &view, FileSums &sums, const std::st
     }
     sums.Read(paths);
     std::vector<ShippedFile> files;
+    files.reserve(paths.size());
     for (const std::string &path : paths)
     {
         files.push_back(sums.Get(path));

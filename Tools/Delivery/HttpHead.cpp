@@ -62,11 +62,8 @@ void ReadHeaderLine(std::string_view line, HttpHead &head)
     {
         return strcasecmp(name.c_str(), wanted) == 0;
     };
-    if (is("ETag") && !value.starts_with("W/"))
-    {
-        head.identity = value;
-    }
-    else if (is("Last-Modified") && head.identity.empty())
+    const bool isStrongTag = is("ETag") && !value.starts_with("W/");
+    if (isStrongTag || (is("Last-Modified") && head.identity.empty()))
     {
         head.identity = value;
     }

@@ -165,11 +165,13 @@ std::vector<PublishedRelease> PublishShipLists(const PublishRequest &request)
     request.calls.begin("summing", SizeOfAll(views, request));
     FileSums sums(request.root, request.threadCount, request.calls);
     std::vector<ShipList> lists;
+    lists.reserve(views.size());
     for (const View &view : views)
     {
         lists.push_back(ListRelease(view, sums, request.root, request.threadCount));
     }
     std::vector<PublishedRelease> published;
+    published.reserve(lists.size());
     for (const ShipList &list : lists)
     {
         published.push_back(PublishOne(request, list));

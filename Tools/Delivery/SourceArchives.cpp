@@ -272,6 +272,7 @@ std::vector<std::string> SourceArchives::BringNamed(const std::string &directory
                                                     bool mayLack)
 {
     std::vector<Download> downloads;
+    downloads.reserve(names.size());
     for (const std::string &name : names)
     {
         downloads.push_back({directory + "/" + name, mProof.GetSize(directory + "/" + name), LargestIndex, 0, mayLack});

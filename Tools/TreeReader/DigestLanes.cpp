@@ -146,7 +146,8 @@ struct Work
         const uint64 bits = uint64{content.size()} * 8;
         for (uint32 byte = 0; byte < sizeof bits; ++byte)
         {
-            tail[tailBlocks * DigestBlockSize - sizeof bits + byte] = static_cast<char>(bits >> (8 * byte) & 0xFF);
+            tail[uint_size{tailBlocks} * DigestBlockSize - sizeof bits + byte] =
+                static_cast<char>(bits >> (8 * byte) & 0xFF);
         }
         GoOnToTail();
     }

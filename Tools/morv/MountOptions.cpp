@@ -103,15 +103,15 @@ MountOptions ParseMountOptions(const std::vector<std::string> &texts)
 
 uint64 ParseCacheSize(const std::string &text)
 {
-    constexpr uint64 Largest = uint64{1} << 50;
-    constexpr std::string_view Units = "KMGT";
+    constexpr uint64 largest = uint64{1} << 50;
+    constexpr std::string_view units = "KMGT";
     uint64 size = 0;
     const char *end = text.data() + text.size();
     const auto [behind, error] = std::from_chars(text.data(), end, size);
     const std::string_view unit(behind, static_cast<std::size_t>(end - behind));
-    const std::size_t place = unit.size() == 1 ? Units.find(unit) : std::string_view::npos;
+    const std::size_t place = unit.size() == 1 ? units.find(unit) : std::string_view::npos;
     const unsigned shift = unit.empty() ? 0 : 10 * (static_cast<unsigned>(place) + 1);
-    if (error != std::errc() || (!unit.empty() && place == std::string_view::npos) || size > Largest >> shift)
+    if (error != std::errc() || (!unit.empty() && place == std::string_view::npos) || size > largest >> shift)
     {
         throw UsageError("--cache-size " + text + ": a number of bytes is needed, as 1000000, 64M or 2G");
     }

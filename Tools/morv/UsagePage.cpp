@@ -37,10 +37,9 @@ Json Node(const std::string &name, const UsageTotal &total, Json children)
 class PageTree
 {
 public:
-    explicit PageTree(const ContentUsage &usage) : mUsage(usage)
+    explicit PageTree(const ContentUsage &usage) : mUsage(usage), mDirectories(usage.GetList().GetItems().size() + 1)
     {
         const auto count = static_cast<uint32>(usage.GetList().GetItems().size());
-        mDirectories.resize(std::size_t{count} + 1);
         for (uint32 index = 0; index < count; ++index)
         {
             const bool isDirectory = usage.GetList().GetItems()[index].isDirectory;

@@ -6,22 +6,22 @@ namespace Keld::MORV::Reader
 {
 namespace
 {
-thread_local LogCapture *tCurrent = nullptr;
+thread_local LogCapture *gCurrent = nullptr;
 } // namespace
 
-LogCapture::LogCapture() : mOuter(tCurrent)
+LogCapture::LogCapture() : mOuter(gCurrent)
 {
-    tCurrent = this;
+    gCurrent = this;
 }
 
 LogCapture::~LogCapture()
 {
-    tCurrent = mOuter;
+    gCurrent = mOuter;
 }
 
 LogCapture *LogCapture::GetCurrent()
 {
-    return tCurrent;
+    return gCurrent;
 }
 
 void LogCapture::TakeFailure(const char *line)

@@ -200,8 +200,8 @@ std::string Synopsis(const CommandFacts &command)
 // A heading begins a paragraph by itself.
 std::string Section(const std::string &name, const std::string &content)
 {
-    constexpr std::string_view Paragraph = ".PP\n";
-    const std::size_t skipped = content.starts_with(Paragraph) ? Paragraph.size() : 0;
+    constexpr std::string_view paragraph = ".PP\n";
+    const std::size_t skipped = content.starts_with(paragraph) ? paragraph.size() : 0;
     return content.empty() ? "" : ".SH \"" + name + "\"\n" + content.substr(skipped);
 }
 

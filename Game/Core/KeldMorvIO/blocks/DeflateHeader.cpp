@@ -199,7 +199,7 @@ bool ReadDynamicCodes(BitReader &bits)
     const uint32 distances = 1 + bits.Take(5);
     const uint32 lengthCodes = 4 + bits.Take(4);
     LengthCode code;
-    uint8 lengths[MostLiteralCodes + MostDistanceCodes];
+    uint8 lengths[MostLiteralCodes + MostDistanceCodes] = {};
     return literals <= MostLiteralCodes && distances <= MostDistanceCodes && code.Read(bits, lengthCodes) &&
            ReadLengths(bits, code, lengths, literals + distances) && lengths[EndOfBlock] != 0 &&
            IsComplete(lengths, literals, LongestCode) && IsComplete(lengths + literals, distances, LongestCode);
