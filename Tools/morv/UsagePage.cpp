@@ -37,7 +37,8 @@ Json Node(const std::string &name, const UsageTotal &total, Json children)
 class PageTree
 {
 public:
-    explicit PageTree(const ContentUsage &usage) : mUsage(usage), mDirectories(usage.GetList().GetItems().size() + 1)
+    explicit PageTree(const ContentUsage &usage)
+        : mUsage(usage), mDirectories(usage.GetList().GetItems().size() + 1), mNodes(usage.GetList().GetItems().size())
     {
         const auto count = static_cast<uint32>(usage.GetList().GetItems().size());
         for (uint32 index = 0; index < count; ++index)
@@ -66,14 +67,13 @@ private:
     {
         std::vector<uint32> directories;
         std::vector<uint32> files;
-        Json node;
     };
 
     Directory &At(uint32 index) { return mDirectories[index == ContentUsage::Root ? mDirectories.size() - 1 : index]; }
 
     void MakeNode(uint32 index)
     {
-        At(index).node = Node(NameOf(mUsage, index), mUsage.GetTotal(index), ChildrenOf(index));
+        mNodes[index] = Node(NameOf(mUsage, index), mUsage.GetTotal(index), ChildrenOf(index));
     }
 
     Json ChildrenOf(uint32 index)
@@ -82,7 +82,7 @@ private:
         Json children = Json::array();
         for (const uint32 child : directory.directories)
         {
-            children.push_back(std::move(At(child).node));
+            children.push_back(std::move(mNodes[child]));
         }
         std::stable_sort(directory.files.begin(), directory.files.end(),
                          [this](uint32 left, uint32 right)
@@ -118,6 +118,7 @@ private:
 
     const ContentUsage &mUsage;
     std::vector<Directory> mDirectories; // by index of the list; the root's behind them all
+    std::vector<Json> mNodes;            // of directories, by index of the list
 };
 
 /// JSON that can stand in a page: without the one character that could end the element around it.

@@ -148,6 +148,7 @@ TEST_F(ArchiveManagerTest, ThreadsThatAskTogetherShareOneManager)
     WriteArchive("atlas", "1.0.0.0", "a");
     std::vector<const ArchiveVersionManager *> managers(4);
     std::vector<std::thread> threads;
+    threads.reserve(managers.size());
     for (const ArchiveVersionManager *&manager : managers)
     {
         threads.emplace_back(

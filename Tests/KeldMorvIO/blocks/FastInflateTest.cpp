@@ -165,6 +165,7 @@ TEST_F(FastInflateTest, ServesThreadsAtOnce)
         }
     };
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int index = 0; index < 4; ++index)
     {
         threads.emplace_back(inflate);

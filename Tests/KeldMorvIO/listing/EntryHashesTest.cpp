@@ -42,6 +42,7 @@ std::vector<uint32> SortedIndices(const HashTable &table)
                   return left.first < right.first;
               });
     std::vector<uint32> indices;
+    indices.reserve(pairs.size());
     for (const auto &[bucket, index] : pairs)
     {
         indices.push_back(index);
