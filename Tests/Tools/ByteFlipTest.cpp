@@ -59,7 +59,7 @@ protected:
         const std::string bytes = mTree.Read(path);
         const auto line = std::count(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(offset), '\n');
         constexpr std::ptrdiff_t firstProject = 5;
-        const bool isOfProject = line >= firstProject && line < firstProject + 2 * 4;
+        const bool isOfProject = line >= firstProject && line < firstProject + 8; // two, of four lines each
         const std::ptrdiff_t field = (line - firstProject) % 4;
         return !isOfProject || (field != 1 && field != 2);
     }

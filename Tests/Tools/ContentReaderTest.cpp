@@ -51,7 +51,7 @@ protected:
 
     void ExpectFailure(FaultKind kind, const std::string &text)
     {
-        EXPECT_EQ(Content(Open(), "text").rfind("<", 0), 0u);
+        EXPECT_TRUE(Content(Open(), "text").starts_with('<'));
         ASSERT_TRUE(mFailure);
         EXPECT_EQ(NameOf(mFailure->kind), std::string(NameOf(kind))) << mFailure->GetMessage();
         EXPECT_NE(mFailure->text.find(text), std::string::npos) << mFailure->text;
@@ -95,8 +95,9 @@ TEST_P(ContentFormTest, ManyThreadsReadAtOnce)
 {
     const TreeReader::View view = Open();
     const TreeReader::Hit hit = view.Find("text");
-    std::vector<std::thread> threads;
     std::vector<std::string> contents(6);
+    std::vector<std::thread> threads;
+    threads.reserve(contents.size());
     for (std::string &content : contents)
     {
         threads.emplace_back(

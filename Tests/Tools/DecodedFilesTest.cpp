@@ -132,7 +132,7 @@ TEST_F(DecodedFilesTest, WithoutADirectoryForTemporaryFilesALargeFileFails)
 
 TEST_F(DecodedFilesTest, ManyWhoAskAtOnceShareOneDecoding)
 {
-    constexpr int Others = 8;
+    constexpr int others = 8;
     Gate begun;
     Gate allHaveAsked;
     const auto decode = [&](const ContentSink &sink) -> Failure
@@ -143,14 +143,14 @@ TEST_F(DecodedFilesTest, ManyWhoAskAtOnceShareOneDecoding)
         sink("content");
         return std::nullopt;
     };
-    std::string texts[Others + 1];
+    std::string texts[others + 1];
     std::thread decoder(
         [&]
         {
-            mFiles.Take({1, 7, true}, decode, Reader(texts[Others]));
+            mFiles.Take({1, 7, true}, decode, Reader(texts[others]));
         });
     begun.Pass();
-    for (int index = 0; index < Others; ++index)
+    for (int index = 0; index < others; ++index)
     {
         mFiles.Take({1, 7, true}, decode, Reader(texts[index])); // comes back at once
         EXPECT_EQ(texts[index], "");

@@ -49,6 +49,7 @@ TEST(DigestLanesTest, OneLongContentAmongShortOnesHasItsDigest)
 {
     RandomTree random(2);
     std::vector<std::string> contents;
+    contents.reserve(26);
     for (int number = 0; number < 25; ++number)
     {
         contents.push_back(random.MakeContent());

@@ -52,7 +52,7 @@ protected:
     {
         for (uint32 number = 0; number < 60; ++number)
         {
-            const std::size_t size = number * number * 50;
+            const std::size_t size = std::size_t{50} * number * number;
             const std::string name = "source/d" + std::to_string(number % 7) + "/f" + std::to_string(number);
             mTree.Write(name, number % 3 == 0 ? Noise(size, number) : Text(size, number));
             mTree.Write(name + ".again", number % 3 == 0 ? Noise(size, number) : Text(size, number));
