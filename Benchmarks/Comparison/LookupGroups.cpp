@@ -16,6 +16,7 @@ namespace
 std::vector<ContentFile> OneByteFiles(const std::vector<std::string> &paths)
 {
     std::vector<ContentFile> files;
+    files.reserve(paths.size());
     for (const std::string &path : paths)
     {
         files.push_back({path, CorpusText(1)});

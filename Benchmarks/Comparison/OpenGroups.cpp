@@ -108,6 +108,7 @@ struct OpenPlan
 std::vector<std::string> PathsOf(const std::vector<ContentFile> &files)
 {
     std::vector<std::string> paths;
+    paths.reserve(files.size());
     for (const ContentFile &file : files)
     {
         paths.push_back(file.path);
@@ -135,6 +136,7 @@ void Opens(const OpenPlan &plan, int repetitions)
                                 });
 
     std::vector<std::string> onDisk;
+    onDisk.reserve(paths.size());
     for (const std::string &path : paths)
     {
         onDisk.push_back(deployment.NakedFiles() + "/" + path);
@@ -208,6 +210,7 @@ std::vector<ContentFile> Cut(const InflatePlan &plan)
 std::vector<std::string> StreamsOf(const std::vector<ContentFile> &files)
 {
     std::vector<std::string> streams;
+    streams.reserve(files.size());
     for (const ContentFile &file : files)
     {
         streams.push_back(ZlibStream(file.bytes));
