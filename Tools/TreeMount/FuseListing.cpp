@@ -80,7 +80,7 @@ private:
         return needed <= room;
     }
 
-    const fuse_req_t mRequest;
+    fuse_req *const mRequest;
     const MountedFileSystem &mFileSystem;
     std::vector<char> &mBuffer;
     const Detail mDetail;
