@@ -11,12 +11,12 @@ namespace Keld::TreeWriter
 {
 namespace
 {
-constexpr std::size_t PieceSize = std::size_t{1} << 18; // bytes
+constexpr std::size_t InputSize = std::size_t{1} << 18; // bytes
 constexpr int PatienceMs = 100;                         // between two looks at the checkpoint
 } // namespace
 
 ArchiveInput::ArchiveInput(int descriptor, std::function<void()> checkpoint)
-    : mDescriptor(descriptor), mCheckpoint(std::move(checkpoint)), mPiece(PieceSize)
+    : mDescriptor(descriptor), mCheckpoint(std::move(checkpoint)), mPiece(InputSize)
 {
 }
 
