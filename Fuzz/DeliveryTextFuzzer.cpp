@@ -10,7 +10,7 @@
 #include "Tools/Delivery/NamePage.h"
 #include "Tools/Delivery/PathText.h"
 #include "Tools/Delivery/ShipList.h"
-#include "Tools/Delivery/Signature.h"
+#include "Tools/Delivery/PublicKey.h"
 #include "Tools/Delivery/TextLines.h"
 #include "Tools/Delivery/TreePath.h"
 #include "Tools/Delivery/UrlText.h"
