@@ -56,7 +56,7 @@ TEST_F(FetchOverHttpTest, GoesOnByRangesOverHttp2WhereverItIsKilled)
         const pid_t child = fork();
         if (child == 0)
         {
-            FetchRequest request = Request();
+            Delivery::FetchRequest request = Request();
             request.threadCount = 1;
             request.advance = KillAtPiece(kills);
             Delivery::SourceOptions options;
