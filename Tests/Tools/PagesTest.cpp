@@ -90,9 +90,9 @@ const std::array<LeftBlock, 5> LeftBlocks = {{
      "build/release/Benchmarks/LookupBenchmark --benchmark_repetitions=3 --benchmark_report_aggregates_only=true\n",
      "a build of its own, and minutes of measuring"},
     {"Fuzz/README.md",
-     "cmake --preset fuzz && cmake --build --preset fuzz\n"
-     "mkdir -p /tmp/found\n"
-     "build/fuzz/Fuzz/ZlibFuzzer -max_len=4096 -max_total_time=120 /tmp/found Fuzz/Corpora/ZlibFuzzer\n",
+     "Fuzz/run 600                # each of them for ten minutes\n"
+     "Fuzz/run 1800 TreeFuzzer    # one alone\n"
+     "Fuzz/run --table            # what all runs so far have done\n",
      "a build of its own, and minutes of fuzzing; every build replays the corpora"},
     {"Tests/Consumer/WholeTrace/README.md",
      "ninja -C build/ci-gcc KeldWriteTraces\n"
