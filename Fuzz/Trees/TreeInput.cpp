@@ -89,14 +89,14 @@ const std::string *TreeInput::Find(std::string_view path) const
 
 bool IsPlainPath(std::string_view path)
 {
-    constexpr std::size_t LongestPath = 900;
-    constexpr std::size_t LongestName = 250;
-    const bool isWhole = !path.empty() && path.size() <= LongestPath && path.find('\0') == std::string_view::npos;
+    constexpr std::size_t longestPath = 900;
+    constexpr std::size_t longestName = 250;
+    const bool isWhole = !path.empty() && path.size() <= longestPath && path.find('\0') == std::string_view::npos;
     while (isWhole)
     {
         const std::size_t end = path.find('/');
         const std::string_view name = path.substr(0, end);
-        if (name.empty() || name == "." || name == ".." || name.size() > LongestName)
+        if (name.empty() || name == "." || name == ".." || name.size() > longestName)
         {
             return false;
         }

@@ -162,6 +162,7 @@ std::vector<unsigned> ChoosePlaces(unsigned count, unsigned sample)
 {
     const unsigned taken = std::min(count, sample);
     std::vector<unsigned> places;
+    places.reserve(taken);
     for (unsigned number = 0; number < taken; ++number)
     {
         places.push_back(1 + static_cast<unsigned>(static_cast<unsigned long>(number) * count / taken));

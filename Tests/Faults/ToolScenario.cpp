@@ -23,6 +23,7 @@ int RunTool(const std::vector<std::string> &arguments, FaultPlan &plan)
     std::vector<std::string> words{"morv"};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char *> pointers;
+    pointers.reserve(words.size() + 1);
     for (std::string &word : words)
     {
         pointers.push_back(word.data());

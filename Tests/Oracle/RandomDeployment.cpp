@@ -312,6 +312,7 @@ std::string RandomDeployment::SpoiledManifest(const ManifestImage &manifest)
 void RandomDeployment::AddSolution(const std::string &name)
 {
     std::vector<RandomSolution::Candidate> candidates;
+    candidates.reserve(mProjects.size());
     for (const Project &project : mProjects)
     {
         candidates.push_back({project.name, mDice.OneIn(40) ? "9.9.9.9" : mDice.Of(project.releases)});

@@ -28,6 +28,7 @@ constexpr const char *WipedLine = "\r\x1b[K";
 {
     words.insert(words.begin(), "morv");
     std::vector<char *> pointers;
+    pointers.reserve(words.size() + 1);
     for (std::string &word : words)
     {
         pointers.push_back(word.data());
