@@ -8,7 +8,7 @@
 #include "Tools/TreeWriter/ReleaseStorer.h"
 #include "Tools/TreeWriter/SourceContent.h"
 #include "Tools/TreeWriter/StaleShipLists.h"
-#include "Tools/TreeWriter/StoredForm.h"
+#include "Tools/TreeWriter/StoredFormCheck.h"
 #include "Tools/TreeWriter/TarSource.h"
 #include "Tools/TreeWriter/TreeNames.h"
 #include "Tools/TreeWriter/WriteLock.h"
@@ -86,34 +86,6 @@ void StoreFiles(const PackRequest &request, std::vector<PlannedFile> &plan, Cont
                 storer.Take(tasks[index], std::move(made));
             });
     storer.Finish();
-}
-
-/// Reads everything back that was written.
-void CheckFiles(const PackRequest &request, const std::vector<PlannedFile> &plan, const ReleaseStorer &storer)
-{
-    uint64 size = 0;
-    for (const auto &[file, form] : storer.GetForms())
-    {
-        size += form.contentSize;
-    }
-    request.begin(PackPhase::Checking, size);
-    ForEachInParallel(request.threadCount, storer.GetForms().size(),
-                      [&](std::size_t index)
-                      {
-                          const auto &[file, form] = storer.GetForms()[index];
-                          ContentDigest digest;
-                          ReadStoredForm(form,
-                                         [&](std::string_view piece)
-                                         {
-                                             request.checkpoint();
-                                             digest.Update(piece);
-                                             request.advance(piece.size());
-                                         });
-                          if (digest.Finish() != plan[file].entry.digest)
-                          {
-                              throw TreeError(form.file + ": what was written there reads back as another content");
-                          }
-                      });
 }
 
 std::string BuildManifest(const PackRequest &request, const SourceTree &source, const std::vector<PlannedFile> &plan)
@@ -216,7 +188,7 @@ public:
         ReleaseStorer storer(mRequest, staging, plan, maker);
         StoreFiles(mRequest, plan, maker, storer);
         staging.RemoveSpool();
-        CheckFiles(mRequest, plan, storer);
+        CheckStoredForms(mRequest, plan, storer.GetForms());
         PackReport report = CountPlan(plan, source, base);
         report.archives = storer.GetArchiveCount();
         report.storedSize = storer.GetStoredSize();

@@ -3,7 +3,7 @@
 #include "Tools/TreeWriter/ArchiveSet.h"
 #include "Tools/TreeWriter/ContentDigest.h"
 #include "Tools/TreeWriter/ContentMaker.h"
-#include "Tools/TreeWriter/StoredForm.h"
+#include "Tools/TreeWriter/StoredFormCheck.h"
 
 #include <map>
 #include <optional>
@@ -34,8 +34,8 @@ public:
     /// Finds a place for the empty files, which wait for an archive that holds something, and ends the archives.
     void Finish();
 
-    /// Each stored form once, with the file of the plan that it is for.
-    const std::vector<std::pair<std::size_t, StoredForm>> &GetForms() const { return mForms; }
+    /// Each stored form once.
+    const std::vector<FormOfFile> &GetForms() const { return mForms; }
 
     uint64 GetArchiveCount() const { return mArchives.GetArchiveCount() + mAloneCount; }
     uint64 GetStoredSize() const { return mStoredSize; }
@@ -75,7 +75,7 @@ private:
     std::map<TwinKey, Owner> mOwners;
     std::optional<LargeFile> mLarge;
     std::vector<std::size_t> mEmptyFiles;
-    std::vector<std::pair<std::size_t, StoredForm>> mForms;
+    std::vector<FormOfFile> mForms;
     uint64 mAloneCount = 0;
     uint64 mStoredSize = 0;
     uint64 mSharedCount = 0;

@@ -28,7 +28,7 @@ using TreeReader::TreeError;
 
 namespace
 {
-using Sink = std::function<void(std::string_view)>;
+using Sink = StoredFormReader::Sink;
 
 constexpr uint64 OutputPiece = uint64{1} << 18;
 constexpr uint64 LargestHeldOnce = uint64{8} << 20; // above, content is handed on in pieces
@@ -42,20 +42,11 @@ constexpr uint64 LargestHeldOnce = uint64{8} << 20; // above, content is handed 
 class FormInput
 {
 public:
-    explicit FormInput(const StoredForm &form)
-        : mForm(form), mDescriptor(open(form.file.c_str(), O_RDONLY | O_CLOEXEC)), mOffset(form.offset),
-          mLeft(form.size)
+    /// \param buffer is used for what is read
+    FormInput(const StoredForm &form, int descriptor, std::string &buffer)
+        : mForm(form), mDescriptor(descriptor), mOffset(form.offset), mLeft(form.size), mBuffer(buffer)
     {
-        if (mDescriptor < 0)
-        {
-            Refuse(mForm, std::strerror(errno));
-        }
     }
-
-    ~FormInput() { close(mDescriptor); }
-
-    FormInput(const FormInput &) = delete;
-    FormInput &operator=(const FormInput &) = delete;
 
     uint64 GetLeft() const { return mLeft; }
 
@@ -86,7 +77,7 @@ private:
     int mDescriptor;
     uint64 mOffset;
     uint64 mLeft;
-    std::string mBuffer;
+    std::string &mBuffer;
 };
 
 void ReadPlain(FormInput &input, const Sink &sink)
@@ -95,26 +86,6 @@ void ReadPlain(FormInput &input, const Sink &sink)
     {
         sink(input.Next(OutputPiece));
     }
-}
-
-void InflateOnce(const StoredForm &form, FormInput &input, const Sink &sink)
-{
-    const std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor *)> decoder(
-        libdeflate_alloc_decompressor(), libdeflate_free_decompressor);
-    if (decoder == nullptr)
-    {
-        throw std::bad_alloc();
-    }
-    const std::string_view stored = input.Next(form.size);
-    const auto content = std::make_unique_for_overwrite<char[]>(form.contentSize);
-    std::size_t used = 0;
-    const libdeflate_result result = libdeflate_zlib_decompress_ex(decoder.get(), stored.data(), stored.size(),
-                                                                   content.get(), form.contentSize, &used, nullptr);
-    if (result != LIBDEFLATE_SUCCESS || used != stored.size())
-    {
-        Refuse(form, "its zlib stream is damaged");
-    }
-    sink({content.get(), form.contentSize});
 }
 
 /// As the library does it: in chunks, and with an end that must be met before it would ask for one more.
@@ -199,13 +170,72 @@ void DecodeLzma(const StoredForm &form, FormInput &input, const Sink &sink)
 }
 } // namespace
 
-void ReadStoredForm(const StoredForm &form, const std::function<void(std::string_view)> &sink)
+StoredFormReader::~StoredFormReader()
+{
+    Close();
+}
+
+void StoredFormReader::DecoderFree::operator()(libdeflate_decompressor *decoder) const
+{
+    libdeflate_free_decompressor(decoder);
+}
+
+void StoredFormReader::Close()
+{
+    if (mDescriptor >= 0)
+    {
+        close(mDescriptor);
+        mDescriptor = -1;
+    }
+}
+
+void StoredFormReader::Open(const StoredForm &form)
+{
+    if (mDescriptor >= 0 && mFile == form.file)
+    {
+        return;
+    }
+    Close();
+    mDescriptor = open(form.file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (mDescriptor < 0)
+    {
+        Refuse(form, std::strerror(errno));
+    }
+    mFile = form.file;
+}
+
+void StoredFormReader::InflateOnce(const StoredForm &form, std::string_view stored, const Sink &sink)
+{
+    if (mDecoder == nullptr)
+    {
+        mDecoder.reset(libdeflate_alloc_decompressor());
+    }
+    if (mDecoder == nullptr)
+    {
+        throw std::bad_alloc();
+    }
+    if (mContent.size() < form.contentSize)
+    {
+        mContent.resize(form.contentSize);
+    }
+    std::size_t used = 0;
+    const libdeflate_result result = libdeflate_zlib_decompress_ex(mDecoder.get(), stored.data(), stored.size(),
+                                                                   mContent.data(), form.contentSize, &used, nullptr);
+    if (result != LIBDEFLATE_SUCCESS || used != stored.size())
+    {
+        Refuse(form, "its zlib stream is damaged");
+    }
+    sink(std::string_view(mContent).substr(0, form.contentSize));
+}
+
+void StoredFormReader::Read(const StoredForm &form, const Sink &sink)
 {
     if (form.contentSize == 0)
     {
         return;
     }
-    FormInput input(form);
+    Open(form);
+    FormInput input(form, mDescriptor, mStored);
     switch (form.compression)
     {
     case Compression::None:
@@ -215,7 +245,7 @@ void ReadStoredForm(const StoredForm &form, const std::function<void(std::string
     {
         const bool once =
             form.contentSize <= LargestHeldOnce && form.size <= 2 * LargestHeldOnce && !ZlibEndsAloneInChunk(form.size);
-        once ? InflateOnce(form, input, sink) : InflateInPieces(form, input, sink);
+        once ? InflateOnce(form, input.Next(form.size), sink) : InflateInPieces(form, input, sink);
         break;
     }
     case Compression::Lzma:

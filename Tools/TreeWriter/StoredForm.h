@@ -3,8 +3,11 @@
 #include "Tools/TreeReader/Storage.h"
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
+
+struct libdeflate_decompressor;
 
 namespace Keld::TreeWriter
 {
@@ -18,8 +21,37 @@ struct StoredForm
     uint64 contentSize = 0;
 };
 
-/// Reads a stored form back and hands the content on in pieces. Takes nothing that the library would refuse: bytes
-/// behind the end, a content of another size, a zlib stream whose end lies alone in a chunk. Throws TreeError with the
-/// path and the cause.
-void ReadStoredForm(const StoredForm &form, const std::function<void(std::string_view)> &sink);
+/// Reads stored forms back. One thread's; keeps the file open that it read last, since most forms lie one behind
+/// another in an archive.
+class StoredFormReader
+{
+public:
+    using Sink = std::function<void(std::string_view)>;
+
+    StoredFormReader() = default;
+    ~StoredFormReader();
+
+    StoredFormReader(const StoredFormReader &) = delete;
+    StoredFormReader &operator=(const StoredFormReader &) = delete;
+
+    /// Hands the content on in pieces. Takes nothing that the library would refuse: bytes behind the end, a content of
+    /// another size, a zlib stream whose end lies alone in a chunk. Throws TreeError with the path and the cause.
+    void Read(const StoredForm &form, const Sink &sink);
+
+private:
+    struct DecoderFree
+    {
+        void operator()(libdeflate_decompressor *decoder) const;
+    };
+
+    void Open(const StoredForm &form);
+    void Close();
+    void InflateOnce(const StoredForm &form, std::string_view stored, const Sink &sink);
+
+    std::string mFile; ///< the one that is open
+    int mDescriptor = -1;
+    std::string mStored;  ///< bytes as they lie on the disk; kept, as the next one, for its memory
+    std::string mContent; ///< at its start, the content of one form
+    std::unique_ptr<libdeflate_decompressor, DecoderFree> mDecoder;
+};
 } // namespace Keld::TreeWriter
