@@ -1,5 +1,6 @@
 #include "Tools/TreeWriter/ContentMaker.h"
 
+#include "Tools/TreeReader/DigestLanes.h"
 #include "Tools/TreeWriter/ArchiveWriter.h"
 #include "Tools/TreeWriter/ContentDigest.h"
 #include "Tools/TreeWriter/SourceContent.h"
@@ -87,19 +88,76 @@ MadeContent ContentMaker::Make(const ContentTask &task, bool findTwins)
     {
         made = MakePiece(file, task);
     }
+    else if (file.IsLarge())
+    {
+        made = MakeLargeAlone(file);
+    }
     else
     {
-        made = file.IsLarge() ? MakeLargeAlone(file) : MakeWhole(file, task.file, findTwins);
+        std::string content = ReadHeld(file);
+        const TreeReader::Digest digest = DigestOf(content);
+        made = MakeWhole(task.file, std::move(content), digest, findTwins);
     }
     mRequest.advance(task.size);
     return made;
 }
 
-MadeContent ContentMaker::MakeWhole(const PlannedFile &file, std::size_t index, bool findTwins)
+std::vector<MadeContent> ContentMaker::MakeAll(std::span<const ContentTask> tasks)
 {
-    std::string content = ReadHeld(file);
+    std::vector<MadeContent> made;
+    made.reserve(tasks.size());
+    while (!tasks.empty())
+    {
+        const auto firstLarge = std::find_if(tasks.begin(), tasks.end(),
+                                             [this](const ContentTask &task)
+                                             {
+                                                 return mPlan[task.file].IsLarge();
+                                             });
+        const auto heldCount = static_cast<std::size_t>(firstLarge - tasks.begin());
+        if (heldCount == 0)
+        {
+            made.push_back(Make(tasks.front()));
+            tasks = tasks.subspan(1);
+            continue;
+        }
+        MakeHeld(tasks.first(heldCount), made);
+        tasks = tasks.subspan(heldCount);
+    }
+    return made;
+}
+
+void ContentMaker::MakeHeld(std::span<const ContentTask> tasks, std::vector<MadeContent> &made)
+{
+    std::vector<std::string> contents;
+    contents.reserve(tasks.size());
+    for (const ContentTask &task : tasks)
+    {
+        mRequest.checkpoint();
+        contents.push_back(ReadHeld(mPlan[task.file]));
+    }
+    const std::vector<TreeReader::Digest> digests =
+        TreeReader::DigestsOf(std::vector<std::string_view>(contents.begin(), contents.end()));
+    for (std::size_t at = 0; at < tasks.size(); ++at)
+    {
+        mRequest.checkpoint();
+        made.push_back(MakeWhole(tasks[at].file, std::move(contents[at]), digests[at], true));
+        mRequest.advance(tasks[at].size);
+    }
+}
+
+uint64 ContentMaker::SizeInBatch(const ContentTask &task) const
+{
+    const PlannedFile &file = mPlan[task.file];
+    const bool takesLong = file.IsLarge() || file.choice.compression == Compression::Lzma;
+    return takesLong ? BatchSize : task.size;
+}
+
+MadeContent ContentMaker::MakeWhole(std::size_t index, std::string content, const TreeReader::Digest &digest,
+                                    bool findTwins)
+{
+    const PlannedFile &file = mPlan[index];
     MadeContent made;
-    made.digest = DigestOf(content);
+    made.digest = digest;
     if (file.canBeKept && file.IsUnchanged(made.digest))
     {
         return made;

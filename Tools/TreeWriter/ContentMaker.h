@@ -11,6 +11,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -66,6 +67,13 @@ public:
     /// \param findTwins false stores a file though an earlier one has the same bytes
     MadeContent Make(const ContentTask &task, bool findTwins = true);
 
+    /// The same for neighbouring tasks, in their order. The digests of small files are made side by side.
+    std::vector<MadeContent> MakeAll(std::span<const ContentTask> tasks);
+
+    /// Bytes that a task counts for where BatchSize is the most that is to be made together. What takes long by itself
+    /// fills a batch.
+    uint64 SizeInBatch(const ContentTask &task) const;
+
     /// Name of the archive that an LZMA file has to itself, without its ending.
     static std::string NameOfAlone(const PlannedFile &file);
 
@@ -79,7 +87,8 @@ private:
     using Sink = std::function<void(std::string_view)>;
     using Feed = std::function<void(const Sink &)>; ///< hands a content on
 
-    MadeContent MakeWhole(const PlannedFile &file, std::size_t index, bool findTwins);
+    void MakeHeld(std::span<const ContentTask> tasks, std::vector<MadeContent> &made);
+    MadeContent MakeWhole(std::size_t index, std::string content, const TreeReader::Digest &digest, bool findTwins);
     MadeContent MakePiece(const PlannedFile &file, const ContentTask &task);
     MadeContent MakeAlone(const PlannedFile &file, const Feed &feed);
     MadeContent MakeLargeAlone(const PlannedFile &file);

@@ -20,7 +20,7 @@ bool IsSame(const timespec &left, const timespec &right)
 }
 } // namespace
 
-InputFile::InputFile(std::filesystem::path path, uint64 size)
+InputFile::InputFile(std::string path, uint64 size)
     : mPath(std::move(path)), mDescriptor(open(mPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
 {
     if (mDescriptor < 0 || fstat(mDescriptor, &mStatus) != 0)
@@ -78,11 +78,11 @@ void InputFile::RequireUnchanged() const
 
 void InputFile::Fail() const
 {
-    throw TreeError(mPath.string() + ": cannot be read: " + std::strerror(errno));
+    throw TreeError(mPath + ": cannot be read: " + std::strerror(errno));
 }
 
 void InputFile::FailSinceChanged() const
 {
-    throw TreeError(mPath.string() + ": changed while it was packed: pack again");
+    throw TreeError(mPath + ": changed while it was packed: pack again");
 }
 } // namespace Keld::TreeWriter

@@ -2,7 +2,7 @@
 
 #include "KeldFoundation/CStd/BasicTypes.h"
 
-#include <filesystem>
+#include <string>
 
 #include <sys/stat.h>
 
@@ -14,7 +14,7 @@ class InputFile
 {
 public:
     /// \param size what it had when it was looked at
-    InputFile(std::filesystem::path path, uint64 size);
+    InputFile(std::string path, uint64 size);
     ~InputFile();
 
     InputFile(const InputFile &) = delete;
@@ -30,7 +30,7 @@ private:
     [[noreturn]] void Fail() const;
     [[noreturn]] void FailSinceChanged() const;
 
-    std::filesystem::path mPath;
+    std::string mPath; ///< a text: a path would be taken apart into its names for every file
     int mDescriptor;
     struct stat mStatus = {};
 };

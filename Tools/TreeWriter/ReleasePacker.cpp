@@ -14,12 +14,15 @@
 #include "Tools/TreeWriter/WriteLock.h"
 
 #include <algorithm>
+#include <span>
 
 namespace Keld::TreeWriter
 {
 namespace fs = std::filesystem;
+using Common::CutIntoStretches;
 using Common::ForEachInParallel;
 using Common::OrderedWork;
+using Common::Stretch;
 using TreeReader::TreeError;
 using TreeReader::TreePlaces;
 
@@ -70,20 +73,39 @@ void StoreFiles(const PackRequest &request, std::vector<PlannedFile> &plan, Cont
 {
     const std::vector<ContentTask> tasks = maker.ListTasks();
     request.begin(PackPhase::Packing, SumOfSizes(plan));
-    OrderedWork<MadeContent>(request.threadCount, (request.threadCount + 1) * MemoryPerThread)
+    // Their number says nothing about the release: the batches are taken apart again, in order.
+    const std::vector<Stretch> batches = CutIntoStretches(tasks.size(), {BatchSize, MostInBatch, request.threadCount},
+                                                          [&](std::size_t index)
+                                                          {
+                                                              return maker.SizeInBatch(tasks[index]);
+                                                          });
+    const auto tasksOf = [&](std::size_t batch)
+    {
+        return std::span(tasks).subspan(batches[batch].begin, batches[batch].end - batches[batch].begin);
+    };
+    OrderedWork<std::vector<MadeContent>>(request.threadCount, (request.threadCount + 1) * MemoryPerThread)
         .Run(
-            tasks.size(),
-            [&tasks](std::size_t index)
+            batches.size(),
+            [&](std::size_t batch)
             {
-                return ContentMaker::Weigh(tasks[index]);
+                uint64 weight = 0;
+                for (const ContentTask &task : tasksOf(batch))
+                {
+                    weight += ContentMaker::Weigh(task);
+                }
+                return weight;
             },
-            [&](std::size_t index)
+            [&](std::size_t batch)
             {
-                return maker.Make(tasks[index]);
+                return maker.MakeAll(tasksOf(batch));
             },
-            [&](std::size_t index, MadeContent &&made)
+            [&](std::size_t batch, std::vector<MadeContent> &&made)
             {
-                storer.Take(tasks[index], std::move(made));
+                for (std::size_t at = 0; at < made.size(); ++at)
+                {
+                    storer.Take(tasksOf(batch)[at], std::move(made[at]));
+                    made[at] = {}; // what was stored needs no memory any more
+                }
             });
     storer.Finish();
 }
