@@ -6,8 +6,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <set>
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace Keld::TreeWriter
@@ -17,6 +20,11 @@ using TreeReader::TreeError;
 
 namespace
 {
+struct DirectoryCloser
+{
+    void operator()(DIR *directory) const { closedir(directory); }
+};
+
 class FolderScanner
 {
 public:
@@ -34,7 +42,7 @@ public:
         }
         if (!mOptions.only)
         {
-            ScanDirectory(mRoot, "");
+            ScanDirectory(mRoot.string(), "");
             return mCollector.Finish();
         }
         for (const std::string &listed : *mOptions.only)
@@ -87,59 +95,112 @@ private:
         }
         if (path.empty())
         {
-            ScanDirectory(mRoot, "");
+            ScanDirectory(mRoot.string(), "");
         }
         else if (mListed.insert(path.string()).second)
         {
-            ScanEntry(mRoot / path, path.string());
+            const std::string place = (mRoot / path).string();
+            TakeEntry(Examine(AT_FDCWD, place.c_str()), place, path.string());
         }
     }
 
-    void ScanDirectory(const fs::path &directory, const std::string &prefix)
+    /// An entry as the system tells it, and no more of that than is needed: a directory may have millions.
+    struct Examined
+    {
+        int error = 0; ///< why nothing is known
+        bool isLink = false;
+        bool leadsNowhere = false; ///< a link of which nothing but itself is known
+        mode_t mode = 0;           ///< this and what follows: of what a link names where links are followed
+        uint64 size = 0;
+        Identity identity = {};
+    };
+
+    /// \param place relative to the directory, which is open, or to the working directory for AT_FDCWD
+    Examined Examine(int directory, const char *place) const
+    {
+        Examined entry;
+        struct stat status = {};
+        if (fstatat(directory, place, &status, AT_SYMLINK_NOFOLLOW) != 0)
+        {
+            entry.error = errno;
+            return entry;
+        }
+        entry.isLink = S_ISLNK(status.st_mode);
+        entry.leadsNowhere =
+            entry.isLink && mOptions.links == LinkPolicy::Follow && fstatat(directory, place, &status, 0) != 0;
+        entry.mode = status.st_mode;
+        entry.size = static_cast<uint64>(status.st_size);
+        entry.identity = {status.st_dev, status.st_ino};
+        return entry;
+    }
+
+    /// The directory is closed again before those below it are opened: a tree may be deeper than a process may have
+    /// files open.
+    void ScanDirectory(const std::string &directory, const std::string &prefix)
     {
         std::vector<std::string> names;
-        std::error_code error;
-        for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error))
-        {
-            names.push_back(entry->path().filename().string());
-        }
-        if (error)
+        std::vector<Examined> entries;
+        if (const int error = ListDirectory(directory, names, entries))
         {
             mCollector.Refuse(prefix.empty() ? prefix : prefix.substr(0, prefix.size() - 1),
-                              "cannot be listed: " + error.message());
+                              std::string("cannot be listed: ") + std::strerror(error));
         }
-        std::sort(names.begin(), names.end()); // so that problems come in the same order everywhere
-        for (const std::string &name : names)
+        for (std::size_t index = 0; index < names.size(); ++index)
         {
-            ScanEntry(directory / name, prefix + name);
+            TakeEntry(entries[index], directory + '/' + names[index], prefix + names[index]);
         }
     }
 
-    void ScanEntry(const fs::path &path, const std::string &virtualPath)
+    /// Names in ascending order, so that problems come in the same order everywhere, and what they stand for. Gives
+    /// what went wrong, or 0.
+    int ListDirectory(const std::string &directory, std::vector<std::string> &names,
+                      std::vector<Examined> &entries) const
     {
-        struct stat status = {};
-        if (lstat(path.c_str(), &status) != 0)
+        const std::unique_ptr<DIR, DirectoryCloser> stream(opendir(directory.c_str()));
+        if (stream == nullptr)
         {
-            mCollector.Refuse(virtualPath, std::string("cannot be examined: ") + std::strerror(errno));
+            return errno;
+        }
+        errno = 0;
+        while (const dirent *entry = readdir(stream.get()))
+        {
+            if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+            {
+                names.emplace_back(entry->d_name);
+            }
+        }
+        const int error = errno;
+        std::sort(names.begin(), names.end());
+        entries.reserve(names.size());
+        for (const std::string &name : names)
+        {
+            entries.push_back(Examine(dirfd(stream.get()), name.c_str()));
+        }
+        return error;
+    }
+
+    void TakeEntry(const Examined &entry, const std::string &path, const std::string &virtualPath)
+    {
+        if (entry.error != 0)
+        {
+            mCollector.Refuse(virtualPath, std::string("cannot be examined: ") + std::strerror(entry.error));
             return;
         }
-        const bool isLink = S_ISLNK(status.st_mode);
-        const bool resolves = !isLink || (mOptions.links == LinkPolicy::Follow && stat(path.c_str(), &status) == 0);
-        if (mCollector.IsExcluded(virtualPath, S_ISDIR(status.st_mode)))
+        if (mCollector.IsExcluded(virtualPath, S_ISDIR(entry.mode)))
         {
             return;
         }
-        if (isLink && mOptions.links != LinkPolicy::Follow)
+        if (entry.isLink && mOptions.links != LinkPolicy::Follow)
         {
             MeetLink(virtualPath);
         }
-        else if (!resolves)
+        else if (entry.leadsNowhere)
         {
             mCollector.Refuse(virtualPath, "is a symbolic link that leads nowhere: leave it out with --exclude");
         }
         else if (mCollector.CanHold(virtualPath))
         {
-            ScanContent(path, virtualPath, status);
+            ScanContent(path, virtualPath, entry);
         }
     }
 
@@ -154,25 +215,24 @@ private:
                                        "links out");
     }
 
-    void ScanContent(const fs::path &path, const std::string &virtualPath, const struct stat &status)
+    void ScanContent(const std::string &path, const std::string &virtualPath, const Examined &entry)
     {
-        const Identity identity{status.st_dev, status.st_ino};
-        if (S_ISREG(status.st_mode))
+        if (S_ISREG(entry.mode))
         {
-            mCollector.AddFile({virtualPath, static_cast<uint64>(status.st_size)});
+            mCollector.AddFile({virtualPath, entry.size});
         }
-        else if (!S_ISDIR(status.st_mode))
+        else if (!S_ISDIR(entry.mode))
         {
             mCollector.Refuse(virtualPath, "is neither a file nor a directory");
         }
-        else if (std::find(mAbove.begin(), mAbove.end(), identity) != mAbove.end())
+        else if (std::find(mAbove.begin(), mAbove.end(), entry.identity) != mAbove.end())
         {
             mCollector.Refuse(virtualPath, "leads back to a directory above it: leave it out with --exclude");
         }
         else
         {
             mCollector.AddDirectory(virtualPath);
-            mAbove.push_back(identity);
+            mAbove.push_back(entry.identity);
             ScanDirectory(path, virtualPath + "/");
             mAbove.pop_back();
         }

@@ -9,7 +9,6 @@
 
 namespace Keld::TreeWriter
 {
-namespace fs = std::filesystem;
 using TreeReader::Compression;
 using TreeReader::Storage;
 using TreeReader::TreeError;
@@ -17,26 +16,43 @@ using TreeReader::TreePlaces;
 
 namespace
 {
-fs::path PlaceOnDisk(const PackRequest &request, const TreePlaces &tree, const PlannedFile &planned)
+/// Where a release's files come to lie, as texts: paths would be taken apart into their names for every file.
+class PlacesOnDisk
 {
-    switch (planned.choice.storage)
+public:
+    PlacesOnDisk(const PackRequest &request, const TreePlaces &tree)
+        : mNaked(tree.NakedFiles(request.project, request.release).string() + '/'),
+          mManaged(tree.ManagedFiles(request.project, request.release).string() + '/'),
+          mArchive((tree.Archives(request.project, request.release) / "files-0001.vka.dat").string())
     {
-    case Storage::Naked:
-        return tree.NakedFiles(request.project, request.release) / planned.entry.path;
-    case Storage::Managed:
-        return tree.ManagedFiles(request.project, request.release) / planned.entry.path;
-    case Storage::Archive:
-        break;
     }
-    return tree.Archives(request.project, request.release) / "files-0001.vka.dat";
-}
 
-void RequireHeldByReader(const fs::path &place, const char *remedy)
+    std::string PlaceOf(const PlannedFile &planned) const
+    {
+        switch (planned.choice.storage)
+        {
+        case Storage::Naked:
+            return mNaked + planned.entry.path;
+        case Storage::Managed:
+            return mManaged + planned.entry.path;
+        case Storage::Archive:
+            break;
+        }
+        return mArchive;
+    }
+
+private:
+    const std::string mNaked;
+    const std::string mManaged;
+    const std::string mArchive;
+};
+
+void RequireHeldByReader(const std::string &place, const char *remedy)
 {
-    if (place.string().size() >= PathBufferSize)
+    if (place.size() >= PathBufferSize)
     {
         throw TreeError("the path on disk would be longer than 1023 bytes, which the reader refuses: " +
-                        std::string(remedy) + ": " + place.string());
+                        std::string(remedy) + ": " + place);
     }
 }
 
@@ -105,9 +121,11 @@ StorageChoice StorageChooser::Choose(const std::string &path) const
 std::vector<PlannedFile> PlanRelease(const PackRequest &request, const TreePlaces &tree, const SourceTree &source,
                                      BaseRelease &base)
 {
-    RequireHeldByReader(tree.ReleaseManifest(request.project, request.release), "use a root with a shorter path");
+    RequireHeldByReader(tree.ReleaseManifest(request.project, request.release).string(),
+                        "use a root with a shorter path");
     RuleBook rules(request.rules);
     const StorageChooser chooser(request, base, rules);
+    const PlacesOnDisk places(request, tree);
     std::vector<PlannedFile> plan;
     plan.reserve(source.files.size());
     for (const SourceFile &file : source.files)
@@ -115,7 +133,7 @@ std::vector<PlannedFile> PlanRelease(const PackRequest &request, const TreePlace
         const PlannedFile &planned = plan.emplace_back(PlanFile(request, source, file, base, chooser));
         if (!planned.canBeKept)
         {
-            RequireHeldByReader(PlaceOnDisk(request, tree, planned), "store it in an archive, or shorten the path");
+            RequireHeldByReader(places.PlaceOf(planned), "store it in an archive, or shorten the path");
         }
     }
     MarkPossibleTwins(plan);

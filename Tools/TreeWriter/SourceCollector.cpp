@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <set>
+#include <string_view>
 
 namespace Keld::TreeWriter
 {
@@ -133,11 +134,18 @@ std::vector<SourceCollector::Entry> SourceCollector::ListEntries() const
 {
     std::set<std::string> directories(mTree.directories.begin(), mTree.directories.end());
     std::vector<Entry> entries;
+    entries.reserve(mTree.files.size() + mTree.directories.size());
+    std::string_view known; // the directory of the file before, which most share
     for (std::size_t index = 0; index < mTree.files.size(); ++index)
     {
         const std::string &path = mTree.files[index].path;
         entries.push_back({FoldedSortKey(path), path, false, index});
         std::size_t end = path.rfind('/');
+        if (end != path.npos && known == std::string_view(path).substr(0, end))
+        {
+            continue;
+        }
+        known = std::string_view(path).substr(0, end == path.npos ? 0 : end);
         while (end != path.npos && end > 0 && directories.insert(path.substr(0, end)).second)
         {
             end = path.rfind('/', end - 1);

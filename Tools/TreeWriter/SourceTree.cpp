@@ -4,6 +4,15 @@ namespace Keld::TreeWriter
 {
 std::string SourceTree::DiskPath(const SourceFile &file) const
 {
-    return file.disk.empty() ? (root / file.path).string() : file.disk;
+    if (!file.disk.empty())
+    {
+        return file.disk;
+    }
+    std::string place = root.native(); // as a text: a path would be taken apart into its names for every file
+    if (!place.empty() && place.back() != '/')
+    {
+        place += '/';
+    }
+    return place += file.path;
 }
 } // namespace Keld::TreeWriter
