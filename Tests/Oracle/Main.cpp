@@ -103,7 +103,7 @@ bool CompareTree(const Wish &wish, std::uint64_t tree, Compared &done)
                      "--to %llu\n",
                      disk.Text().c_str(), library.Text().c_str(), difference.what(),
                      static_cast<unsigned long long>(wish.seed), static_cast<unsigned long long>(tree),
-                     static_cast<unsigned long long>(tree + 1));
+                     static_cast<unsigned long long>(tree) + 1);
     }
     done += library.Count();
     std::filesystem::current_path("/");

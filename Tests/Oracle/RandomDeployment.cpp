@@ -301,7 +301,8 @@ std::string RandomDeployment::SpoiledManifest(const ManifestImage &manifest)
     case 6:
         return image.Word(manifest.FileCountOffset(), 0x08000000 + mDice.Word() % 0x08000000).Bytes();
     case 7:
-        return image.Word(manifest.DirectoryOffset(0) + 4 * mDice.Below(5), 0x10000 + mDice.Below(9)).Bytes();
+        return image.Word(manifest.DirectoryOffset(0) + std::size_t{4} * mDice.Below(5), 0x10000 + mDice.Below(9))
+            .Bytes();
     case 8:
         return image.Word(manifest.StringDataSizeOffset(), mDice.OneIn(2) ? size : 0xFFFFFFF0).Bytes();
     default:
