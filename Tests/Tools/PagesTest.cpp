@@ -73,22 +73,30 @@ struct LeftBlock
     const char *reason;
 };
 
-const std::array<LeftBlock, 5> LeftBlocks = {{
+const std::array<LeftBlock, 8> LeftBlocks = {{
     {"README.md",
      "./demo           packs Examples/sample in every storage and reads it back, a delta release and a solution "
      "included\n"
-     "./test           builds and passes all tests with both compilers and both sanitizer builds\n"
-     "./test ci-gcc    one of them: ci-gcc, ci-clang, asan, tsan, debug; or arm64, for 64-bit Arm in an emulator\n",
+     "./test           builds and passes all tests with both compilers and both sanitizer builds, and clang-tidy\n"
+     "./test ci-gcc    one of them: ci-gcc, ci-clang, asan, tsan, tidy, debug; or arm64, in an emulator\n",
      "the demonstration has a test of its own below, and ./test is what runs this one"},
     {"CONTRIBUTING.md",
      "./test ci-gcc                            # installs what is missing, builds with g++, runs every test\n"
      "./test                                   # the same with both compilers and all sanitizers, as CI does\n"
      "cmake --preset debug && cmake --build --preset debug && ctest --preset debug -R ArchiveFile\n",
      "this is what runs this test"},
-    {"Docs/Performance.md",
-     "cmake --preset release && ninja -C build/release LookupBenchmark ReadBenchmark DecompressBenchmark LogBenchmark\n"
-     "build/release/Benchmarks/LookupBenchmark --benchmark_repetitions=3 --benchmark_report_aggregates_only=true\n",
-     "a build of its own, and minutes of measuring"},
+    {"Docs/Reliability.md", "build/ci-gcc/Tests/Oracle/KeldOracle --calls 10000000 --seed 7\n",
+     "a quarter of an hour; every build makes a hundred thousand calls"},
+    {"Docs/Reliability.md",
+     "build/ci-gcc/Tests/Load/KeldLoad --seconds 300\n"
+     "valgrind --leak-check=full --error-exitcode=9 build/ci-gcc/Tests/Load/KeldLoad --seconds 30\n",
+     "many minutes; every build runs it for seconds"},
+    {"Docs/Reliability.md",
+     "KELD_WHOLE_MATRIX=1 build/ci-gcc/Tests/Faults/KeldFaultTests --gtest_filter='*FaultTest*'\n",
+     "many minutes; every build runs its short form"},
+    {"Docs/Reliability.md",
+     "KELD_WHOLE_MATRIX=1 build/ci-gcc/Tests/Faults/KeldFaultTests --gtest_filter='ToolKillTest.*'\n",
+     "minutes; every build runs its short form"},
     {"Fuzz/README.md",
      "Fuzz/run 600                # each of them for ten minutes\n"
      "Fuzz/run 1800 TreeFuzzer    # one alone\n"

@@ -89,7 +89,7 @@ bool HoldsAnyFile(const std::string &directory)
             return true;
         }
     }
-    return false;
+    return error && error != std::errc::no_such_file_or_directory; // what cannot be read may hold some
 }
 } // namespace
 

@@ -3,9 +3,12 @@
 #include "Tools/Common/OutputDirectory.h"
 #include "Tools/Delivery/PathText.h"
 #include "Tools/TreeReader/DiskFile.h"
+#include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeWriter/FileOutput.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <sstream>
 
 #include <fcntl.h>
@@ -22,7 +25,15 @@ constexpr uint64 JournalLimit = uint64(1) << 30; // bytes
 std::optional<FileMark> FindFileMark(const std::string &place)
 {
     struct stat status = {};
-    if (lstat(place.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+    if (lstat(place.c_str(), &status) != 0)
+    {
+        if (errno != ENOENT && errno != ENOTDIR)
+        {
+            throw TreeReader::TreeError(place + ": cannot be looked at: " + std::strerror(errno));
+        }
+        return std::nullopt;
+    }
+    if (!S_ISREG(status.st_mode))
     {
         return std::nullopt;
     }

@@ -20,6 +20,7 @@ struct FileMark
 };
 
 /// Nothing for what is not there or is no plain file.
+/// \throws TreeError if it cannot be looked at: what arrived would else be taken for missing, and removed.
 std::optional<FileMark> FindFileMark(const std::string &place);
 
 /// A text that differs between any two runs of the machine, or an empty one where the system does not tell. What was

@@ -1,6 +1,7 @@
 #include "Tools/TreeReader/DataFiles.h"
 
 #include "Tools/TreeReader/DiskFile.h"
+#include "Tools/TreeReader/TreeError.h"
 
 #include "KeldMorvIO/TreeWords.h"
 #include "KeldMorvIO/archive/ArchiveFormat.h"
@@ -103,6 +104,10 @@ std::vector<std::string> ListVersionDirectories(const std::string &directory)
     Result<std::vector<std::string>> names = ReadNames(directory);
     if (!names)
     {
+        if (IsDoubt(names.GetFault().kind))
+        {
+            throw TreeError(names.GetFault().GetMessage());
+        }
         return {};
     }
     std::erase_if(*names,

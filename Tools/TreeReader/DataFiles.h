@@ -29,6 +29,7 @@ struct DataFiles
 Result<DataFiles> ListDataFiles(const std::string &root, const std::string &project);
 
 /// The directories in a directory that are called by a version in its own form; no symbolic links. None where it is not
-/// there or cannot be read.
+/// there.
+/// \throws TreeError if it cannot be read, so that nobody takes what is there for missing.
 std::vector<std::string> ListVersionDirectories(const std::string &directory);
 } // namespace Keld::TreeReader

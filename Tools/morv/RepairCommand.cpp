@@ -76,6 +76,10 @@ bool HoldsFiles(const std::string &directory)
             return true;
         }
     }
+    if (error)
+    {
+        throw TreeReader::TreeError(directory + ": cannot be read: " + error.message());
+    }
     return false;
 }
 
@@ -84,6 +88,10 @@ void AddReleasesBelow(const std::string &root, bool isSolution, std::vector<Rele
     const std::string place =
         root + "/" + (isSolution ? MORV::Reader::SolutionsDirectory : MORV::Reader::ProjectsDirectory);
     const auto owners = TreeReader::ReadNames(place);
+    if (!owners && TreeReader::IsDoubt(owners.GetFault().kind))
+    {
+        throw TreeReader::TreeError(owners.GetFault().GetMessage());
+    }
     for (const std::string &owner : owners ? *owners : std::vector<std::string>())
     {
         const std::string releases = place + "/" + owner + "/" + MORV::Reader::ReleasesDirectory;
