@@ -92,10 +92,10 @@ const std::array<LeftBlock, 8> LeftBlocks = {{
      "valgrind --leak-check=full --error-exitcode=9 build/ci-gcc/Tests/Load/KeldLoad --seconds 30\n",
      "many minutes; every build runs it for seconds"},
     {"Docs/Reliability.md",
-     "KELD_WHOLE_MATRIX=1 build/ci-gcc/Tests/Faults/KeldFaultTests --gtest_filter='*FaultTest*'\n",
+     "env KELD_WHOLE_MATRIX=1 build/ci-gcc/Tests/Faults/KeldFaultTests --gtest_filter='*FaultTest*'\n",
      "many minutes; every build runs its short form"},
     {"Docs/Reliability.md",
-     "KELD_WHOLE_MATRIX=1 build/ci-gcc/Tests/Faults/KeldFaultTests --gtest_filter='ToolKillTest.*'\n",
+     "env KELD_WHOLE_MATRIX=1 build/ci-gcc/Tests/Faults/KeldFaultTests --gtest_filter='ToolKillTest.*'\n",
      "minutes; every build runs its short form"},
     {"Fuzz/README.md",
      "Fuzz/run 600                # each of them for ten minutes\n"

@@ -2,7 +2,7 @@
 
 #include "Tools/TreeMount/FuseVersion.h"
 
-#include "Tools/TreeMount/FuseCalls.h"
+#include "Tools/TreeMount/FuseContext.h"
 
 // What several of the kernel's calls share.
 namespace Keld::TreeMount

@@ -2,6 +2,8 @@
 
 #include "Tools/TreeMount/FuseSession.h"
 
+#include "Tools/TreeMount/FuseCalls.h"
+
 #include "Tools/TreeReader/TreeError.h"
 
 #include <cstdarg>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tools/TreeMount/FuseCalls.h"
+#include "Tools/TreeMount/FuseContext.h"
 
 #include <memory>
 #include <string>
