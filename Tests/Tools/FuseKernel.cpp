@@ -3,6 +3,7 @@
 #include "Tools/FuseKernel.h"
 
 #include "Tools/TreeMount/FuseCalls.h"
+#include "Tools/TreeMount/FuseContext.h"
 
 #include <gtest/gtest.h>
 

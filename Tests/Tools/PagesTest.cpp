@@ -77,7 +77,7 @@ const std::array<LeftBlock, 8> LeftBlocks = {{
     {"README.md",
      "./demo           packs Examples/sample in every storage and reads it back, a delta release and a solution "
      "included\n"
-     "./test           builds and passes all tests with both compilers and both sanitizer builds, and clang-tidy\n"
+     "./test           builds and passes all tests with both compilers and both sanitizer builds\n"
      "./test ci-gcc    one of them: ci-gcc, ci-clang, asan, tsan, tidy, debug; or arm64, in an emulator\n",
      "the demonstration has a test of its own below, and ./test is what runs this one"},
     {"CONTRIBUTING.md",
