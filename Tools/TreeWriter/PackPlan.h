@@ -16,8 +16,8 @@ inline constexpr uint64 LargestHeld = uint64{8} << 20;
 /// Content of larger files is read, compressed and handed on in pieces of this size.
 inline constexpr uint64 PieceSize = uint64{1} << 20;
 
-/// Contents of small files are read and digested together, up to about so many bytes and files: side by side each digest
-/// costs a fraction, and a processor's caches still hold them all.
+/// Contents of small files are read and digested together, up to about so many bytes and files: side by side each
+/// digest costs a fraction, and a processor's caches still hold them all.
 inline constexpr uint64 BatchSize = uint64{2} << 20;
 inline constexpr std::size_t MostInBatch = 1024;
 
