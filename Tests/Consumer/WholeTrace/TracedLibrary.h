@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -46,7 +47,7 @@ public:
     void FindNextWithoutPlaces(int find);
     void FindClose(int find);
 
-    // Several calls at once.
+    // Several calls at once, in TracedSequences.cpp.
 
     /// A whole enumeration, in one line.
     void List(const std::string &path);
@@ -66,8 +67,7 @@ public:
     void Note(const std::string &text) { mTrace.Line("-- " + text); }
 
 private:
-    template <class Call>
-    void Observe(std::string call, const Call &answer);
+    void Observe(std::string call, const std::function<std::string()> &answer);
     std::string ReadAnswer(int handle, std::uint64_t offset, std::uint32_t size, bool wantsCount);
     OpenFileHandle *File(int handle) const;
     FindHandle *Find(int find) const;
