@@ -17,6 +17,12 @@ Words Together(Words words, const Words &more)
 }
 
 const Words Quietly = {"-q", "-j", "1"};
+
+// Rules of pack, for the names of the files in the trees here.
+const Words InEveryStorage =
+    Together({"--compress-always", "--storage", "naked", "--rule", "*.bin=managed", "--rule", "*.raw=archive:none",
+              "--rule", "*.z=archive:zlib", "--rule", "*.l=archive:lzma"},
+             Quietly);
 } // namespace
 
 ToolScenario ToolScenarioTest::Pack()
@@ -24,28 +30,9 @@ ToolScenario ToolScenarioTest::Pack()
     CopyTree("MORV", "before/MORV");
     mTree.Write("source/Data/stored.raw", "changed once more");
     mTree.Write("source/Data/new.z", std::string(300, 'n'));
-    const Words words = Together({"pack",
-                                  mTree.Path("source"),
-                                  "--root",
-                                  mTree.Path("work/MORV"),
-                                  "--project",
-                                  "game",
-                                  "--release",
-                                  "1.0.0.2",
-                                  "--base",
-                                  "1.0.0.1",
-                                  "--compress-always",
-                                  "--storage",
-                                  "naked",
-                                  "--rule",
-                                  "*.bin=managed",
-                                  "--rule",
-                                  "*.raw=archive:none",
-                                  "--rule",
-                                  "*.z=archive:zlib",
-                                  "--rule",
-                                  "*.l=archive:lzma"},
-                                 Quietly);
+    const Words words = Together({"pack", mTree.Path("source"), "--root", mTree.Path("work/MORV"), "--project", "game",
+                                  "--release", "1.0.0.2", "--base", "1.0.0.1"},
+                                 InEveryStorage);
     return {"pack", words, Together(words, {"--force"})};
 }
 
@@ -56,30 +43,10 @@ ToolScenario ToolScenarioTest::PackByForce()
     mTree.Write("source/Data/managed.bin", "changed in another way, too");
     mTree.Remove("source/new.l");
     mTree.Write("source/newer.l", std::string(300, 'n'));
-    return {"pack --force --protect", Together({"pack",
-                                                mTree.Path("source"),
-                                                "--root",
-                                                mTree.Path("work/MORV"),
-                                                "--project",
-                                                "game",
-                                                "--release",
-                                                "1.0.0.1",
-                                                "--base",
-                                                "1.0.0.0",
-                                                "--compress-always",
-                                                "--force",
-                                                "--protect",
-                                                "--storage",
-                                                "naked",
-                                                "--rule",
-                                                "*.bin=managed",
-                                                "--rule",
-                                                "*.raw=archive:none",
-                                                "--rule",
-                                                "*.z=archive:zlib",
-                                                "--rule",
-                                                "*.l=archive:lzma"},
-                                               Quietly)};
+    return {"pack --force --protect",
+            Together({"pack", mTree.Path("source"), "--root", mTree.Path("work/MORV"), "--project", "game", "--release",
+                      "1.0.0.1", "--base", "1.0.0.0", "--force", "--protect"},
+                     InEveryStorage)};
 }
 
 ToolScenario ToolScenarioTest::Fetch()
