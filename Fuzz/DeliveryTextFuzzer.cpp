@@ -101,7 +101,7 @@ void ReadSignature(const std::string &text)
 extern "C" int LLVMFuzzerTestOneInput(const uint8 *data, std::size_t size)
 {
     Fuzz::InputReader input(data, size);
-    static constexpr void (*Readers[])(const std::string &) = {ReadList, ReadPath, ReadAnswer, ReadSignature};
-    Readers[input.Byte() & 3](std::string(input.Rest()));
+    static constexpr void (*readers[])(const std::string &) = {ReadList, ReadPath, ReadAnswer, ReadSignature};
+    readers[input.Byte() & 3](std::string(input.Rest()));
     return 0;
 }

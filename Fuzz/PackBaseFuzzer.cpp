@@ -27,17 +27,17 @@ TreeWriter::PackRequest MakeRequest(const Fuzz::TreeOnDisk &disk, const std::vec
 {
     using TreeReader::Compression;
     using TreeReader::Storage;
-    static constexpr Storage Storages[] = {Storage::Naked, Storage::Managed, Storage::Archive, Storage::Archive};
-    static constexpr Compression Compressions[] = {Compression::None, Compression::Zlib, Compression::Lzma};
+    static constexpr Storage storages[] = {Storage::Naked, Storage::Managed, Storage::Archive, Storage::Archive};
+    static constexpr Compression compressions[] = {Compression::None, Compression::Zlib, Compression::Lzma};
     const unsigned long choice = lines.size() > 1 ? std::strtoul(lines[1].c_str(), nullptr, 10) : 0;
     TreeWriter::PackRequest request;
     request.source = disk.GetPath("source");
     request.root = disk.GetPath("MORV");
     request.project = Project;
     request.release = Packed;
-    request.choice.storage = Storages[choice & 3];
+    request.choice.storage = storages[choice & 3];
     request.choice.compression =
-        request.choice.storage == Storage::Archive ? Compressions[(choice >> 2) % 3] : Compression::None;
+        request.choice.storage == Storage::Archive ? compressions[(choice >> 2) % 3] : Compression::None;
     request.inheritStorage = (choice & 0x10) != 0;
     request.inheritCompression = (choice & 0x20) != 0;
     request.replace = (choice & 0x40) != 0;

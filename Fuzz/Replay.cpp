@@ -42,7 +42,7 @@ std::vector<std::filesystem::path> FilesOf(const char *directory)
 // A copy of exactly that size, so that a sanitizer sees a read behind it.
 void Run(const Input &input)
 {
-    const Input copy(input);
+    const Input copy(input.begin(), input.end());
     LLVMFuzzerTestOneInput(copy.data(), copy.size());
 }
 

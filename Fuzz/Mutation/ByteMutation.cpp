@@ -76,7 +76,7 @@ void MutateBytes(std::string &bytes, Random &random, std::size_t room)
 
 uint32 OddNumber(uint32 old, Random &random)
 {
-    static constexpr uint32 Odd[] = {0,          1,          2,          3,          4,          0x7F,       0x80,
+    static constexpr uint32 odd[] = {0,          1,          2,          3,          4,          0x7F,       0x80,
                                      0xFF,       0x100,      0x3FF,      0x400,      0xFFFF,     0x10000,    0x3FFFF,
                                      0x40000,    0x40001,    0x3FFFFFFF, 0x40000000, 0x7FFFFFFF, 0x80000000, 0x80000001,
                                      0xAAAAAAAB, 0xFFFFFFEF, 0xFFFFFFFE, 0xFFFFFFFF};
@@ -93,7 +93,7 @@ uint32 OddNumber(uint32 old, Random &random)
     case 4:
         return old * 2;
     default:
-        return Odd[random.Below(std::size(Odd))];
+        return odd[random.Below(std::size(odd))];
     }
 }
 

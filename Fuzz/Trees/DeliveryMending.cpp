@@ -56,6 +56,7 @@ void MendShipList(const TreeInput &input, TreeEntry &entry)
         return;
     }
     std::vector<Delivery::ShippedFile> listed;
+    listed.reserve(files.size());
     for (auto &[path, file] : files)
     {
         listed.push_back(std::move(file));

@@ -194,7 +194,7 @@ private:
 
     void ChangeFile()
     {
-        static constexpr uint32 Storages[] = {0x00, 0x01, 0x02, 0x12, 0x16, 0x32, 0x36, 0x03, 0x11, 0x17, 0xFFFFFFFF};
+        static constexpr uint32 storages[] = {0x00, 0x01, 0x02, 0x12, 0x16, 0x32, 0x36, 0x03, 0x11, 0x17, 0xFFFFFFFF};
         if (mParts.files.empty())
         {
             return;
@@ -205,7 +205,7 @@ private:
         case 0:
             return Change(file.nameIndex);
         case 1:
-            file.flags = Storages[mRandom.Below(std::size(Storages))];
+            file.flags = storages[mRandom.Below(std::size(storages))];
             return;
         case 2:
             return Change(file.size);

@@ -131,9 +131,9 @@ private:
 
     void ChangeKind(TreeEntry &entry)
     {
-        static constexpr TreeEntry::Kind Kinds[] = {TreeEntry::File, TreeEntry::Directory, TreeEntry::Fifo,
+        static constexpr TreeEntry::Kind kinds[] = {TreeEntry::File, TreeEntry::Directory, TreeEntry::Fifo,
                                                     TreeEntry::Link, TreeEntry::WayOut};
-        entry.kind = Kinds[mRandom.Below(std::size(Kinds))];
+        entry.kind = kinds[mRandom.Below(std::size(kinds))];
         if (entry.kind == TreeEntry::Link)
         {
             entry.bytes = NameOfPath(mRandom.Pick(mInput.entries).path);

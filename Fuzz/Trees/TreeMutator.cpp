@@ -2,7 +2,7 @@
 
 #include "Trees/TreeMutation.h"
 
-#include <cstring>
+#include <algorithm>
 
 namespace
 {
@@ -25,7 +25,7 @@ std::size_t Put(Fuzz::TreeInput &input, Fuzz::Random &random, uint8 *out, std::s
     {
         return 0;
     }
-    std::memcpy(out, bytes.data(), bytes.size());
+    std::copy(bytes.begin(), bytes.end(), out);
     return bytes.size();
 }
 } // namespace

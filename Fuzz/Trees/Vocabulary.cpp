@@ -37,7 +37,7 @@ void CollectNames(const std::string &path, std::vector<std::string> &words)
 
 std::vector<std::string> CollectWords(const TreeInput &input)
 {
-    static const char *const Known[] = {"",
+    static const char *const known[] = {"",
                                         ".",
                                         "..",
                                         "/",
@@ -71,7 +71,7 @@ std::vector<std::string> CollectWords(const TreeInput &input)
                                         "-1",
                                         "MORV Solution Manifest",
                                         "MORV Configuration Manifest"};
-    std::vector<std::string> words(std::begin(Known), std::end(Known));
+    std::vector<std::string> words(std::begin(known), std::end(known));
     for (const TreeEntry &entry : input.entries)
     {
         CollectNames(entry.path, words);

@@ -43,7 +43,14 @@ void EndChange(int dies);
 // Asks the kernel by number.
 long Kernel(long number, long first, long second, long third, long fourth, long fifth, long sixth);
 
-// The function that stands behind one of this library.
+// What the kernel takes and gives as a number.
+static inline void *Address(long word)
+{
+    return (void *)word; // NOLINT(performance-no-int-to-ptr)
+}
+
+// The function that stands behind one of this library: its type comes in two parts, around which there can be no
+// parentheses. NOLINTBEGIN(bugprone-macro-parentheses)
 #define NEXT(result, name, parameters)                                                                                 \
     static result(*next) parameters;                                                                                   \
     if (next == NULL)                                                                                                  \
@@ -51,3 +58,4 @@ long Kernel(long number, long first, long second, long third, long fourth, long 
         void *const definition = dlsym(RTLD_NEXT, name);                                                               \
         memcpy(&next, &definition, sizeof next);                                                                       \
     }
+// NOLINTEND(bugprone-macro-parentheses)

@@ -28,7 +28,8 @@ static long Open(long number, long directory, const char *path, long third, long
     return result;
 }
 
-#define OPEN_MODE(mode, flags)                                                                                         \
+// Makes `mode`, which a call has that may make a file.
+#define OPEN_MODE(flags)                                                                                               \
     mode_t mode = 0;                                                                                                   \
     if (((flags) & (O_CREAT | O_TMPFILE)) != 0)                                                                        \
     {                                                                                                                  \
@@ -40,25 +41,25 @@ static long Open(long number, long directory, const char *path, long third, long
 
 int open(const char *path, int flags, ...)
 {
-    OPEN_MODE(mode, flags)
+    OPEN_MODE(flags)
     return (int)Open(SYS_openat, AT_FDCWD, path, flags, mode, flags);
 }
 
 int open64(const char *path, int flags, ...)
 {
-    OPEN_MODE(mode, flags)
+    OPEN_MODE(flags)
     return (int)Open(SYS_openat, AT_FDCWD, path, flags, mode, flags);
 }
 
 int openat(int directory, const char *path, int flags, ...)
 {
-    OPEN_MODE(mode, flags)
+    OPEN_MODE(flags)
     return (int)Open(SYS_openat, directory, path, flags, mode, flags);
 }
 
 int openat64(int directory, const char *path, int flags, ...)
 {
-    OPEN_MODE(mode, flags)
+    OPEN_MODE(flags)
     return (int)Open(SYS_openat, directory, path, flags, mode, flags);
 }
 
@@ -75,8 +76,8 @@ long syscall(long number, ...)
     va_end(arguments);
     if (number == SYS_openat2)
     {
-        const int flags = (int)*(const unsigned long long *)words[2];
-        return Open(number, words[0], (const char *)words[1], words[2], words[3], flags);
+        const unsigned long long *const how = Address(words[2]);
+        return Open(number, words[0], Address(words[1]), words[2], words[3], (int)*how);
     }
     return Kernel(number, words[0], words[1], words[2], words[3], words[4], words[5]);
 }

@@ -192,7 +192,7 @@ void *mmap(void *address, size_t size, int protection, int flags, int file, off_
 {
     return Enter(FaultMmap) != NULL
                ? MAP_FAILED
-               : (void *)Kernel(SYS_mmap, (long)address, (long)size, protection, flags, file, offset);
+               : Address(Kernel(SYS_mmap, (long)address, (long)size, protection, flags, file, offset));
 }
 
 #ifdef KELD_FAULT_MALLOC
