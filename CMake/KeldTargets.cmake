@@ -13,10 +13,12 @@ if(KELD_SANITIZE)
     target_link_options(KeldSanitizers INTERFACE -fsanitize=${KELD_SANITIZE})
 endif()
 
-# What says the same under every compiler (pages, the types of the Python package) is tested by plain g++ builds for
-# this machine alone.
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT KELD_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
-    set(KELD_TEST_ONCE ON)
-else()
-    set(KELD_TEST_ONCE OFF)
+# What says the same under every compiler (pages, what sources include, the types of the Python package) is tested by
+# plain g++ builds for this machine alone. The preset "tidy" sets it, to have those tests looked at.
+if(NOT DEFINED KELD_TEST_ONCE)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT KELD_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
+        set(KELD_TEST_ONCE ON)
+    else()
+        set(KELD_TEST_ONCE OFF)
+    endif()
 endif()

@@ -110,7 +110,7 @@ TEST_F(PackPipelineTest, TheReleaseIsTheSameToTheByteForAnyNumberOfThreads)
 {
     WriteMixedSource();
     std::map<std::string, std::string> first;
-    for (const unsigned threads : {1U, 2U, 3U, 8U})
+    for (const unsigned threads : {1U, 3U, 8U})
     {
         const PackReport report = TreeWriter::PackRelease(MixedRequest(threads));
         EXPECT_GT(report.shared, 30u);
