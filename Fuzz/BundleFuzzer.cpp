@@ -2,7 +2,7 @@
 // there is a file "raw", the bytes of that are the bundle.
 
 #include "FuzzSupport.h"
-#include "Trees/TreeOnDisk.h"
+#include "Trees/TreeCase.h"
 
 #include "Tools/Delivery/BundleApplication.h"
 #include "Tools/Delivery/BundleStream.h"
@@ -69,19 +69,6 @@ void Apply(const std::string &root, const std::string &bundle)
     }
 }
 
-Fuzz::TreeInput ChooseHere(const Fuzz::TreeInput &input)
-{
-    Fuzz::TreeInput here;
-    for (const Fuzz::TreeEntry &entry : input.entries)
-    {
-        if (!entry.path.starts_with(Prefix) && entry.path != "raw")
-        {
-            here.entries.push_back(entry);
-        }
-    }
-    return here;
-}
-
 std::size_t CountIn(const std::string &directory)
 {
     std::error_code error;
@@ -92,27 +79,23 @@ std::size_t CountIn(const std::string &directory)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8 *data, std::size_t size)
 {
-    static Fuzz::TreeOnDisk disk;
-    Fuzz::SilenceLog();
-    const Fuzz::TreeInput input = Fuzz::TreeInput::Parse({reinterpret_cast<const char *>(data), size});
+    const Fuzz::TreeCase test(data, size, Prefix);
+    const Fuzz::TreeOnDisk &disk = test.GetDisk();
     std::string bundle;
     try
     {
-        bundle = MakeStream(input);
+        bundle = MakeStream(test.GetInput());
     }
     catch (const std::runtime_error &)
     {
         return 0; // names that no tar holds
     }
-    disk.Become(ChooseHere(input));
     std::filesystem::create_directories(disk.GetPath("here"));
     const std::size_t before = CountIn(disk.GetRoot());
     const std::size_t outside = CountIn(disk.GetPath("outside"));
-    const int free = Fuzz::FindFreeDescriptor();
     Apply(disk.GetPath("here/MORV"), bundle);
     Require(CountIn(disk.GetRoot()) == before && CountIn(disk.GetPath("outside")) == outside,
             "nothing is written outside of the tree");
-    Require(Fuzz::FindFreeDescriptor() == free, "all descriptors are given back");
-    disk.Clear();
+    test.GetDisk().Clear();
     return 0;
 }

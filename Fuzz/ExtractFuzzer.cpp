@@ -3,13 +3,11 @@
 // stripped, further ones are patterns.
 
 #include "FuzzSupport.h"
-#include "Mutation/ByteMutation.h"
-#include "Trees/TreeOnDisk.h"
+#include "Trees/TreeCase.h"
 
 #include "Tools/TreeReader/TreeSet.h"
 #include "Tools/morv/Extraction.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -26,14 +24,12 @@ bool IsSmall(const Morv::ExtractPlan &plan)
     return plan.bytes <= MostBytes;
 }
 
-void ExtractTo(const std::string &target, const TreeReader::View &view, const std::vector<std::string> &lines)
+void ExtractTo(const std::string &target, const TreeReader::View &view, const Fuzz::TreeCase &test)
 {
-    const unsigned long strip = lines.size() > 1 ? std::strtoul(lines[1].c_str(), nullptr, 10) : 0;
-    const std::vector<std::string> patterns(
-        lines.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(lines.size(), 2)), lines.end());
+    const unsigned long strip = std::strtoul(test.GetLines()[1].c_str(), nullptr, 10);
     try
     {
-        const Common::GlobSelection selection(patterns);
+        const Common::GlobSelection selection(test.GetLinesBehind(2));
         Morv::ExtractPlan plan = Morv::PlanExtraction(view, selection, static_cast<uint32>(strip % 8));
         for (const Morv::PlannedFile &file : plan.files)
         {
@@ -72,24 +68,19 @@ bool IsEmptyDirectory(const std::string &path)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8 *data, std::size_t size)
 {
-    static Fuzz::TreeOnDisk disk;
-    Fuzz::SilenceLog();
-    const Fuzz::TreeInput input = Fuzz::TreeInput::Parse({reinterpret_cast<const char *>(data), size});
-    const std::vector<std::string> lines = Fuzz::SplitLines(input.script);
-    disk.Become(input);
+    const Fuzz::TreeCase test(data, size);
+    Fuzz::TreeOnDisk &disk = test.GetDisk();
     const bool wasEmpty = IsEmptyDirectory(disk.GetPath("outside"));
-    const int free = Fuzz::FindFreeDescriptor();
     {
         TreeReader::TreeSet trees;
-        const auto reference = TreeReader::ResolveDirectory(disk.GetPath(lines.empty() ? "" : lines.front()));
+        const auto reference = TreeReader::ResolveDirectory(disk.GetPath(test.GetLines()[0]));
         if (const auto view =
                 reference ? trees.Open(*reference) : TreeReader::Result<TreeReader::View>(reference.GetFault()))
         {
-            ExtractTo(disk.GetPath("out"), *view, lines);
+            ExtractTo(disk.GetPath("out"), *view, test);
         }
     }
     Require(!wasEmpty || IsEmptyDirectory(disk.GetPath("outside")), "nothing is written outside of the target");
-    Require(Fuzz::FindFreeDescriptor() == free, "all descriptors are given back");
     disk.Clear();
     return 0;
 }

@@ -3,9 +3,8 @@
 // further ones are names that the source tells of every directory.
 
 #include "FuzzSupport.h"
-#include "Mutation/ByteMutation.h"
 #include "Trees/MemorySource.h"
-#include "Trees/TreeOnDisk.h"
+#include "Trees/TreeCase.h"
 
 #include "Tools/Delivery/Fetch.h"
 #include "Tools/Delivery/SourceError.h"
@@ -49,20 +48,6 @@ bool FetchInto(const std::string &root, MemorySource &source, const TreeReader::
     }
 }
 
-/// Those that stand on the disk before: all but the source's.
-Fuzz::TreeInput ChooseHere(const Fuzz::TreeInput &input)
-{
-    Fuzz::TreeInput here;
-    for (const Fuzz::TreeEntry &entry : input.entries)
-    {
-        if (!entry.path.starts_with(MemorySource::Prefix))
-        {
-            here.entries.push_back(entry);
-        }
-    }
-    return here;
-}
-
 std::vector<std::string> NamesIn(const std::string &directory)
 {
     std::vector<std::string> names;
@@ -78,23 +63,18 @@ std::vector<std::string> NamesIn(const std::string &directory)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8 *data, std::size_t size)
 {
-    static Fuzz::TreeOnDisk disk;
-    Fuzz::SilenceLog();
-    const Fuzz::TreeInput input = Fuzz::TreeInput::Parse({reinterpret_cast<const char *>(data), size});
-    std::vector<std::string> lines = Fuzz::SplitLines(input.script);
-    lines.resize(std::max<std::size_t>(lines.size(), 2));
+    const Fuzz::TreeCase test(data, size, MemorySource::Prefix);
+    const Fuzz::TreeOnDisk &disk = test.GetDisk();
     TreeReader::ReleaseName wanted;
-    if (!Delivery::ReadRelease(lines[0], wanted))
+    if (!Delivery::ReadRelease(test.GetLines()[0], wanted))
     {
         return 0;
     }
-    disk.Become(ChooseHere(input));
     std::filesystem::create_directories(disk.GetPath("here"));
-    const unsigned long options = std::strtoul(lines[1].c_str(), nullptr, 10);
+    const unsigned long options = std::strtoul(test.GetLines()[1].c_str(), nullptr, 10);
     const std::vector<std::string> before = NamesIn(disk.GetRoot());
     const std::vector<std::string> outside = NamesIn(disk.GetPath("outside"));
-    const int free = Fuzz::FindFreeDescriptor();
-    MemorySource source(input, static_cast<unsigned>(options & AllLies), {lines.begin() + 2, lines.end()});
+    MemorySource source(test.GetInput(), static_cast<unsigned>(options & AllLies), test.GetLinesBehind(2));
     const std::string root = disk.GetPath("here/MORV");
     if (FetchInto(root, source, wanted, options))
     {
@@ -105,7 +85,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8 *data, std::size_t size)
     }
     Require(NamesIn(disk.GetRoot()) == before && NamesIn(disk.GetPath("outside")) == outside,
             "nothing is written outside of the tree");
-    Require(Fuzz::FindFreeDescriptor() == free, "all descriptors are given back");
-    disk.Clear();
+    test.GetDisk().Clear();
     return 0;
 }

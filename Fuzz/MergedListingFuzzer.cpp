@@ -3,8 +3,7 @@
 // content and what a start would delete. The script's first line is the working directory, further ones are paths.
 
 #include "FuzzSupport.h"
-#include "Mutation/ByteMutation.h"
-#include "Trees/TreeOnDisk.h"
+#include "Trees/TreeCase.h"
 
 #include "Tools/TreeChecker/StartDiagnosis.h"
 #include "Tools/TreeReader/ContentReader.h"
@@ -216,12 +215,8 @@ void CheckDiagnosis(const StartDiagnosis &diagnosis, const RuntimeEnvironment *e
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8 *data, std::size_t size)
 {
-    static Fuzz::TreeOnDisk disk;
-    Fuzz::SilenceLog();
-    const Fuzz::TreeInput input = Fuzz::TreeInput::Parse({reinterpret_cast<const char *>(data), size});
-    const std::vector<std::string> lines = Fuzz::SplitLines(input.script);
-    disk.Become(input);
-    const std::string directory = disk.GetPath(lines.empty() ? "" : lines.front());
+    const Fuzz::TreeCase test(data, size);
+    const std::string directory = test.GetDisk().GetPath(test.GetLines()[0]);
     if (directory.size() >= 1000)
     {
         return 0;
@@ -239,7 +234,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8 *data, std::size_t size)
     if (isServable)
     {
         CoreRoad core(*view);
-        for (const std::string &path : CollectPaths(*view, lines))
+        for (const std::string &path : CollectPaths(*view, test.GetLines()))
         {
             answers.emplace_back(path, core.Ask(path));
         }

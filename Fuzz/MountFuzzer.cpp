@@ -3,8 +3,7 @@
 // mounted, further ones are names to look up.
 
 #include "FuzzSupport.h"
-#include "Mutation/ByteMutation.h"
-#include "Trees/TreeOnDisk.h"
+#include "Trees/TreeCase.h"
 
 #include "Tools/TreeMount/DirectoryWalk.h"
 #include "Tools/TreeMount/MountedFiles.h"
@@ -12,7 +11,6 @@
 #include "Tools/TreeMount/NodeStatus.h"
 #include "Tools/TreeReader/TreeSet.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace
@@ -91,23 +89,18 @@ private:
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8 *data, std::size_t size)
 {
-    static Fuzz::TreeOnDisk disk;
-    Fuzz::SilenceLog();
-    const Fuzz::TreeInput input = Fuzz::TreeInput::Parse({reinterpret_cast<const char *>(data), size});
-    std::vector<std::string> lines = Fuzz::SplitLines(input.script);
-    lines.resize(std::max<std::size_t>(lines.size(), 2));
-    disk.Become(input);
+    const Fuzz::TreeCase test(data, size);
     TreeReader::TreeSet trees;
-    const auto reference = TreeReader::ResolveDirectory(disk.GetPath(lines[0]));
+    const auto reference = TreeReader::ResolveDirectory(test.GetDisk().GetPath(test.GetLines()[0]));
     const auto view = reference ? trees.Open(*reference) : TreeReader::Result<TreeReader::View>(reference.GetFault());
     if (!view)
     {
         return 0;
     }
-    if (const auto tree = MountedTree::Make(*view, lines[1]))
+    if (const auto tree = MountedTree::Make(*view, test.GetLines()[1]))
     {
         tree->CountUnshown();
-        MountWalk(*tree).Walk(tree->GetRoot(), {lines.begin() + 2, lines.end()}, 0);
+        MountWalk(*tree).Walk(tree->GetRoot(), test.GetLinesBehind(2), 0);
     }
     return 0;
 }

@@ -2,8 +2,7 @@
 // line is the base's version, the second a number whose bits choose storage, compression and how the base counts.
 
 #include "FuzzSupport.h"
-#include "Mutation/ByteMutation.h"
-#include "Trees/TreeOnDisk.h"
+#include "Trees/TreeCase.h"
 
 #include "Tools/TreeReader/Census.h"
 #include "Tools/TreeReader/TreeError.h"
@@ -29,7 +28,7 @@ TreeWriter::PackRequest MakeRequest(const Fuzz::TreeOnDisk &disk, const std::vec
     using TreeReader::Storage;
     static constexpr Storage storages[] = {Storage::Naked, Storage::Managed, Storage::Archive, Storage::Archive};
     static constexpr Compression compressions[] = {Compression::None, Compression::Zlib, Compression::Lzma};
-    const unsigned long choice = lines.size() > 1 ? std::strtoul(lines[1].c_str(), nullptr, 10) : 0;
+    const unsigned long choice = std::strtoul(lines[1].c_str(), nullptr, 10);
     TreeWriter::PackRequest request;
     request.source = disk.GetPath("source");
     request.root = disk.GetPath("MORV");
@@ -46,7 +45,7 @@ TreeWriter::PackRequest MakeRequest(const Fuzz::TreeOnDisk &disk, const std::vec
     request.level = TreeWriter::LeastLevel;
     request.sync = false;
     MorvVersion base = 0;
-    if (!lines.empty() && ParseVersion(lines.front().c_str(), &base))
+    if (ParseVersion(lines[0].c_str(), &base))
     {
         request.base = base;
     }
@@ -73,18 +72,14 @@ bool Pack(const TreeWriter::PackRequest &request)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8 *data, std::size_t size)
 {
-    static Fuzz::TreeOnDisk disk;
-    Fuzz::SilenceLog();
-    const Fuzz::TreeInput input = Fuzz::TreeInput::Parse({reinterpret_cast<const char *>(data), size});
-    disk.Become(input);
-    const int free = Fuzz::FindFreeDescriptor();
-    if (Pack(MakeRequest(disk, Fuzz::SplitLines(input.script))))
+    const Fuzz::TreeCase test(data, size);
+    Fuzz::TreeOnDisk &disk = test.GetDisk();
+    if (Pack(MakeRequest(disk, test.GetLines())))
     {
         TreeReader::TreeSet trees;
         const auto view = trees.Open(TreeReader::Reference{disk.GetPath("MORV"), {false, Project, Packed}});
         Require(static_cast<bool>(view), "what was packed can be opened");
     }
-    Require(Fuzz::FindFreeDescriptor() == free, "all descriptors are given back");
     disk.Clear();
     return 0;
 }

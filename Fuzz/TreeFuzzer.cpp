@@ -3,10 +3,9 @@
 // path to ask for.
 
 #include "FuzzSupport.h"
-#include "Mutation/ByteMutation.h"
 #include "Trees/ConsumerLog.h"
 #include "Trees/ManifestMutation.h"
-#include "Trees/TreeOnDisk.h"
+#include "Trees/TreeCase.h"
 
 #include "KeldMorvIO/Public/Handles.h"
 #include "KeldMorvIO/Public/KeldMorvIO.h"
@@ -22,7 +21,7 @@ namespace
 using namespace Keld;
 using Fuzz::Require;
 
-constexpr std::size_t MostLines = 12;
+constexpr std::size_t MostPaths = 11;
 constexpr int MostEntries = 64;
 constexpr int DeepestDirectory = 5;
 constexpr uint64 LargestFile = 1 << 20;  // bytes; a compressed file is held whole while it is open
@@ -189,24 +188,21 @@ bool Start(const std::string &directory)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8 *data, std::size_t size)
 {
-    static Fuzz::TreeOnDisk disk;
-    const Fuzz::TreeInput input = Fuzz::TreeInput::Parse({reinterpret_cast<const char *>(data), size});
-    std::vector<std::string> lines = Fuzz::SplitLines(input.script);
-    lines.resize(std::clamp<std::size_t>(lines.size(), 1, MostLines));
-    if (lines.front().find("solutions/") != std::string::npos && LeavesListings(input))
+    const Fuzz::TreeCase test(data, size);
+    const std::string &directory = test.GetLines()[0];
+    std::vector<std::string> paths = test.GetLinesBehind(1);
+    paths.resize(std::min(paths.size(), MostPaths));
+    if (directory.find("solutions/") != std::string::npos && LeavesListings(test.GetInput()))
     {
         return 0;
     }
-    disk.Become(input);
     Fuzz::UseConsumerLog();
 
-    const int free = Fuzz::FindFreeDescriptor();
     Consumer consumer;
-    if (Start(disk.GetPath(lines.front())))
+    if (Start(test.GetDisk().GetPath(directory)))
     {
-        consumer.Use({lines.begin() + 1, lines.end()});
+        consumer.Use(paths);
     }
     consumer.Stop();
-    Require(Fuzz::FindFreeDescriptor() == free, "all descriptors are given back");
     return 0;
 }

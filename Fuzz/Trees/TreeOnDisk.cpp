@@ -53,12 +53,13 @@ bool IsBarred(const WantedEntries &wanted, const std::string &path)
     return false;
 }
 
-WantedEntries ChooseWanted(const TreeInput &input)
+WantedEntries ChooseWanted(const TreeInput &input, std::string_view elsewhere)
 {
     WantedEntries wanted;
     for (const TreeEntry &entry : input.entries)
     {
-        if (IsPlainPath(entry.path))
+        const bool isElsewhere = !elsewhere.empty() && entry.path.starts_with(elsewhere);
+        if (!isElsewhere && IsPlainPath(entry.path))
         {
             wanted.emplace(entry.path, &entry);
         }
@@ -89,9 +90,9 @@ TreeOnDisk::~TreeOnDisk()
     std::filesystem::remove_all(mRoot, ignored);
 }
 
-void TreeOnDisk::Become(const TreeInput &input)
+void TreeOnDisk::Become(const TreeInput &input, std::string_view elsewhere)
 {
-    const WantedEntries wanted = ChooseWanted(input);
+    const WantedEntries wanted = ChooseWanted(input, elsewhere);
     std::erase_if(mPresent,
                   [&](const auto &present)
                   {

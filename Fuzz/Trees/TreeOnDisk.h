@@ -26,7 +26,8 @@ public:
 
     /// Puts an input's entries there and takes away those of the last one. Of several for one place the first counts;
     /// paths that are not plain are left out. An archive index that somebody has deleted meanwhile comes back.
-    void Become(const TreeInput &input);
+    /// \param elsewhere what paths begin with that are left out, too; empty for none
+    void Become(const TreeInput &input, std::string_view elsewhere = {});
 
     /// Whether something is there under a path; links are not followed.
     bool Has(const std::string &relative) const;
