@@ -45,6 +45,11 @@ TEST_F(ToolFaultTest, PublishHoldsAgainstEveryFailure)
     HoldAgainstFaults(Publish());
 }
 
+TEST_F(ToolFaultTest, PublishWithASignatureHoldsAgainstEveryFailure)
+{
+    HoldAgainstFaults(PublishSigned());
+}
+
 TEST_F(ToolFaultTest, BundleHoldsAgainstEveryFailure)
 {
     HoldAgainstFaults(Bundle());

@@ -45,6 +45,11 @@ TEST_F(ToolKillTest, PublishLeavesTheOldOrTheNewWhereverItIsKilled)
     HoldAgainstKills(Publish());
 }
 
+TEST_F(ToolKillTest, PublishWithASignatureLeavesTheOldOrTheNewWhereverItIsKilled)
+{
+    HoldAgainstKills(PublishSigned());
+}
+
 TEST_F(ToolKillTest, BundleLeavesTheOldOrTheNewWhereverItIsKilled)
 {
     HoldAgainstKills(Bundle());

@@ -1,5 +1,6 @@
 #include "Faults/ToolScenario.h"
 
+#include "Tools/Delivery/PublicKey.h"
 #include "Tools/ReleaseReader.h"
 
 #include <csignal>
@@ -16,6 +17,7 @@ namespace fs = std::filesystem;
 namespace
 {
 constexpr const char *Root = "work/MORV";
+constexpr const char *BadSignature = "a signature over another text";
 
 /// Runs the tool's main function under a plan, and nothing else.
 int RunTool(const std::vector<std::string> &arguments, FaultPlan &plan)
@@ -100,10 +102,24 @@ ToolScenarioTest::Names ToolScenarioTest::ListNames(const std::string &place) co
     {
         const std::string path = entry.path().lexically_relative(mTree.Path(place)).string();
         names[path] = entry.is_symlink()        ? "-> " + fs::read_symlink(entry.path()).string()
-                      : entry.is_regular_file() ? TreeReader::ReadWholeFile(entry.path())
+                      : entry.is_regular_file() ? ReadFile(place + "/" + path)
                                                 : "/";
     }
     return names;
+}
+
+std::string ToolScenarioTest::ReadFile(const std::string &path) const
+{
+    constexpr std::string_view ending = ".minisig";
+    std::string bytes = mTree.Read(path);
+    if (!path.ends_with(ending))
+    {
+        return bytes;
+    }
+    const std::string list = path.substr(0, path.size() - ending.size());
+    const std::string text = mTree.Read(list);
+    const auto key = Delivery::PublicKey::Load(mTree.Path("key.pub"));
+    return key && key->Check(text, bytes, path) ? "signs " + text : BadSignature;
 }
 
 ToolScenarioTest::Releases ToolScenarioTest::ReadReleases() const
@@ -172,9 +188,16 @@ std::string ToolScenarioTest::JudgeState(const ToolScenario &scenario, Releases 
         {
             return path + " is lost";
         }
-        if (isKept && mTree.Read("work/" + path) != bytes)
+        if (isKept && ReadFile("work/" + path) != bytes)
         {
             return path + " has other bytes";
+        }
+    }
+    for (const auto &[path, bytes] : ListNames("work"))
+    {
+        if (bytes == BadSignature)
+        {
+            return path + " is " + bytes;
         }
     }
     if (scenario.isDamaged)

@@ -23,7 +23,7 @@ struct ToolScenario
 class ToolScenarioTest : public CheckedTree
 {
 protected:
-    using Names = std::map<std::string, std::string>; ///< by path: a file's bytes, or what else it is
+    using Names = std::map<std::string, std::string>; ///< by path: what ReadFile tells of a file, or what else it is
 
     ToolScenarioTest();
 
@@ -34,6 +34,7 @@ protected:
     ToolScenario Repair();
     ToolScenario Apply();
     ToolScenario Publish();
+    ToolScenario PublishSigned();
     ToolScenario Bundle();
     ToolScenario Solution();
 
@@ -52,6 +53,9 @@ private:
     FaultOutcome Run(const FaultPlan &plan, const std::vector<std::string> &arguments) const;
     FaultPlan Prepare(const ToolScenario &scenario);
     Names ListNames(const std::string &place) const;
+
+    /// A file's bytes. No two signatures are the same, so of one it is told what it signs, or that it does not.
+    std::string ReadFile(const std::string &path) const;
     Releases ReadReleases() const;
 
     /// What is wrong with what a run left, and with what the next one makes of it; empty where all is well.

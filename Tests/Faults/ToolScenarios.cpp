@@ -1,5 +1,8 @@
 #include "Faults/ToolScenario.h"
 
+#include "Tools/Delivery/SecretKey.h"
+
+#include <cstdlib>
 #include <filesystem>
 
 // Small trees, so that a command makes few calls, but with a file in every storage.
@@ -98,6 +101,26 @@ ToolScenario ToolScenarioTest::Publish()
 {
     CopyTree("MORV", "before/MORV");
     return {"publish", Together({"publish", "--root", mTree.Path("work/MORV")}, Quietly)};
+}
+
+// Of one release there is a list already, which is another one and signed.
+ToolScenario ToolScenarioTest::PublishSigned()
+{
+    const std::string make =
+        "cd '" + mTree.Root() + "' && minisign -G -W -p key.pub -s key.secret >minisign.log 2>&1 </dev/null";
+    EXPECT_EQ(std::system(make.c_str()), 0) << mTree.Read("minisign.log");
+    const auto key = Delivery::SecretKey::Load(mTree.Path("key.secret"),
+                                               []
+                                               {
+                                                   return std::string();
+                                               });
+    EXPECT_TRUE(key) << key.GetFault().GetMessage();
+    CopyTree("MORV", "before/MORV");
+    const std::string list = "before/" + GameReleases + "1.0.0.1/shiplist";
+    mTree.Write(list, "of old");
+    mTree.Write(list + ".minisig", key->Sign("of old", "of old"));
+    return {"publish --sign",
+            Together({"publish", "--root", mTree.Path("work/MORV"), "--sign", mTree.Path("key.secret")}, Quietly)};
 }
 
 ToolScenario ToolScenarioTest::Bundle()
