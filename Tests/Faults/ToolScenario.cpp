@@ -42,6 +42,12 @@ bool MentionsSanitizer(const std::string &text)
     return text.find("Sanitizer") != std::string::npos || text.find("runtime error:") != std::string::npos;
 }
 
+bool Holds(const std::map<std::string, std::string> &names, const std::string &path, const std::string &bytes)
+{
+    const auto found = names.find(path);
+    return found != names.end() && found->second == bytes;
+}
+
 /// The first path at which two lists differ, for a message.
 std::string FirstDifference(const std::map<std::string, std::string> &left,
                             const std::map<std::string, std::string> &right)
@@ -160,16 +166,16 @@ FaultPlan ToolScenarioTest::Prepare(const ToolScenario &scenario)
     return outcome.plan;
 }
 
-std::string ToolScenarioTest::JudgeRun(const ToolScenario &scenario, const FaultOutcome &outcome) const
+std::string ToolScenarioTest::JudgeRun(const ToolScenario &scenario, const FaultOutcome &outcome)
 {
-    Releases state;
-    std::string wrong = JudgeState(scenario, state);
-    if (!wrong.empty())
+    const Names names = ListNames("work");
+    const State &state = LookAt(scenario, names);
+    if (!state.wrong.empty())
     {
-        return wrong;
+        return state.wrong;
     }
-    const bool isWhole = ListNames("work") == mAfter;
-    const bool isNew = scenario.isDamaged ? isWhole : state == mReleasesAfter;
+    const bool isWhole = names == mAfter;
+    const bool isNew = scenario.isDamaged ? isWhole : state.releases == mReleasesAfter;
     if (outcome.exitCode == 0 && !isNew)
     {
         return "says that all is done";
@@ -177,43 +183,50 @@ std::string ToolScenarioTest::JudgeRun(const ToolScenario &scenario, const Fault
     return isWhole && outcome.exitCode == 0 ? "" : JudgeNextRun(scenario, isNew);
 }
 
-/// The old release or the new one is seen whole, and no file is gone that both have.
-std::string ToolScenarioTest::JudgeState(const ToolScenario &scenario, Releases &state) const
+/// Where the very same files were seen before, nobody reads them again.
+const ToolScenarioTest::State &ToolScenarioTest::LookAt(const ToolScenario &scenario, const Names &names)
+{
+    const auto [seen, isFirst] = mSeen.try_emplace(names);
+    if (isFirst)
+    {
+        seen->second = JudgeState(scenario, names);
+    }
+    return seen->second;
+}
+
+/// No file is gone or changed that both have, and no signature is over another text.
+std::string ToolScenarioTest::JudgeNames(const ToolScenario &scenario, const Names &names) const
 {
     for (const auto &[path, bytes] : mBefore)
     {
-        const auto kept = mAfter.find(path);
-        const bool isKept = kept != mAfter.end() && kept->second == bytes && bytes != "/";
-        if (isKept && (!mTree.Exists(Root + path.substr(path.find('/'))) && path.find("MORV/") == 0))
+        if (bytes != "/" && Holds(mAfter, path, bytes) && !Holds(names, path, bytes))
         {
-            return path + " is lost";
-        }
-        if (isKept && ReadFile("work/" + path) != bytes)
-        {
-            return path + " has other bytes";
+            return path + (names.count(path) == 0 ? " is lost" : " has other bytes");
         }
     }
-    for (const auto &[path, bytes] : ListNames("work"))
+    for (const auto &[path, bytes] : names)
     {
         if (bytes == BadSignature)
         {
             return path + " is " + bytes;
         }
-    }
-    if (scenario.isDamaged)
-    {
-        // To look at it through the library would delete what is damaged.
-        for (const auto &[path, bytes] : ListNames("work"))
+        const bool isOnItsWay = path.find("MORV/arriving") == 0;
+        if (scenario.isDamaged && !isOnItsWay && !Holds(mBefore, path, bytes) && !Holds(mAfter, path, bytes))
         {
-            const auto before = mBefore.find(path);
-            const auto after = mAfter.find(path);
-            if (path.find("MORV/arriving") != 0 && (before == mBefore.end() || before->second != bytes) &&
-                (after == mAfter.end() || after->second != bytes))
-            {
-                return path + " is neither what it was nor what it is to be";
-            }
+            return path + " is neither what it was nor what it is to be";
         }
-        return "";
+    }
+    return "";
+}
+
+/// The old release or the new one is seen whole.
+ToolScenarioTest::State ToolScenarioTest::JudgeState(const ToolScenario &scenario, const Names &names) const
+{
+    State state{JudgeNames(scenario, names), {}};
+    // To look at what is damaged through the library would delete it.
+    if (!state.wrong.empty() || scenario.isDamaged)
+    {
+        return state;
     }
     if (mTree.Exists(Root))
     {
@@ -222,18 +235,19 @@ std::string ToolScenarioTest::JudgeState(const ToolScenario &scenario, Releases 
         if (!report.IsWhole())
         {
             const TreeReader::Fault &fault = report.faults.front().fault;
-            return "verify finds: " + fault.path + ": " + fault.text;
+            state.wrong = "verify finds: " + fault.path + ": " + fault.text;
+            return state;
         }
     }
-    state = ReadReleases();
-    for (const auto &[release, content] : state)
+    state.releases = ReadReleases();
+    for (const auto &[release, content] : state.releases)
     {
         if (content != mReleasesBefore.at(release) && content != mReleasesAfter.at(release))
         {
-            return release + " is neither the old one nor the new one";
+            state.wrong = release + " is neither the old one nor the new one";
         }
     }
-    return "";
+    return state;
 }
 
 /// The next run brings what the first was to bring, and leaves nothing else.

@@ -58,14 +58,24 @@ private:
     std::string ReadFile(const std::string &path) const;
     Releases ReadReleases() const;
 
+    /// What a run left.
+    struct State
+    {
+        std::string wrong; ///< with it; empty where all is well
+        Releases releases;
+    };
+
     /// What is wrong with what a run left, and with what the next one makes of it; empty where all is well.
-    std::string JudgeRun(const ToolScenario &scenario, const FaultOutcome &outcome) const;
-    std::string JudgeState(const ToolScenario &scenario, Releases &state) const;
+    std::string JudgeRun(const ToolScenario &scenario, const FaultOutcome &outcome);
+    const State &LookAt(const ToolScenario &scenario, const Names &names);
+    State JudgeState(const ToolScenario &scenario, const Names &names) const;
+    std::string JudgeNames(const ToolScenario &scenario, const Names &names) const;
     std::string JudgeNextRun(const ToolScenario &scenario, bool wasDone) const;
 
     Names mBefore;
     Names mAfter;
     Releases mReleasesBefore;
     Releases mReleasesAfter;
+    std::map<Names, State> mSeen; ///< many failures leave the same
 };
 } // namespace Keld::Test
