@@ -3,10 +3,12 @@
 
 #include "Tools/Common/ParallelWork.h"
 #include "Tools/TreeReader/Census.h"
+#include "Tools/TreeReader/DirectoryVisit.h"
 #include "Tools/TreeReader/DiskFile.h"
 #include "Tools/TreeReader/ReleaseParts.h"
 
 #include <atomic>
+#include <new>
 
 namespace Keld::Test
 {
@@ -94,6 +96,60 @@ TEST_F(PassingFailureTest, ADirectoryThatBreaksOffGivesNoNames)
         EXPECT_EQ(static_cast<bool>(names), !hasFailed);
     }
     EXPECT_GT(failures, 3U);
+}
+
+// Where a sanitizer has its own allocator, nothing fails and one round is made.
+TEST_F(PassingFailureTest, AVisitThatRunsOutOfMemoryIsRefused)
+{
+    const std::string directory = mTree.Path("MORV");
+    std::vector<std::string> expected;
+    const auto visit = [&directory](std::vector<std::string> &paths)
+    {
+        return TreeReader::VisitTree(directory,
+                                     [&paths](const std::string &path, const struct stat &)
+                                     {
+                                         paths.push_back(path);
+                                         return true;
+                                     });
+    };
+    ASSERT_FALSE(visit(expected));
+    bool hasFailed = true;
+    for (unsigned index = 1; hasFailed; ++index)
+    {
+        std::vector<std::string> paths;
+        bool isRefused = false;
+        const Armed armed({FaultMalloc, index, 0});
+        try
+        {
+            isRefused = visit(paths).has_value();
+        }
+        catch (const std::bad_alloc &)
+        {
+            isRefused = true;
+        }
+        hasFailed = armed.HasFailed();
+        EXPECT_EQ(isRefused, hasFailed) << index;
+        EXPECT_TRUE(hasFailed || paths == expected);
+    }
+}
+
+TEST_F(PassingFailureTest, AReleaseThatAnotherIsServedFromIsNeverReplaced)
+{
+    TreeWriter::PackRequest request = Request(TreeReader::Storage::Naked);
+    request.replace = true;
+    const std::string manifest = GameReleases + "1.0.0.0/releasemanifest";
+    const std::string before = mTree.Read(manifest);
+    for (const FaultCall call : {FaultStat, FaultOpendir, FaultReaddir})
+    {
+        bool hasFailed = true;
+        for (unsigned index = 1; hasFailed; ++index)
+        {
+            const Armed armed({call, index, 0});
+            EXPECT_THROW(TreeWriter::PackRelease(request), std::runtime_error) << FaultCallName(call) << " " << index;
+            hasFailed = armed.HasFailed();
+        }
+        EXPECT_EQ(mTree.Read(manifest), before);
+    }
 }
 
 TEST_F(PassingFailureTest, FewerThreadsDoTheSameWork)

@@ -73,6 +73,7 @@ ToolScenario ToolScenarioTest::Prune()
 
 ToolScenario ToolScenarioTest::Repair()
 {
+    mTree.MakeDirectory(Suite + "deploy"); // which comes along with a manifest
     MustRun(Together({"publish", "--root", mTree.Path("MORV")}, Quietly));
     CopyTree("MORV", "before/MORV");
     const std::string data = "before/" + GameArchives + "files-0001.vka.dat";

@@ -1,6 +1,7 @@
 #include "Tools/Delivery/Arrival.h"
 
 #include "Tools/Delivery/WayClearing.h"
+#include "Tools/TreeReader/DirectoryVisit.h"
 #include "Tools/TreeReader/DiskFile.h"
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeWriter/ArrivalLeftovers.h"
@@ -81,15 +82,15 @@ std::optional<struct stat> StatusOf(const std::string &path)
 
 bool HoldsAnyFile(const std::string &directory)
 {
-    std::error_code error;
-    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory, error))
-    {
-        if (!entry.is_directory() && entry.path().filename() != BootFile)
-        {
-            return true;
-        }
-    }
-    return error && error != std::errc::no_such_file_or_directory; // what cannot be read may hold some
+    bool holds = false;
+    const TreeReader::Failure failure =
+        TreeReader::VisitTree(directory,
+                              [&holds](const std::string &path, const struct stat &status)
+                              {
+                                  holds = !S_ISDIR(status.st_mode) && fs::path(path).filename() != BootFile;
+                                  return !holds;
+                              });
+    return holds || (failure && failure->kind != TreeReader::FaultKind::NotThere); // what cannot be read may hold some
 }
 } // namespace
 
@@ -223,10 +224,19 @@ void Arrival::Discard()
 void Arrival::Clear()
 {
     mJournal->Forget();
-    for (const fs::directory_entry &entry : fs::directory_iterator(mRoot + "/" + mStaging))
-    {
-        fs::remove_all(entry.path());
-    }
+    RequireNoDoubt(TreeReader::VisitDirectory(mRoot + "/" + mStaging,
+                                              [](const std::string &path, const struct stat &status)
+                                              {
+                                                  if (S_ISDIR(status.st_mode))
+                                                  {
+                                                      TreeWriter::RemoveTree(path);
+                                                  }
+                                                  else
+                                                  {
+                                                      fs::remove(path);
+                                                  }
+                                                  return true;
+                                              }));
 }
 
 /// Brings files of one role to their places; what counts on them may follow then.
@@ -298,7 +308,7 @@ void Arrival::SetAsideDoubtful()
     }
     if (StatusOf(staging + Whole))
     {
-        fs::remove_all(staging + Doubtful);
+        TreeWriter::RemoveTree(staging + Doubtful);
         fs::rename(staging + Whole, staging + Doubtful);
         for (const auto &[path, mark] : mJournal->GetMarks())
         {

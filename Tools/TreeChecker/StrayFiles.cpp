@@ -1,12 +1,12 @@
 #include "Tools/TreeChecker/StrayFiles.h"
 
+#include "Tools/TreeReader/DirectoryVisit.h"
+
 #include <algorithm>
-#include <filesystem>
 #include <span>
 
 namespace Keld::TreeChecker
 {
-namespace fs = std::filesystem;
 using TreeReader::FaultKind;
 
 namespace
@@ -20,21 +20,22 @@ struct Amount
     uint64 bytes = 0;
 };
 
-Amount Measure(const fs::path &directory)
+uint64 SizeOf(const struct stat &status)
+{
+    return S_ISREG(status.st_mode) ? static_cast<uint64>(status.st_size) : 0;
+}
+
+/// Of what cannot be looked at, nothing is told.
+Amount Measure(const std::string &directory)
 {
     Amount amount;
-    std::error_code error;
-    for (auto entry = fs::recursive_directory_iterator(directory, error);
-         !error && entry != fs::recursive_directory_iterator(); entry.increment(error))
-    {
-        std::error_code ignored;
-        if (!entry->is_directory(ignored) || entry->is_symlink(ignored))
-        {
-            const uint64 size = entry->file_size(ignored);
-            ++amount.files;
-            amount.bytes += ignored ? 0 : size;
-        }
-    }
+    TreeReader::VisitTree(directory,
+                          [&amount](const std::string &, const struct stat &status)
+                          {
+                              amount.files += S_ISDIR(status.st_mode) ? 0 : 1;
+                              amount.bytes += SizeOf(status);
+                              return true;
+                          });
     return amount;
 }
 
@@ -47,7 +48,7 @@ public:
     void Search(const std::string &directory, Paths referred);
 
 private:
-    void CheckEntry(const fs::directory_entry &entry, Paths referred);
+    void CheckEntry(const std::string &path, const struct stat &status, Paths referred);
     void Tell(FaultKind kind, const std::string &path, const std::string &text)
     {
         mReport.notes.push_back({{kind, path, text}, {}, {}, {}, {}});
@@ -70,23 +71,28 @@ Paths Below(Paths paths, const std::string &prefix)
 
 void StrayFiles::Search(const std::string &directory, Paths referred)
 {
-    std::error_code error;
-    auto entry = fs::directory_iterator(directory, error);
-    for (; !error && entry != fs::directory_iterator(); entry.increment(error))
+    const TreeReader::Failure failure =
+        TreeReader::VisitDirectory(directory,
+                                   [&](const std::string &path, const struct stat &status)
+                                   {
+                                       CheckEntry(path, status, referred);
+                                       return true;
+                                   });
+    if (failure)
     {
-        CheckEntry(*entry, referred);
-    }
-    if (error)
-    {
-        Tell(FaultKind::NotAllowed, directory, "cannot be looked through: " + error.message());
+        Tell(FaultKind::NotAllowed, directory, "cannot be looked through: " + failure->GetMessage());
     }
 }
 
-void StrayFiles::CheckEntry(const fs::directory_entry &entry, Paths referred)
+void StrayFiles::CheckEntry(const std::string &path, const struct stat &status, Paths referred)
 {
-    const std::string path = entry.path().string();
-    std::error_code ignored;
-    if (entry.is_directory(ignored))
+    const bool isLink = S_ISLNK(status.st_mode);
+    struct stat target = status;
+    if (isLink && stat(path.c_str(), &target) != 0)
+    {
+        target = status; // it leads nowhere
+    }
+    if (S_ISDIR(target.st_mode))
     {
         const Paths below = Below(referred, path + "/");
         if (!below.empty())
@@ -94,7 +100,7 @@ void StrayFiles::CheckEntry(const fs::directory_entry &entry, Paths referred)
             Search(path, below);
             return;
         }
-        if (!entry.is_symlink(ignored))
+        if (!isLink)
         {
             const Amount amount = Measure(path);
             if (amount.files > 0)
@@ -108,9 +114,7 @@ void StrayFiles::CheckEntry(const fs::directory_entry &entry, Paths referred)
     }
     if (!std::binary_search(referred.begin(), referred.end(), path))
     {
-        const uint64 size = entry.file_size(ignored);
-        Tell(FaultKind::NotReferred, path,
-             "nothing refers to this file: " + std::to_string(ignored ? 0 : size) + " bytes");
+        Tell(FaultKind::NotReferred, path, "nothing refers to this file: " + std::to_string(SizeOf(target)) + " bytes");
     }
 }
 } // namespace

@@ -1,21 +1,17 @@
 #include "Tools/TreeReader/DataFiles.h"
 
+#include "Tools/TreeReader/DirectoryVisit.h"
 #include "Tools/TreeReader/DiskFile.h"
-#include "Tools/TreeReader/TreeError.h"
 
 #include "KeldMorvIO/TreeWords.h"
 #include "KeldMorvIO/archive/ArchiveFormat.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <filesystem>
 
 #include <sys/stat.h>
 
 namespace Keld::TreeReader
 {
-namespace fs = std::filesystem;
-
 namespace
 {
 class DataFileLister
@@ -81,17 +77,16 @@ private:
         {
             return std::nullopt;
         }
-        std::error_code error;
-        fs::recursive_directory_iterator entry(directory, error);
-        for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error))
-        {
-            if (lstat(entry->path().c_str(), &status) == 0 && S_ISREG(status.st_mode))
+        return VisitTree(
+            directory,
+            [&](const std::string &path, const struct stat &found)
             {
-                files.push_back(
-                    {entry->path().string().substr(mRootLength), static_cast<uint64>(status.st_size), version});
-            }
-        }
-        return error ? Failure(ExplainSystemError(directory, error.value())) : std::nullopt;
+                if (S_ISREG(found.st_mode))
+                {
+                    files.push_back({path.substr(mRootLength), static_cast<uint64>(found.st_size), version});
+                }
+                return true;
+            });
     }
 
     const std::size_t mRootLength;
@@ -101,16 +96,8 @@ private:
 
 std::vector<std::string> ListVersionDirectories(const std::string &directory)
 {
-    Result<std::vector<std::string>> names = ReadNames(directory);
-    if (!names)
-    {
-        if (IsDoubt(names.GetFault().kind))
-        {
-            throw TreeError(names.GetFault().GetMessage());
-        }
-        return {};
-    }
-    std::erase_if(*names,
+    std::vector<std::string> names = RequireNames(directory);
+    std::erase_if(names,
                   [&directory](const std::string &name)
                   {
                       MorvVersion version = 0;
@@ -118,7 +105,7 @@ std::vector<std::string> ListVersionDirectories(const std::string &directory)
                       return !ParseVersion(name.c_str(), &version) || FormatVersion(version) != name ||
                              lstat((directory + "/" + name).c_str(), &status) != 0 || !S_ISDIR(status.st_mode);
                   });
-    return std::move(*names);
+    return names;
 }
 
 Result<DataFiles> ListDataFiles(const std::string &root, const std::string &project)

@@ -1,9 +1,9 @@
 #include "Tools/TreeWriter/ArrivalLeftovers.h"
 
 #include "Tools/Common/OutputDirectory.h"
+#include "Tools/TreeReader/DirectoryVisit.h"
 #include "Tools/TreeWriter/DirectoryProtection.h"
 
-#include <algorithm>
 #include <filesystem>
 
 #include <fcntl.h>
@@ -27,15 +27,15 @@ Common::Descriptor LockLeftover(const fs::path &directory)
 std::vector<fs::path> ListArriving(const std::string &root)
 {
     std::vector<fs::path> directories;
-    std::error_code error;
-    for (const fs::directory_entry &entry : fs::directory_iterator(fs::path(root) / ArrivingDirectory, error))
-    {
-        if (entry.is_directory(error) && !entry.is_symlink(error))
-        {
-            directories.push_back(entry.path());
-        }
-    }
-    std::sort(directories.begin(), directories.end());
+    RequireNoDoubt(TreeReader::VisitDirectory(root + "/" + ArrivingDirectory,
+                                              [&directories](const std::string &path, const struct stat &status)
+                                              {
+                                                  if (S_ISDIR(status.st_mode))
+                                                  {
+                                                      directories.emplace_back(path);
+                                                  }
+                                                  return true;
+                                              }));
     return directories;
 }
 

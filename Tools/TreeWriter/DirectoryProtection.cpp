@@ -1,6 +1,12 @@
 #include "Tools/TreeWriter/DirectoryProtection.h"
 
+#include "Tools/TreeReader/DirectoryVisit.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <string>
 #include <system_error>
+#include <vector>
 
 namespace Keld::TreeWriter
 {
@@ -33,12 +39,25 @@ void RemoveTree(const fs::path &directory)
             fs::permissions(path, fs::perms::owner_write, fs::perm_options::add, error);
         }
     };
+    std::vector<std::string> paths = {directory.string()};
     lift(directory);
-    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory, error))
+    RequireNoDoubt(TreeReader::VisitTree(directory.string(),
+                                         [&](const std::string &path, const struct stat &status)
+                                         {
+                                             if (S_ISDIR(status.st_mode))
+                                             {
+                                                 lift(path);
+                                             }
+                                             paths.push_back(path);
+                                             return true;
+                                         }));
+    for (; !paths.empty(); paths.pop_back())
     {
-        lift(entry.path());
+        if (std::remove(paths.back().c_str()) != 0 && errno != ENOENT)
+        {
+            throw fs::filesystem_error("cannot remove", paths.back(), std::error_code(errno, std::system_category()));
+        }
     }
-    fs::remove_all(directory);
 }
 
 ProtectionLifted::ProtectionLifted(const fs::path &directory)

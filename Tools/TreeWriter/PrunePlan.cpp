@@ -2,6 +2,7 @@
 
 #include "Tools/TreeReader/Census.h"
 #include "Tools/TreeReader/DataFiles.h"
+#include "Tools/TreeReader/DirectoryVisit.h"
 #include "Tools/TreeReader/ReleaseParts.h"
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeWriter/ArrivalLeftovers.h"
@@ -208,14 +209,16 @@ private:
         {
             AddRelease(name, directory, MORV::Reader::SolutionManifestName);
         }
-        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory, error))
-        {
-            const std::string path = BelowRoot(entry.path());
-            if (!entry.is_symlink() && entry.is_regular_file() && mManifests.count(path) == 0)
-            {
-                mPlan.rest.push_back({path, entry.file_size()});
-            }
-        }
+        RequireNoDoubt(TreeReader::VisitTree(directory,
+                                             [this](const std::string &found, const struct stat &status)
+                                             {
+                                                 const std::string path = BelowRoot(found);
+                                                 if (S_ISREG(status.st_mode) && mManifests.count(path) == 0)
+                                                 {
+                                                     mPlan.rest.push_back({path, static_cast<uint64>(status.st_size)});
+                                                 }
+                                                 return true;
+                                             }));
     }
 
     std::string BelowRoot(const std::string &path) const { return path.substr(mRequest.root.size() + 1); }

@@ -1,6 +1,7 @@
 #include "Tools/TreeWriter/Pruner.h"
 
 #include "Tools/TreeReader/DataFiles.h"
+#include "Tools/TreeReader/DirectoryVisit.h"
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeWriter/ArrivalLeftovers.h"
 #include "Tools/TreeWriter/DirectoryProtection.h"
@@ -123,15 +124,16 @@ private:
 
     void AddDirectoriesBelow(const fs::path &directory)
     {
-        std::error_code error;
         mDirectories.insert(directory);
-        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory, error))
-        {
-            if (!entry.is_symlink() && entry.is_directory())
-            {
-                mDirectories.insert(entry.path());
-            }
-        }
+        RequireNoDoubt(TreeReader::VisitTree(directory.string(),
+                                             [this](const std::string &path, const struct stat &status)
+                                             {
+                                                 if (S_ISDIR(status.st_mode))
+                                                 {
+                                                     mDirectories.insert(path);
+                                                 }
+                                                 return true;
+                                             }));
     }
 
     void RemoveIfEmpty(const fs::path &directory)

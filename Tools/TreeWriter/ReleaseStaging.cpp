@@ -1,5 +1,6 @@
 #include "Tools/TreeWriter/ReleaseStaging.h"
 
+#include "Tools/TreeReader/DirectoryVisit.h"
 #include "Tools/TreeReader/ManifestTree.h"
 #include "Tools/TreeReader/Storage.h"
 #include "Tools/TreeReader/TreeError.h"
@@ -84,17 +85,14 @@ bool UsesFilesOf(const fs::path &manifest, MorvVersion version)
 /// A delta release refers to files of the versions before it: without them it would be served with holes.
 void RequireNoDependents(const TreePlaces &tree, const std::string &project, MorvVersion release)
 {
-    std::error_code error;
-    for (const fs::directory_entry &entry :
-         fs::directory_iterator(tree.Project(project) / MORV::Reader::ReleasesDirectory, error))
+    const fs::path releases = tree.Project(project) / MORV::Reader::ReleasesDirectory;
+    for (const std::string &other : TreeReader::RequireNames(releases))
     {
-        const fs::path manifest = entry.path() / MORV::Reader::ReleaseManifestName;
-        const bool other = entry.path().filename() != FormatVersion(release);
-        if (other && fs::exists(manifest, error) && UsesFilesOf(manifest, release))
+        const fs::path manifest = releases / other / MORV::Reader::ReleaseManifestName;
+        if (other != FormatVersion(release) && fs::exists(manifest) && UsesFilesOf(manifest, release))
         {
-            throw TreeError("release " + FormatVersion(release) + " cannot be replaced: release " +
-                            entry.path().filename().string() + " of " + project +
-                            " is served from its files; pack under a new version instead");
+            throw TreeError("release " + FormatVersion(release) + " cannot be replaced: release " + other + " of " +
+                            project + " is served from its files; pack under a new version instead");
         }
     }
 }
@@ -137,7 +135,7 @@ fs::path ReleaseStaging::Archives() const
 
 void ReleaseStaging::RemoveSpool() const
 {
-    fs::remove_all(Spool());
+    RemoveTree(Spool());
 }
 
 void ReleaseStaging::Publish(std::string_view manifest)
@@ -149,15 +147,12 @@ void ReleaseStaging::Publish(std::string_view manifest)
 
 std::vector<std::string> FindLeftovers(const TreePlaces &tree, const std::string &project)
 {
-    std::vector<std::string> names;
-    std::error_code error;
-    for (const fs::directory_entry &entry : fs::directory_iterator(tree.Project(project), error))
-    {
-        if (entry.is_directory() && VersionOfStaging(entry.path().filename().string()))
-        {
-            names.push_back(entry.path().filename().string());
-        }
-    }
+    std::vector<std::string> names = TreeReader::RequireNames(tree.Project(project));
+    std::erase_if(names,
+                  [&](const std::string &name)
+                  {
+                      return !VersionOfStaging(name) || !fs::is_directory(tree.Project(project) / name);
+                  });
     return names;
 }
 

@@ -10,7 +10,7 @@
 #include "Tools/Delivery/OpenSource.h"
 #include "Tools/Delivery/Repair.h"
 #include "Tools/TreeReader/DataFiles.h"
-#include "Tools/TreeReader/DiskFile.h"
+#include "Tools/TreeReader/DirectoryVisit.h"
 #include "Tools/TreeReader/TreeError.h"
 
 #include "KeldMorvIO/TreeWords.h"
@@ -68,31 +68,21 @@ struct RepairOptions
 
 bool HoldsFiles(const std::string &directory)
 {
-    std::error_code error;
-    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory, error))
-    {
-        if (!entry.is_directory())
-        {
-            return true;
-        }
-    }
-    if (error)
-    {
-        throw TreeReader::TreeError(directory + ": cannot be read: " + error.message());
-    }
-    return false;
+    bool holds = false;
+    RequireNoDoubt(TreeReader::VisitTree(directory,
+                                         [&holds](const std::string &, const struct stat &status)
+                                         {
+                                             holds = !S_ISDIR(status.st_mode);
+                                             return !holds;
+                                         }));
+    return holds;
 }
 
 void AddReleasesBelow(const std::string &root, bool isSolution, std::vector<ReleaseName> &names)
 {
     const std::string place =
         root + "/" + (isSolution ? MORV::Reader::SolutionsDirectory : MORV::Reader::ProjectsDirectory);
-    const auto owners = TreeReader::ReadNames(place);
-    if (!owners && TreeReader::IsDoubt(owners.GetFault().kind))
-    {
-        throw TreeReader::TreeError(owners.GetFault().GetMessage());
-    }
-    for (const std::string &owner : owners ? *owners : std::vector<std::string>())
+    for (const std::string &owner : TreeReader::RequireNames(place))
     {
         const std::string releases = place + "/" + owner + "/" + MORV::Reader::ReleasesDirectory;
         for (const std::string &text : TreeReader::ListVersionDirectories(releases))
