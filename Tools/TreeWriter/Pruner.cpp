@@ -2,6 +2,7 @@
 
 #include "Tools/TreeReader/DataFiles.h"
 #include "Tools/TreeReader/DirectoryVisit.h"
+#include "Tools/TreeReader/DiskFile.h"
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeWriter/ArrivalLeftovers.h"
 #include "Tools/TreeWriter/DirectoryProtection.h"
@@ -138,8 +139,8 @@ private:
 
     void RemoveIfEmpty(const fs::path &directory)
     {
-        std::error_code error;
-        if (fs::is_empty(directory, error) && !error)
+        const auto names = TreeReader::ReadNames(directory);
+        if (names && names->empty())
         {
             mOptions.step();
             Lift(directory.parent_path());

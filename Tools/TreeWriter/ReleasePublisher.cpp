@@ -1,5 +1,6 @@
 #include "Tools/TreeWriter/ReleasePublisher.h"
 
+#include "Tools/TreeReader/DirectoryVisit.h"
 #include "Tools/TreeReader/ShipListNames.h"
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeWriter/DirectoryProtection.h"
@@ -117,8 +118,8 @@ bool ReleasePublisher::IsFree() const
     return std::all_of(mParts.begin(), mParts.end(),
                        [](const Part &part)
                        {
-                           const bool emptyDirectory =
-                               part.isDirectory && fs::is_directory(part.place) && fs::is_empty(part.place);
+                           const bool emptyDirectory = part.isDirectory && fs::is_directory(part.place) &&
+                                                       TreeReader::RequireNames(part.place).empty();
                            return !IsThere(part.place) || emptyDirectory;
                        });
 }
@@ -220,7 +221,7 @@ void ReleasePublisher::Settle()
 
 void ReleasePublisher::TurnIntoContent(const Part &part, const fs::path &content)
 {
-    const bool isNothing = !IsThere(content) || (part.isDirectory && fs::is_empty(content) &&
+    const bool isNothing = !IsThere(content) || (part.isDirectory && TreeReader::RequireNames(content).empty() &&
                                                  part.name != std::string(MORV::Reader::DeployDirectory));
     if (isNothing)
     {

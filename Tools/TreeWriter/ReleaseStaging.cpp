@@ -60,8 +60,8 @@ std::optional<MorvVersion> VersionOfStaging(const std::string &name)
 
 bool HoldsAnything(const fs::path &directory)
 {
-    std::error_code error;
-    return fs::exists(directory, error) && !fs::is_empty(directory, error);
+    const bool isEmpty = fs::is_directory(directory) && TreeReader::RequireNames(directory).empty();
+    return fs::exists(directory) && !isEmpty;
 }
 
 bool UsesFilesOf(const fs::path &manifest, MorvVersion version)
