@@ -4,6 +4,7 @@
 #include "Tools/ReleaseReader.h"
 
 #include <openssl/crypto.h>
+#include <openssl/evp.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -40,8 +41,9 @@ int RunTool(const std::vector<std::string> &arguments, FaultPlan &plan)
     return result;
 }
 
-/// OpenSSL 3.0 goes on with null pointers in some places where memory runs out, so it always has enough.
-void GiveOpenSslMemory()
+/// OpenSSL 3.0 follows null pointers in some places where memory runs out, most of all while it gets ready. So it is
+/// made ready before, and always has enough.
+void PrepareOpenSsl()
 {
     static const int isGiven = CRYPTO_set_mem_functions(
         [](std::size_t size, const char *, int)
@@ -57,6 +59,9 @@ void GiveOpenSslMemory()
             std::free(memory);
         });
     EXPECT_EQ(isGiven, 1);
+    EVP_MD *const digest = EVP_MD_fetch(nullptr, "SHA256", nullptr);
+    EXPECT_NE(digest, nullptr);
+    EVP_MD_free(digest);
 }
 
 /// Whether a command that did not succeed said so. libarchive ends the program by itself when memory runs out.
@@ -123,7 +128,7 @@ std::string FirstDifference(const std::map<std::string, std::string> &left,
 ToolScenarioTest::ToolScenarioTest()
 {
     mTree.MakeDirectory("before");
-    GiveOpenSslMemory();
+    PrepareOpenSsl();
 }
 
 void ToolScenarioTest::CopyTree(const std::string &from, const std::string &to) const
