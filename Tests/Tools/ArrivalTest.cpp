@@ -226,6 +226,47 @@ TEST_F(ArrivalTest, AFileThatWasTakenAwayAfterAKilledPublicationDidNotArrive)
     EXPECT_TRUE(next.IsAccepted(NakedPath));
 }
 
+TEST_F(ArrivalTest, AFileThatIsTakenAwayWhileItIsPublishedIsToldAndWhatElseArrivedStays)
+{
+    // At the first step, before the journal is written; at a later one, while other files come to their places.
+    for (const int taking : {1, 3})
+    {
+        SCOPED_TRACE(taking);
+        {
+            int count = 0;
+            ArrivalOptions options = Options();
+            options.step = [&count, taking, this]
+            {
+                if (++count == taking)
+                {
+                    mTree.Remove("MORV/arriving/game-1.0.0.0/whole/" + IndexPath);
+                }
+            };
+            Arrival arrival(Plan(), options);
+            PutAll(arrival);
+            EXPECT_EQ(Refusal(
+                          [&arrival]
+                          {
+                              arrival.Publish(ArrivalOrder);
+                          }),
+                      IndexPath + ": had arrived, and somebody took it away before it came to its place");
+            EXPECT_FALSE(IsThere(ManifestPath));
+            EXPECT_FALSE(arrival.IsAccepted(IndexPath));
+            for (const std::string &path : {DataPath, NakedPath, ManifestPath, SolutionPath})
+            {
+                EXPECT_TRUE(arrival.IsAccepted(path)) << path;
+            }
+        }
+        {
+            Arrival next(Plan(), Options());
+            PutAll(next);
+            next.Publish(ArrivalOrder);
+        }
+        ExpectAllThere();
+        fs::remove_all(mTree.Path("MORV"));
+    }
+}
+
 TEST_F(ArrivalTest, WhatWasAcceptedBeforeTheMachineStartedAnewIsLookedAtAgain)
 {
     {

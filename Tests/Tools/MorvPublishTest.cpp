@@ -132,6 +132,31 @@ TEST_F(MorvPublishTest, APackThatReplacesAReleaseTakesTheListsOfItsSolutionsAway
     EXPECT_FALSE(mTree.Exists(Suite + "shiplist.minisig"));
 }
 
+TEST_F(MorvPublishTest, APackThatReplacesAReleaseTellsOfSolutionsThatCannotBeLookedThrough)
+{
+    ASSERT_EQ(Publish({}).exitCode, 0);
+    const std::vector<std::string> pack{"pack", "source",    "--root",  "MORV",    "--project",
+                                        "game", "--release", "1.0.0.1", "--force", "--no-sync"};
+    mTree.Write(Suite + "solutionmanifest", "nothing");
+    const ToolResult damaged = RunMorv(mTree.Root(), pack);
+    ASSERT_EQ(damaged.exitCode, 0) << damaged.error;
+    EXPECT_NE(damaged.error.find("whether a shiplist of the solution suite 0.0.1.0 tells of the release before cannot "
+                                 "be told: "),
+              std::string::npos)
+        << damaged.error;
+    EXPECT_TRUE(mTree.Exists(Suite + "shiplist"));
+
+    mTree.Remove("MORV/solutions");
+    mTree.Write("MORV/solutions", "no directory");
+    const ToolResult packed = RunMorv(mTree.Root(), pack);
+    ASSERT_EQ(packed.exitCode, 0) << packed.error;
+    EXPECT_NE(
+        packed.error.find("whether a shiplist of the solutions there tells of the release before cannot be told: " +
+                          mTree.Path("MORV/solutions")),
+        std::string::npos)
+        << packed.error;
+}
+
 TEST_F(MorvPublishTest, AListThatNoLongerFitsIsToldByFetchWithWhatToDo)
 {
     ASSERT_EQ(Publish({}).exitCode, 0);

@@ -56,6 +56,12 @@ std::string NameIn(const std::string &path)
     throw std::system_error(errno, std::generic_category(), what);
 }
 
+/// Whoever removes files from under a publication: what is left stays, so that the next run brings what lacks.
+[[noreturn]] void FailOfVanished(const std::string &path)
+{
+    throw TreeError(path + ": had arrived, and somebody took it away before it came to its place");
+}
+
 std::string ReadText(const std::string &path)
 {
     const TreeReader::Result<LargeVector<char>> image = TreeReader::ReadFileImage(path, BootTextLimit);
@@ -251,6 +257,10 @@ void Arrival::BringAll(const std::vector<std::string> &paths) const
             Bring(path);
             moved = true;
         }
+        else if (!IsInPlace(path))
+        {
+            FailOfVanished(path);
+        }
         if (mOptions.protect && RequireTreePath(path).role == FileRole::ArchiveIndex)
         {
             TreeWriter::Protect(mRoot + "/" + ParentOf(path));
@@ -292,9 +302,13 @@ void Arrival::WriteJournal(const std::vector<std::string> &paths)
     for (const std::string &path : paths)
     {
         const std::optional<FileMark> staged = FindFileMark(PlaceOf(Whole, path));
+        if (!staged && !IsInPlace(path))
+        {
+            FailOfVanished(path);
+        }
         marks[path] = staged ? *staged : *mJournal->Find(path);
     }
-    mJournal->Write(marks);
+    mJournal->Write(std::move(marks));
 }
 
 /// What was accepted in another run of the machine may never have reached the disk, unless a publication had begun.

@@ -78,7 +78,7 @@ const FileMark *ArrivalJournal::Find(const std::string &path) const
     return found != mMarks.end() ? &found->second : nullptr;
 }
 
-void ArrivalJournal::Write(const std::unordered_map<std::string, FileMark> &marks) const
+void ArrivalJournal::Write(std::unordered_map<std::string, FileMark> marks)
 {
     std::string text;
     for (const auto &[path, mark] : marks)
@@ -87,5 +87,6 @@ void ArrivalJournal::Write(const std::unordered_map<std::string, FileMark> &mark
                 " " + EscapePath(path) + "\n";
     }
     TreeWriter::ReplaceFile(mFile, text);
+    mMarks = std::move(marks);
 }
 } // namespace Keld::Delivery

@@ -40,14 +40,14 @@ public:
 
     const std::unordered_map<std::string, FileMark> &GetMarks() const { return mMarks; }
 
-    /// Replaces what stands there, in one step.
-    void Write(const std::unordered_map<std::string, FileMark> &marks) const;
+    /// Replaces what stands there, in one step, and what was read.
+    void Write(std::unordered_map<std::string, FileMark> marks);
 
     /// Forgets what was read.
     void Forget() { mMarks.clear(); }
 
 private:
     const std::string mFile;
-    std::unordered_map<std::string, FileMark> mMarks; ///< of a publication that did not end, by path
+    std::unordered_map<std::string, FileMark> mMarks; ///< of a publication that has not ended, by path
 };
 } // namespace Keld::Delivery

@@ -315,6 +315,7 @@ void TellNeeds(const RepairRequest &request, DamageSurvey survey, RepairReport &
     }
     report.remaining = std::move(survey.faults);
 }
+
 /// Of all archives that the releases are served from, whether or not something came.
 void ProtectAll(const RepairRequest &request)
 {

@@ -1,26 +1,18 @@
 #include "Tools/TreeReader/DirectoryScan.h"
 
+#include "Tools/TreeReader/DirectoryStream.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 #include <utility>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace Keld::TreeReader
 {
-namespace
-{
-struct DirectoryCloser
-{
-    void operator()(DIR *directory) const { closedir(directory); }
-};
-} // namespace
-
 DirectoryScan::DirectoryScan(DirectoryScan &&other) noexcept
     : mDescriptor(std::exchange(other.mDescriptor, -1)), mNames(std::move(other.mNames)),
       mEntries(std::move(other.mEntries))
@@ -53,26 +45,18 @@ std::optional<DirectoryScan> DirectoryScan::Read(const std::string &directory)
 /// Takes over the descriptor.
 bool DirectoryScan::ReadFrom(int descriptor)
 {
-    const std::unique_ptr<DIR, DirectoryCloser> stream(descriptor >= 0 ? fdopendir(descriptor) : nullptr);
-    if (stream == nullptr)
-    {
-        close(descriptor);
-        return false;
-    }
-    errno = 0;
-    while (const dirent *entry = readdir(stream.get()))
+    DirectoryStream stream(descriptor);
+    while (const dirent *entry = stream.Next())
     {
         mEntries.push_back({mNames.size(), entry->d_type});
         mNames.append(entry->d_name, std::strlen(entry->d_name) + 1);
-        errno = 0;
     }
-    const bool complete = errno == 0;
     std::sort(mEntries.begin(), mEntries.end(),
               [this](const Entry &left, const Entry &right)
               {
                   return std::strcmp(mNames.data() + left.name, mNames.data() + right.name) < 0;
               });
-    return complete;
+    return stream.GetError() == 0;
 }
 
 bool DirectoryScan::HoldsFile(const char *name) const

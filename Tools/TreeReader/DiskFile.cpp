@@ -1,11 +1,11 @@
 #include "Tools/TreeReader/DiskFile.h"
 
+#include "Tools/TreeReader/DirectoryStream.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -14,11 +14,6 @@ namespace Keld::TreeReader
 {
 namespace
 {
-struct ListedDirectoryCloser
-{
-    void operator()(DIR *directory) const { closedir(directory); }
-};
-
 /// The shortest directory on the way to a path that cannot be looked at or into, or an empty text.
 std::string FirstObstacle(const std::string &path, int error)
 {
@@ -174,25 +169,15 @@ Result<LargeVector<char>> ReadFileImage(const std::string &path, uint64 limit)
 
 Result<std::vector<std::string>> ReadNames(const std::string &directory)
 {
-    const std::unique_ptr<DIR, ListedDirectoryCloser> stream(opendir(directory.c_str()));
-    if (stream == nullptr)
-    {
-        return ExplainSystemError(directory, errno);
-    }
+    DirectoryStream stream(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     std::vector<std::string> names;
-    errno = 0;
-    while (const dirent *entry = readdir(stream.get()))
+    while (const dirent *entry = stream.Next())
     {
-        const std::string name = entry->d_name;
-        if (name != "." && name != "..")
-        {
-            names.push_back(name);
-        }
-        errno = 0;
+        names.emplace_back(entry->d_name);
     }
-    if (errno != 0)
+    if (stream.GetError() != 0)
     {
-        return ExplainSystemError(directory, errno);
+        return ExplainSystemError(directory, stream.GetError());
     }
     std::sort(names.begin(), names.end());
     return names;

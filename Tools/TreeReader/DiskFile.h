@@ -25,6 +25,7 @@ public:
 
     const std::string &GetPath() const { return mPath; }
     bool IsRegular() const { return S_ISREG(mMode); }
+    bool IsDirectory() const { return S_ISDIR(mMode); }
 
     /// Bytes, at the time of the opening.
     uint64 GetSize() const { return mSize; }

@@ -68,6 +68,7 @@ Result<std::vector<MorvVersion>> ListVersions(const std::string &releases, const
     std::sort(versions.begin(), versions.end());
     return versions;
 }
+
 /// Joined as the library joins it; empty when the library refuses the path as too long.
 std::string MakeReleaseDirectory(const std::string &root, const char *kind, const std::string &name,
                                  MorvVersion version)

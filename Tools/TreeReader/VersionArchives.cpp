@@ -5,7 +5,6 @@
 #include "KeldMorvIO/archive/ArchiveFormat.h"
 
 #include <cerrno>
-#include <filesystem>
 #include <limits>
 
 #include <fcntl.h>
@@ -25,8 +24,7 @@ constexpr int EveryEntry = 0; // as the flags of an enumeration
 /// A FIFO or a device, which the library does not open. A directory it opens, and then cannot read.
 bool IsSpecial(const DiskFile &file)
 {
-    std::error_code error;
-    return !file.IsRegular() && !std::filesystem::is_directory(file.GetPath(), error);
+    return !file.IsRegular() && !file.IsDirectory();
 }
 
 /// The names that the library would load, in its order, which is the file system's own.

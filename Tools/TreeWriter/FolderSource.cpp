@@ -1,15 +1,14 @@
 #include "Tools/TreeWriter/FolderSource.h"
 
+#include "Tools/TreeReader/DirectoryStream.h"
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeWriter/SourceCollector.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 #include <set>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -20,11 +19,6 @@ using TreeReader::TreeError;
 
 namespace
 {
-struct DirectoryCloser
-{
-    void operator()(DIR *directory) const { closedir(directory); }
-};
-
 class FolderScanner
 {
 public:
@@ -156,27 +150,18 @@ private:
     int ListDirectory(const std::string &directory, std::vector<std::string> &names,
                       std::vector<Examined> &entries) const
     {
-        const std::unique_ptr<DIR, DirectoryCloser> stream(opendir(directory.c_str()));
-        if (stream == nullptr)
+        TreeReader::DirectoryStream stream(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        while (const dirent *entry = stream.Next())
         {
-            return errno;
+            names.emplace_back(entry->d_name);
         }
-        errno = 0;
-        while (const dirent *entry = readdir(stream.get()))
-        {
-            if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
-            {
-                names.emplace_back(entry->d_name);
-            }
-        }
-        const int error = errno;
         std::sort(names.begin(), names.end());
         entries.reserve(names.size());
         for (const std::string &name : names)
         {
-            entries.push_back(Examine(dirfd(stream.get()), name.c_str()));
+            entries.push_back(Examine(stream.GetDescriptor(), name.c_str()));
         }
-        return error;
+        return stream.GetError();
     }
 
     void TakeEntry(const Examined &entry, const std::string &path, const std::string &virtualPath)

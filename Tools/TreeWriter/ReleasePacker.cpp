@@ -239,11 +239,9 @@ private:
         {
             return;
         }
-        for (const std::string &solution :
-             RemoveStaleShipLists(mTree, mRequest.project, mRequest.release, mRequest.sync))
+        for (const std::string &note : RemoveStaleShipLists(mTree, mRequest.project, mRequest.release, mRequest.sync))
         {
-            mRequest.note("removed the shiplist of the solution " + solution +
-                          ", which told of the release before: publish it again");
+            mRequest.note(note);
         }
     }
 

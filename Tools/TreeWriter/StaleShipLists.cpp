@@ -13,44 +13,90 @@ namespace fs = std::filesystem;
 
 namespace
 {
-bool UsesRelease(const fs::path &solution, const std::string &project, MorvVersion release)
+class StaleShipLists
 {
-    const auto used = TreeReader::ReadSolutionProjects(solution.string());
-    return used && std::any_of(used->projects.begin(), used->projects.end(),
-                               [&](const auto &one)
-                               {
-                                   return one.name == project && one.version == release;
-                               });
-}
+public:
+    StaleShipLists(const TreeReader::TreePlaces &places, const std::string &project, MorvVersion release, bool sync)
+        : mPlaces(places), mProject(project), mRelease(release), mSync(sync)
+    {
+    }
+
+    std::vector<std::string> Remove()
+    {
+        const TreeReader::Tree tree(mPlaces.GetRoot().string());
+        const auto solutions = tree.ListSolutions();
+        if (!solutions)
+        {
+            Doubt("the solutions there", solutions.GetFault());
+            return std::move(mNotes);
+        }
+        for (const std::string &solution : *solutions)
+        {
+            const auto versions = tree.ListSolutionReleases(solution);
+            if (!versions)
+            {
+                Doubt("the solution " + solution, versions.GetFault());
+                continue;
+            }
+            for (const MorvVersion version : *versions)
+            {
+                RemoveOf(solution + " " + FormatVersion(version), mPlaces.Solution(solution, version));
+            }
+        }
+        return std::move(mNotes);
+    }
+
+private:
+    void RemoveOf(const std::string &name, const fs::path &directory)
+    {
+        const fs::path list = directory / TreeReader::ShipListName;
+        std::error_code error;
+        if (!fs::exists(list, error))
+        {
+            return;
+        }
+        const auto used = TreeReader::ReadSolutionProjects(directory.string());
+        if (!used)
+        {
+            Doubt("the solution " + name, used.GetFault());
+            return;
+        }
+        const bool isUsed = std::any_of(used->projects.begin(), used->projects.end(),
+                                        [this](const auto &one)
+                                        {
+                                            return one.name == mProject && one.version == mRelease;
+                                        });
+        if (!isUsed)
+        {
+            return;
+        }
+        fs::remove(directory / TreeReader::ShipListSignatureName); // never a list that a signature is not over
+        fs::remove(list);
+        if (mSync)
+        {
+            SyncDirectory(directory);
+        }
+        mNotes.push_back("removed the shiplist of the solution " + name +
+                         ", which told of the release before: publish it again");
+    }
+
+    void Doubt(const std::string &whose, const TreeReader::Fault &fault)
+    {
+        mNotes.push_back("whether a shiplist of " + whose + " tells of the release before cannot be told: " +
+                         fault.GetMessage() + ". What uses the release has to be published again");
+    }
+
+    const TreeReader::TreePlaces &mPlaces;
+    const std::string &mProject;
+    const MorvVersion mRelease;
+    const bool mSync;
+    std::vector<std::string> mNotes;
+};
 } // namespace
 
 std::vector<std::string> RemoveStaleShipLists(const TreeReader::TreePlaces &tree, const std::string &project,
                                               MorvVersion release, bool sync)
 {
-    std::vector<std::string> removed;
-    const TreeReader::Tree trees(tree.GetRoot().string());
-    const auto solutions = trees.ListSolutions();
-    for (const std::string &solution : solutions ? *solutions : std::vector<std::string>())
-    {
-        const auto versions = trees.ListSolutionReleases(solution);
-        for (const MorvVersion version : versions ? *versions : std::vector<MorvVersion>())
-        {
-            const fs::path directory = tree.Solution(solution, version);
-            const fs::path list = directory / TreeReader::ShipListName;
-            std::error_code error;
-            if (!fs::exists(list, error) || !UsesRelease(directory, project, release))
-            {
-                continue;
-            }
-            fs::remove(directory / TreeReader::ShipListSignatureName); // never a list that a signature is not over
-            fs::remove(list);
-            if (sync)
-            {
-                SyncDirectory(directory);
-            }
-            removed.push_back(solution + " " + FormatVersion(version));
-        }
-    }
-    return removed;
+    return StaleShipLists(tree, project, release, sync).Remove();
 }
 } // namespace Keld::TreeWriter
