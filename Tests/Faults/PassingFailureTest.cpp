@@ -3,6 +3,7 @@
 
 #include "Tools/Common/ParallelWork.h"
 #include "Tools/TreeReader/Census.h"
+#include "Tools/TreeReader/DataFiles.h"
 #include "Tools/TreeReader/DirectoryVisit.h"
 #include "Tools/TreeReader/DiskFile.h"
 #include "Tools/TreeReader/ReleaseParts.h"
@@ -150,6 +151,18 @@ TEST_F(PassingFailureTest, AReleaseThatAnotherIsServedFromIsNeverReplaced)
         }
         EXPECT_EQ(mTree.Read(manifest), before);
     }
+}
+
+TEST_F(PassingFailureTest, AVersionThatCannotBeLookedAtIsADoubtAndNotLeftOut)
+{
+    const std::string releases = mTree.Path("MORV/projects/game/releases");
+    for (unsigned index = 1; index <= 2; ++index)
+    {
+        const Armed armed({FaultStat, index, 0});
+        EXPECT_THROW(TreeReader::ListVersionDirectories(releases), TreeReader::TreeError);
+        EXPECT_TRUE(armed.HasFailed());
+    }
+    EXPECT_EQ(TreeReader::ListVersionDirectories(releases).size(), 2U);
 }
 
 TEST_F(PassingFailureTest, FewerThreadsDoTheSameWork)

@@ -7,6 +7,7 @@
 #include "KeldMorvIO/archive/ArchiveFormat.h"
 
 #include <algorithm>
+#include <cerrno>
 
 #include <sys/stat.h>
 
@@ -14,6 +15,18 @@ namespace Keld::TreeReader
 {
 namespace
 {
+/// Whether a directory stands there, and not a link to one.
+Result<bool> IsDirectory(const std::string &path)
+{
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) == 0)
+    {
+        return S_ISDIR(status.st_mode);
+    }
+    const Fault fault = ExplainSystemError(path, errno);
+    return IsDoubt(fault.kind) ? Result<bool>(fault) : Result<bool>(false);
+}
+
 class DataFileLister
 {
 public:
@@ -72,10 +85,10 @@ private:
 
     Failure ListBelow(const std::string &directory, MorvVersion version, std::vector<DataFile> &files) const
     {
-        struct stat status = {};
-        if (lstat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
+        const Result<bool> isThere = IsDirectory(directory);
+        if (!isThere || !*isThere)
         {
-            return std::nullopt;
+            return isThere ? Failure() : Failure(isThere.GetFault());
         }
         return VisitTree(
             directory,
@@ -101,9 +114,13 @@ std::vector<std::string> ListVersionDirectories(const std::string &directory)
                   [&directory](const std::string &name)
                   {
                       MorvVersion version = 0;
-                      struct stat status = {};
-                      return !ParseVersion(name.c_str(), &version) || FormatVersion(version) != name ||
-                             lstat((directory + "/" + name).c_str(), &status) != 0 || !S_ISDIR(status.st_mode);
+                      if (!ParseVersion(name.c_str(), &version) || FormatVersion(version) != name)
+                      {
+                          return true;
+                      }
+                      const Result<bool> isThere = IsDirectory(directory + "/" + name);
+                      RequireNoDoubt(isThere ? Failure() : Failure(isThere.GetFault()));
+                      return !*isThere;
                   });
     return names;
 }
