@@ -1,6 +1,7 @@
 #include "Tools/morv/BundleText.h"
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
+#include "Tools/morv/HelpFormatter.h"
 #include "Tools/morv/Quantity.h"
 #include "Tools/morv/Terminal.h"
 #include "Tools/morv/TreeChoice.h"
@@ -46,7 +47,8 @@ constexpr const char *StandardOutput = "-";
 
 struct BundleOptions
 {
-    std::vector<std::string> releases;
+    std::string base;
+    std::string target;
     std::string root;
     std::string output;
     bool noCheck = false;
@@ -70,11 +72,17 @@ BundleRequest MakeBundleRequest(const BundleOptions &options, const CommonOption
         throw UsageError(common.json ? "--json and -o - cannot both write to standard output"
                                      : "a bundle is not for a terminal: name a file with -o, or send it to a program");
     }
-    BundleRequest request;
-    request.target = ResolveBundled(options.releases.back(), options, common);
-    if (options.releases.size() > 1 && options.releases.front() != NoBase)
+    const bool hasBase = !options.target.empty(); // one word is the target
+    const std::string &target = hasBase ? options.target : options.base;
+    if (target.empty())
     {
-        request.base = ResolveBundled(options.releases.front(), options, common);
+        throw UsageError("TARGET is required");
+    }
+    BundleRequest request;
+    request.target = ResolveBundled(target, options, common);
+    if (hasBase && options.base != NoBase)
+    {
+        request.base = ResolveBundled(options.base, options, common);
     }
     request.check = !options.noCheck;
     request.threadCount = common.GetThreadCount();
@@ -161,11 +169,9 @@ void AddBundleCommand(CommandSet &commands)
                                      {
                                          return BundleNamed(*options, commands.GetCommon());
                                      });
-    command
-        .add_option("RELEASE", options->releases,
-                    "[BASE] TARGET: PROJECT/VERSION, solution:NAME/VERSION, or a directory in one")
-        ->expected(1, 2)
-        ->required();
+    command.add_option("BASE", options->base,
+                       "What is there already: PROJECT/VERSION, solution:NAME/VERSION, a directory in one, or none");
+    ShowAsRequired(*command.add_option("TARGET", options->target, "The release to lead to, named in the same way"));
     command.add_option("--root", options->root, TreeOptionHelp)->type_name("DIR");
     command.add_option("-o,--output", options->output, "The file to write; \"-\" is standard output")
         ->type_name("FILE")

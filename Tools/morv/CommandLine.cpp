@@ -2,6 +2,7 @@
 
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
+#include "Tools/morv/HelpFormatter.h"
 #include "Tools/morv/Terminal.h"
 
 #include <CLI/CLI.hpp>
@@ -70,6 +71,7 @@ class CommandLine
 public:
     CommandLine() : mApp(Description, "morv"), mCommands(mApp)
     {
+        mApp.formatter(MakeHelpFormatter()); // before the commands, which take it over
         mApp.footer(Examples);
         mApp.set_version_flag("--version", "morv " KELD_VERSION, "Print the version and exit");
         mApp.fallthrough();

@@ -1,6 +1,7 @@
 #include "Tools/morv/BackgroundProcess.h"
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
+#include "Tools/morv/HelpFormatter.h"
 #include "Tools/morv/MountOptions.h"
 #include "Tools/morv/MountPoint.h"
 #include "Tools/morv/Quantity.h"
@@ -233,7 +234,7 @@ void AddMountCommand(CommandSet &commands)
     command.add_option("RELEASE", words->release,
                        "client/1.0.0.0, solution:suite/0.0.1.0 or a directory in a release; without it, the release "
                        "around the working directory");
-    command.add_option("DIR", words->directory, "The empty directory to mount on");
+    ShowAsRequired(*command.add_option("DIR", words->directory, "The empty directory to mount on"));
     command.add_flag("-f,--foreground", words->foreground, "Serve from this process until it is interrupted");
     command.add_option("-o,--options", words->options, "Options with commas between them, as told below")
         ->type_name("WHAT")

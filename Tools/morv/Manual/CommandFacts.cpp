@@ -1,5 +1,7 @@
 #include "Tools/morv/Manual/CommandFacts.h"
 
+#include "Tools/morv/HelpFormatter.h"
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -49,7 +51,7 @@ OptionFacts ReadOption(const CLI::Option &option)
         facts.choices = ReadChoices(type);
     }
     facts.description = option.get_description();
-    facts.required = option.get_required();
+    facts.required = IsShownAsRequired(option);
     facts.repeats = option.get_expected_max() > 1;
     return facts;
 }

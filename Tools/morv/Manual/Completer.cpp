@@ -310,6 +310,8 @@ const std::map<std::string, ValueKind> KindsByValue = {
     {"VERSION", ValueKind::Version},
     {"RELEASE", ValueKind::Reference},
     {"REF", ValueKind::Reference},
+    {"BASE", ValueKind::Reference},
+    {"TARGET", ValueKind::Reference},
     {"A", ValueKind::Reference},
     {"B", ValueKind::Reference},
     {"PATH", ValueKind::Path},
