@@ -1,4 +1,5 @@
 #include "Tools/Common/ParallelWork.h"
+#include "Tools/Common/Pool.h"
 
 #include <gtest/gtest.h>
 
@@ -189,6 +190,37 @@ TEST(ParallelWorkTest, AFailureWhileConsumingEndsTheThreads)
         }
     };
     EXPECT_THROW(work.Run(100000, WeighOne, produce, consume), std::runtime_error);
+}
+
+TEST(ParallelWorkTest, WhatWaitsInAPlaceIsFinishedWhenThereAreNoMoreStretches)
+{
+    struct Place
+    {
+        std::size_t waiting = 0;
+    };
+    for (const unsigned threads : {1U, 3U})
+    {
+        const auto stretches = Common::CutIntoStretches(1000, {100, 7, threads},
+                                                        [](std::size_t)
+                                                        {
+                                                            return uint64{1};
+                                                        });
+        std::atomic<std::size_t> finished{0};
+        std::atomic<std::size_t> places{0};
+        Common::ForEachStretchInPlaces<Place>(
+            threads, stretches,
+            [](Place &place, const Common::Stretch &stretch)
+            {
+                place.waiting += stretch.end - stretch.begin;
+            },
+            [&](Place &place)
+            {
+                finished += place.waiting;
+                ++places;
+            });
+        EXPECT_EQ(finished, 1000u);
+        EXPECT_LE(places, threads);
+    }
 }
 } // namespace
 } // namespace Keld::Test

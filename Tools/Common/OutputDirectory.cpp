@@ -1,13 +1,17 @@
 #include "Tools/Common/OutputDirectory.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <system_error>
+#include <vector>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/file.h>
@@ -43,6 +47,10 @@ bool IsCallMissing(int error)
     return error == ENOSYS || error == EPERM;
 }
 
+// ".morv-", the key of the process in so many digits, and "-" before the number of the file.
+constexpr std::string_view TemporaryPrefix = ".morv-";
+constexpr std::size_t KeyDigits = 16;
+
 /// A name that nobody can foresee, so that a hostile tree cannot list it.
 std::string MakeTemporaryName()
 {
@@ -57,8 +65,63 @@ std::string MakeTemporaryName()
     }();
     static std::atomic<unsigned> counter{0};
     std::array<char, 64> name;
-    std::snprintf(name.data(), name.size(), ".morv-%016llx-%x", static_cast<unsigned long long>(key), ++counter);
+    std::snprintf(name.data(), name.size(), "%s%0*llx-%x", TemporaryPrefix.data(), int{KeyDigits},
+                  static_cast<unsigned long long>(key), ++counter);
     return name.data();
+}
+
+bool IsTemporaryName(std::string_view name)
+{
+    const auto isDigit = [](char letter)
+    {
+        return (letter >= '0' && letter <= '9') || (letter >= 'a' && letter <= 'f');
+    };
+    constexpr std::size_t dash = TemporaryPrefix.size() + KeyDigits;
+    return name.size() > dash + 1 && name.starts_with(TemporaryPrefix) && name[dash] == '-' &&
+           std::all_of(name.begin() + TemporaryPrefix.size(), name.begin() + dash, isDigit) &&
+           std::all_of(name.begin() + dash + 1, name.end(), isDigit);
+}
+
+/// Whether a name in a directory still stands for an open file.
+bool IsStillNamed(int directory, const std::string &name, const struct stat &opened)
+{
+    struct stat present = {};
+    return fstatat(directory, name.c_str(), &present, AT_SYMLINK_NOFOLLOW) == 0 && present.st_ino == opened.st_ino &&
+           present.st_dev == opened.st_dev;
+}
+
+/// Those that look like temporary files; none where the directory cannot be read.
+std::vector<std::string> ListTemporaryNames(int directory)
+{
+    Descriptor own(openat(directory, ".", DirectoryFlags)); // with a position of its own
+    const auto closer = [](DIR *stream)
+    {
+        closedir(stream);
+    };
+    const std::unique_ptr<DIR, decltype(closer)> listed(own.IsOpen() ? fdopendir(own.Get()) : nullptr, closer);
+    std::vector<std::string> names;
+    if (listed != nullptr)
+    {
+        own.Release();
+        while (const dirent *const entry = readdir(listed.get()))
+        {
+            if (IsTemporaryName(entry->d_name))
+            {
+                names.emplace_back(entry->d_name);
+            }
+        }
+    }
+    return names;
+}
+
+/// Whoever holds its lock may remove it, as long as its maker did not give it its name meanwhile.
+bool RemoveWhenLeft(int directory, const std::string &name)
+{
+    const Descriptor file(openat(directory, name.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat opened = {};
+    return file.IsOpen() && fstat(file.Get(), &opened) == 0 && S_ISREG(opened.st_mode) && opened.st_nlink == 1 &&
+           flock(file.Get(), LOCK_EX | LOCK_NB) == 0 && IsStillNamed(directory, name, opened) &&
+           unlinkat(directory, name.c_str(), 0) == 0;
 }
 } // namespace
 
@@ -171,18 +234,36 @@ NewFile::NewFile(int directory, std::string name, Temporary temporary) : mDirect
 void NewFile::OpenUnforeseen()
 {
     constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    mTemporaryName = MakeTemporaryName();
-    mFile = Descriptor(openat(mDirectory, mTemporaryName.c_str(), flags, FileMode));
-    if (!mFile.IsOpen())
+    constexpr int mostTries = 16; // a file system that cannot tell shall not keep us here
+    for (int tries = 1;; ++tries)
     {
-        Fail(errno, "cannot make the file");
+        mTemporaryName = MakeTemporaryName();
+        mFile = Descriptor(openat(mDirectory, mTemporaryName.c_str(), flags, FileMode));
+        if (!mFile.IsOpen())
+        {
+            Fail(errno, "cannot make the file");
+        }
+        if (IsHeld() || tries == mostTries)
+        {
+            return;
+        }
+        unlinkat(mDirectory, mTemporaryName.c_str(), 0);
     }
+}
+
+/// Locks the new file, so that nobody takes it for a leftover. False when somebody just has. Where there are no locks
+/// nobody does.
+bool NewFile::IsHeld() const
+{
+    struct stat status = {};
+    const bool isTaken = flock(mFile.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    return !isTaken && fstat(mFile.Get(), &status) == 0 && status.st_nlink != 0;
 }
 
 void NewFile::OpenKnown()
 {
     constexpr std::size_t longestPart = 200; // of the name, so that there is room for more
-    mTemporaryName = ".morv-" + mName.substr(0, longestPart);
+    mTemporaryName = std::string(TemporaryPrefix) + mName.substr(0, longestPart);
     while (!TryOpenKnown())
     {
     }
@@ -211,9 +292,7 @@ bool NewFile::TryOpenKnown()
     {
         Fail(errno, errno == EWOULDBLOCK ? "another process is writing the same file" : "cannot lock the file");
     }
-    struct stat present = {};
-    return fstatat(mDirectory, mTemporaryName.c_str(), &present, AT_SYMLINK_NOFOLLOW) == 0 &&
-           present.st_ino == opened.st_ino && present.st_dev == opened.st_dev;
+    return IsStillNamed(mDirectory, mTemporaryName, opened);
 }
 
 NewFile::~NewFile()
@@ -250,5 +329,15 @@ void NewFile::Publish()
              errno == EISDIR || errno == ENOTEMPTY ? "a directory of its name is there" : "cannot name the file");
     }
     mTemporaryName.clear();
+}
+
+std::size_t RemoveLeftovers(int directory)
+{
+    const std::vector<std::string> names = ListTemporaryNames(directory);
+    return static_cast<std::size_t>(std::count_if(names.begin(), names.end(),
+                                                  [directory](const std::string &name)
+                                                  {
+                                                      return RemoveWhenLeft(directory, name);
+                                                  }));
 }
 } // namespace Keld::Common

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -73,7 +74,7 @@ public:
     /// Under which temporary name it stands.
     enum class Temporary
     {
-        Unforeseen, ///< one that nobody can foresee; a process that is killed leaves it behind
+        Unforeseen, ///< one that nobody can foresee; what a killed process left is for RemoveLeftovers
         Known       ///< one for each name: who is next to make it takes over what a killed process left
     };
 
@@ -92,6 +93,7 @@ public:
 
 private:
     void OpenUnforeseen();
+    bool IsHeld() const;
     void OpenKnown();
     bool TryOpenKnown();
 
@@ -100,4 +102,9 @@ private:
     std::string mTemporaryName; ///< empty once it is published
     Descriptor mFile;
 };
+
+/// Removes the temporary files of unforeseen names that killed processes left in a directory. A process that lives
+/// holds a lock on each of its own, and those stay; so do all where the file system knows no locks. \param directory
+/// open \returns how many were removed
+std::size_t RemoveLeftovers(int directory);
 } // namespace Keld::Common

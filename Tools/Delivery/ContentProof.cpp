@@ -1,8 +1,7 @@
 #include "Tools/Delivery/ContentProof.h"
 
-#include "Tools/Common/ParallelWork.h"
 #include "Tools/Common/Pool.h"
-#include "Tools/TreeReader/ContentBatch.h"
+#include "Tools/TreeReader/DigestQueue.h"
 
 #include <mutex>
 
@@ -31,78 +30,69 @@ public:
                                      {
                                          return SizeOf(index);
                                      });
-        Common::ForEachInParallel(mOptions.threadCount, stretches.size(),
-                                  [&](std::size_t stretch)
-                                  {
-                                      ProveStretch(stretches[stretch]);
-                                  });
+        Common::ForEachStretchInPlaces<Queue>(
+            mOptions.threadCount, stretches,
+            [this](Queue &queue, const Common::Stretch &stretch)
+            {
+                ProveStretch(queue, stretch);
+            },
+            [this](Queue &queue)
+            {
+                ProveWaiting(queue);
+            });
         return std::move(mReasons);
     }
 
 private:
-    /// What one thread works with, kept from stretch to stretch.
-    struct Bench
-    {
-        TreeReader::ContentBatch batch;
-        std::vector<std::size_t> batched; ///< which content each of the batch is
-    };
+    using Queue = TreeReader::DigestQueue<std::size_t>; ///< of indices of mContents
 
     uint64 SizeOf(std::size_t index) const { return mRelease.GetTree().GetFields(mContents[index].file).size; }
 
-    void ProveStretch(const Common::Stretch &stretch)
+    void ProveStretch(Queue &queue, const Common::Stretch &stretch)
     {
-        std::unique_ptr<Bench> bench = mBenches.Take();
         for (std::size_t index = stretch.begin; index < stretch.end; ++index)
         {
             mOptions.checkpoint();
-            if (SizeOf(index) > TreeReader::ContentBatch::LargestFile)
+            if (!Queue::IsSmall(SizeOf(index)))
             {
-                ReadWithDigest(*bench, index);
+                ReadWithDigest(queue, index);
                 mOptions.advance(SizeOf(index));
                 continue;
             }
             const ContentToProve &content = mContents[index];
-            if (const auto failure = bench->batch.Add(mRelease, content.file, content.stored))
+            if (const auto failure = queue.Add(mRelease, content.file, content.stored, index))
             {
                 Refuse(index, failure->text);
             }
-            else
-            {
-                bench->batched.push_back(index);
-            }
             mOptions.advance(SizeOf(index));
-            if (bench->batch.IsFull())
+            if (queue.IsFull())
             {
-                ProveBatch(*bench);
+                ProveWaiting(queue);
             }
         }
-        ProveBatch(*bench);
-        mBenches.Give(std::move(bench));
     }
 
     /// A content with the wrong digest is read once more, by whoever tells that in words.
-    void ProveBatch(Bench &bench)
+    void ProveWaiting(Queue &queue)
     {
-        const std::vector<bool> isRight = bench.batch.Check();
-        for (std::size_t place = 0; place < isRight.size(); ++place)
-        {
-            if (!isRight[place])
+        queue.SettleAll(
+            [&](std::size_t index, std::string_view, bool isRight)
             {
-                ReadWithDigest(bench, bench.batched[place]);
-            }
-        }
-        bench.batch.Clear();
-        bench.batched.clear();
+                if (!isRight)
+                {
+                    ReadWithDigest(queue, index);
+                }
+            });
     }
 
-    void ReadWithDigest(Bench &bench, std::size_t index)
+    void ReadWithDigest(Queue &queue, std::size_t index)
     {
         const ContentToProve &content = mContents[index];
-        const auto failure = bench.batch.GetReader().Read(mRelease, content.file, content.stored, {},
-                                                          [this](std::string_view)
-                                                          {
-                                                              mOptions.checkpoint();
-                                                          });
+        const auto failure = queue.GetReader().Read(mRelease, content.file, content.stored, {},
+                                                    [this](std::string_view)
+                                                    {
+                                                        mOptions.checkpoint();
+                                                    });
         if (failure)
         {
             Refuse(index, failure->text);
@@ -123,7 +113,6 @@ private:
     const TreeReader::Release &mRelease;
     const std::vector<ContentToProve> &mContents;
     const ProofOptions &mOptions;
-    Common::Pool<Bench> mBenches;
     std::mutex mMutex; ///< guards mReasons
     std::vector<std::string> mReasons;
 };

@@ -1,13 +1,11 @@
 #include "Tools/TreeChecker/ContentCheck.h"
 
-#include "Tools/Common/ParallelWork.h"
 #include "Tools/Common/Pool.h"
-#include "Tools/TreeReader/ContentBatch.h"
+#include "Tools/TreeReader/DigestQueue.h"
 
 #include "KeldMorvIO/blocks/CompressedFormat.h"
 
 #include <algorithm>
-#include <memory>
 #include <mutex>
 #include <unordered_map>
 
@@ -25,12 +23,7 @@ namespace
 constexpr uint64 BytesAtOnce = 8 << 20;
 constexpr uint_size UnitsAtOnce = 256;
 
-/// What one thread works with, kept from stretch to stretch.
-struct Workplace
-{
-    TreeReader::ContentBatch batch;
-    std::vector<const StoredUnit *> batched; ///< what each content of the batch is of
-};
+using ContentQueue = TreeReader::DigestQueue<const StoredUnit *>;
 
 class ContentCheck
 {
@@ -43,15 +36,14 @@ public:
     void Run(const std::vector<StoredUnit> &units);
 
 private:
-    void CheckUnit(Workplace &place, const StoredUnit &unit);
+    void CheckUnit(ContentQueue &queue, const StoredUnit &unit);
     void ReadWithDigest(ContentReader &reader, const StoredUnit &unit);
-    void CheckBatch(Workplace &place);
+    void CheckWaiting(ContentQueue &queue);
     void AddFault(const StoredUnit &unit, const Fault &fault);
     void CheckSkippedBytes(const StoredUnit &unit);
 
     const StoredFiles &mFiles;
     const ContentCheckOptions &mOptions;
-    Common::Pool<Workplace> mPlaces;
     std::mutex mMutex; ///< guards mReport
     CheckReport &mReport;
 };
@@ -64,42 +56,41 @@ void ContentCheck::Run(const std::vector<StoredUnit> &units)
                                  {
                                      return uint64{mFiles.GetFields(units[index].front()).size};
                                  });
-    Common::ForEachInParallel(mOptions.threadCount, stretches.size(),
-                              [&](std::size_t stretch)
-                              {
-                                  std::unique_ptr<Workplace> place = mPlaces.Take();
-                                  const auto [begin, end] = stretches[stretch];
-                                  for (uint_size index = begin; index < end; ++index)
-                                  {
-                                      CheckUnit(*place, units[index]);
-                                  }
-                                  CheckBatch(*place);
-                                  mPlaces.Give(std::move(place));
-                              });
+    Common::ForEachStretchInPlaces<ContentQueue>(
+        mOptions.threadCount, stretches,
+        [&](ContentQueue &queue, const Common::Stretch &stretch)
+        {
+            for (uint_size index = stretch.begin; index < stretch.end; ++index)
+            {
+                CheckUnit(queue, units[index]);
+            }
+        },
+        [this](ContentQueue &queue)
+        {
+            CheckWaiting(queue);
+        });
 }
 
 /// A small content waits, decoded, for others to be digested with.
-void ContentCheck::CheckUnit(Workplace &place, const StoredUnit &unit)
+void ContentCheck::CheckUnit(ContentQueue &queue, const StoredUnit &unit)
 {
     mOptions.checkpoint();
     const StoredUse &use = unit.front();
     const uint64 size = mFiles.GetFields(use).size;
-    if (size > TreeReader::ContentBatch::LargestFile)
+    if (!ContentQueue::IsSmall(size))
     {
-        ReadWithDigest(place.batch.GetReader(), unit);
+        ReadWithDigest(queue.GetReader(), unit);
         return;
     }
-    const auto failure = place.batch.Add(mFiles.GetRelease(use), use.file, use.stored);
+    const auto failure = queue.Add(mFiles.GetRelease(use), use.file, use.stored, &unit);
     mOptions.advance(size);
     if (failure)
     {
         AddFault(unit, *failure);
-        return;
     }
-    place.batched.push_back(&unit);
-    if (place.batch.IsFull())
+    if (queue.IsFull())
     {
-        CheckBatch(place);
+        CheckWaiting(queue);
     }
 }
 
@@ -123,22 +114,20 @@ void ContentCheck::ReadWithDigest(ContentReader &reader, const StoredUnit &unit)
 }
 
 /// A content with the wrong digest is read once more, by whoever tells that in words.
-void ContentCheck::CheckBatch(Workplace &place)
+void ContentCheck::CheckWaiting(ContentQueue &queue)
 {
-    const std::vector<bool> isRight = place.batch.Check();
-    for (uint_size index = 0; index < isRight.size(); ++index)
-    {
-        if (isRight[index])
+    queue.SettleAll(
+        [&](const StoredUnit *unit, std::string_view, bool isRight)
         {
-            CheckSkippedBytes(*place.batched[index]);
-        }
-        else
-        {
-            ReadWithDigest(place.batch.GetReader(), *place.batched[index]);
-        }
-    }
-    place.batch.Clear();
-    place.batched.clear();
+            if (isRight)
+            {
+                CheckSkippedBytes(*unit);
+            }
+            else
+            {
+                ReadWithDigest(queue.GetReader(), *unit);
+            }
+        });
 }
 
 void ContentCheck::AddFault(const StoredUnit &unit, const Fault &fault)

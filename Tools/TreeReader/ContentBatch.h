@@ -3,6 +3,8 @@
 #include "Tools/TreeReader/ContentReader.h"
 #include "Tools/TreeReader/ReleaseContents.h"
 
+#include "KeldFoundation/CStd/LargeVector.h"
+
 #include <string_view>
 #include <vector>
 
@@ -45,7 +47,8 @@ private:
     };
 
     ContentReader mReader;
-    std::vector<char> mBytes; ///< the contents, one behind another
+    LargeVector<char> mBytes; ///< the contents, one behind another, and room behind them
+    uint_size mFilled = 0;    ///< of mBytes
     std::vector<Item> mItems;
 };
 } // namespace Keld::TreeReader

@@ -35,7 +35,7 @@ class Passage
 public:
     Passage(uint64 contentSize, const ReadOptions &options, const ContentSink &sink)
         : mContentSize(contentSize), mBegin(std::min(options.offset, contentSize)),
-          mEnd(mBegin + std::min(options.length, contentSize - mBegin)), mSink(sink)
+          mEnd(mBegin + std::min(options.length, contentSize - mBegin)), mRoom(options.room), mSink(sink)
     {
     }
 
@@ -45,6 +45,10 @@ public:
     uint64 GetContentSize() const { return mContentSize; }
     uint64 GetBegin() const { return mBegin; }
     uint64 GetEnd() const { return mEnd; }
+
+    /// Where the whole content may lie, or null.
+    char *GetRoom() const { return mRoom; }
+
     bool IsWhole() const { return mBegin == 0 && mEnd == mContentSize; }
 
     /// Whether nothing of what follows matters to anybody.
@@ -78,6 +82,7 @@ private:
     uint64 mContentSize;
     uint64 mBegin; ///< of the part that is wanted
     uint64 mEnd;
+    char *const mRoom; ///< borrowed
     const ContentSink &mSink;
     uint64 mPosition = 0;
     std::optional<ContentDigest> mDigest;
@@ -126,17 +131,21 @@ private:
 /// `begin` is where the content begins on disk.
 Failure CopyStored(const DiskFile &disk, uint64 begin, std::vector<char> &block, Passage &passage)
 {
-    block.resize(BlockSize);
+    if (passage.GetRoom() == nullptr)
+    {
+        block.resize(BlockSize);
+    }
     passage.SkipTo(passage.GetBegin());
     for (uint64 position = passage.GetBegin(); position < passage.GetEnd();)
     {
-        const uint64 wanted = std::min<uint64>(passage.GetEnd() - position, block.size());
-        const Result<uint_size> count = disk.ReadAt(begin + position, block.data(), wanted);
+        const uint64 wanted = std::min<uint64>(passage.GetEnd() - position, BlockSize);
+        char *const bytes = passage.GetRoom() != nullptr ? passage.GetRoom() + position : block.data();
+        const Result<uint_size> count = disk.ReadAt(begin + position, bytes, wanted);
         if (!count)
         {
             return count.GetFault();
         }
-        passage.Take(std::string_view(block.data(), *count));
+        passage.Take(std::string_view(bytes, *count));
         position += *count;
         if (*count != wanted)
         {
@@ -158,7 +167,7 @@ bool DecodeAtOnce(const DiskFile &disk, const StoredFile &stored, ContentRoom &r
     {
         return false;
     }
-    char *const content = room.Get(size);
+    char *const content = passage.GetRoom() != nullptr ? passage.GetRoom() : room.Get(size);
     std::array<UncompressedBlock, LargestInOnePiece / BlockSize> blocks;
     uint32 blockCount = 0;
     for (uint32 offset = 0; offset < size; offset += BlockSize)

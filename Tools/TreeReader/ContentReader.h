@@ -3,9 +3,10 @@
 #include "Tools/TreeReader/Fault.h"
 #include "Tools/TreeReader/Release.h"
 
+#include "KeldFoundation/CStd/LargeVector.h"
+
 #include <functional>
 #include <limits>
-#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -22,6 +23,10 @@ struct ReadOptions
     /// Holds the content against the manifest's digest when all of it passes by: always for a compressed file, which is
     /// decoded whole, and for others when the whole file is wanted.
     bool checkDigest = true;
+
+    /// Null, or room for a whole content, when the whole is wanted. Where it can, the reader reads or decodes into it,
+    /// and the sink gets pieces that lie there already, each at its place.
+    char *room = nullptr;
 };
 
 /// Memory for one content, kept and made anew only for a larger one. What is in it is not kept.
@@ -30,19 +35,16 @@ class ContentRoom
 public:
     char *Get(uint32 size)
     {
-        if (size > mSize)
+        if (size > mBytes.size())
         {
-            mSize = 0;
-            mBytes.reset(); // before there is a second one
-            mBytes.reset(new char[size]);
-            mSize = size;
+            mBytes = LargeVector<char>(); // before there is a second one
+            mBytes.resize(size);
         }
-        return mBytes.get();
+        return mBytes.data();
     }
 
 private:
-    std::unique_ptr<char[]> mBytes;
-    uint32 mSize = 0;
+    LargeVector<char> mBytes;
 };
 
 /// Reads files of any size with a bounded memory, by the library's own rules for what is damaged. Make one for each

@@ -29,7 +29,8 @@ solution the entry that wins. DIR is made where it is missing. A file appears wh
 replaces one of its name; its content is held against the digest of the manifest.
 
 With --update a file stays that is there already: a plain file of the same size and the same digest
-as in the manifest. Everything else is written anew. Nothing is ever removed.
+as in the manifest. Everything else is written anew. Nothing is ever removed, but for the temporary
+files (".morv-...") that an extraction left which was killed.
 
 A GLOB chooses files, and all below a directory that it matches; its language is that of
 "morv pack --exclude". Without one, everything is written, empty directories too. Modes and times
@@ -147,6 +148,7 @@ Json MakeDocument(const View &view, const ExtractArguments &arguments, const Ext
     document["to"] = TextValue(arguments.target);
     document["written"] = CountValue(report.written);
     document["kept"] = CountValue(report.kept);
+    document["leftovers"] = report.leftovers;
     document["notBegun"] = report.notBegun;
     document["stopped"] = report.stopped.empty() ? Json() : Json(report.stopped);
     Json &failures = document["failures"] = Json::array();
@@ -211,6 +213,10 @@ ExitCode RunExtract(const ExtractArguments &arguments, const CommonOptions &comm
         report = ExtractInterruptibly(opened.view, std::move(plan), target, options);
     }
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    if (report.leftovers != 0)
+    {
+        PrintNote(CountText(report.leftovers, "temporary file") + " removed, left by an extraction that was killed");
+    }
     PrintFailures(report);
     if (common.json)
     {

@@ -1,13 +1,12 @@
 #include "Tools/morv/Extraction.h"
 
-#include "Tools/Common/ParallelWork.h"
-#include "Tools/TreeReader/ContentBatch.h"
+#include "Tools/Common/Pool.h"
 #include "Tools/TreeReader/ContentDigest.h"
+#include "Tools/TreeReader/DigestQueue.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <system_error>
@@ -36,9 +35,8 @@ constexpr std::size_t FilesAtOnce = 256;
 /// What one thread keeps from file to file.
 struct Worker
 {
-    TreeReader::ContentBatch batch;
-    std::vector<const PlannedFile *> batched; ///< what each content of the batch is of
-    std::vector<char> piece;                  ///< of a file that --update looks at
+    TreeReader::DigestQueue<const PlannedFile *> queue;
+    std::vector<char> piece; ///< of a file that --update looks at
     std::optional<uint32> openDirectory;
     Descriptor directory;
 };
@@ -81,11 +79,16 @@ public:
                                      {
                                          return uint64{FieldsOf(mPlan.files[index]).size};
                                      });
-        Common::ForEachInParallel(mOptions.threadCount, stretches.size(),
-                                  [&](std::size_t stretch)
-                                  {
-                                      RunStretch(stretches[stretch]);
-                                  });
+        Common::ForEachStretchInPlaces<Worker>(
+            mOptions.threadCount, stretches,
+            [this](Worker &worker, const Common::Stretch &stretch)
+            {
+                RunStretch(worker, stretch);
+            },
+            [this](Worker &worker)
+            {
+                WriteWaiting(worker);
+            });
         std::sort(mReport.failures.begin(), mReport.failures.end(),
                   [](const ExtractFailure &left, const ExtractFailure &right)
                   {
@@ -102,7 +105,7 @@ private:
             mOptions.checkpoint();
             try
             {
-                mTarget.OpenBelow(directory);
+                mReport.leftovers += Common::RemoveLeftovers(mTarget.OpenBelow(directory).Get());
             }
             catch (const std::system_error &error)
             {
@@ -111,29 +114,26 @@ private:
         }
     }
 
-    void RunStretch(const Common::Stretch &stretch)
+    void RunStretch(Worker &worker, const Common::Stretch &stretch)
     {
-        std::unique_ptr<Worker> worker = TakeWorker();
         for (std::size_t index = stretch.begin; index < stretch.end; ++index)
         {
-            RunOne(mPlan.files[index], *worker,
-                   [this](const PlannedFile &file, Worker &by)
+            const PlannedFile &file = mPlan.files[index];
+            RunOne(file,
+                   [&]
                    {
-                       Begin(file, by);
+                       Begin(file, worker);
                    });
-            if (worker->batch.IsFull())
+            if (worker.queue.IsFull())
             {
-                WriteBatch(*worker);
+                WriteWaiting(worker);
             }
         }
-        WriteBatch(*worker);
-        const std::lock_guard<std::mutex> lock(mMutex);
-        mIdleWorkers.push_back(std::move(worker));
     }
 
     /// One step with one file, unless all has ended. Trouble with the target is told.
     template <class Step>
-    void RunOne(const PlannedFile &file, Worker &worker, const Step &step)
+    void RunOne(const PlannedFile &file, const Step &step)
     {
         mOptions.checkpoint();
         if (mIsStopped)
@@ -144,7 +144,7 @@ private:
         }
         try
         {
-            step(file, worker);
+            step();
         }
         catch (const std::system_error &error)
         {
@@ -152,7 +152,7 @@ private:
         }
     }
 
-    /// Writes a file, or decodes it for the batch, where its digest costs less.
+    /// Writes a file, or decodes it to wait for others, where its digest costs less.
     void Begin(const PlannedFile &file, Worker &worker)
     {
         const uint32 size = FieldsOf(file).size;
@@ -162,7 +162,7 @@ private:
             Count(mReport.kept, size);
             return;
         }
-        if (!mOptions.checkDigests || size > TreeReader::ContentBatch::LargestFile)
+        if (!mOptions.checkDigests || !worker.queue.IsSmall(size))
         {
             WriteAlone(file, worker);
             return;
@@ -170,36 +170,32 @@ private:
         const Release &release = mView.GetRelease(file.hit.layer);
         const auto stored = release.Locate(file.hit.entry);
         const Failure failure =
-            stored ? worker.batch.Add(release, file.hit.entry, *stored) : Failure(stored.GetFault());
+            stored ? worker.queue.Add(release, file.hit.entry, *stored, &file) : Failure(stored.GetFault());
         if (failure)
         {
             AddFailure(file, *failure);
-            return;
         }
-        worker.batched.push_back(&file);
     }
 
     /// A content with the wrong digest is read once more, by whoever tells that in words.
-    void WriteBatch(Worker &worker)
+    void WriteWaiting(Worker &worker)
     {
-        const std::vector<bool> isRight = worker.batch.Check();
-        for (std::size_t index = 0; index < isRight.size(); ++index)
-        {
-            RunOne(*worker.batched[index], worker,
-                   [&](const PlannedFile &file, Worker &by)
-                   {
-                       if (isRight[index])
+        worker.queue.SettleAll(
+            [&](const PlannedFile *file, std::string_view content, bool isRight)
+            {
+                RunOne(*file,
+                       [&]
                        {
-                           WriteWhole(file, by.batch.GetContent(index), by);
-                       }
-                       else
-                       {
-                           WriteAlone(file, by);
-                       }
-                   });
-        }
-        worker.batch.Clear();
-        worker.batched.clear();
+                           if (isRight)
+                           {
+                               WriteWhole(*file, content, worker);
+                           }
+                           else
+                           {
+                               WriteAlone(*file, worker);
+                           }
+                       });
+            });
     }
 
     void WriteWhole(const PlannedFile &file, std::string_view content, Worker &worker)
@@ -217,7 +213,7 @@ private:
         TreeReader::ReadOptions options;
         options.checkDigest = mOptions.checkDigests;
         const Release &release = mView.GetRelease(file.hit.layer);
-        const Failure failure = worker.batch.GetReader().Read(release, file.hit.entry, options,
+        const Failure failure = worker.queue.GetReader().Read(release, file.hit.entry, options,
                                                               [&](std::string_view bytes)
                                                               {
                                                                   mOptions.checkpoint();
@@ -278,18 +274,6 @@ private:
         return mView.GetRelease(file.hit.layer).GetTree().GetFields(file.hit.entry);
     }
 
-    std::unique_ptr<Worker> TakeWorker()
-    {
-        const std::lock_guard<std::mutex> lock(mMutex);
-        if (mIdleWorkers.empty())
-        {
-            return std::make_unique<Worker>();
-        }
-        std::unique_ptr<Worker> worker = std::move(mIdleWorkers.back());
-        mIdleWorkers.pop_back();
-        return worker;
-    }
-
     void Count(ExtractCount &count, uint64 bytes)
     {
         const std::lock_guard<std::mutex> lock(mMutex);
@@ -324,9 +308,8 @@ private:
     const OutputDirectory &mTarget;
     const ExtractOptions &mOptions;
     std::atomic<bool> mIsStopped{false};
-    std::mutex mMutex; ///< guards what follows
+    std::mutex mMutex; ///< guards mReport
     ExtractReport mReport;
-    std::vector<std::unique_ptr<Worker>> mIdleWorkers;
 };
 } // namespace
 

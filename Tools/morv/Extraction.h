@@ -31,12 +31,14 @@ struct ExtractReport
     ExtractCount written;
     ExtractCount kept;                    ///< by --update
     std::vector<ExtractFailure> failures; ///< those of the plan included, by path
+    uint64 leftovers = 0;                 ///< temporary files of killed extractions that were removed
     uint64 notBegun = 0;                  ///< files, after what is told in `stopped`
     std::string stopped;                  ///< why no further file was begun, as a full disk; empty when all were
 };
 
 /// Writes what a plan says. A file appears whole or not at all; what fails is told, and the others are written. A file
-/// of the same name is replaced.
+/// of the same name is replaced. In the directories of the plan, temporary files that killed extractions left are
+/// removed.
 ExtractReport Extract(const TreeReader::View &view, ExtractPlan plan, const Common::OutputDirectory &target,
                       const ExtractOptions &options);
 } // namespace Keld::Morv
