@@ -1,20 +1,8 @@
-#include "Tools/CheckedTree.h"
 #include "Tools/FaultServer.h"
-#include "Tools/TreeSnapshot.h"
+#include "Tools/RepairFixture.h"
 
-#include "Support/ArchiveImage.h"
-
-#include "Tools/Delivery/OpenSource.h"
-#include "Tools/Delivery/Publication.h"
-#include "Tools/Delivery/Repair.h"
-
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <set>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace Keld::Test
 {
@@ -25,15 +13,17 @@ using Delivery::RepairReport;
 using TreeReader::FaultKind;
 using TreeReader::ReleaseName;
 
-ArchiveImage OddIndex(const std::string &first = "Aa", std::uint32_t second = 3)
+/// Where healing comes from. A directory tells all by itself; a server without lists does not tell which index is the
+/// right one.
+enum class Healer
 {
-    ArchiveImage index;
-    index.File(first, 0, 3).File("Bb", second, 4).File("Cc", 0, 3).File("Dd", 3, 4);
-    return index;
-}
+    Directory,
+    Server,
+    ServerWithLists
+};
 
-/// Every kind of fault that a check can report, made in "client", and healed from "server".
-class RepairFaultsTest : public CheckedTree
+/// Every kind of fault that a check can report, made in the client, and healed from the server.
+class RepairFaultsTest : public RepairFixture, public testing::WithParamInterface<Healer>
 {
 protected:
     /// One way to damage a tree.
@@ -45,102 +35,9 @@ protected:
         bool isInIndex = false; ///< which no manifest vouches for, so that a list is needed to heal it
     };
 
-    RepairFaultsTest()
-    {
-        setenv("no_proxy", "127.0.0.1", 1);
-        mTree.Write("MORV/" + Odd + "releases/1.0.0.0/releasemanifest", OddManifest().Bytes());
-        mTree.Write("MORV/" + Odd + "filearchives/1.0.0.0/files-0001.vka", OddIndex().Bytes());
-        mTree.Write("MORV/" + Odd + "filearchives/1.0.0.0/files-0001.vka.dat", "content");
-        mTree.MakeDirectory("MORV/" + Odd + "releases/1.0.0.0/deploy");
-    }
-
-    static ManifestImage OddManifest(const std::string &project = "odd")
-    {
-        ManifestImage manifest(project);
-        manifest.File("Aa", Archived("con")).File("Bb", Archived("tent"));
-        manifest.File("Cc", Archived("con")).File("Dd", Archived("tent"));
-        return manifest;
-    }
-
-    void Publish() const
-    {
-        Delivery::PublishRequest request;
-        request.root = mTree.Path("MORV");
-        request.releases = mReleases;
-        request.sync = false;
-        Delivery::PublishShipLists(request);
-    }
-
-    void Split() const
-    {
-        for (const std::string place : {"server", "client"})
-        {
-            fs::remove_all(mTree.Path(place));
-            mTree.MakeDirectory(place);
-            fs::copy(mTree.Path("MORV"), mTree.Path(place + "/MORV"), fs::copy_options::recursive);
-        }
-    }
-
-    std::set<FaultKind> FaultsOfClient() const
-    {
-        TreeReader::Tree tree(mTree.Path("client/MORV"));
-        std::set<FaultKind> kinds;
-        for (const TreeChecker::Finding &finding : TreeChecker::CheckTree(tree, mReleases, {}).faults)
-        {
-            kinds.insert(finding.fault.kind);
-        }
-        return kinds;
-    }
-
-    RepairReport Repair(const std::string &source) const
-    {
-        const auto opened = Delivery::OpenSource(source, "/", {});
-        Delivery::RepairRequest request;
-        request.root = mTree.Path("client/MORV");
-        request.releases = mReleases;
-        request.source = opened.get();
-        request.sync = false;
-        return Delivery::Repair(request);
-    }
-
-    /// Every file of the source is here, with the same bytes, but for what only one of both has a list of.
-    void ExpectSameFiles() const
-    {
-        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(mTree.Path("server/MORV")))
-        {
-            if (entry.is_regular_file())
-            {
-                const std::string path = fs::relative(entry.path(), mTree.Path("server"));
-                EXPECT_EQ(mTree.Read("client/" + path), mTree.Read("server/" + path)) << path;
-            }
-        }
-        EXPECT_FALSE(mTree.Exists("client/MORV/arriving"));
-    }
-
-    std::string Place(const std::string &path) const { return "client/MORV/projects/" + path; }
-
     void Cut(const std::string &path, std::size_t size) const { mTree.Write(path, mTree.Read(path).substr(0, size)); }
 
-    void WriteManifest(const ManifestImage &manifest) const
-    {
-        mTree.Write(Place("odd/releases/1.0.0.0/releasemanifest"), manifest.Bytes());
-    }
-
-    void WriteIndex(const ByteImage &index) const
-    {
-        mTree.Write(Place("odd/filearchives/1.0.0.0/files-0001.vka"), index.Bytes());
-    }
-
     std::vector<Damage> MakeDamages() const;
-
-    static inline const std::string Odd = "projects/odd/";
-    const std::string mFirst = Place("game/releases/1.0.0.0/");
-    const std::string mArchives = Place("game/filearchives/1.0.0.0/");
-    const std::vector<ReleaseName> mReleases{{false, "game", First},
-                                             {false, "game", Second},
-                                             {false, "extra", First},
-                                             {false, "odd", First},
-                                             {true, "suite", 0x00000100}};
 };
 
 std::vector<RepairFaultsTest::Damage> RepairFaultsTest::MakeDamages() const
@@ -310,39 +207,32 @@ const std::set<FaultKind> KindsOfElsewhere{
     FaultKind::NotReferred,     // a note
 };
 
-TEST_F(RepairFaultsTest, EveryKindOfFaultIsHealedFromEverySourceThatCan)
+TEST_P(RepairFaultsTest, EveryKindOfFaultIsHealed)
 {
-    std::set<FaultKind> met = KindsOfElsewhere;
-    for (const bool isPublished : {false, true})
+    if (GetParam() == Healer::ServerWithLists)
     {
-        if (isPublished)
+        Publish();
+    }
+    Split();
+    const FaultServer server(mTree.Path("server/MORV"), [](const ServedRequest &, ServedAnswer &) {});
+    const std::string source = GetParam() == Healer::Directory ? mTree.Path("server/MORV") : server.GetUrl();
+    std::set<FaultKind> met = KindsOfElsewhere;
+    for (const Damage &damage : MakeDamages())
+    {
+        SCOPED_TRACE(damage.what);
+        Split();
+        damage.make();
+        const std::set<FaultKind> faults = FaultsOfClient();
+        EXPECT_EQ(faults.count(damage.kind), 1U);
+        met.insert(faults.begin(), faults.end());
+        if (damage.isInIndex && GetParam() == Healer::Server)
         {
-            Publish();
+            continue;
         }
-        for (const Damage &damage : MakeDamages())
-        {
-            for (const bool isServed : {false, true})
-            {
-                // A directory tells all by itself; a server without lists does not tell which index is the right one.
-                const bool canHeal = isServed ? isPublished || !damage.isInIndex : !isPublished;
-                if (!canHeal)
-                {
-                    continue;
-                }
-                SCOPED_TRACE(std::string(damage.what) + (isPublished ? ", with lists" : "") +
-                             (isServed ? ", from a server" : ""));
-                Split();
-                damage.make();
-                const std::set<FaultKind> faults = FaultsOfClient();
-                EXPECT_EQ(faults.count(damage.kind), 1U);
-                met.insert(faults.begin(), faults.end());
-                const FaultServer server(mTree.Path("server/MORV"), [](const ServedRequest &, ServedAnswer &) {});
-                const RepairReport report = Repair(isServed ? server.GetUrl() : mTree.Path("server/MORV"));
-                EXPECT_TRUE(report.IsWhole()) << report.remaining.front().GetMessage();
-                ExpectSameFiles();
-                EXPECT_EQ(FaultsOfClient(), std::set<FaultKind>());
-            }
-        }
+        const RepairReport report = Repair(source);
+        EXPECT_TRUE(report.IsWhole()) << report.remaining.front().GetMessage();
+        ExpectSameFiles();
+        EXPECT_EQ(FaultsOfClient(), std::set<FaultKind>());
     }
     for (int kind = 0; kind <= static_cast<int>(FaultKind::NotReferred); ++kind)
     {
@@ -350,88 +240,7 @@ TEST_F(RepairFaultsTest, EveryKindOfFaultIsHealedFromEverySourceThatCan)
     }
 }
 
-TEST_F(RepairFaultsTest, WhatStoodInTheWayIsPutAsideAndTold)
-{
-    Split();
-    mTree.Remove(mFirst + "deploy/Data/naked.txt");
-    mTree.Write(mFirst + "deploy/Data/naked.txt/kept", "kept");
-    mTree.Write(mFirst + "deploy/Data/naked.txt.aside", "of before");
-    const RepairReport report = Repair(mTree.Path("server/MORV"));
-    EXPECT_EQ(mTree.Read(mFirst + "deploy/Data/naked.txt.aside-2/kept"), "kept");
-    EXPECT_EQ(mTree.Read(mFirst + "deploy/Data/naked.txt.aside"), "of before");
-    ASSERT_EQ(report.notes.size(), 1U);
-    EXPECT_NE(report.notes[0].find("projects/game/releases/1.0.0.0/deploy/Data/naked.txt was in the way"),
-              std::string::npos)
-        << report.notes[0];
-}
-
-TEST_F(RepairFaultsTest, AFileThatALinkLeadsToIsAsGoodAsAnyOther)
-{
-    Publish();
-    Split();
-    const std::string managed = Place("game/managedfiles/1.0.0.0/Data/managed.bin");
-    fs::rename(mTree.Path(managed), mTree.Path("elsewhere"));
-    fs::create_symlink(mTree.Path("elsewhere"), mTree.Path(managed));
-    const TreeSnapshot before = TakeSnapshot(mTree.Path("client/MORV/projects"));
-    EXPECT_EQ(Repair(mTree.Path("server/MORV")).broughtFiles, 0U);
-    EXPECT_TRUE(TakeSnapshot(mTree.Path("client/MORV/projects")) == before);
-}
-
-TEST_F(RepairFaultsTest, AReleaseThatIsWholeIsNotTakenForADamagedOneOfTheSameVersion)
-{
-    Split();
-    WriteManifest(ManifestImage("odd").File("Aa", Archived("con")));
-    ASSERT_EQ(FaultsOfClient(), std::set<FaultKind>());
-    const FaultServer server(mTree.Path("server/MORV"), [](const ServedRequest &, ServedAnswer &) {});
-    const TreeSnapshot before = TakeSnapshot(mTree.Path("client/MORV/projects"));
-    for (const std::string &source : {mTree.Path("server/MORV"), server.GetUrl()})
-    {
-        std::string refusal;
-        try
-        {
-            Repair(source);
-        }
-        catch (const TreeReader::TreeError &error)
-        {
-            refusal = error.what();
-        }
-        EXPECT_NE(refusal.find("odd 1.0.0.0"), std::string::npos) << refusal;
-        EXPECT_NE(refusal.find("another"), std::string::npos) << refusal;
-        EXPECT_TRUE(TakeSnapshot(mTree.Path("client/MORV/projects")) == before);
-    }
-}
-
-TEST_F(RepairFaultsTest, FilesThatCannotBeReadAreHealed)
-{
-    Split();
-    const std::vector<std::string> closed{Place("game/managedfiles/1.0.0.0/Data/managed.bin"),
-                                          mArchives + "files-0001.vka", mFirst + "releasemanifest"};
-    for (const std::string &path : closed)
-    {
-        fs::permissions(mTree.Path(path), fs::perms::none);
-    }
-    const pid_t child = fork();
-    if (child == 0)
-    {
-        // The superuser may read everything; somebody else may not.
-        constexpr unsigned nobody = 65534;
-        if (geteuid() == 0)
-        {
-            const std::string give = "chown -R 65534:65534 '" + mTree.Root() + "'";
-            if (std::system(give.c_str()) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)
-            {
-                _exit(2);
-            }
-        }
-        const std::set<FaultKind> faults = FaultsOfClient();
-        const bool isMet = faults.count(FaultKind::NotAllowed) == 1 && faults.count(FaultKind::UnreadableIndex) == 1;
-        _exit(isMet && Repair(mTree.Path("server/MORV")).IsWhole() && FaultsOfClient().empty() ? 0 : 1);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
-    ExpectSameFiles();
-}
+INSTANTIATE_TEST_SUITE_P(EverySource, RepairFaultsTest,
+                         testing::Values(Healer::Directory, Healer::Server, Healer::ServerWithLists));
 } // namespace
 } // namespace Keld::Test

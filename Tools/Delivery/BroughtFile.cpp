@@ -24,6 +24,7 @@ bool IsBrought(Download &download, const DownloadPlace &place, const DownloadCal
         download.isThere = true;
         download.isPieced = true;
         calls.found(*size);
+        calls.grown(download.path, *size);
     }
     else if (download.size && *size > *download.size)
     {

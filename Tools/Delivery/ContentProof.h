@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tools/TreeReader/Release.h"
+#include "Tools/Delivery/ContentBench.h"
 
 #include <functional>
 #include <string>
@@ -8,14 +8,6 @@
 
 namespace Keld::Delivery
 {
-/// A content that is to be held against its digest.
-struct ContentToProve
-{
-    TreeReader::EntryIndex file = TreeReader::NoEntry;
-    TreeReader::StoredFile stored;
-    std::size_t owner = 0; ///< which file on disk it is a part of
-};
-
 struct ProofOptions
 {
     unsigned threadCount = 1;

@@ -173,12 +173,14 @@ void DirectorySource::BringOne(Download &download, const DownloadPlace &place, c
     }
     download.isPieced = part.GetSize() != 0;
     calls.found(part.GetSize());
+    calls.grown(download.path, part.GetSize());
     LargeVector<char> piece;
     ReadBytes(*file, part.GetSize(), file->GetSize(), piece, calls.checkpoint,
               [&](std::string_view bytes)
               {
                   part.Append(bytes);
                   calls.advance(bytes.size());
+                  calls.grown(download.path, part.GetSize());
               });
     part.Close();
     download.isThere = true;

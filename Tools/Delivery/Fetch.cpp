@@ -3,14 +3,12 @@
 #include "Tools/Delivery/DownloadPlace.h"
 #include "Tools/Delivery/FetchBounds.h"
 #include "Tools/Delivery/WantedSet.h"
-#include "Tools/TreeReader/SolutionProjects.h"
 #include "Tools/TreeReader/TreeError.h"
 
 #include "KeldMorvIO/TreeWords.h"
 
 #include <algorithm>
 #include <atomic>
-#include <filesystem>
 
 namespace Keld::Delivery
 {
@@ -68,7 +66,7 @@ private:
     std::vector<std::string> CheckAll(std::string &reason);
     void Publish();
     void RequireRoom(const std::vector<Download> &downloads) const;
-    ManifestState GetTextState(const WantedText &text) const;
+    std::unique_ptr<EarlyProof> MakeEarlyProof() const;
     FetchReport MakeReport(bool wasThere) const;
 
     Source &mSource;
@@ -81,6 +79,7 @@ private:
     std::vector<std::unique_ptr<ReleaseFetch>> mReleases;
     std::vector<bool> mWereWhole; ///< by release
     std::vector<Download> mDownloads;
+    std::unique_ptr<EarlyProof> mEarly = MakeEarlyProof();
     std::atomic<uint64> mCameBytes{0};
     std::atomic<uint64> mFoundBytes{0};
 };
@@ -163,7 +162,7 @@ bool FetchRun::CompareAll()
     }
     for (const WantedText &text : mWanted.texts)
     {
-        const ManifestState state = GetTextState(text);
+        const ManifestState state = GetTextState(mRequest.root, text);
         if (state == ManifestState::Other && !mRequest.mayReplace)
         {
             throw TreeError(mRequest.root + "/" + text.path +
@@ -199,11 +198,16 @@ void FetchRun::BringAll()
         mFoundBytes += bytes;
         mRequest.advance(bytes);
     };
+    calls.grown = [&](const std::string &path, uint64 size)
+    {
+        mEarly->Note(path, size);
+    };
     mRequest.begin(FetchPhase::Downloading, 0);
     for (const auto &release : mReleases)
     {
         release->Plan(mSource, calls);
         release->AddDownloads(mDownloads);
+        release->Foretell(*mEarly);
     }
     RequireRoom(mDownloads);
     uint64 size = 0;
@@ -264,20 +268,28 @@ void FetchRun::BringParts(const DownloadCalls &calls)
     mDownloads.insert(mDownloads.end(), whole.begin(), whole.end());
 }
 
+std::unique_ptr<EarlyProof> FetchRun::MakeEarlyProof() const
+{
+    return std::make_unique<EarlyProof>(mRequest.threadCount, mRequest.checkpoint);
+}
+
 std::vector<std::string> FetchRun::CheckAll(std::string &reason)
 {
+    mEarly->Finish();
     uint64 bytes = 0;
     for (const auto &release : mReleases)
     {
         bytes += release->GetCheckedBytes();
     }
+    bytes -= std::min(bytes, mEarly->GetProvedBytes());
     mRequest.begin(FetchPhase::Checking, mRequest.decode ? bytes : 0);
     std::vector<std::string> failed;
     for (const auto &release : mReleases)
     {
-        const std::vector<std::string> some = release->Check(reason);
+        const std::vector<std::string> some = release->Check(*mEarly, reason);
         failed.insert(failed.end(), some.begin(), some.end());
     }
+    mEarly = MakeEarlyProof(); // what comes once more is proved when it is there
     return failed;
 }
 
@@ -301,7 +313,7 @@ void FetchRun::Publish()
     }
     for (const WantedText &text : mWanted.texts)
     {
-        if (GetTextState(text) != ManifestState::Same)
+        if (GetTextState(mRequest.root, text) != ManifestState::Same)
         {
             if (!mArrival.IsAccepted(text.path))
             {
@@ -343,17 +355,6 @@ void FetchRun::AddShipList(std::vector<std::string> &paths)
         }
         paths.push_back(text.path);
     }
-}
-
-ManifestState FetchRun::GetTextState(const WantedText &text) const
-{
-    const std::string path = mRequest.root + "/" + text.path;
-    return CompareWithDisk(path, text.bytes,
-                           [&](const LargeVector<char> &)
-                           {
-                               const std::string directory = std::filesystem::path(path).parent_path();
-                               return static_cast<bool>(TreeReader::ReadSolutionProjects(directory));
-                           });
 }
 
 FetchReport FetchRun::MakeReport(bool wasThere) const

@@ -108,6 +108,7 @@ void FileJob::GoOn(const HttpHead &head)
         mToldFound = true;
         mCalls.found(mAskedFrom);
     }
+    mCalls.grown(mDownload.path, mAskedFrom);
 }
 
 void FileJob::StartAnew(const HttpHead &head)
@@ -124,6 +125,7 @@ void FileJob::StartAnew(const HttpHead &head)
     mExpected = head.length ? head.length : mDownload.size;
     mToldFound = true; // nothing of an earlier run counts
     mPart.emplace(mPlace, mDownload.path);
+    mCalls.grown(mDownload.path, 0);
     mPart->Restart(mExpected ? MakeTag(mDownload, *mExpected, head.identity) : "");
 }
 
@@ -137,6 +139,7 @@ void FileJob::TakeBytes(std::string_view bytes)
     mToldFound = true;
     mPart->Append(bytes);
     mCalls.advance(bytes.size());
+    mCalls.grown(mDownload.path, mPart->GetSize());
 }
 
 void FileJob::TakeEnd()

@@ -184,10 +184,15 @@ uint64 ReleaseFetch::GetCheckedBytes() const
     return bytes;
 }
 
-std::vector<std::string> ReleaseFetch::Check(std::string &reason) const
+void ReleaseFetch::Foretell(EarlyProof &early) const
+{
+    ReleaseProof(mWanted, mPlace, mProof, mTrust.checkSums, mOptions).Foretell(mPlain, mArchives, early);
+}
+
+std::vector<std::string> ReleaseFetch::Check(EarlyProof &early, std::string &reason) const
 {
     return ReleaseProof(mWanted, mPlace, mProof, mTrust.checkSums, mOptions)
-        .Check(mPlain, mArchives, mHeld.GetReleases(), reason);
+        .Check(mPlain, mArchives, mHeld.GetReleases(), early, reason);
 }
 
 void ReleaseFetch::Accept(std::vector<std::string> &paths) const

@@ -62,11 +62,14 @@ public:
     /// \returns whether there was any
     bool BringPartsAgain(Source &source, const DownloadCalls &calls, const std::vector<std::string> &failed);
 
-    /// Reads all that came and holds it against its digests. What fails is taken away.
-    /// \returns the paths of what failed
-    std::vector<std::string> Check(std::string &reason) const;
+    /// Tells what is to be proved of what AddDownloads added, so that it may be while it comes.
+    void Foretell(EarlyProof &early) const;
 
-    /// Bytes that Check reads.
+    /// Reads all that came and was not proved meanwhile, and holds it against its digests. What fails is taken away.
+    /// \returns the paths of what failed
+    std::vector<std::string> Check(EarlyProof &early, std::string &reason) const;
+
+    /// Bytes that are to be proved of what came.
     uint64 GetCheckedBytes() const;
 
     /// Accepts all that came, the manifest included, and adds its paths.

@@ -1,6 +1,7 @@
 #include "Tools/Delivery/ReleaseProof.h"
 
 #include "Tools/Common/ParallelWork.h"
+#include "Tools/Delivery/ContentProof.h"
 #include "Tools/TreeReader/ContentReader.h"
 
 #include "KeldFoundation/CStd/Hash.h"
@@ -24,16 +25,6 @@ StoredFile StoredIn(const MORV::Reader::ArchiveFile &index, uint32 record, const
     index.GetRange(record, offset, size);
     return {TreeReader::Storage::Archive, TreeReader::CompressionOf(flags), nullptr, record, dataPlace, offset, size};
 }
-
-/// In the order of the disk.
-void SortByOffset(std::vector<ContentToProve>::iterator begin, std::vector<ContentToProve>::iterator end)
-{
-    std::stable_sort(begin, end,
-                     [](const ContentToProve &left, const ContentToProve &right)
-                     {
-                         return left.stored.offset < right.stored.offset;
-                     });
-}
 } // namespace
 
 ReleaseProof::ReleaseProof(const WantedRelease &wanted, const DownloadPlace &place, const SourceProof &proof,
@@ -42,63 +33,93 @@ ReleaseProof::ReleaseProof(const WantedRelease &wanted, const DownloadPlace &pla
 {
 }
 
-std::vector<std::string> ReleaseProof::Check(const std::vector<PlainFile> &plain,
-                                             const std::vector<SourceArchive> &archives,
-                                             const std::vector<std::shared_ptr<const Release>> &others,
-                                             std::string &reason) const
+std::vector<ReleaseProof::NewFile> ReleaseProof::FindNew(const std::vector<PlainFile> &plain,
+                                                         const std::vector<SourceArchive> &archives) const
 {
-    mWanted.CloseFiles(); // what came may have taken the place of what was read before
-    std::vector<const PlainFile *> newPlain;
-    std::vector<const SourceArchive *> newArchives;
+    const Arrival &arrival = mPlace.GetArrival();
+    std::vector<NewFile> files;
     for (const PlainFile &file : plain)
     {
-        const bool isProved = file.isCopied || mPlace.GetArrival().IsAccepted(file.path);
-        newPlain.insert(newPlain.end(), isProved ? 0 : 1, &file);
+        if (!file.isCopied && !arrival.IsAccepted(file.path))
+        {
+            files.push_back({&file, nullptr});
+        }
     }
     for (const SourceArchive &archive : archives)
     {
-        newArchives.insert(newArchives.end(), IsAccepted(archive) ? 0 : 1, &archive);
+        if (!arrival.IsAccepted(archive.dataPath) || !(archive.isHere || arrival.IsAccepted(archive.indexPath)))
+        {
+            files.push_back({nullptr, &archive});
+        }
     }
-    const std::size_t count = newPlain.size() + newArchives.size();
-    const auto pathOf = [&](std::size_t owner) -> const std::string &
-    {
-        return owner < newPlain.size() ? newPlain[owner]->path : newArchives[owner - newPlain.size()]->dataPath;
-    };
+    return files;
+}
 
-    std::vector<std::string> reasons(count);
-    Common::ForEachInParallel(mOptions.threadCount, count,
+void ReleaseProof::Foretell(const std::vector<PlainFile> &plain, const std::vector<SourceArchive> &archives,
+                            EarlyProof &early) const
+{
+    if (!mOptions.decode && !mCheckSums)
+    {
+        return;
+    }
+    for (const NewFile &file : FindNew(plain, archives))
+    {
+        ExpectedFile expected{mPlace.GetPlace(file.GetPath()), &mWanted.GetRelease()};
+        if (mOptions.decode)
+        {
+            expected.contents = ContentsOf(file);
+        }
+        const ShippedFile *listed = mCheckSums ? mProof.Find(file.GetPath()) : nullptr;
+        if (listed != nullptr)
+        {
+            expected.size = listed->size;
+            expected.sum = listed->sum;
+        }
+        early.Expect(file.GetPath(), std::move(expected));
+    }
+}
+
+std::vector<std::string> ReleaseProof::Check(const std::vector<PlainFile> &plain,
+                                             const std::vector<SourceArchive> &archives,
+                                             const std::vector<std::shared_ptr<const Release>> &others,
+                                             EarlyProof &early, std::string &reason) const
+{
+    mWanted.CloseFiles(); // what came may have taken the place of what was read before
+    const std::vector<NewFile> files = FindNew(plain, archives);
+    std::vector<std::string> reasons(files.size());
+    Common::ForEachInParallel(mOptions.threadCount, files.size(),
                               [&](std::size_t owner)
                               {
                                   mOptions.checkpoint();
-                                  const bool isPlain = owner < newPlain.size();
-                                  const uint64 least = isPlain ? 0 : newArchives[owner - newPlain.size()]->extent;
-                                  reasons[owner] = CheckWhole(pathOf(owner), least);
+                                  reasons[owner] = CheckWhole(files[owner], early);
                               });
     if (mOptions.decode)
     {
         std::vector<ContentToProve> contents;
-        for (std::size_t owner = 0; owner < count; ++owner)
+        for (std::size_t owner = 0; owner < files.size(); ++owner)
         {
-            if (reasons[owner].empty() && owner < newPlain.size())
+            std::optional<std::vector<ContentToProve>> left = early.TakeUnproved(files[owner].GetPath());
+            if (reasons[owner].empty())
             {
-                AddPlain(*newPlain[owner], owner, contents);
-            }
-            else if (reasons[owner].empty())
-            {
-                AddArchive(*newArchives[owner - newPlain.size()], owner, contents);
+                for (ContentToProve &content : left ? *left : left.emplace(ContentsOf(files[owner])))
+                {
+                    content.owner = owner;
+                    contents.push_back(std::move(content));
+                }
             }
         }
-        const std::vector<std::string> wrong = ProveContents(
-            mWanted.GetRelease(), contents, count, {mOptions.threadCount, mOptions.advance, mOptions.checkpoint});
-        for (std::size_t owner = 0; owner < count; ++owner)
+        const std::vector<std::string> wrong =
+            ProveContents(mWanted.GetRelease(), contents, files.size(),
+                          {mOptions.threadCount, mOptions.advance, mOptions.checkpoint});
+        for (std::size_t owner = 0; owner < files.size(); ++owner)
         {
             reasons[owner] += wrong[owner]; // at most one of both is told
         }
     }
     std::vector<std::string> failed;
-    for (std::size_t owner = 0; owner < count; ++owner)
+    for (std::size_t owner = 0; owner < files.size(); ++owner)
     {
-        const SourceArchive *archive = owner < newPlain.size() ? nullptr : newArchives[owner - newPlain.size()];
+        const SourceArchive *archive = files[owner].archive;
         for (const auto &other : others)
         {
             if (mOptions.decode && archive != nullptr && archive->isHere && reasons[owner].empty())
@@ -108,52 +129,52 @@ std::vector<std::string> ReleaseProof::Check(const std::vector<PlainFile> &plain
         }
         if (!reasons[owner].empty())
         {
-            mPlace.Remove(pathOf(owner));
-            failed.push_back(pathOf(owner));
-            reason = pathOf(owner) + ": " + reasons[owner];
+            mPlace.Remove(files[owner].GetPath());
+            failed.push_back(files[owner].GetPath());
+            reason = files[owner].GetPath() + ": " + reasons[owner];
         }
     }
     return failed;
 }
 
-bool ReleaseProof::IsAccepted(const SourceArchive &archive) const
-{
-    const Arrival &arrival = mPlace.GetArrival();
-    return arrival.IsAccepted(archive.dataPath) && (archive.isHere || arrival.IsAccepted(archive.indexPath));
-}
-
 /// What is wrong with a file without a look into it; an empty text for nothing.
-std::string ReleaseProof::CheckWhole(const std::string &path, uint64 least) const
+std::string ReleaseProof::CheckWhole(const NewFile &file, const EarlyProof &early) const
 {
-    if (mPlace.GetSize(path).value_or(0) < least)
+    const std::string &path = file.GetPath();
+    const std::string place = mPlace.GetPlace(path);
+    if (file.archive != nullptr && mPlace.GetSize(path).value_or(0) < file.archive->extent)
     {
         return "has fewer bytes than its index tells of";
     }
-    const bool isListed = !mCheckSums || mProof.CheckFile(path, mPlace.GetPlace(path));
+    const bool isListed = !mCheckSums || early.IsSummed(path) || mProof.CheckFile(path, place);
     return isListed ? "" : "is not the file that the shiplist tells of";
 }
 
-void ReleaseProof::AddPlain(const PlainFile &plain, std::size_t owner, std::vector<ContentToProve> &contents) const
-{
-    const auto &fields = mWanted.GetRelease().GetTree().GetFields(plain.file);
-    contents.push_back({plain.file,
-                        {TreeReader::StorageOf(fields.flags), TreeReader::Compression::None, nullptr, 0,
-                         mPlace.GetPlace(plain.path), 0, mPlace.GetSize(plain.path).value_or(0)},
-                        owner});
-}
-
-void ReleaseProof::AddArchive(const SourceArchive &archive, std::size_t owner,
-                              std::vector<ContentToProve> &contents) const
+/// In the order of the disk.
+std::vector<ContentToProve> ReleaseProof::ContentsOf(const NewFile &file) const
 {
     const ManifestTree &tree = mWanted.GetRelease().GetTree();
-    const std::string place = mPlace.GetPlace(archive.dataPath);
-    const auto first = static_cast<std::ptrdiff_t>(contents.size());
-    for (const WantedRecord &wanted : archive.wanted)
+    const std::string place = mPlace.GetPlace(file.GetPath());
+    if (file.plain != nullptr)
+    {
+        const auto &fields = tree.GetFields(file.plain->file);
+        return {
+            {file.plain->file,
+             {TreeReader::StorageOf(fields.flags), TreeReader::Compression::None, nullptr, 0, place, 0, fields.size}}};
+    }
+    std::vector<ContentToProve> contents;
+    contents.reserve(file.archive->wanted.size());
+    for (const WantedRecord &wanted : file.archive->wanted)
     {
         contents.push_back(
-            {wanted.file, StoredIn(*archive.index, wanted.record, place, tree.GetFields(wanted.file).flags), owner});
+            {wanted.file, StoredIn(*file.archive->index, wanted.record, place, tree.GetFields(wanted.file).flags)});
     }
-    SortByOffset(contents.begin() + first, contents.end());
+    std::stable_sort(contents.begin(), contents.end(),
+                     [](const ContentToProve &left, const ContentToProve &right)
+                     {
+                         return left.stored.offset < right.stored.offset;
+                     });
+    return contents;
 }
 
 /// Data that takes the place of damaged data must not take away from another release what was good for it.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tools/Delivery/ContentProof.h"
+#include "Tools/Delivery/EarlyProof.h"
 #include "Tools/Delivery/HeldFiles.h"
 #include "Tools/Delivery/SourceArchives.h"
 #include "Tools/Delivery/SourceProof.h"
@@ -27,19 +27,32 @@ public:
     ReleaseProof(const WantedRelease &wanted, const DownloadPlace &place, const SourceProof &proof, bool checkSums,
                  const CompareOptions &options);
 
-    /// Reads all that came. What fails is taken away.
+    /// Tells somebody who proves what comes while it comes what that is to be.
+    void Foretell(const std::vector<PlainFile> &plain, const std::vector<SourceArchive> &archives,
+                  EarlyProof &early) const;
+
+    /// Reads all that came and was not proved meanwhile. What fails is taken away.
+    /// \param early  has finished
     /// \param others releases here, which must not lose what is good for them
     /// \returns the files that failed, and the reason of the last
     std::vector<std::string> Check(const std::vector<PlainFile> &plain, const std::vector<SourceArchive> &archives,
                                    const std::vector<std::shared_ptr<const TreeReader::Release>> &others,
-                                   std::string &reason) const;
+                                   EarlyProof &early, std::string &reason) const;
 
 private:
-    bool IsAccepted(const SourceArchive &archive) const;
-    std::string CheckWhole(const std::string &path, uint64 least) const;
+    /// A file on disk that is to be proved: one of both.
+    struct NewFile
+    {
+        const PlainFile *plain = nullptr;
+        const SourceArchive *archive = nullptr;
+
+        const std::string &GetPath() const { return plain != nullptr ? plain->path : archive->dataPath; }
+    };
+
+    std::vector<NewFile> FindNew(const std::vector<PlainFile> &plain, const std::vector<SourceArchive> &archives) const;
+    std::vector<ContentToProve> ContentsOf(const NewFile &file) const;
+    std::string CheckWhole(const NewFile &file, const EarlyProof &early) const;
     std::string CheckOthers(const SourceArchive &archive, const TreeReader::Release &other) const;
-    void AddPlain(const PlainFile &plain, std::size_t owner, std::vector<ContentToProve> &contents) const;
-    void AddArchive(const SourceArchive &archive, std::size_t owner, std::vector<ContentToProve> &contents) const;
 
     const WantedRelease &mWanted;
     const DownloadPlace &mPlace;

@@ -42,6 +42,10 @@ struct DownloadCalls
     /// Told of bytes that are there from an earlier run. By any thread.
     std::function<void(uint64)> found = [](uint64) {};
 
+    /// Told how many bytes of a file are in the place, from its start on, whenever there are more; before it comes
+    /// anew, 0. By any thread.
+    std::function<void(const std::string &path, uint64 size)> grown = [](const std::string &, uint64) {};
+
     /// Called again and again, by any thread. What it throws ends the work.
     std::function<void()> checkpoint = [] {};
 };

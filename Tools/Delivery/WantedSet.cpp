@@ -177,4 +177,15 @@ WantedSet ReadWantedSet(Source &source, const std::string &root, const ReleaseNa
     }
     return set;
 }
+
+ManifestState GetTextState(const std::string &root, const WantedText &text)
+{
+    const std::string path = root + "/" + text.path;
+    return CompareWithDisk(path, text.bytes,
+                           [&](const LargeVector<char> &)
+                           {
+                               const std::string directory = path.substr(0, path.rfind('/'));
+                               return static_cast<bool>(TreeReader::ReadSolutionProjects(directory));
+                           });
+}
 } // namespace Keld::Delivery

@@ -32,4 +32,7 @@ struct WantedSet
 /// Reads all manifests that are needed to know what is wanted. Refuses, by SourceError, what the source does not have
 /// or what does not fit together.
 WantedSet ReadWantedSet(Source &source, const std::string &root, const TreeReader::ReleaseName &name);
+
+/// What stands in a tree where a text manifest is to go.
+ManifestState GetTextState(const std::string &root, const WantedText &text);
 } // namespace Keld::Delivery

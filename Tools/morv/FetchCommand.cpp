@@ -39,13 +39,14 @@ a place in the tree where no program looks, is checked, and is then moved to whe
 programs see the release when it is whole and not before, and those that read from the tree are not disturbed. A run
 that was interrupted leaves what came, and the next run of the same command goes on with it.
 
-Every file that comes is decoded and held against the digest in its manifest, unless --trust-transport is given; then
-sizes and archive indexes are checked alone. A release that is here already is checked in the same way, left alone
-where it is whole, and mended where it is not. -j tells how many files come at once (8 without it), and how many threads
-check them.
+Every file that comes is decoded and held against the digest in its manifest, for the most part while others come. With
+--trust-transport sizes and archive indexes are checked alone. A release that is here already is checked in the same
+way, left alone where it is whole, and mended where it is not. -j tells how many files come at once (8 without it), and
+how many threads check them (one for each processor without it).
 
-Where the source has a shiplist ("morv publish" writes it), sizes and SHA-256 sums are taken from there too. With
---signed, nothing is accepted that a signed shiplist does not tell of.
+Where the source has a shiplist ("morv publish" writes it), what comes has to have the sizes and SHA-256 sums that it
+tells, too. With --signed, nothing is accepted that a signed shiplist does not tell of; its sums are checked then also
+with --trust-transport, which proves every byte and costs less than decoding.
 
 Examples:
   morv fetch https://example.com/MORV --root /srv/MORV --project client --release 1.0.0.7
@@ -256,7 +257,8 @@ void AddFetchCommand(CommandSet &commands)
         ->type_name("NAME");
     command.add_option("--release", options->release, "The release, as in 1.0.0.7")->type_name("VERSION")->required();
     command.add_flag("--trust-transport", options->trustTransport,
-                     "Do not decode what comes to hold it against its digests; check sizes and indexes alone");
+                     "Do not decode what comes to hold it against its digests; check sizes and indexes alone, and sums "
+                     "where --signed asks for them");
     command.add_flag("--partial", options->partial,
                      "Fetch of an archive of which at most half is needed the parts that are needed, and make a new "
                      "archive of them");

@@ -35,7 +35,8 @@ namespace
 constexpr const char *RepairFooter = R"(
 Finds what is damaged or missing of these releases, and gets exactly that back from SOURCE: a directory or a server that
 holds the same tree. Without RELEASE all releases and solutions of the tree are repaired, also one whose manifest is
-lost. Without --from nothing is changed: it tells what would be needed, and ends with status 1 if that is anything.
+lost. Without --from nothing is changed: it tells what would be needed, and ends with status 1 if that is anything. With
+it, status 1 says that something could not be healed, which is told.
 
 Where the source has published a release ("morv publish"), its shiplist tells about every byte of every file, and of
 an archive of which some ranges are damaged these alone are fetched. A directory without a shiplist is checked, and its

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Tools/TreeReader/DigestQueue.h"
+
+#include <functional>
+
+namespace Keld::Delivery
+{
+/// A content that is to be held against its digest.
+struct ContentToProve
+{
+    TreeReader::EntryIndex file = TreeReader::NoEntry;
+    TreeReader::StoredFile stored;
+    std::size_t owner = 0; ///< which file on disk it is a part of
+};
+
+/// Decodes contents and holds them against their digests, small ones side by side. One thread's; it keeps its memory.
+class ContentBench
+{
+public:
+    struct Calls
+    {
+        /// Called again and again. What it throws ends the work.
+        std::function<void()> checkpoint = [] {};
+
+        /// Told of each content once, by its number, and what is wrong with it, if anything is.
+        std::function<void(std::size_t number, const TreeReader::Failure &failure)> judge;
+    };
+
+    /// Takes a content to prove. Small ones wait for others.
+    /// \param content must stay until Finish
+    void Take(const TreeReader::Release &release, const ContentToProve &content, std::size_t number,
+              const Calls &calls);
+
+    /// Judges those that wait.
+    void Finish(const Calls &calls);
+
+private:
+    struct Waiting
+    {
+        const TreeReader::Release *release;
+        const ContentToProve *content;
+        std::size_t number;
+    };
+
+    void Judge(const Waiting &one, const Calls &calls);
+
+    TreeReader::DigestQueue<Waiting> mQueue;
+};
+} // namespace Keld::Delivery
