@@ -2,6 +2,7 @@
 #include "Tools/TreeSnapshot.h"
 
 #include "Support/HexDump.h"
+#include "Support/KilledChild.h"
 
 #include "Tools/Common/OutputDirectory.h"
 #include "Tools/Delivery/BundleApplication.h"
@@ -12,8 +13,6 @@
 #include <filesystem>
 
 #include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace Keld::Test
 {
@@ -233,24 +232,11 @@ TEST_F(BundleTest, KilledAtAnyStepTheReleaseIsWholeOrAbsentAndTheNextApplyEndsIt
         SCOPED_TRACE(step);
         ASSERT_LT(step, 40);
         std::filesystem::remove_all(mTree.Path("client"));
-        const pid_t child = fork();
-        if (child == 0)
-        {
-            int count = 0;
-            Apply(bundle,
-                  [&count, step]
-                  {
-                      if (++count == step)
-                      {
-                          _exit(17);
-                      }
-                  });
-            _exit(0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        ASSERT_TRUE(WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 17)) << status;
-        killed = WEXITSTATUS(status) == 17;
+        killed = IsKilledDoing(
+            [&]
+            {
+                Apply(bundle, KillAtCall(step - 1));
+            });
         EXPECT_EQ(IsSeen(GameFirst), !killed);
         Apply(bundle);
         ExpectWhole(GameFirst);

@@ -3,6 +3,7 @@
 #include "Tools/RandomTree.h"
 #include "Tools/ReleaseReader.h"
 
+#include "Support/KilledChild.h"
 #include "Support/TempTree.h"
 
 #include "Tools/Delivery/Fetch.h"
@@ -12,15 +13,11 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <unistd.h>
 
 namespace Keld::Test
 {
@@ -120,12 +117,9 @@ protected:
     /// Kills the process at a piece of a file that comes, the first being 0: for FetchRequest::advance.
     static std::function<void(uint64)> KillAtPiece(int number)
     {
-        return [left = std::make_shared<int>(number)](uint64)
+        return [killer = KillAtCall(number)](uint64)
         {
-            if ((*left)-- == 0)
-            {
-                kill(getpid(), SIGKILL);
-            }
+            killer();
         };
     }
 

@@ -1,9 +1,6 @@
 #include "Tools/FetchOverHttp.h"
 #include "Tools/NginxServer.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 namespace Keld::Test
 {
 namespace
@@ -53,22 +50,18 @@ TEST_F(FetchOverHttpTest, GoesOnByRangesOverHttp2WhereverItIsKilled)
     int kills = 0;
     for (bool killed = true; killed;)
     {
-        const pid_t child = fork();
-        if (child == 0)
-        {
-            Delivery::FetchRequest request = Request();
-            request.threadCount = 1;
-            request.advance = KillAtPiece(kills);
-            Delivery::SourceOptions options;
-            options.authorities = server.GetAuthorities();
-            options.downloads = 1;
-            Delivery::Fetch(*Delivery::OpenSource(server.GetUrl(), "/", options), request);
-            _exit(0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        killed = WIFSIGNALED(status);
-        EXPECT_TRUE(killed != IsHere(First));
+        Delivery::FetchRequest request = Request();
+        request.threadCount = 1;
+        request.advance = KillAtPiece(kills);
+        Delivery::SourceOptions options;
+        options.authorities = server.GetAuthorities();
+        options.downloads = 1;
+        killed = IsKilledDoing(
+            [&]
+            {
+                Delivery::Fetch(*Delivery::OpenSource(server.GetUrl(), "/", options), request);
+            });
+        EXPECT_NE(killed, IsHere(First));
         kills += killed ? 1 : 0;
         ASSERT_LT(kills, 300);
     }

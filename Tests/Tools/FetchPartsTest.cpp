@@ -13,9 +13,6 @@
 
 #include <cstdlib>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 namespace Keld::Test
 {
 namespace
@@ -130,19 +127,15 @@ TEST_F(FetchPartsTest, GoesOnWithPartsWhereverItIsKilled)
     int kills = 0;
     for (bool killed = true; killed;)
     {
-        const pid_t child = fork();
-        if (child == 0)
-        {
-            FetchRequest request = PartialRequest();
-            request.threadCount = 1;
-            request.advance = KillAtPiece(kills);
-            _exit(Refusal(Server(), request).empty() ? 0 : 1);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        killed = WIFSIGNALED(status);
-        EXPECT_TRUE(killed || WEXITSTATUS(status) == 0);
-        EXPECT_TRUE(killed != IsHere(Second));
+        FetchRequest request = PartialRequest();
+        request.threadCount = 1;
+        request.advance = KillAtPiece(kills);
+        killed = IsKilledDoing(
+            [&]
+            {
+                FetchFrom(Server(), request);
+            });
+        EXPECT_NE(killed, IsHere(Second));
         kills += killed ? 1 : 0;
         ASSERT_LT(kills, 100);
     }

@@ -3,11 +3,6 @@
 
 #include "Tools/TreeWriter/DirectoryProtection.h"
 
-#include <csignal>
-
-#include <sys/wait.h>
-#include <unistd.h>
-
 namespace Keld::Test
 {
 namespace
@@ -36,40 +31,18 @@ protected:
 
     void PackChanged() const { Pack(ChangedFiles(), Second, First); }
 
-    /// Runs a fetch in a process of its own that kills itself when `trigger` is called for the nth time.
-    /// \returns whether it came to that
-    template <class SetTrigger>
-    bool FetchUntilKilled(MorvVersion release, int countdown, const SetTrigger &setTrigger) const
+    /// Fetches by one thread, in a process of its own.
+    /// \returns whether it was killed
+    bool IsFetchKilled(FetchRequest request) const
     {
-        const pid_t child = fork();
-        if (child == 0)
-        {
-            FetchRequest request = Request(release);
-            request.threadCount = 1;
-            setTrigger(request,
-                       [&countdown]
-                       {
-                           if (countdown-- == 0)
-                           {
-                               kill(getpid(), SIGKILL);
-                           }
-                       });
-            try
+        request.threadCount = 1;
+        return IsKilledDoing(
+            [&]
             {
                 Delivery::SourceOptions options;
                 options.downloads = 1;
                 Delivery::Fetch(*Delivery::OpenSource(Server(), "/", options), request);
-            }
-            catch (const std::exception &)
-            {
-                _exit(1);
-            }
-            _exit(0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0);
-        return WIFSIGNALED(status);
+            });
     }
 
     void Damage(const std::string &path) const
@@ -107,6 +80,49 @@ TEST_F(FetchTest, GivesTheFilesTheSameBytesAndPlacesAsTheSourceHasThem)
             EXPECT_TRUE(mTree.Read("client/MORV/" + path) == mTree.Read("server/MORV/" + path)) << path;
         }
     }
+}
+
+TEST_F(FetchTest, TakesATreeByTheUrlOfItsDirectory)
+{
+    fs::create_directory_symlink(mTree.Path("server"), mTree.Path("50% of it"));
+    const std::string place = mTree.Root() + "/50%25%20of%20it/MORV";
+    for (const std::string start : {"file://", "file://localhost"})
+    {
+        SCOPED_TRACE(start);
+        FetchFrom(start + place, Request());
+        ExpectServes(First, mFiles);
+        fs::remove_all(Client());
+    }
+    ExpectRefusal("file://elsewhere" + place, Request(), "names another machine");
+    EXPECT_FALSE(IsHere(First));
+}
+
+TEST_F(FetchTest, WhoeverReadsTheTreeMeanwhileIsNotDisturbed)
+{
+    PackChanged();
+    FetchRelease(First);
+    const ReleaseReader reader(ReleaseDirectory(First));
+    ASSERT_TRUE(reader.IsStarted());
+    const std::map<std::string, uint64> seen = reader.FindAll();
+    unsigned looks = 0;
+    const auto look = [&]
+    {
+        ++looks;
+        EXPECT_EQ(reader.FindAll(), seen);
+        for (const auto &[path, content] : mFiles)
+        {
+            const bool isLzma = path.ends_with('l'); // which cannot be opened again after its last close
+            EXPECT_TRUE(isLzma || reader.Read(path) == content) << path;
+        }
+    };
+    FetchRequest request = Request(Second);
+    request.threadCount = 1;
+    request.step = look;
+
+    FetchFrom(Server(), request);
+
+    EXPECT_GT(looks, 5U);
+    look();
 }
 
 TEST_F(FetchTest, LeavesAReleaseAloneThatIsThere)
@@ -258,12 +274,10 @@ TEST_F(FetchTest, TakesContentsOnTrustWhereThatIsAllowed)
 
 TEST_F(FetchTest, TakesNothingUpThatWasTakenOnTrust)
 {
-    FetchUntilKilled(First, 6,
-                     [](FetchRequest &request, const auto &trigger)
-                     {
-                         request.decode = false;
-                         request.step = trigger;
-                     });
+    FetchRequest request = Request();
+    request.decode = false;
+    request.step = KillAtCall(6);
+    ASSERT_TRUE(IsFetchKilled(request));
     ASSERT_TRUE(HasStaging());
 
     EXPECT_EQ(FetchRelease().numbers.foundBytes, 0U);
@@ -280,11 +294,9 @@ TEST_F(FetchTest, ShowsTheOldReleaseOrBothWhereverItIsKilledWhilePublishing)
     for (int step = 0; killed; ++step)
     {
         SCOPED_TRACE(step);
-        killed = FetchUntilKilled(Second, step,
-                                  [](FetchRequest &request, const auto &trigger)
-                                  {
-                                      request.step = trigger;
-                                  });
+        FetchRequest request = Request(Second);
+        request.step = KillAtCall(step);
+        killed = IsFetchKilled(request);
         ExpectServes(First, mFiles);
         if (IsHere(Second))
         {
@@ -302,14 +314,8 @@ TEST_F(FetchTest, ShowsTheOldReleaseOrBothWhereverItIsKilledWhilePublishing)
 TEST_F(FetchTest, GoesOnWhereverItIsKilledWhileFilesCome)
 {
     int kills = 0;
-    while (FetchUntilKilled(First, kills,
-                            [](FetchRequest &request, const auto &trigger)
-                            {
-                                request.advance = [trigger](uint64)
-                                {
-                                    trigger();
-                                };
-                            }))
+    FetchRequest request = Request();
+    for (request.advance = KillAtPiece(kills); IsFetchKilled(request); request.advance = KillAtPiece(kills))
     {
         EXPECT_FALSE(IsHere(First) && !HasStaging());
         ASSERT_LT(++kills, 200);

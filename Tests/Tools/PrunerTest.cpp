@@ -1,6 +1,7 @@
 #include "Tools/RandomReleases.h"
 #include "Tools/ReleaseReader.h"
 
+#include "Support/KilledChild.h"
 #include "Support/ManifestImage.h"
 #include "Support/TempTree.h"
 
@@ -13,9 +14,6 @@
 #include <filesystem>
 #include <set>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 namespace Keld::Test
 {
 namespace
@@ -24,7 +22,6 @@ namespace fs = std::filesystem;
 using TreeWriter::PrunePlan;
 using TreeWriter::PruneRequest;
 
-constexpr int PrunerKilledExit = 17;
 constexpr int PrunerMostSteps = 400;
 constexpr uint32 PrunerReleaseCount = 4;
 
@@ -71,29 +68,16 @@ protected:
         return options;
     }
 
-    /// False when it came to its end before the step.
+    /// Prunes in a process that is killed before step `step`, the first being 1. False when it came to its end before.
     bool PruneAndDieAt(int step) const
     {
-        const pid_t child = fork();
-        if (child == 0)
-        {
-            int count = 0;
-            TreeWriter::PruneOptions options = WithoutSync();
-            options.step = [&count, step]
+        TreeWriter::PruneOptions options = WithoutSync();
+        options.step = KillAtCall(step - 1);
+        return IsKilledDoing(
+            [this, &options]
             {
-                if (++count == step)
-                {
-                    _exit(PrunerKilledExit);
-                }
-            };
-            TreeWriter::Prune(mRequest, options);
-            _exit(0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == PrunerKilledExit))
-            << status;
-        return WIFEXITED(status) && WEXITSTATUS(status) == PrunerKilledExit;
+                TreeWriter::Prune(mRequest, options);
+            });
     }
 
     std::string Place(MorvVersion number) const

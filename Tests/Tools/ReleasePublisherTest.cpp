@@ -2,10 +2,9 @@
 
 #include "Tools/PackFixture.h"
 
-#include <cstdio>
+#include "Support/KilledChild.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
+#include <cstdio>
 
 namespace Keld::Test
 {
@@ -16,7 +15,6 @@ using TreeReader::Compression;
 using TreeReader::Storage;
 using TreeWriter::PackRequest;
 
-constexpr int KilledExit = 17;
 constexpr int MostSteps = 60;
 
 /// Which files a release is replaced by: every storage comes and goes.
@@ -48,27 +46,15 @@ protected:
         return request;
     }
 
-    /// Packs in a child process that ends without a word before step `step`. False when it came to its end before.
+    /// Packs in a process that is killed before step `step`, the first being 1. False when it came to its end before.
     static bool PackAndDieAt(PackRequest request, int step)
     {
-        const pid_t child = fork();
-        if (child == 0)
-        {
-            int count = 0;
-            request.publishStep = [&count, step]
+        request.publishStep = KillAtCall(step - 1);
+        return IsKilledDoing(
+            [&request]
             {
-                if (++count == step)
-                {
-                    _exit(KilledExit);
-                }
-            };
-            TreeWriter::PackRelease(request);
-            _exit(0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == KilledExit)) << status;
-        return WIFEXITED(status) && WEXITSTATUS(status) == KilledExit;
+                TreeWriter::PackRelease(request);
+            });
     }
 
     /// The one word that all files of the release hold, or what is wrong.
