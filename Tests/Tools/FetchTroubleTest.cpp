@@ -2,6 +2,8 @@
 #include "Tools/FetchFixture.h"
 #include "Tools/ToolRun.h"
 
+#include "Support/FullDisk.h"
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -10,7 +12,6 @@
 #include <thread>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -39,6 +40,33 @@ protected:
             answer.cutAfter = 100'000;
             answer.stalls = true;
         }
+    }
+
+    /// The tool, which fetches the first release; what it says goes to the file "errors".
+    pid_t BeginFetch(const FaultServer &server) const
+    {
+        const std::string errors = mTree.Write("errors", "");
+        const pid_t child = fork();
+        if (child == 0)
+        {
+            const int output = open(errors.c_str(), O_WRONLY | O_CLOEXEC);
+            if (output >= 0 && dup2(output, STDERR_FILENO) >= 0)
+            {
+                execl(KELD_MORV_PROGRAM, "morv", "fetch", server.GetUrl().c_str(), "--root", Client().c_str(),
+                      "--project", "game", "--release", "1.0.0.0", nullptr);
+            }
+            _exit(127);
+        }
+        return child;
+    }
+
+    /// Sends a signal to a process, and expects that it ends by that.
+    static void EndBy(int signal, pid_t child)
+    {
+        EXPECT_EQ(kill(child, signal), 0);
+        int status = 0;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
     }
 
     /// Until a server was asked for a file, or the process that is to ask for it has ended.
@@ -100,15 +128,10 @@ TEST_F(FetchTroubleTest, TwoFetchesOfTwoReleasesDoNotHurtEachOther)
 TEST_F(FetchTroubleTest, AKilledFetchLeavesNoLockToTheOneThatWaitsForIt)
 {
     const FaultServer server(Server(), &StallAtLargeFile);
-    const pid_t child = fork();
-    if (child == 0)
-    {
-        execl(KELD_MORV_PROGRAM, "morv", "fetch", server.GetUrl().c_str(), "--root", Client().c_str(), "--project",
-              "game", "--release", "1.0.0.0", "-q", nullptr);
-        _exit(127);
-    }
+    const pid_t child = BeginFetch(server);
     WaitUntilAsked(server, "large.n", child);
     std::atomic<int> looks{0};
+    std::atomic<bool> hasEnded{false};
     std::string refusal;
     std::thread other(
         [&]
@@ -119,14 +142,15 @@ TEST_F(FetchTroubleTest, AKilledFetchLeavesNoLockToTheOneThatWaitsForIt)
                 ++looks;
             };
             refusal = Refusal(Server(), request);
+            hasEnded = true;
         });
-    while (looks < 3) // it waits for the lock: nothing else is done so early
+    while (looks < 3 && !hasEnded) // it waits for the lock: nothing else is done so early
     {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
+    EXPECT_FALSE(hasEnded);
     EXPECT_FALSE(IsHere(First));
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
+    EndBy(SIGKILL, child);
     other.join();
 
     EXPECT_EQ(refusal, "");
@@ -170,19 +194,12 @@ TEST_F(FetchTroubleTest, GoesOnAfterItWasStoppedAtAnyMoment)
 
 TEST_F(FetchTroubleTest, TellsThatTheDiskTakesNoMoreAndGoesOnLater)
 {
-    const pid_t child = fork();
-    if (child == 0)
+    std::string refusal;
     {
-        // As on a full disk, a write fails from some byte on.
-        const rlimit limit = {150'000, 150'000};
-        signal(SIGXFSZ, SIG_IGN);
-        setrlimit(RLIMIT_FSIZE, &limit);
-        const std::string refusal = Refusal(Server(), Request());
-        _exit(refusal.find("cannot write what comes of projects/game/") != std::string::npos ? 0 : 1);
+        const FullDisk disk(150'000);
+        refusal = Refusal(Server(), Request());
     }
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_NE(refusal.find("cannot write what comes of projects/game/"), std::string::npos) << refusal;
     EXPECT_FALSE(IsHere(First));
 
     FetchRelease();
@@ -199,6 +216,44 @@ TEST_F(FetchTroubleTest, TellsThatTheTreeCannotBeWritten)
     EXPECT_NE(Refusal(Server(), Request()).find("projects"), std::string::npos);
 }
 
+#ifdef KELD_CAN_MOUNT_DISKS
+TEST_F(FetchTroubleTest, TellsThatTheFileSystemCanOnlyBeRead)
+{
+    FetchRelease();
+    FileContents files = mFiles;
+    files["b.a"] = "changed";
+    Pack(files, Second, First);
+    mTree.MakeDirectory("disk");
+    const std::string disk = "'" + mTree.Path("disk") + "'";
+    const std::string release = "--project game --release 1.0.0.1";
+    const auto run = [](const std::string &words)
+    {
+        return "'" KELD_MORV_PROGRAM "' " + words + " && exit 1\n";
+    };
+    // A disk of its own, in a name space of its own, that is a copy of the client's tree and then closed to writers.
+    mTree.Write("commands", "set -e\nmount -t tmpfs none " + disk + "\ncp -a '" + Client() + "' " + disk +
+                                "\nmount -o remount,ro " + disk + "\ncd " + disk + "\nset +e\n" +
+                                run("fetch '" + Server() + "' --root MORV " + release) +
+                                run("repair game/1.0.0.1 --root MORV --from '" + Server() + "'") +
+                                run("apply ../bundle --root MORV") + "cd ..\ndiff -r " + disk + "/MORV '" + Client() +
+                                "'\n");
+    const ToolResult bundled =
+        RunMorv(mTree.Root(), {"bundle", "--root", Server(), "game/1.0.0.0", "game/1.0.0.1", "-o", "bundle"});
+    ASSERT_EQ(bundled.exitCode, 0) << bundled.error;
+    const std::string unshare = geteuid() == 0 ? "unshare -m" : "unshare -rm";
+    const std::string line = unshare + " sh '" + mTree.Path("commands") + "' >'" + mTree.Path("log") + "' 2>&1";
+    EXPECT_EQ(std::system(line.c_str()), 0) << mTree.Read("log");
+    const std::string log = mTree.Read("log");
+    std::size_t told = 0;
+    for (std::size_t at = log.find("Read-only file system"); at != std::string::npos;
+         at = log.find("Read-only file system", at + 1))
+    {
+        ++told;
+    }
+    EXPECT_EQ(told, 3U) << log;
+}
+#endif
+
 TEST_F(FetchTroubleTest, WritesThroughNoLinkInTheTree)
 {
     mTree.MakeDirectory("elsewhere");
@@ -214,22 +269,10 @@ TEST_F(FetchTroubleTest, WritesThroughNoLinkInTheTree)
 TEST_F(FetchTroubleTest, AnInterruptEndsItAndTellsHowToGoOn)
 {
     const FaultServer server(Server(), &StallAtLargeFile);
-    const std::string errors = mTree.Path("errors");
-    const pid_t child = fork();
-    if (child == 0)
-    {
-        const int output = open(errors.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-        dup2(output, STDERR_FILENO);
-        execl(KELD_MORV_PROGRAM, "morv", "fetch", server.GetUrl().c_str(), "--root", Client().c_str(), "--project",
-              "game", "--release", "1.0.0.0", nullptr);
-        _exit(127);
-    }
+    const pid_t child = BeginFetch(server);
     WaitUntilAsked(server, "large.n", child);
-    kill(child, SIGINT);
-    int status = 0;
-    waitpid(child, &status, 0);
+    EndBy(SIGINT, child);
 
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT);
     EXPECT_NE(mTree.Read("errors").find("the same command goes on where this one ended"), std::string::npos)
         << mTree.Read("errors");
     EXPECT_FALSE(IsHere(First));

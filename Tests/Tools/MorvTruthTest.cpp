@@ -2,6 +2,8 @@
 #include "Tools/ToolRun.h"
 #include "Tools/TreeSnapshot.h"
 
+#include "Support/AsNobody.h"
+
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Road.h"

@@ -5,8 +5,6 @@
 #include "Tools/TreeReader/ContentReader.h"
 #include "Tools/TreeReader/TreeSet.h"
 
-#include <unistd.h>
-
 namespace Keld::Test
 {
 /// Releases of the project "game", opened by the reading core.
@@ -55,19 +53,5 @@ protected:
     std::unique_ptr<TreeReader::TreeSet> mTrees;
     TreeReader::ContentReader mReader;
     TreeReader::Failure mFailure; ///< of the last Content
-};
-
-/// Until its end the process may do what anybody may: permissions count, also where the tests run as root.
-class AsNobody
-{
-public:
-    AsNobody() : mUser(geteuid()) { EXPECT_EQ(seteuid(mUser == 0 ? 65534 : mUser), 0); }
-    ~AsNobody() { EXPECT_EQ(seteuid(mUser), 0); }
-
-    AsNobody(const AsNobody &) = delete;
-    AsNobody &operator=(const AsNobody &) = delete;
-
-private:
-    const uid_t mUser;
 };
 } // namespace Keld::Test

@@ -1,5 +1,6 @@
-#include "Tools/OpenedRelease.h"
 #include "Tools/PackFixture.h"
+
+#include "Support/AsNobody.h"
 
 #include "Tools/TreeWriter/DirectoryProtection.h"
 #include "Tools/TreeWriter/Pruner.h"

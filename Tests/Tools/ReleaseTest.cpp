@@ -1,6 +1,7 @@
 #include "Tools/OpenedRelease.h"
 #include "Tools/TreeSnapshot.h"
 
+#include "Support/AsNobody.h"
 #include "Support/ManifestImage.h"
 
 #include "Tools/TreeReader/Census.h"
