@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 #include <thread>
 
@@ -57,7 +58,10 @@ public:
     {
         getrlimit(RLIMIT_NOFILE, &mBefore);
         const rlimit few = {std::min(limit, mBefore.rlim_cur), mBefore.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &few);
+        if (setrlimit(RLIMIT_NOFILE, &few) != 0)
+        {
+            throw std::runtime_error("cannot limit the descriptors");
+        }
     }
     ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &mBefore); }
     FewDescriptors(const FewDescriptors &) = delete;
@@ -114,7 +118,9 @@ public:
         Change(true, false);
         {
             const FewDescriptors limited(few);
+            const std::uint64_t before = mTally.refusedOpens;
             WorkFor(phase);
+            WaitUntilMore(mTally.refusedOpens, before);
             mGate.Close();
         }
         ChangeInside(false, true);
@@ -123,10 +129,7 @@ public:
             mGate.Open();
             const std::uint64_t before = gSignals;
             WorkFor(phase);
-            while (gSignals == before)
-            {
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            }
+            WaitUntilMore(gSignals, before);
             mGate.Close();
         }
         mEnds = true;
@@ -142,6 +145,15 @@ public:
     std::uint64_t Forks() const { return mForks; }
 
 private:
+    // A phase that nothing came of has tried nothing, so that it lasts until something has.
+    static void WaitUntilMore(const std::atomic<std::uint64_t> &count, std::uint64_t before)
+    {
+        while (count == before)
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+
     // LZMA files are opened once and stay open: after its last close one cannot be opened again.
     void OpenDense()
     {

@@ -256,9 +256,7 @@ bool ComparedLibrary::NextOf(StartedFind &find, std::uint32_t capacity, bool wan
         const std::string cut = expected->name.substr(0, capacity - 1);
         expectedName.replace(0, cut.size() + 1, cut.c_str(), cut.size() + 1);
     }
-    Expect(name.compare(0, expectedName.find(GuardByte), expectedName, 0, expectedName.find(GuardByte)) == 0 &&
-               name.compare(capacity, GuardSize, expectedName, capacity, GuardSize) == 0,
-           "the name " + Quoted(expectedName.c_str()), Quoted(name.c_str()));
+    Expect(name == expectedName, "the name " + Quoted(expectedName.c_str()), Quoted(name.c_str()));
     ExpectNumber("a directory", isWritten ? std::uint32_t{expected->isDirectory} : Unwritten, isDirectory);
     ExpectNumber("size", isWritten ? std::uint64_t{expected->size} : std::uint64_t{Unwritten}, size);
     mCount.names += expected ? 1U : 0U;
