@@ -11,8 +11,6 @@
 #include <cstdio>
 #include <filesystem>
 
-#include <pty.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Keld::Test
@@ -23,52 +21,27 @@ using Words = std::vector<std::string>;
 
 constexpr const char *WipedLine = "\r\x1b[K";
 
-// The tool in a child of this process, so that its progress can appear without half a second of work.
-[[noreturn]] void BecomeImpatientTool(const std::string &directory, Words words)
+// The tool in a child of this process, on a terminal, so that its progress can appear without half a second of work.
+ToolResult RunImpatiently(const std::string &directory, Words words)
 {
     words.insert(words.begin(), "morv");
-    std::vector<char *> pointers;
-    pointers.reserve(words.size() + 1);
-    for (std::string &word : words)
-    {
-        pointers.push_back(word.data());
-    }
-    std::filesystem::current_path(directory);
-    Morv::Progress::AppearAfter(std::chrono::milliseconds(0));
-    const int status = Morv::RunCommandLine(static_cast<int>(pointers.size()), pointers.data());
     std::fflush(nullptr);
-    _exit(status);
-}
-
-// What the tool shows on a terminal; its output and its errors together.
-std::string ShownOnTerminal(const std::string &directory, const Words &words, int &exitCode)
-{
-    std::fflush(nullptr);
-    int terminal = -1;
-    const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
-    if (child == 0)
-    {
-        BecomeImpatientTool(directory, words);
-    }
-    std::string shown;
-    char buffer[4096];
-    // A terminal whose other side has gone gives an error and no end.
-    for (ssize_t count = 0; child > 0 && (count = read(terminal, buffer, sizeof buffer)) > 0;)
-    {
-        shown.append(buffer, static_cast<std::size_t>(count));
-    }
-    close(terminal);
-    int status = 0;
-    waitpid(child, &status, 0);
-    exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return shown;
+    return RunOnTerminal(
+        [&]
+        {
+            std::filesystem::current_path(directory);
+            Morv::Progress::AppearAfter(std::chrono::milliseconds(0));
+            std::vector<char *> pointers = ArgumentPointers(words);
+            const int status = Morv::RunCommandLine(static_cast<int>(words.size()), pointers.data());
+            std::fflush(nullptr);
+            _exit(status);
+        });
 }
 
 struct LongWork
 {
     Words words;
     std::string stage; ///< one that the progress tells
-    int exitCode = 0;
 };
 
 class MorvProgressTest : public testing::Test
@@ -113,9 +86,9 @@ TEST_F(MorvProgressTest, EveryLongCommandShowsOnATerminalHowFarItIsAndWipesThatA
     for (const LongWork &work : works)
     {
         SCOPED_TRACE(testing::PrintToString(work.words));
-        int exitCode = -1;
-        const std::string shown = ShownOnTerminal(mTree.Root(), work.words, exitCode);
-        EXPECT_EQ(exitCode, work.exitCode) << shown;
+        const ToolResult result = RunImpatiently(mTree.Root(), work.words);
+        const std::string &shown = result.out;
+        EXPECT_EQ(result.exitCode, 0) << shown;
         const std::size_t drawn = shown.find(WipedLine + work.stage + " ");
         ASSERT_NE(drawn, std::string::npos) << shown;
         const std::size_t wiped = shown.rfind(WipedLine);
@@ -127,12 +100,10 @@ TEST_F(MorvProgressTest, EveryLongCommandShowsOnATerminalHowFarItIsAndWipesThatA
 
 TEST_F(MorvProgressTest, QuietWorkShowsNone)
 {
-    int exitCode = -1;
-    const std::string shown = ShownOnTerminal(
-        mTree.Root(), {"-q", "-C", "MORV/projects/game/releases/1.0.0.0", "extract", "--to", mTree.Path("out")},
-        exitCode);
-    EXPECT_EQ(exitCode, 0) << shown;
-    EXPECT_EQ(shown, "");
+    const ToolResult result = RunImpatiently(
+        mTree.Root(), {"-q", "-C", "MORV/projects/game/releases/1.0.0.0", "extract", "--to", mTree.Path("out")});
+    EXPECT_EQ(result.exitCode, 0) << result.out;
+    EXPECT_EQ(result.out, "");
 }
 } // namespace
 } // namespace Keld::Test

@@ -3,6 +3,7 @@
 #include "Support/TempTree.h"
 
 #include <csignal>
+#include <cstdio>
 #include <stdexcept>
 
 #include <fcntl.h>
@@ -29,13 +30,7 @@ void Redirect(int descriptor, const std::string &path)
 {
     std::vector<std::string> words{KELD_MORV_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char *> pointers;
-    pointers.reserve(words.size() + 1);
-    for (std::string &word : words)
-    {
-        pointers.push_back(word.data());
-    }
-    pointers.push_back(nullptr);
+    const std::vector<char *> pointers = ArgumentPointers(words);
     if (chdir(directory.c_str()) == 0)
     {
         execv(pointers[0], pointers.data());
@@ -108,6 +103,15 @@ ToolResult RunMorvInto(const std::string &directory, const std::vector<std::stri
 
 ToolResult RunMorvOnTerminal(const std::string &directory, const std::vector<std::string> &arguments)
 {
+    return RunOnTerminal(
+        [&]
+        {
+            Become(directory, arguments);
+        });
+}
+
+ToolResult RunOnTerminal(const std::function<void()> &work)
+{
     int terminal = -1;
     const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
     if (child < 0)
@@ -116,12 +120,32 @@ ToolResult RunMorvOnTerminal(const std::string &directory, const std::vector<std
     }
     if (child == 0)
     {
-        Become(directory, arguments);
+        try
+        {
+            work();
+        }
+        catch (const std::exception &failure)
+        {
+            std::fprintf(stderr, "%s\n", failure.what());
+        }
+        _exit(126);
     }
     ToolResult result;
     result.out = ReadUntilGone(terminal);
     result.exitCode = WaitFor(child);
     return result;
+}
+
+std::vector<char *> ArgumentPointers(std::vector<std::string> &words)
+{
+    std::vector<char *> pointers;
+    pointers.reserve(words.size() + 1);
+    for (std::string &word : words)
+    {
+        pointers.push_back(word.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
 }
 
 ToolResult RunMorvWithoutRoom(const std::string &directory, const std::vector<std::string> &arguments)

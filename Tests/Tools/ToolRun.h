@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -25,4 +26,10 @@ ToolResult RunMorvWithoutRoom(const std::string &directory, const std::vector<st
 /// The same on a terminal, which takes standard output and standard error and gives both as `out`, with its own line
 /// ends.
 ToolResult RunMorvOnTerminal(const std::string &directory, const std::vector<std::string> &arguments);
+
+/// The same for work that a child of this process does, and that ends the child.
+ToolResult RunOnTerminal(const std::function<void()> &work);
+
+/// Words as a main function takes them: a pointer to each, and a null.
+std::vector<char *> ArgumentPointers(std::vector<std::string> &words);
 } // namespace Keld::Test
