@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include <sys/stat.h>
 
 namespace Keld::Test
@@ -83,6 +85,14 @@ TEST(ManifestTreeTest, TakesNothingButARegularFile)
         EXPECT_EQ(loaded.GetFault().kind, TreeReader::FaultKind::WrongKind);
     }
     EXPECT_EQ(ManifestTree::Load(tree.Path("missing")).GetFault().kind, TreeReader::FaultKind::NotThere);
+}
+
+TEST(ManifestTreeTest, AFileThatIsFarTooLargeIsNamedWithItsSizeAndNotHeld)
+{
+    const TempTree tree;
+    const std::string path = tree.Write("manifest", ManifestImage().File("a").Bytes());
+    std::filesystem::resize_file(path, uint64{1} << 40); // a hole: takes no room
+    EXPECT_EQ(ManifestTree::Load(path).GetFault().GetMessage(), path + ": is too large, with 1099511627776 bytes");
 }
 
 TEST(ManifestTreeTest, KnowsTheEntriesThatNoDirectoryHolds)

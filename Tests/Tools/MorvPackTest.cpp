@@ -98,6 +98,22 @@ TEST_F(MorvPackTest, ADeltaTellsWhatItKept)
         << result.out;
 }
 
+TEST_F(MorvPackTest, ADeltaCountsWhatIsGoneAndSaysWhatItHasToStoreAgain)
+{
+    for (const char *name : {"source/a", "source/b", "source/kept.n", "source/gone.n"})
+    {
+        mTree.Write(name, std::string("of ") + name);
+    }
+    ASSERT_EQ(Pack({"--release", "1.0.0.0", "--storage", "archive", "--rule", "*.n=naked"}).exitCode, 0);
+    mTree.Remove("source/b");
+    mTree.Remove("source/gone.n");
+    const ToolResult result = Pack({"--release", "1.0.0.1", "--base", "1.0.0.0"});
+    EXPECT_EQ(result.exitCode, 0) << result.error;
+    EXPECT_NE(result.out.find(" 2 removed\n"), std::string::npos) << result.out;
+    EXPECT_EQ(result.error, "morv: note: 1 unchanged naked file is stored again, 16 bytes: a later release can share "
+                            "managed and archived files, but no naked ones\n");
+}
+
 TEST_F(MorvPackTest, AnExistingReleaseIsReplacedByForceAlone)
 {
     mTree.Write("source/a", "old");

@@ -173,7 +173,7 @@ TEST(MorvRoads, BothNameAManifestThatTheLibraryThrowsOver)
     for (const std::vector<std::string> &arguments : {std::vector<std::string>{"ls"}, {"ls", "--through-library"}})
     {
         const ToolResult result = RunMorv(tree.Path(release), arguments);
-        EXPECT_NE(result.exitCode, 0);
+        EXPECT_EQ(result.exitCode, 2);
         EXPECT_NE(result.error.find("releasemanifest: is a damaged release manifest"), std::string::npos)
             << result.error;
     }

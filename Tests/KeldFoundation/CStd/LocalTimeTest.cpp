@@ -74,8 +74,8 @@ void ExpectOffset(const char *zone, std::time_t offset)
 TEST(LocalTimeTest, GivesTheTimeOfTheZoneThatIsSetNow)
 {
     ExpectOffset("UTC0", 0);
-    ExpectOffset("EAST-5:30", 19800);
-    ExpectOffset("WEST+8", -28800);
+    ExpectOffset("EAST-5:30", std::time_t{5} * 3600 + std::time_t{30} * 60);
+    ExpectOffset("WEST+8", std::time_t{-8} * 3600);
 }
 
 TEST(LocalTimeTest, ComesBackToTheSystemsZoneWhenNoneIsSetAnyMore)

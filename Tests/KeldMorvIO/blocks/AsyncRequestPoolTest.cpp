@@ -95,23 +95,26 @@ TEST(AsyncRequestPoolTest, GivesUpTheSleepForASlotWhenASignalComes)
 {
     const InterruptingSignal signal;
     const AllSlots slots;
-    std::atomic<bool> finished = false;
-    std::thread reader(
-        [&finished]
-        {
-            char buffer[4] = {};
-            uint32 bytesRead = 77;
-            EXPECT_FALSE(AsyncRead(AsyncFile::Null, 0, 4, &bytesRead, buffer));
-            EXPECT_EQ(bytesRead, 77U);
-            finished = true;
-        });
-    const pthread_t thread = reader.native_handle();
-    while (!finished)
+    for (const uint32 size : {4U, 0U}) // nothing to read, and still it wants a slot
     {
-        pthread_kill(thread, SIGUSR1);
-        std::this_thread::yield();
+        std::atomic<bool> finished = false;
+        std::thread reader(
+            [&finished, size]
+            {
+                char buffer[4] = {};
+                uint32 bytesRead = 77;
+                EXPECT_FALSE(AsyncRead(AsyncFile::Null, 0, size, &bytesRead, buffer));
+                EXPECT_EQ(bytesRead, 77U);
+                finished = true;
+            });
+        const pthread_t thread = reader.native_handle();
+        while (!finished)
+        {
+            pthread_kill(thread, SIGUSR1);
+            std::this_thread::yield();
+        }
+        reader.join();
     }
-    reader.join();
 }
 
 TEST(AsyncRequestPoolTest, IgnoresTheReleaseOfAPointerFromOutside)
