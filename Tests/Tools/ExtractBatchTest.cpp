@@ -120,7 +120,7 @@ TEST_F(ExtractBatchTest, AFileThatCannotBeWrittenIsNamedAndTheOthersAreWhole)
     for (const Json &failure : document["failures"])
     {
         EXPECT_EQ(failure["kind"], "not-written");
-        blocked += failure["path"].get<std::string>().starts_with("d6/") ? 1 : 0;
+        blocked += failure["path"].get<std::string>().starts_with("d6/") ? 1u : 0u;
     }
     EXPECT_EQ(blocked, 11u) << "the directory, and ten files in it";
     EXPECT_EQ(document["failures"].size(), blocked + 1);
