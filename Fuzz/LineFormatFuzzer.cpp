@@ -13,7 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const Keld::uint8 *data, std::size_t size)
     Fuzz::InputReader input(data, size);
     const std::size_t room = input.HalfWord() % (2 * Logger::LineBufferSize);
     LogRecord record{2010, 1, 31, 23, 59, 60, 0, 0, 0, nullptr};
-    record.severity = static_cast<int32>(static_cast<int8>(input.Byte()));
+    const int32 severity = input.Byte();
+    record.severity = severity < 128 ? severity : severity - 256;
     const uint64 groups = input.HalfWord();
     record.groups = groups | groups << 48;
     const std::string format = input.Line();
