@@ -28,7 +28,7 @@ protected:
     {
         for (std::uint32_t number = 0; number < 90; ++number)
         {
-            const std::size_t size = number % 30 == 7 ? (2 << 20) + number : number * number * 7;
+            const std::size_t size = number % 30 == 7 ? (2 << 20) + number : std::size_t{7} * number * number;
             Write("d" + std::to_string(number % 9) + "/" + std::to_string(number), PatternedBytes(size, number));
         }
     }
