@@ -1,7 +1,5 @@
 #pragma once
 
-#include <stddef.h>
-
 // A shared library that stands between a program and the C library: linked first, or preloaded, it takes the calls of
 // the program, of the reader and of the C++ library alike. It counts them, lets one of them fail, or ends the process
 // at one that changes something on disk. Nothing reaches the disk by fsync and its like while it is armed, since no
@@ -74,10 +72,6 @@ extern "C"
     const char *FaultCallName(int call);
     unsigned FaultWayCount(int call);
     const char *FaultWayName(int call, unsigned way);
-
-    /// Memory that no plan withholds, for a library that ends the process without it.
-    void *FaultlessMalloc(size_t size);
-    void *FaultlessRealloc(void *memory, size_t size);
 
     /// From here on the process follows a plan, which must stay. Null for none.
     void FaultFollow(struct FaultPlan *plan);

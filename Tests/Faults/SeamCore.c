@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <glob.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 enum
@@ -104,22 +103,6 @@ const char *FaultWayName(int call, unsigned way)
 void FaultFollow(struct FaultPlan *plan)
 {
     __atomic_store_n(&gPlan, plan, __ATOMIC_SEQ_CST);
-}
-
-void *FaultlessMalloc(size_t size)
-{
-    ++gInside;
-    void *const memory = malloc(size);
-    --gInside;
-    return memory;
-}
-
-void *FaultlessRealloc(void *memory, size_t size)
-{
-    ++gInside;
-    void *const larger = realloc(memory, size);
-    --gInside;
-    return larger;
 }
 
 struct FaultPlan *ActivePlan(void)

@@ -3,11 +3,9 @@
 #include "Tools/Delivery/PublicKey.h"
 #include "Tools/ReleaseReader.h"
 
-#include <openssl/crypto.h>
 #include <openssl/evp.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <set>
 
@@ -41,24 +39,9 @@ int RunTool(const std::vector<std::string> &arguments, FaultPlan &plan)
     return result;
 }
 
-/// OpenSSL 3.0 follows null pointers in some places where memory runs out, most of all while it gets ready. So it is
-/// made ready before, and always has enough.
+/// OpenSSL 3.0 follows null pointers where memory runs out while it gets ready, so it is made ready before.
 void PrepareOpenSsl()
 {
-    static const int isGiven = CRYPTO_set_mem_functions(
-        [](std::size_t size, const char *, int)
-        {
-            return FaultlessMalloc(size);
-        },
-        [](void *memory, std::size_t size, const char *, int)
-        {
-            return FaultlessRealloc(memory, size);
-        },
-        [](void *memory, const char *, int)
-        {
-            std::free(memory);
-        });
-    EXPECT_EQ(isGiven, 1);
     EVP_MD *const digest = EVP_MD_fetch(nullptr, "SHA256", nullptr);
     EXPECT_NE(digest, nullptr);
     EVP_MD_free(digest);

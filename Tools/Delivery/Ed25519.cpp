@@ -55,7 +55,8 @@ std::string SignRaw(EVP_PKEY *secretKey, std::string_view message)
     const Context context(EVP_MD_CTX_new());
     std::string signature(SignatureSize, '\0');
     uint_size size = signature.size();
-    const bool done = EVP_DigestSignInit(context.get(), nullptr, nullptr, nullptr, secretKey) == 1 &&
+    const bool done = context != nullptr &&
+                      EVP_DigestSignInit(context.get(), nullptr, nullptr, nullptr, secretKey) == 1 &&
                       EVP_DigestSign(context.get(), BytesOf(signature), &size, BytesOf(message), message.size()) == 1;
     RequireCrypto(done && size == signature.size(), "Ed25519");
     return signature;
@@ -64,7 +65,7 @@ std::string SignRaw(EVP_PKEY *secretKey, std::string_view message)
 bool CheckRaw(EVP_PKEY *publicKey, std::string_view message, std::string_view signature)
 {
     const Context context(EVP_MD_CTX_new());
-    return EVP_DigestVerifyInit(context.get(), nullptr, nullptr, nullptr, publicKey) == 1 &&
+    return context != nullptr && EVP_DigestVerifyInit(context.get(), nullptr, nullptr, nullptr, publicKey) == 1 &&
            EVP_DigestVerify(context.get(), BytesOf(signature), signature.size(), BytesOf(message), message.size()) == 1;
 }
 
