@@ -30,6 +30,7 @@ protected:
         mTree.Write("source/a.txt", "old");
         Run(PackOf("1.0.0.0"));
         Run({"solution", "--root", "MORV", "--name", "suite", "--release", "1.0.0.0", "--project", "game=1.0.0.0:1"});
+        mTree.MakeDirectory("client");
         fs::copy(mTree.Path("MORV"), mTree.Path("client/MORV"), fs::copy_options::recursive);
         mTree.Write("source/a.txt", "new");
         Run(PackOf("1.0.0.1"));
@@ -98,7 +99,6 @@ TEST_F(WaitingCommandsTest, ThoseThatChangeASolution)
     ExpectWaits(suite, {"publish", "--root", "client/MORV", "--no-sync"});
     ExpectWaits(suite, {"solution", "--root", "client/MORV", "--name", "suite", "--release", "1.0.0.1", "--project",
                         "game=1.0.0.0:1"});
-    ExpectWaits(suite, {"prune", "--root", "client/MORV", "--keep", "game/1.0.0.0", "--apply"});
 }
 } // namespace
 } // namespace Keld::Test
