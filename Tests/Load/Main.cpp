@@ -17,7 +17,6 @@
 #include <cstdlib>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string_view>
 #include <thread>
 
@@ -60,7 +59,8 @@ public:
         const rlimit few = {std::min(limit, mBefore.rlim_cur), mBefore.rlim_max};
         if (setrlimit(RLIMIT_NOFILE, &few) != 0)
         {
-            throw std::runtime_error("cannot limit the descriptors");
+            std::perror("setrlimit");
+            std::abort();
         }
     }
     ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &mBefore); }
