@@ -24,13 +24,10 @@ Failure ContentBatch::Add(const Release &release, EntryIndex file, const StoredF
 {
     const auto &fields = release.GetTree().GetFields(file);
     Item item{mFilled, fields.size, {}};
-    if (mBytes.size() < mFilled + item.size)
-    {
-        mBytes.resize(std::max<uint_size>(mFilled + item.size, MostBytes + LargestFile));
-    }
+    mRoom.Reserve(std::max<uint_size>(mFilled + item.size, MostBytes + LargestFile));
     ReadOptions options;
     options.checkDigest = false;
-    options.room = mBytes.data() + item.offset;
+    options.room = mRoom.GetData() + item.offset;
     char *next = options.room;
     const auto failure = mReader.Read(release, file, stored, options,
                                       [&next](std::string_view bytes)

@@ -1,9 +1,8 @@
 #pragma once
 
+#include "Tools/Common/LargeRoom.h"
 #include "Tools/TreeReader/ContentReader.h"
 #include "Tools/TreeReader/ReleaseContents.h"
-
-#include "KeldFoundation/CStd/LargeVector.h"
 
 #include <string_view>
 #include <vector>
@@ -27,7 +26,7 @@ public:
     uint_size GetCount() const { return mItems.size(); }
     std::string_view GetContent(uint_size index) const
     {
-        return std::string_view(mBytes.data() + mItems[index].offset, mItems[index].size);
+        return std::string_view(mRoom.GetData() + mItems[index].offset, mItems[index].size);
     }
 
     /// Of each content, in the order of adding, whether it has the digest that its manifest tells.
@@ -41,14 +40,14 @@ public:
 private:
     struct Item
     {
-        uint_size offset; ///< in mBytes
+        uint_size offset; ///< in mRoom
         uint_size size;
         Digest expected;
     };
 
     ContentReader mReader;
-    LargeVector<char> mBytes; ///< the contents, one behind another, and room behind them
-    uint_size mFilled = 0;    ///< of mBytes
+    Common::LargeRoom mRoom; ///< the contents, one behind another, and room behind them
+    uint_size mFilled = 0;   ///< of mRoom
     std::vector<Item> mItems;
 };
 } // namespace Keld::TreeReader
