@@ -11,9 +11,9 @@ namespace Keld::TreeReader
 namespace
 {
 // With so many contents all lanes are busy nearly to the end.
-constexpr uint_size ManyContents = 32;
-constexpr uint_size ManyBytes = 1 << 20;
-constexpr uint_size MostBytes = 8 << 20; // of contents that are too large to be many
+constexpr uint_size ManyContents = 64;
+constexpr uint_size ManyBytes = 2 << 20;
+constexpr uint_size MostBytes = 16 << 20; // of contents that are too large to be many
 
 // Between two contents, so that those of equal size, whose digests go on in step, do not all want the same places of
 // the processor's caches.

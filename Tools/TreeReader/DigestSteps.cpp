@@ -109,9 +109,10 @@ template <class Number, std::size_t Groups>
         pairs[row + 1] = __builtin_shufflevector(rows[row], rows[row + 1], 2, 10, 3, 11, 6, 14, 7, 15);
     }
     Lanes fours[LanesPerGroup];
-#pragma GCC unroll 8
-    for (uint32 pair = 0; pair < LanesPerGroup; pair += pair % 2 == 0 ? 1 : 3)
+#pragma GCC unroll 4
+    for (uint32 number = 0; number < LanesPerGroup / 2; ++number)
     {
+        const uint32 pair = number / 2 * 4 + number % 2; // 0, 1, 4, 5
         fours[pair] = __builtin_shufflevector(pairs[pair], pairs[pair + 2], 0, 1, 8, 9, 4, 5, 12, 13);
         fours[pair + 2] = __builtin_shufflevector(pairs[pair], pairs[pair + 2], 2, 3, 10, 11, 6, 7, 14, 15);
     }
