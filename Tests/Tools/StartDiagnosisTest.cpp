@@ -261,6 +261,16 @@ TEST_F(StartDiagnosisTest, IndexesThatAStartDeletesAreNamedBefore)
     ExpectCause(FirstRelease, StartOutcome::Incomplete, "can be used", "copy the project's");
 }
 
+TEST_F(StartDiagnosisTest, ArchivesOfAFileThatNoDirectoryHoldsAreNotLookedAt)
+{
+    ManifestImage image("game");
+    image.File("Data/naked.txt").File("lost.bin", {.flags = 0x02});
+    image.Patch(image.DirectoryOffset("") + 16, 0); // no file in the root
+    mTree.Write(FirstRelease + "/releasemanifest", image.Bytes());
+    mTree.Write(GameArchives + "bad.vka", "no index");
+    EXPECT_TRUE(Diagnose(FirstRelease).archives.doomed.empty());
+}
+
 TEST_F(StartDiagnosisTest, AStartThatFailsLaterHasDeletedBefore)
 {
     Flip("MORV/projects/extra/filearchives/1.0.0.0/files-0001.vka", 0);

@@ -144,7 +144,7 @@ std::vector<MorvVersion> Release::GetArchiveVersions() const
     for (uint32 number = 0; number < mTree->GetFileCount(); ++number)
     {
         const auto &fields = mTree->GetTables().GetFile(number);
-        if (MORV::Reader::IsArchivedFile(fields.flags))
+        if (mTree->IsHeld(mTree->GetFileEntry(number)) && MORV::Reader::IsArchivedFile(fields.flags))
         {
             versions.insert(fields.version);
         }

@@ -69,7 +69,8 @@ public:
     /// The archives of a version, read when they are first asked for.
     const VersionArchives &GetArchives(MorvVersion version) const { return mPlaces.GetArchives(version); }
 
-    /// The versions whose archives the release needs, ascending.
+    /// The versions whose archives the release needs, ascending. A file that no directory holds, as in a damaged
+    /// manifest, needs none: the library never looks for it.
     std::vector<MorvVersion> GetArchiveVersions() const;
 
     DiskFileCache &GetFiles() const { return mPlaces.GetFiles(); }
