@@ -55,6 +55,7 @@ protected:
 TEST_F(TreeSetTest, AReferenceIsADirectoryOrAName)
 {
     ExpectReference("", "MORV/projects/a/releases/1.0.0.0/deploy/dir", "a 1.0.0.0");
+    ExpectReference("", "MORV/projects/a/releases/1.0.0.0/MORV", "a 1.0.0.0"); // the root's name counts above others
     ExpectReference("", Solution, "solution suite 0.0.1.0");
     ExpectReference("B/1.0.0.0", Solution, "B 1.0.0.0");
     ExpectReference("B/1.0.0.0", "MORV", "B 1.0.0.0");

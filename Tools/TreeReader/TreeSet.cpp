@@ -55,8 +55,8 @@ Result<Reference> ResolveDirectory(const std::string &directory)
         return Fault{FaultKind::NoRelease, directory, std::string("lies in no release: ") + Advice};
     }
     reference.name.isSolution = type == MORV::Reader::RuntimeTypeSolution;
-    reference.root = Tree::FindRoot(path);
-    if (reference.root.empty())
+    reference.root = MORV::Reader::GetMorvRootDirectory(path);
+    if (!reference.root.ends_with(MORV::Reader::RootDirectory))
     {
         return Fault{FaultKind::NoRelease, directory,
                      std::string("lies in no directory named ") + MORV::Reader::RootDirectory +
