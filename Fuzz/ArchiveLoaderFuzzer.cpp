@@ -8,8 +8,11 @@
 #include "KeldMorvIO/archive/ArchiveVersionManager.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <map>
 #include <memory>
+#include <set>
+#include <system_error>
 
 #include <sys/stat.h>
 
@@ -23,9 +26,26 @@ using MORV::Reader::ArchiveVersionManager;
 constexpr std::size_t MostPaths = 64;
 const std::string Directory = "archives";
 
+/// The names that are asked for. A backslash separates names for the library, so it asks for what follows the last one.
+std::set<std::string> ListAsked(const std::string &directory)
+{
+    std::set<std::string> asked;
+    std::error_code error;
+    for (const auto &entry : std::filesystem::directory_iterator(directory, error))
+    {
+        const std::string name = entry.path().filename();
+        if (name.ends_with(".vka") && name.front() != '.')
+        {
+            asked.insert(name.substr(name.rfind('\\') + 1));
+        }
+    }
+    return asked;
+}
+
 /// What stands at the places that an input names, and whether it is to stay.
 std::map<std::string, bool> Foretell(const Fuzz::TreeOnDisk &disk, const Fuzz::TreeInput &input)
 {
+    const std::set<std::string> asked = ListAsked(disk.GetPath(Directory));
     std::map<std::string, bool> stays;
     for (const Fuzz::TreeEntry &entry : input.entries)
     {
@@ -36,7 +56,7 @@ std::map<std::string, bool> Foretell(const Fuzz::TreeOnDisk &disk, const Fuzz::T
             continue;
         }
         const std::string name(Fuzz::NameOfPath(entry.path));
-        const bool isAsked = entry.path == Directory + "/" + name && name.ends_with(".vka") && name.front() != '.';
+        const bool isAsked = entry.path == Directory + "/" + name && asked.count(name) != 0;
         if (isAsked && S_ISREG(status.st_mode))
         {
             ArchiveFile archive(name, disk.GetPath(Directory), 0);
