@@ -120,6 +120,13 @@ bool TreeOnDisk::Has(const std::string &relative) const
     return lstat(GetPath(relative).c_str(), &status) == 0;
 }
 
+bool TreeOnDisk::MakeDirectory(const std::string &name) const
+{
+    struct stat status = {};
+    const std::string path = GetPath(name);
+    return mkdir(path.c_str(), 0755) == 0 || (lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode));
+}
+
 void TreeOnDisk::Clear()
 {
     for (const auto &entry : std::filesystem::directory_iterator(mRoot))

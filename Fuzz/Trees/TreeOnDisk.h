@@ -32,6 +32,9 @@ public:
     /// Whether something is there under a path; links are not followed.
     bool Has(const std::string &relative) const;
 
+    /// Makes a directory in the root. False when something else has its name.
+    bool MakeDirectory(const std::string &name) const;
+
     /// Takes everything away, whoever has made it: for code that writes.
     void Clear();
 
