@@ -9,6 +9,7 @@ namespace Keld::Delivery
 namespace
 {
 constexpr long PartOfFile = 206;
+constexpr uint64 MostReserved = 64 << 20; // bytes, on a server's word alone
 } // namespace
 
 HttpAsk WholeJob::Begin()
@@ -21,6 +22,7 @@ void WholeJob::TakeHead(const HttpHead &head)
 {
     mContentType = head.contentType;
     RequireNotLarger(mPath, head.length.value_or(0), mLimit);
+    mBytes.reserve(static_cast<uint_size>(std::min(head.length.value_or(0), MostReserved)));
 }
 
 void WholeJob::TakeBytes(std::string_view bytes)

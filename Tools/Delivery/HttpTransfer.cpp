@@ -1,5 +1,6 @@
 #include "Tools/Delivery/HttpTransfer.h"
 
+#include "Tools/Delivery/HttpTrouble.h"
 #include "Tools/Delivery/UrlText.h"
 
 #include <curl/curl.h>
@@ -16,6 +17,7 @@ constexpr long SlowestRate = 64;               // bytes a second; what is slower
 constexpr uint64 WorthASecondStart = 64 << 10; // bytes of an attempt after which the count of failures begins anew
 constexpr uint64 LargestErrorPage = 64 << 10;  // bytes that are read over
 constexpr long BufferSize = 256 << 10;         // bytes
+constexpr std::size_t PieceSize = 256 << 10;   // bytes; libcurl gives them out 16 KiB at a time
 constexpr auto FirstWait = std::chrono::milliseconds(200);
 constexpr auto LongestWait = std::chrono::seconds(20);
 constexpr auto LongestPoll = std::chrono::milliseconds(100);
@@ -28,43 +30,11 @@ void StartLibrary()
         throw SourceError(SourceTrouble::Failed, curl_easy_strerror(started));
     }
 }
-
-bool IsPassing(CURLcode code)
-{
-    switch (code)
-    {
-    case CURLE_COULDNT_RESOLVE_PROXY:
-    case CURLE_COULDNT_RESOLVE_HOST:
-    case CURLE_COULDNT_CONNECT:
-    case CURLE_PARTIAL_FILE:
-    case CURLE_OPERATION_TIMEDOUT:
-    case CURLE_SSL_CONNECT_ERROR:
-    case CURLE_GOT_NOTHING:
-    case CURLE_SEND_ERROR:
-    case CURLE_RECV_ERROR:
-    case CURLE_HTTP2:
-    case CURLE_HTTP2_STREAM:
-        return true;
-    default:
-        return false;
-    }
-}
-
-bool IsPassing(long status)
-{
-    constexpr long timeout = 408;
-    constexpr long early = 425;
-    constexpr long tooMany = 429;
-    constexpr long firstOfServer = 500;
-    constexpr long notImplemented = 501;
-    return status == timeout || status == early || status == tooMany ||
-           (status >= firstOfServer && status != notImplemented);
-}
 } // namespace
 
 struct HttpTransfer::Lane
 {
-    Lane() : handle(curl_easy_init()) {}
+    Lane() : handle(curl_easy_init()) { gathered.reserve(PieceSize); }
     ~Lane()
     {
         curl_slist_free_all(headers);
@@ -81,6 +51,7 @@ struct HttpTransfer::Lane
     HttpHead head;
     bool headTaken = false;
     uint64 bytes = 0;     ///< of the file that came
+    std::string gathered; ///< bytes of the file that the job has not taken; room for PieceSize
     uint64 errorPage = 0; ///< bytes of another answer
     std::exception_ptr failure;
     std::array<char, CURL_ERROR_SIZE> errorText = {};
@@ -120,6 +91,7 @@ void HttpTransfer::Run(const std::vector<HttpJob *> &jobs, const std::function<v
             {
                 continue; // what follows begins at once, or nothing does
             }
+            HandOnAll();
             auto wait = LongestPoll;
             if (!mWaiting.empty())
             {
@@ -225,6 +197,24 @@ void HttpTransfer::StartOn(Lane &lane, const Attempt &attempt)
     curl_multi_add_handle(mMulti, handle);
 }
 
+/// Before a wait: what came is where the next run finds it then, however long it takes for more to come.
+void HttpTransfer::HandOnAll()
+{
+    for (const std::unique_ptr<Lane> &lane : mLanes)
+    {
+        if (lane->gathered.empty())
+        {
+            continue;
+        }
+        HandOn(*lane);
+        if (lane->failure)
+        {
+            curl_multi_remove_handle(mMulti, lane->handle);
+            End(*lane, CURLE_WRITE_ERROR);
+        }
+    }
+}
+
 /// \returns whether any transfer has ended
 bool HttpTransfer::HandleEnded()
 {
@@ -248,6 +238,7 @@ bool HttpTransfer::HandleEnded()
 
 void HttpTransfer::End(Lane &lane, int code)
 {
+    HandOn(lane);
     try
     {
         if (lane.failure)
@@ -272,7 +263,7 @@ void HttpTransfer::Judge(Lane &lane, int code)
         JudgeStatus(lane);
         return;
     }
-    if (IsPassing(result))
+    if (IsPassingCode(code))
     {
         throw PassingTrouble(why);
     }
@@ -315,7 +306,7 @@ void HttpTransfer::JudgeStatus(Lane &lane)
         break;
     }
     const std::string text = "the server answers with status " + std::to_string(status);
-    if (IsPassing(status))
+    if (IsPassingStatus(status))
     {
         throw PassingTrouble(text);
     }
@@ -347,6 +338,7 @@ void HttpTransfer::StopAll()
         if (lane->attempt.job != nullptr)
         {
             curl_multi_remove_handle(mMulti, lane->handle);
+            HandOn(*lane); // a failure is one of many
             lane->attempt.job = nullptr;
         }
     }
@@ -360,7 +352,6 @@ std::size_t HttpTransfer::TakeHeader(char *line, std::size_t size, std::size_t c
     return size * count;
 }
 
-/// Nothing may be thrown through libcurl; what is stops the transfer and is thrown behind it.
 std::size_t HttpTransfer::TakeBody(char *bytes, std::size_t size, std::size_t count, void *lane)
 {
     auto &taker = *static_cast<Lane *>(lane);
@@ -374,20 +365,47 @@ std::size_t HttpTransfer::TakeBody(char *bytes, std::size_t size, std::size_t co
         return taker.errorPage > LargestErrorPage ? stop : length;
     }
     taker.bytes += length;
+    if (!taker.headTaken)
+    {
+        taker.headTaken = true;
+        Guard(taker,
+              [&taker]
+              {
+                  taker.attempt.job->TakeHead(taker.head);
+              });
+    }
+    if (taker.gathered.size() + length > PieceSize)
+    {
+        HandOn(taker);
+    }
+    taker.gathered.append(bytes, length);
+    return taker.failure ? stop : length;
+}
+
+/// Gives the job what was gathered: few large pieces cost a disk less than many small ones.
+void HttpTransfer::HandOn(Lane &lane)
+{
+    if (!lane.gathered.empty() && !lane.failure)
+    {
+        Guard(lane,
+              [&lane]
+              {
+                  lane.attempt.job->TakeBytes(lane.gathered);
+              });
+    }
+    lane.gathered.clear();
+}
+
+/// Nothing may be thrown through libcurl; what is stops the transfer and is thrown behind it.
+void HttpTransfer::Guard(Lane &lane, const std::function<void()> &call)
+{
     try
     {
-        if (!taker.headTaken)
-        {
-            taker.headTaken = true;
-            taker.attempt.job->TakeHead(taker.head);
-        }
-        taker.attempt.job->TakeBytes({bytes, length});
-        return length;
+        call();
     }
     catch (...)
     {
-        taker.failure = std::current_exception();
-        return stop;
+        lane.failure = std::current_exception();
     }
 }
 } // namespace Keld::Delivery

@@ -41,6 +41,7 @@ private:
 
     void StartDue(const std::vector<HttpJob *> &jobs);
     void StartOn(Lane &lane, const Attempt &attempt);
+    void HandOnAll();
     bool HandleEnded();
     void End(Lane &lane, int code);
     void Judge(Lane &lane, int code);
@@ -50,6 +51,8 @@ private:
     std::string NameOf(const std::string &path) const { return mName + "/" + path; }
     bool IsBusy() const;
 
+    static void HandOn(Lane &lane);
+    static void Guard(Lane &lane, const std::function<void()> &call);
     static std::size_t TakeHeader(char *line, std::size_t size, std::size_t count, void *lane);
     static std::size_t TakeBody(char *bytes, std::size_t size, std::size_t count, void *lane);
 
