@@ -251,5 +251,130 @@ TEST_F(EarlyProofTest, AFetchIsRefusedWhereAByteIsWrongThatCameEarly)
     ExpectRefusal(server.GetUrl(), Request(), "the source is damaged");
     EXPECT_FALSE(IsHere(First));
 }
+
+/// An archive with two long contents that are stored as they are, one after the other, and a small one behind them.
+class EarlyProofOfLongContentsTest : public EarlyProofTest
+{
+protected:
+    EarlyProofOfLongContentsTest()
+    {
+        mFiles.clear();
+        mFiles["long1.a"] = std::string(Size, '1') + "end";
+        mFiles["long2.a"] = std::string(Size, '2') + "end";
+        mFiles["small.a"] = "small";
+        Pack(mFiles, Second);
+        mBytes = mTree.Read("server/MORV/projects/game/filearchives/1.0.0.1/files-0001.vka.dat");
+        mRelease = *mServed.OpenRelease("game", Second);
+    }
+
+    /// Bytes come, and the last of them when each content and the sum have been begun with.
+    /// \param contents that are long
+    void Come(EarlyProof &early, const std::string &bytes, std::size_t contents = 2)
+    {
+        std::ofstream coming(mTree.Path("coming"), std::ios::binary);
+        const std::size_t reads = mReads;
+        std::size_t came = 0;
+        for (const std::size_t size : {Size / 2, Size, Size * 3 / 2, bytes.size()})
+        {
+            if (size == bytes.size())
+            {
+                // Pieces of 256 KiB: all that is there for the sum, half of the last content, all of those before.
+                WaitForReads(reads + 36 + 12 + 25 * (contents - 1));
+            }
+            coming << bytes.substr(came, size - came) << std::flush;
+            came = size;
+            early.Note("path", size);
+        }
+        early.Finish();
+    }
+
+    static constexpr std::size_t Size = 6 << 20;
+};
+
+TEST_F(EarlyProofOfLongContentsTest, WhatWasBegunIsProvedToItsEndWhenTheLastByteIsThere)
+{
+    EarlyProof early(Threads, CountReads());
+    early.Expect("path", Expected());
+    Come(early, mBytes);
+    EXPECT_TRUE(early.IsSummed("path"));
+    EXPECT_GE(early.GetProvedBytes(), Size * 2);
+    const auto left = early.TakeUnproved("path");
+    ASSERT_TRUE(left);
+    ASSERT_EQ(left->size(), 1U) << "few small ones wait for whoever checks afterwards";
+    EXPECT_EQ(left->front().stored.storedSize, mFiles["small.a"].size());
+}
+
+TEST_F(EarlyProofOfLongContentsTest, AWrongByteAnywhereLeavesItUnproved)
+{
+    for (const std::size_t offset : {std::size_t{0}, Size + 2, Size * 3 / 2 + 3})
+    {
+        SCOPED_TRACE(offset);
+        std::string bytes = mBytes;
+        SpoilByte(bytes, offset);
+        EarlyProof early(Threads, CountReads());
+        early.Expect("path", Expected());
+        Come(early, bytes);
+        EXPECT_FALSE(early.IsSummed("path"));
+        const auto left = early.TakeUnproved("path");
+        ASSERT_TRUE(left);
+        ASSERT_EQ(left->size(), 2U);
+        const TreeReader::StoredFile &wrong = left->front().stored;
+        EXPECT_LE(wrong.offset, offset);
+        EXPECT_GT(wrong.offset + wrong.storedSize, offset);
+    }
+}
+
+TEST_F(EarlyProofOfLongContentsTest, BytesThatComeAnewProveNothingOfThoseBefore)
+{
+    EarlyProof early(Threads, CountReads());
+    early.Expect("path", Expected());
+    mTree.Write("coming", mBytes.substr(0, Size / 2));
+    early.Note("path", Size / 2);
+    WaitForReads(1);
+    early.Note("path", 0);
+    mTree.Write("coming", std::string(Size / 2, '?') + mBytes.substr(Size / 2));
+    early.Note("path", mBytes.size());
+    early.Finish();
+    EXPECT_FALSE(early.IsSummed("path"));
+    EXPECT_FALSE(early.TakeUnproved("path"));
+    EXPECT_EQ(early.GetProvedBytes(), 0U);
+}
+
+TEST_F(EarlyProofOfLongContentsTest, ContentsThatLieOverEachOtherAreProvedEach)
+{
+    // As where an archive keeps equal contents once. They are the same file here, and all that differs is where.
+    std::vector<ContentToProve> contents = Contents();
+    contents.insert(contents.begin() + 1, contents.front());
+    ExpectedFile expected = Expected();
+    expected.contents = contents;
+    EarlyProof early(Threads, CountReads());
+    early.Expect("path", std::move(expected));
+    Come(early, mBytes, 3);
+    EXPECT_GE(early.GetProvedBytes(), Size * 3);
+    EXPECT_TRUE(early.IsSummed("path"));
+}
+
+TEST_F(EarlyProofOfLongContentsTest, AFetchIsRefusedWhereAByteOfOneIsWrong)
+{
+    SpoilByte(mBytes, Size - 1);
+    mTree.Write("server/MORV/projects/game/filearchives/1.0.0.1/files-0001.vka.dat", mBytes);
+    const FaultServer server(Server(), [](const ServedRequest &, ServedAnswer &) {});
+    ExpectRefusal(server.GetUrl(), Request(Second), "the source is damaged");
+    EXPECT_FALSE(IsHere(Second));
+}
+
+TEST_F(EarlyProofOfLongContentsTest, AFetchServesThemWhereTheConnectionBreaksInTheMiddleOfOne)
+{
+    const FaultServer server(Server(),
+                             [](const ServedRequest &request, ServedAnswer &answer)
+                             {
+                                 if (request.path.ends_with(".dat") && request.number == 0)
+                                 {
+                                     answer.cutAfter = Size / 2;
+                                 }
+                             });
+    FetchFrom(server.GetUrl(), Request(Second));
+    ExpectServes(Second, mFiles);
+}
 } // namespace
 } // namespace Keld::Test

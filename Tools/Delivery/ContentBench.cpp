@@ -7,7 +7,7 @@ void ContentBench::Take(const TreeReader::Release &release, const ContentToProve
 {
     calls.checkpoint();
     const Waiting one{&release, &content, number};
-    if (!TreeReader::DigestQueue<Waiting>::IsSmall(release.GetTree().GetFields(content.file).size))
+    if (!IsSmall(release.GetTree().GetFields(content.file).size))
     {
         Judge(one, calls);
         return;

@@ -17,6 +17,13 @@ struct ContentToProve
 /// Decodes contents and holds them against their digests, small ones side by side. One thread's; it keeps its memory.
 class ContentBench
 {
+    struct Waiting
+    {
+        const TreeReader::Release *release;
+        const ContentToProve *content;
+        std::size_t number;
+    };
+
 public:
     struct Calls
     {
@@ -27,6 +34,9 @@ public:
         std::function<void(std::size_t number, const TreeReader::Failure &failure)> judge;
     };
 
+    /// Whether contents of this size are proved side by side.
+    static bool IsSmall(uint64 size) { return TreeReader::DigestQueue<Waiting>::IsSmall(size); }
+
     /// Takes a content to prove. Small ones wait for others.
     /// \param content must stay until Finish
     void Take(const TreeReader::Release &release, const ContentToProve &content, std::size_t number,
@@ -36,13 +46,6 @@ public:
     void Finish(const Calls &calls);
 
 private:
-    struct Waiting
-    {
-        const TreeReader::Release *release;
-        const ContentToProve *content;
-        std::size_t number;
-    };
-
     void Judge(const Waiting &one, const Calls &calls);
 
     TreeReader::DigestQueue<Waiting> mQueue;

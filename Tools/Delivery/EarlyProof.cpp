@@ -5,6 +5,8 @@
 #include "KeldFoundation/CStd/LargeVector.h"
 
 #include <algorithm>
+#include <iterator>
+#include <limits>
 #include <system_error>
 
 namespace Keld::Delivery
@@ -17,35 +19,61 @@ constexpr std::size_t FewestContents = 64;
 constexpr uint64 MostBytes = 8 << 20;
 constexpr std::size_t MostContents = 256;
 
-constexpr uint64 FewestToSum = 1 << 20; // bytes
-constexpr uint64 SumPiece = 1 << 18;    // bytes; what came last is still in the processor's caches
+// What is digested at once of bytes that come one after the other.
+constexpr uint64 FewestOfRun = 1 << 20; // bytes
+constexpr uint64 MostOfRun = 16 << 20;  // bytes
+constexpr uint64 RunPiece = 1 << 18;    // bytes; what came last is still in the processor's caches
+
+constexpr std::size_t SumOfFile = std::numeric_limits<std::size_t>::max();
 
 uint64 EndOf(const TreeReader::StoredFile &stored)
 {
     return stored.offset + stored.storedSize;
 }
 
-/// Goes on with the sum of a file. False where the bytes cannot be read.
-bool SumBytes(const std::string &place, uint64 begin, uint64 end, ContentSummer &summer,
-              const std::function<void()> &checkpoint)
+/// Hands on bytes of a file. False where they cannot be read.
+bool ReadBytes(const std::string &place, uint64 begin, uint64 end, const TreeReader::ContentSink &sink)
 {
     const auto file = TreeReader::DiskFile::Open(place);
-    LargeVector<char> piece(static_cast<uint_size>(std::min(SumPiece, end - begin)));
+    LargeVector<char> piece(static_cast<uint_size>(std::min(RunPiece, end - begin)));
     while (file && begin < end)
     {
-        checkpoint();
         const auto count =
             file->ReadAt(begin, piece.data(), static_cast<uint_size>(std::min<uint64>(piece.size(), end - begin)));
         if (!count || *count == 0)
         {
             return false;
         }
-        summer.Update({piece.data(), *count});
+        sink({piece.data(), *count});
         begin += *count;
     }
     return begin == end;
 }
 } // namespace
+
+void EarlyProof::Run::Begin()
+{
+    if (content == SumOfFile)
+    {
+        summer = std::make_unique<ContentSummer>();
+    }
+    else
+    {
+        digest = std::make_unique<TreeReader::ContentDigest>();
+    }
+}
+
+void EarlyProof::Run::Take(std::string_view bytes)
+{
+    if (content == SumOfFile)
+    {
+        summer->Update(bytes);
+    }
+    else
+    {
+        digest->Update(bytes);
+    }
+}
 
 EarlyProof::EarlyProof(unsigned threadCount, std::function<void()> checkpoint)
     : mThreadCount(threadCount), mCheckpoint(std::move(checkpoint))
@@ -54,14 +82,20 @@ EarlyProof::EarlyProof(unsigned threadCount, std::function<void()> checkpoint)
 
 EarlyProof::~EarlyProof()
 {
-    Finish();
+    End(true);
 }
 
 void EarlyProof::Expect(const std::string &path, ExpectedFile file)
 {
-    if (!file.contents.empty() || file.sum)
+    if (file.contents.empty() && !file.sum)
     {
-        mFiles.emplace(path, std::move(file));
+        return;
+    }
+    const auto [place, isNew] = mFiles.emplace(path, std::move(file));
+    File &added = place->second;
+    if (isNew && added.expected.sum)
+    {
+        added.sum = std::make_shared<Run>(Run{&added, SumOfFile, 0, added.expected.size, {}, {}, false});
     }
 }
 
@@ -84,19 +118,61 @@ void EarlyProof::Note(const std::string &path, uint64 size)
         return;
     }
     file.size = size;
-    const std::vector<ContentToProve> &contents = file.expected.contents;
-    for (; file.waiting < contents.size() && EndOf(contents[file.waiting].stored) <= size; ++file.waiting)
+    TakeContents(file);
+    if (file.sum != nullptr)
     {
-        mReady.push_back({&file, file.waiting});
-        mReadyBytes += SizeOf(mReady.back());
+        AskFor(file.sum);
     }
-    AskForSum(file);
-    if (mToSum.empty() && !IsWorthAProof())
+    if (mRuns.empty() && !IsWorthAProof())
     {
         return;
     }
     AddThread();
     mWake.notify_all();
+}
+
+/// Puts what came whole to what is ready. One long content at a time is gone on with while it comes; where others lie
+/// over it, as only a damaged or a frugal archive has them, they wait for their ends.
+void EarlyProof::TakeContents(File &file)
+{
+    const std::vector<ContentToProve> &contents = file.expected.contents;
+    while (file.waiting < contents.size())
+    {
+        if (file.coming != nullptr && file.coming->end <= file.size)
+        {
+            AskFor(file.coming);
+            file.coming = nullptr; // whoever is at it goes on to the end
+        }
+        const TreeReader::StoredFile &stored = contents[file.waiting].stored;
+        if (BeginsRun(file))
+        {
+            file.coming = std::make_shared<Run>(Run{&file, file.waiting, stored.offset, EndOf(stored), {}, {}, false});
+        }
+        else if (EndOf(stored) <= file.size)
+        {
+            mReady.push_back({&file, file.waiting});
+            mReadyBytes += SizeOf(file, file.waiting);
+        }
+        else
+        {
+            break;
+        }
+        ++file.waiting;
+    }
+    if (file.coming != nullptr)
+    {
+        AskFor(file.coming);
+    }
+}
+
+/// Whether the next content is a long one that can be begun with.
+bool EarlyProof::BeginsRun(const File &file) const
+{
+    const ContentToProve &content = file.expected.contents[file.waiting];
+    const TreeReader::StoredFile &stored = content.stored;
+    const bool isLong = stored.compression == TreeReader::Compression::None &&
+                        !ContentBench::IsSmall(stored.storedSize) && stored.storedSize == SizeOf(file, file.waiting);
+    return isLong && file.coming == nullptr && stored.offset + FewestOfRun <= file.size;
 }
 
 void EarlyProof::AddThread()
@@ -121,9 +197,21 @@ void EarlyProof::AddThread()
 
 void EarlyProof::Finish()
 {
+    End(false);
+}
+
+void EarlyProof::End(bool isAbandoned)
+{
     {
         const std::lock_guard<std::mutex> lock(mMutex);
         mIsEnding = true;
+        mIsAbandoned = isAbandoned;
+        // What has not begun costs whoever checks afterwards no more than it would here.
+        std::erase_if(mRuns,
+                      [isAbandoned](const std::shared_ptr<Run> &run)
+                      {
+                          return isAbandoned || !run->HasBegun();
+                      });
     }
     mWake.notify_all();
     for (std::thread &thread : mThreads)
@@ -164,11 +252,11 @@ void EarlyProof::Work()
     std::unique_lock<std::mutex> lock(mMutex);
     try
     {
-        while (!mIsEnding)
+        while (!mIsEnding || !mRuns.empty())
         {
-            if (!mToSum.empty())
+            if (!mRuns.empty())
             {
-                SumNext(lock);
+                GoOnWithRun(lock);
             }
             else if (IsWorthAProof())
             {
@@ -191,38 +279,74 @@ bool EarlyProof::IsWorthAProof() const
     return mReady.size() >= FewestContents || mReadyBytes >= FewestBytes;
 }
 
-void EarlyProof::AskForSum(File &file)
+void EarlyProof::AskFor(const std::shared_ptr<Run> &run)
 {
-    const bool isWorthIt = file.size - file.summed >= FewestToSum || file.size == file.expected.size;
-    if (file.expected.sum && !file.isSumTaken && file.size > file.summed && isWorthIt)
+    const uint64 end = std::min(run->file->size, run->end);
+    const bool isWorthIt = end == run->end || end >= run->next + FewestOfRun;
+    if (!run->isTaken && end > run->next && isWorthIt && !mIsAbandoned)
     {
-        file.isSumTaken = true;
-        mToSum.push_back(&file);
+        run->isTaken = true;
+        mRuns.push_back(run);
     }
 }
 
-void EarlyProof::SumNext(std::unique_lock<std::mutex> &lock)
+void EarlyProof::GoOnWithRun(std::unique_lock<std::mutex> &lock)
 {
-    File &file = *mToSum.front();
-    mToSum.pop_front();
-    if (file.summer == nullptr)
+    const std::shared_ptr<Run> run = std::move(mRuns.front());
+    mRuns.pop_front();
+    if (run->file->cameAnew)
     {
-        file.summer = std::make_unique<ContentSummer>();
+        return;
     }
-    const uint64 end = file.size;
+    if (!run->HasBegun())
+    {
+        run->Begin();
+    }
+    const uint64 end = std::min({run->file->size, run->end, run->next + MostOfRun});
     lock.unlock();
-    const bool isRead = SumBytes(file.expected.place, file.summed, end, *file.summer, mCheckpoint);
+    const bool isRead = ReadBytes(run->file->expected.place, run->next, end,
+                                  [&](std::string_view bytes)
+                                  {
+                                      mCheckpoint();
+                                      run->Take(bytes);
+                                  });
     lock.lock();
-    file.summed = end;
-    if (isRead && end == file.expected.size)
+    run->next = end;
+    if (!isRead || run->file->cameAnew)
     {
-        file.hasSum = file.summer->Finish() == file.expected.sum;
+        return;
     }
-    else if (isRead)
+    if (end == run->end)
     {
-        file.isSumTaken = false;
-        AskForSum(file);
+        FinishRun(*run);
+        return;
     }
+    run->isTaken = false;
+    AskFor(run);
+}
+
+void EarlyProof::FinishRun(Run &run)
+{
+    File &file = *run.file;
+    if (run.content == SumOfFile)
+    {
+        file.hasSum = run.summer->Finish() == file.expected.sum;
+        return;
+    }
+    const ExpectedFile &expected = file.expected;
+    const auto &fields = expected.release->GetTree().GetFields(expected.contents[run.content].file);
+    const TreeReader::Digest digest = run.digest->Finish();
+    if (std::equal(digest.begin(), digest.end(), std::begin(fields.digest), std::end(fields.digest)))
+    {
+        NoteProved(file, run.content);
+    }
+}
+
+void EarlyProof::NoteProved(File &file, std::size_t content)
+{
+    mProvedBytes += SizeOf(file, content);
+    file.proved += SizeOf(file, content);
+    file.expected.contents[content].file = TreeReader::NoEntry;
 }
 
 void EarlyProof::ProveNext(std::unique_lock<std::mutex> &lock, ContentBench &bench)
@@ -246,9 +370,7 @@ void EarlyProof::ProveNext(std::unique_lock<std::mutex> &lock, ContentBench &ben
     {
         if (!one.file->cameAnew)
         {
-            mProvedBytes += SizeOf(one);
-            one.file->proved += SizeOf(one);
-            one.file->expected.contents[one.content].file = TreeReader::NoEntry;
+            NoteProved(*one.file, one.content);
         }
     }
 }
@@ -260,7 +382,7 @@ std::vector<EarlyProof::Ready> EarlyProof::TakeReady()
     uint64 bytes = 0;
     while (!mReady.empty() && ((taken.size() < MostContents && bytes < MostBytes) || !IsWorthAProof()))
     {
-        const uint64 size = SizeOf(mReady.front());
+        const uint64 size = SizeOf(*mReady.front().file, mReady.front().content);
         bytes += size;
         mReadyBytes -= size;
         taken.push_back(mReady.front());
@@ -270,9 +392,8 @@ std::vector<EarlyProof::Ready> EarlyProof::TakeReady()
 }
 
 /// Of a content that was not proved.
-uint64 EarlyProof::SizeOf(const Ready &ready)
+uint64 EarlyProof::SizeOf(const File &file, std::size_t content)
 {
-    const ExpectedFile &file = ready.file->expected;
-    return file.release->GetTree().GetFields(file.contents[ready.content].file).size;
+    return file.expected.release->GetTree().GetFields(file.expected.contents[content].file).size;
 }
 } // namespace Keld::Delivery
