@@ -1,5 +1,7 @@
 #include "Tools/OpenedRelease.h"
 
+#include "KeldFoundation/CStd/LargeVector.h"
+
 #include <gtest/gtest.h>
 
 namespace Keld::Test
@@ -106,6 +108,21 @@ TEST_F(TreeSetTest, AReleaseIsOpenedOnce)
     const auto missing = tree.OpenRelease("a", Second);
     ASSERT_FALSE(missing);
     EXPECT_NE(missing.GetFault().text.find("there is no release 1.0.0.1 of the project a"), std::string::npos);
+}
+
+TEST_F(TreeSetTest, AManifestThatSomebodyHasParsedIsTakenWhereTheFileHasItsBytes)
+{
+    const std::string bytes = mTree.Read("MORV/projects/a/releases/1.0.0.0/releasemanifest");
+    const LargeVector<char> image(bytes.begin(), bytes.end());
+    LargeVector<char> copy = image;
+    auto parsed = TreeReader::ManifestTree::Parse(copy, "");
+    ASSERT_TRUE(parsed);
+    const std::shared_ptr<const TreeReader::ManifestTree> manifest = std::move(*parsed);
+    TreeReader::Tree tree(mTree.Path("MORV"));
+    tree.KnowManifest("a", 0x01000000, image, manifest);
+    tree.KnowManifest("B", 0x01000000, image, manifest);
+    EXPECT_EQ(&(*tree.OpenRelease("a", 0x01000000))->GetTree(), manifest.get());
+    EXPECT_EQ((*tree.OpenRelease("B", 0x01000000))->GetProject(), "B") << "what lies on the disk counts";
 }
 
 TEST_F(TreeSetTest, TheFirstLayerWinsAndHidesTheOthers)

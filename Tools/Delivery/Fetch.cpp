@@ -96,7 +96,7 @@ FetchReport FetchRun::Run()
         TakeUp();
         BringAll();
         Publish();
-        RequireServed(mRequest.root, mWanted.name, mRequest.threadCount);
+        RequireServed(mRequest.root, mWanted, mRequest.threadCount);
     }
     if (mRequest.protect)
     {

@@ -25,10 +25,14 @@ void RequireDiskRoom(const std::string &root, uint64 needed)
     }
 }
 
-void RequireServed(const std::string &root, const TreeReader::ReleaseName &name, unsigned threadCount)
+void RequireServed(const std::string &root, const WantedSet &wanted, unsigned threadCount)
 {
     TreeReader::Tree tree(root);
-    const auto view = TreeReader::View::Open(tree, name);
+    for (const auto &release : wanted.releases)
+    {
+        release->MakeKnown(tree);
+    }
+    const auto view = TreeReader::View::Open(tree, wanted.name);
     if (!view)
     {
         throw TreeError(view.GetFault().GetMessage());

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tools/Delivery/WantedRelease.h"
+#include "Tools/Delivery/WantedSet.h"
 
 #include <string>
 
@@ -11,7 +11,7 @@ namespace Keld::Delivery
 void RequireDiskRoom(const std::string &root, uint64 needed);
 
 /// Throws TreeError where a program would not see the whole release, whatever else lies in the tree.
-void RequireServed(const std::string &root, const TreeReader::ReleaseName &name, unsigned threadCount);
+void RequireServed(const std::string &root, const WantedSet &wanted, unsigned threadCount);
 
 /// Lets nobody write the directories of all archives that a release is served from.
 void ProtectArchives(const std::string &root, const WantedRelease &wanted);

@@ -44,14 +44,19 @@ std::string JoinNames(const std::string &left, const char *middle, const std::st
 
 WantedRelease::WantedRelease(const std::string &root, TreeReader::ReleaseName name, LargeVector<char> manifest,
                              const std::string &where)
-    : mRoot(root), mName(std::move(name)), mManifest(std::move(manifest)),
+    : mRoot(root), mName(std::move(name)), mManifest(std::move(manifest)), mTree(ParseWanted(mManifest, mName, where)),
       mArchives(JoinNames(root, MORV::Reader::ProjectsDirectory, mName.name)),
       mFiles(std::in_place, WantedFilesKeptOpen)
 {
     const std::string projectRoot = JoinNames(root, MORV::Reader::ProjectsDirectory, mName.name);
     mRelease = std::make_unique<TreeReader::Release>(
-        JoinNames(projectRoot, MORV::Reader::ReleasesDirectory, FormatVersion(mName.version)),
-        ParseWanted(mManifest, mName, where), TreeReader::Release::Shared{projectRoot, &mArchives, &*mFiles});
+        JoinNames(projectRoot, MORV::Reader::ReleasesDirectory, FormatVersion(mName.version)), mTree,
+        TreeReader::Release::Shared{projectRoot, &mArchives, &*mFiles});
+}
+
+void WantedRelease::MakeKnown(TreeReader::Tree &tree) const
+{
+    tree.KnowManifest(mName.name, mName.version, mManifest, mTree);
 }
 
 void WantedRelease::CloseFiles() const

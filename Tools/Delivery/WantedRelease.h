@@ -50,6 +50,10 @@ public:
     std::string GetManifestPath() const;
 
     const LargeVector<char> &GetManifest() const { return mManifest; }
+
+    /// Spares a tree, which must not outlive this, the parsing of the manifest.
+    void MakeKnown(TreeReader::Tree &tree) const;
+
     ManifestState GetManifestState() const;
 
     /// Below the root: where a plain file belongs by the manifest, or the directory of an archived file's version.
@@ -60,6 +64,7 @@ private:
     const std::string mRoot;
     const TreeReader::ReleaseName mName;
     const LargeVector<char> mManifest;
+    const std::shared_ptr<const TreeReader::ManifestTree> mTree;
     TreeReader::ProjectArchives mArchives;
     mutable std::optional<TreeReader::DiskFileCache> mFiles; ///< never without; where it lies mRelease looks for it
     std::unique_ptr<const TreeReader::Release> mRelease;

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 #include <stdexcept>
 
 namespace Keld::TreeReader
@@ -20,8 +19,6 @@ using MORV::Reader::ManifestTables;
 
 namespace
 {
-constexpr uint64 LargestImage = std::numeric_limits<int32>::max();
-
 std::string RefusalText(const MORV::Reader::ParsedImage &parsed)
 {
     switch (parsed.refusal)

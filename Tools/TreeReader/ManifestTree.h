@@ -32,6 +32,9 @@ struct EntryRange
 class ManifestTree
 {
 public:
+    /// Bytes of a manifest file, at most.
+    static constexpr uint64 LargestImage = 0x7FFFFFFF;
+
     /// Reads and checks a manifest file. `path` stands in what is said about it.
     static Result<std::unique_ptr<const ManifestTree>> Load(const std::string &path);
 

@@ -7,7 +7,7 @@
 
 namespace Keld::TreeReader
 {
-Release::Release(std::string directory, std::unique_ptr<const ManifestTree> tree, const Shared &shared)
+Release::Release(std::string directory, std::shared_ptr<const ManifestTree> tree, const Shared &shared)
     : mDirectory(std::move(directory)), mTree(std::move(tree)), mPlaces(*mTree, shared)
 {
 }

@@ -19,7 +19,7 @@ public:
     using Shared = FilePlaces::Shared;
 
     /// \param directory the release's own, in which its manifest lies.
-    Release(std::string directory, std::unique_ptr<const ManifestTree> tree, const Shared &shared);
+    Release(std::string directory, std::shared_ptr<const ManifestTree> tree, const Shared &shared);
 
     Release(const Release &) = delete;
     Release &operator=(const Release &) = delete;
@@ -82,7 +82,7 @@ private:
     bool CanBeServed(EntryIndex entry) const { return mTree->IsDirectory(entry) || IsPresent(entry); }
 
     const std::string mDirectory;
-    const std::unique_ptr<const ManifestTree> mTree;
+    const std::shared_ptr<const ManifestTree> mTree;
     const FilePlaces mPlaces;
 
     mutable std::once_flag mListedIndexMade;

@@ -157,7 +157,7 @@ Result<std::shared_ptr<const Release>> Tree::Load(const std::string &project, Mo
                      "the path of release " + FormatVersion(version) + " of " + project +
                          " is too long for the library: 1,024 bytes or more"};
     }
-    Result<std::unique_ptr<const ManifestTree>> tree = ManifestTree::Load(path);
+    Result<std::shared_ptr<const ManifestTree>> tree = LoadManifest({project, version}, path);
     if (!tree)
     {
         Fault fault = tree.GetFault();
@@ -177,6 +177,32 @@ Result<std::shared_ptr<const Release>> Tree::Load(const std::string &project, Mo
     }
     const Release::Shared shared{projectRoot, &GetArchives(projectRoot), &mFiles};
     return std::shared_ptr<const Release>(std::make_shared<Release>(directory, std::move(*tree), shared));
+}
+
+void Tree::KnowManifest(const std::string &project, MorvVersion version, const LargeVector<char> &image,
+                        std::shared_ptr<const ManifestTree> manifest)
+{
+    mKnown[{project, version}] = {&image, std::move(manifest)};
+}
+
+Result<std::shared_ptr<const ManifestTree>> Tree::LoadManifest(const ReleaseName &name, const std::string &path) const
+{
+    Result<LargeVector<char>> image = ReadFileImage(path, ManifestTree::LargestImage);
+    if (!image)
+    {
+        return image.GetFault();
+    }
+    const auto known = mKnown.find(name);
+    if (known != mKnown.end() && *known->second.image == *image)
+    {
+        return known->second.manifest;
+    }
+    Result<std::unique_ptr<const ManifestTree>> parsed = ManifestTree::Parse(*image, path);
+    if (!parsed)
+    {
+        return parsed.GetFault();
+    }
+    return std::shared_ptr<const ManifestTree>(std::move(*parsed));
 }
 
 const ProjectArchives &Tree::GetArchives(const std::string &projectRoot)

@@ -46,16 +46,30 @@ public:
     /// A release, loaded when it is first asked for and kept. A failure is not kept.
     Result<std::shared_ptr<const Release>> OpenRelease(const std::string &project, MorvVersion version);
 
+    /// A manifest that somebody has parsed already: where the file of the release holds these bytes, it is not parsed
+    /// once more. To be told before anybody asks for the release.
+    /// \param image must outlive the tree
+    void KnowManifest(const std::string &project, MorvVersion version, const LargeVector<char> &image,
+                      std::shared_ptr<const ManifestTree> manifest);
+
     DiskFileCache &GetFiles() { return mFiles; }
 
 private:
+    struct KnownManifest
+    {
+        const LargeVector<char> *image;
+        std::shared_ptr<const ManifestTree> manifest;
+    };
+
     using ReleaseName = std::pair<std::string, MorvVersion>;
 
     const ProjectArchives &GetArchives(const std::string &projectRoot);
     Result<std::shared_ptr<const Release>> Load(const std::string &project, MorvVersion version);
+    Result<std::shared_ptr<const ManifestTree>> LoadManifest(const ReleaseName &name, const std::string &path) const;
 
     const std::string mRoot;
     DiskFileCache mFiles;
+    std::map<ReleaseName, KnownManifest> mKnown;
     std::mutex mMutex;                                                 ///< guards both maps
     std::map<std::string, std::unique_ptr<ProjectArchives>> mArchives; ///< by project root
     std::map<ReleaseName, std::shared_ptr<const Release>> mReleases;
