@@ -74,6 +74,7 @@ std::vector<LackingFile> HeldFiles::FindLacking()
         ProveContents(mWanted.GetRelease(), comparison.contents, comparison.doubtful.size(),
                       {mOptions.threadCount, mOptions.advance, mOptions.checkpoint});
     std::vector<LackingFile> &lacking = comparison.lacking;
+    const auto middle = static_cast<std::ptrdiff_t>(lacking.size());
     for (std::size_t index = 0; index < wrong.size(); ++index)
     {
         if (!wrong[index].empty())
@@ -81,11 +82,12 @@ std::vector<LackingFile> HeldFiles::FindLacking()
             lacking.push_back(comparison.doubtful[index]);
         }
     }
-    std::sort(lacking.begin(), lacking.end(),
-              [](const LackingFile &left, const LackingFile &right)
-              {
-                  return left.file < right.file;
-              });
+    // Both are in the order of the manifest by themselves.
+    std::inplace_merge(lacking.begin(), lacking.begin() + middle, lacking.end(),
+                       [](const LackingFile &left, const LackingFile &right)
+                       {
+                           return left.file < right.file;
+                       });
     return std::move(lacking);
 }
 

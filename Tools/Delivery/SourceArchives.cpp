@@ -6,10 +6,12 @@
 
 #include "KeldFoundation/CStd/Hash.h"
 #include "KeldMorvIO/archive/ArchiveFormat.h"
+#include "KeldMorvIO/listing/ManifestFileIterator.h"
 #include "KeldMorvIO/listing/ReleaseManifestFormat.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <iterator>
 
@@ -52,6 +54,41 @@ uint64 ExtentOf(const ArchiveFile &index)
     }
     return extent;
 }
+
+/// Paths of files of a manifest, and the hashes that archives have of them. Those of one directory, one after the
+/// other, share what is in front.
+class HashedPaths
+{
+public:
+    explicit HashedPaths(const TreeReader::ManifestTree &tree) : mTree(tree) {}
+
+    void Take(TreeReader::EntryIndex file)
+    {
+        const TreeReader::EntryIndex parent = mTree.GetParent(file);
+        if (parent != mParent)
+        {
+            mParent = parent;
+            mPath = parent == TreeReader::RootEntry ? "" : mTree.GetPath(parent) + "/";
+            mPrefixSize = mPath.size();
+            mPrefixHash = HashName(mPath.c_str());
+        }
+        const char *name = mTree.GetName(file);
+        mPath.resize(mPrefixSize);
+        mPath.append(name, strnlen(name, MORV::Reader::ManifestPathLimit));
+        mHash = HashName(mPrefixHash, mPath.c_str() + mPrefixSize);
+    }
+
+    const char *GetPath() const { return mPath.c_str(); }
+    uint32 GetHash() const { return mHash; }
+
+private:
+    const TreeReader::ManifestTree &mTree;
+    TreeReader::EntryIndex mParent = TreeReader::NoEntry;
+    std::string mPath;
+    std::size_t mPrefixSize = 0;
+    uint32 mPrefixHash = 0;
+    uint32 mHash = 0;
+};
 
 /// Both kinds of names that the writer of trees gives, from a number on.
 std::vector<std::string> UsualNames(std::size_t first, std::size_t count)
@@ -137,14 +174,14 @@ void SourceArchives::FindRecords(std::vector<SourceArchive> &archives, const std
                               {
                                   mCalls.checkpoint();
                                   const std::size_t end = std::min((run + 1) * FilesAtOnce, lacking.size());
+                                  HashedPaths paths(mWanted.GetRelease().GetTree());
                                   for (std::size_t file = run * FilesAtOnce; file < end; ++file)
                                   {
-                                      const std::string path = PathOf(lacking[file]);
-                                      const uint32 hash = HashName(path.c_str());
+                                      paths.Take(lacking[file].file);
                                       for (std::size_t archive = 0; archive < archives.size(); ++archive)
                                       {
                                           const int32 record =
-                                              archives[archive].index->FindEntryIndex(hash, path.c_str());
+                                              archives[archive].index->FindEntryIndex(paths.GetHash(), paths.GetPath());
                                           if (record >= 0)
                                           {
                                               found[run].push_back({archive, file, static_cast<uint32>(record)});

@@ -240,6 +240,11 @@ void FilePlaces::SettleDirectory(EntryIndex directory) const
             plain.push_back(file);
             continue;
         }
+        if (isArchived && mTree.IsHeld(file) && GetArchives(fields.version).GetArchives().empty())
+        {
+            SetKnown(file, Missing);
+            continue;
+        }
         path.assign(prefix);
         path.append(name, strnlen(name, MORV::Reader::ManifestPathLimit));
         if (isArchived && mTree.IsHeld(file))
