@@ -1,5 +1,6 @@
 #include "Tools/ToolRun.h"
 
+#include "Support/ArgumentPointers.h"
 #include "Support/TempTree.h"
 
 #include "Tools/morv/CommandLine.h"

@@ -1,5 +1,7 @@
 #include "Tools/ToolRun.h"
 
+#include "Support/ArgumentPointers.h"
+#include "Support/ChildProcess.h"
 #include "Support/TempTree.h"
 
 #include <csignal>
@@ -53,8 +55,7 @@ std::string ReadUntilGone(int descriptor)
 
 int WaitFor(pid_t child)
 {
-    int status = 0;
-    waitpid(child, &status, 0);
+    const int status = WaitForChild(child);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 } // namespace
@@ -64,17 +65,13 @@ ToolResult RunMorv(const std::string &directory, const std::vector<std::string> 
     const TempTree files;
     const std::string outPath = files.Path("out");
     const std::string errorPath = files.Path("error");
-    const pid_t child = fork();
-    if (child < 0)
-    {
-        throw std::runtime_error("cannot fork");
-    }
-    if (child == 0)
-    {
-        Redirect(STDOUT_FILENO, outPath);
-        Redirect(STDERR_FILENO, errorPath);
-        Become(directory, arguments);
-    }
+    const pid_t child = StartChild(
+        [&]
+        {
+            Redirect(STDOUT_FILENO, outPath);
+            Redirect(STDERR_FILENO, errorPath);
+            Become(directory, arguments);
+        });
     const int exitCode = WaitFor(child);
     return ToolResult{exitCode, files.Read("out"), files.Read("error")};
 }
@@ -83,20 +80,16 @@ ToolResult RunMorvInto(const std::string &directory, const std::vector<std::stri
 {
     const TempTree files;
     const std::string errorPath = files.Path("error");
-    const pid_t child = fork();
-    if (child < 0)
-    {
-        throw std::runtime_error("cannot fork");
-    }
-    if (child == 0)
-    {
-        if (dup2(output, STDOUT_FILENO) < 0)
+    const pid_t child = StartChild(
+        [&]
         {
-            _exit(126);
-        }
-        Redirect(STDERR_FILENO, errorPath);
-        Become(directory, arguments);
-    }
+            if (dup2(output, STDOUT_FILENO) < 0)
+            {
+                _exit(126);
+            }
+            Redirect(STDERR_FILENO, errorPath);
+            Become(directory, arguments);
+        });
     const int exitCode = WaitFor(child);
     return ToolResult{exitCode, "", files.Read("error")};
 }
@@ -136,37 +129,25 @@ ToolResult RunOnTerminal(const std::function<void()> &work)
     return result;
 }
 
-std::vector<char *> ArgumentPointers(std::vector<std::string> &words)
-{
-    std::vector<char *> pointers;
-    pointers.reserve(words.size() + 1);
-    for (std::string &word : words)
-    {
-        pointers.push_back(word.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
 ToolResult RunMorvWithoutRoom(const std::string &directory, const std::vector<std::string> &arguments)
 {
     int ends[2] = {};
-    const pid_t child = pipe2(ends, O_CLOEXEC) == 0 ? fork() : -1;
-    if (child < 0)
+    if (pipe2(ends, O_CLOEXEC) != 0)
     {
-        throw std::runtime_error("cannot fork");
+        throw std::runtime_error("cannot make a pipe");
     }
-    if (child == 0)
-    {
-        const struct rlimit none = {0, 0};
-        const bool isReady = dup2(ends[1], STDOUT_FILENO) >= 0 && dup2(ends[1], STDERR_FILENO) >= 0 &&
-                             std::signal(SIGXFSZ, SIG_IGN) != SIG_ERR && setrlimit(RLIMIT_FSIZE, &none) == 0;
-        if (!isReady)
+    const pid_t child = StartChild(
+        [&]
         {
-            _exit(126);
-        }
-        Become(directory, arguments);
-    }
+            const struct rlimit none = {0, 0};
+            const bool isReady = dup2(ends[1], STDOUT_FILENO) >= 0 && dup2(ends[1], STDERR_FILENO) >= 0 &&
+                                 std::signal(SIGXFSZ, SIG_IGN) != SIG_ERR && setrlimit(RLIMIT_FSIZE, &none) == 0;
+            if (!isReady)
+            {
+                _exit(126);
+            }
+            Become(directory, arguments);
+        });
     close(ends[1]);
     ToolResult result;
     result.out = ReadUntilGone(ends[0]);

@@ -29,7 +29,4 @@ ToolResult RunMorvOnTerminal(const std::string &directory, const std::vector<std
 
 /// The same for work that a child of this process does, and that ends the child.
 ToolResult RunOnTerminal(const std::function<void()> &work);
-
-/// Words as a main function takes them: a pointer to each, and a null.
-std::vector<char *> ArgumentPointers(std::vector<std::string> &words);
 } // namespace Keld::Test
