@@ -1,7 +1,6 @@
 #include "Tools/Delivery/Arrival.h"
 
-#include "Tools/TreeSnapshot.h"
-
+#include "Support/KilledChild.h"
 #include "Support/TempTree.h"
 
 #include "Tools/TreeReader/TreeError.h"
@@ -14,8 +13,6 @@
 #include <filesystem>
 #include <thread>
 
-#include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Keld::Test
@@ -39,8 +36,6 @@ const std::string SolutionPath = "solutions/suite/releases/0.0.1.0/solutionmanif
 // In the order in which they may appear.
 const std::vector<std::string> ArrivalOrder{DataPath,     ManagedPath,  NakedPath,   IndexPath,
                                             ShipListPath, ManifestPath, SolutionPath};
-
-constexpr int ExitOfKilled = 17;
 
 class ArrivalTest : public testing::Test
 {
@@ -70,6 +65,26 @@ protected:
                 arrival.Accept(path);
             }
         }
+    }
+
+    void PublishAll(const std::function<void()> &step) const
+    {
+        ArrivalOptions options = Options();
+        options.step = step;
+        Arrival arrival(Plan(), options);
+        PutAll(arrival);
+        arrival.Publish(ArrivalOrder);
+    }
+
+    /// In a process of its own, which is killed at a step, the first one being 0.
+    /// \returns whether it came to that
+    bool IsKilledAtStep(int step) const
+    {
+        return IsKilledDoing(
+            [&]
+            {
+                PublishAll(KillAtCall(step));
+            });
     }
 
     bool IsThere(const std::string &path) const { return mTree.Exists("MORV/" + path); }
@@ -151,34 +166,12 @@ TEST_F(ArrivalTest, NothingIsSeenOfARunThatDoesNotPublish)
 
 TEST_F(ArrivalTest, KilledAtAnyStepNoFileIsSeenBeforeWhatItCountsOnAndTheNextRunGoesOn)
 {
-    int step = 1;
+    int step = 0;
     for (bool killed = true; killed; ++step)
     {
         SCOPED_TRACE(step);
         ASSERT_LT(step, 30);
-        const pid_t child = fork();
-        if (child == 0)
-        {
-            int count = 0;
-            ArrivalOptions options = Options();
-            options.step = [&count, step]
-            {
-                if (++count == step)
-                {
-                    _exit(ExitOfKilled);
-                }
-            };
-            {
-                Arrival arrival(Plan(), options);
-                PutAll(arrival);
-                arrival.Publish(ArrivalOrder);
-            }
-            _exit(0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        ASSERT_TRUE(WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == ExitOfKilled)) << status;
-        killed = WEXITSTATUS(status) == ExitOfKilled;
+        killed = IsKilledAtStep(step);
         ExpectInOrder();
         EXPECT_EQ(IsThere("arriving"), killed);
         {
@@ -195,28 +188,12 @@ TEST_F(ArrivalTest, KilledAtAnyStepNoFileIsSeenBeforeWhatItCountsOnAndTheNextRun
         fs::remove_all(mTree.Path("MORV"));
     }
     EXPECT_EQ(step,
-              static_cast<int>(ArrivalOrder.size()) + 3); // one before the first move, and one run that came to its end
+              static_cast<int>(ArrivalOrder.size()) + 2); // one before the first move, and one run that came to its end
 }
 
 TEST_F(ArrivalTest, AFileThatWasTakenAwayAfterAKilledPublicationDidNotArrive)
 {
-    const pid_t child = fork();
-    if (child == 0)
-    {
-        int count = 0;
-        ArrivalOptions options = Options();
-        options.step = [&count]
-        {
-            if (++count == 4)
-            {
-                _exit(0);
-            }
-        };
-        Arrival arrival(Plan(), options);
-        PutAll(arrival);
-        arrival.Publish(ArrivalOrder);
-    }
-    waitpid(child, nullptr, 0);
+    ASSERT_TRUE(IsKilledAtStep(3));
     ASSERT_TRUE(IsThere(DataPath));
     mTree.Remove("MORV/" + DataPath);
     mTree.Write("MORV/" + ManagedPath, "of somebody else");

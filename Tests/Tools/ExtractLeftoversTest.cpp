@@ -1,6 +1,8 @@
 #include "Tools/JsonSchema.h"
 #include "Tools/LayeredTree.h"
 
+#include "Support/KilledChild.h"
+
 #include "Tools/Common/OutputDirectory.h"
 #include "Tools/morv/Json.h"
 
@@ -8,7 +10,6 @@
 #include <filesystem>
 #include <iterator>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Keld::Test
@@ -28,16 +29,12 @@ TEST(LeftoversTest, TheFileOfAKilledProcessIsRemovedAndThatOfALivingOneStays)
     const Common::Descriptor place = target.OpenBelow("");
     NewFile living(place.Get(), "living");
     living.Write("half");
-    const pid_t child = fork();
-    ASSERT_NE(child, -1);
-    if (child == 0)
-    {
-        NewFile killed(place.Get(), "killed");
-        kill(getpid(), SIGKILL);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFSIGNALED(status));
+    ASSERT_TRUE(IsKilledDoing(
+        [&place]
+        {
+            const NewFile killed(place.Get(), "killed");
+            kill(getpid(), SIGKILL);
+        }));
     EXPECT_EQ(Common::RemoveLeftovers(place.Get()), 1u);
     EXPECT_EQ(Common::RemoveLeftovers(place.Get()), 0u);
     living.Publish();

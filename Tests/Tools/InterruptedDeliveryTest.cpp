@@ -3,9 +3,6 @@
 
 #include <atomic>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 namespace Keld::Test
 {
 namespace
@@ -18,15 +15,11 @@ protected:
     /// \returns whether it was killed
     bool DeliverAndKill(const DeliveryHooks &hooks) const
     {
-        const pid_t child = fork();
-        if (child == 0)
-        {
-            _exit(DeliveryRefusal(Server(), hooks).empty() ? 0 : 1);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0);
-        return WIFSIGNALED(status);
+        return IsKilledDoing(
+            [&]
+            {
+                Deliver(Server(), hooks);
+            });
     }
 
     void ExpectGoesOn() const
