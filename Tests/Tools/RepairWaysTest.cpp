@@ -2,10 +2,11 @@
 #include "Tools/RepairFixture.h"
 #include "Tools/TreeSnapshot.h"
 
-#include <cstdlib>
-#include <filesystem>
+#include "Support/KilledChild.h"
 
-#include <sys/wait.h>
+#include <filesystem>
+#include <stdexcept>
+
 #include <unistd.h>
 
 namespace Keld::Test
@@ -16,7 +17,28 @@ namespace fs = std::filesystem;
 using Delivery::RepairReport;
 using TreeReader::FaultKind;
 
-using RepairWaysTest = RepairFixture;
+class RepairWaysTest : public RepairFixture
+{
+protected:
+    /// The superuser may read everything; somebody else, to whom all of this is given, may not.
+    void BecomeNobody() const
+    {
+        if (geteuid() != 0)
+        {
+            return;
+        }
+        constexpr unsigned nobody = 65534;
+        bool isDone = lchown(mTree.Root().c_str(), nobody, nobody) == 0;
+        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(mTree.Root()))
+        {
+            isDone = isDone && lchown(entry.path().c_str(), nobody, nobody) == 0;
+        }
+        if (!isDone || setgid(nobody) != 0 || setuid(nobody) != 0)
+        {
+            throw std::runtime_error("cannot become nobody");
+        }
+    }
+};
 
 TEST_F(RepairWaysTest, WhatStoodInTheWayIsPutAsideAndTold)
 {
@@ -78,27 +100,20 @@ TEST_F(RepairWaysTest, FilesThatCannotBeReadAreHealed)
     {
         fs::permissions(mTree.Path(path), fs::perms::none);
     }
-    const pid_t child = fork();
-    if (child == 0)
+    const auto heal = [this]
     {
-        // The superuser may read everything; somebody else may not.
-        constexpr unsigned nobody = 65534;
-        if (geteuid() == 0)
-        {
-            const std::string give = "chown -R 65534:65534 '" + mTree.Root() + "'";
-            if (std::system(give.c_str()) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)
-            {
-                _exit(2);
-            }
-        }
+        BecomeNobody();
         const std::set<FaultKind> faults = FaultsOfClient();
-        const bool isMet = faults.count(FaultKind::NotAllowed) == 1 && faults.count(FaultKind::UnreadableIndex) == 1;
-        _exit(isMet && Repair(mTree.Path("server/MORV")).IsWhole() && FaultsOfClient().empty() ? 0 : 1);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+        if (faults.count(FaultKind::NotAllowed) == 0 || faults.count(FaultKind::UnreadableIndex) == 0)
+        {
+            throw std::runtime_error("what cannot be read is no fault");
+        }
+        if (!Repair(mTree.Path("server/MORV")).IsWhole() || !FaultsOfClient().empty())
+        {
+            throw std::runtime_error("what cannot be read is not healed");
+        }
+    };
+    EXPECT_FALSE(IsKilledDoing(heal));
     ExpectSameFiles();
 }
 } // namespace
