@@ -25,6 +25,7 @@ protected:
 
     static void StartArmed(LibraryProbe &probe, FaultPlan &plan)
     {
+        probe.Expect(false);
         plan.armed = 1;
         probe.Start();
         plan.armed = 0;
@@ -35,6 +36,7 @@ protected:
     static void UseArmed(LibraryProbe &probe, FaultPlan &plan)
     {
         probe.Start();
+        probe.Expect(false);
         plan.armed = 1;
         probe.Walk();
         probe.Stop();
@@ -69,16 +71,17 @@ protected:
         return isEachOnce && CountDescriptors() == before + kept ? kept : 0;
     }
 
-    /// The one thing that a library changes in a tree: an index that cannot be read is deleted, and it says so.
+    /// The one thing that a library changes in a tree: an index that cannot be read is deleted, and it says so of each.
     void BringBackIndexes(LibraryProbe &probe) const
     {
         for (const auto &entry : fs::recursive_directory_iterator(mTree.Path("kept")))
         {
-            const fs::path place = mTree.Path("MORV") / entry.path().lexically_relative(mTree.Path("kept"));
+            const fs::path path = entry.path().lexically_relative(mTree.Path("kept"));
+            const fs::path place = mTree.Path("MORV") / path;
             if (!fs::exists(place))
             {
                 fs::copy_file(entry.path(), place);
-                if (place.extension() != ".vka" || !LibraryProbe::ToldOfDeletion())
+                if (place.extension() != ".vka" || !LibraryProbe::ToldOfDeletionOf(path))
                 {
                     probe.Complain("lost", place.c_str());
                 }
@@ -89,8 +92,11 @@ protected:
     int Use(LibraryProbe &probe, FaultPlan &plan, const Part &part) const
     {
         std::ptrdiff_t before = CountDescriptors();
-        probe.Expect(false);
         part(probe, plan);
+        if (plan.injected == 0 && LibraryProbe::ToldOfFailure())
+        {
+            probe.Complain("told of a failure", "though nothing fails");
+        }
         probe.Expect(true);
         if (probe.RanOutOfMemoryAtStart())
         {

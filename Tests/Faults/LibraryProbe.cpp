@@ -16,7 +16,11 @@ namespace Keld::Test
 namespace
 {
 unsigned gFailureLines = 0;
-unsigned gDeletionLines = 0;
+
+// Lines that told of a deletion, and behind them the last line, in memory that is there before anything fails.
+constexpr std::size_t MostDeletions = 8;
+char gDeletionLines[MostDeletions + 1][8192];
+std::size_t gDeletionCount = 0;
 
 KeldGroupMask RegisterGroup(const char *)
 {
@@ -27,10 +31,11 @@ KeldGroupMask RegisterGroup(const char *)
 __attribute__((format(printf, 4, 0))) void CountLine(int32_t severity, uint32_t, uint32_t, const char *format,
                                                      va_list arguments)
 {
-    char line[8192];
-    std::vsnprintf(line, sizeof line, format, arguments);
+    char *const line = gDeletionLines[gDeletionCount];
+    std::vsnprintf(line, sizeof gDeletionLines[gDeletionCount], format, arguments);
     gFailureLines += severity > 0 ? 1 : 0;
-    gDeletionLines += std::strstr(line, "will be deleted and ignored") != nullptr ? 1 : 0;
+    const bool tellsOfDeletion = std::strstr(line, "will be deleted and ignored") != nullptr;
+    gDeletionCount += tellsOfDeletion && gDeletionCount < MostDeletions ? 1 : 0;
 }
 
 constexpr IKeldLogger MakeLogger()
@@ -85,9 +90,29 @@ void LibraryProbe::Complain(const char *what, const char *where)
     std::fprintf(stderr, "%s: %s\n", what, where);
 }
 
-bool LibraryProbe::ToldOfDeletion()
+bool LibraryProbe::ToldOfDeletionOf(const std::string &path)
 {
-    return gDeletionLines != 0;
+    return std::any_of(gDeletionLines, gDeletionLines + gDeletionCount,
+                       [&path](const char *line)
+                       {
+                           return std::strstr(line, path.c_str()) != nullptr;
+                       });
+}
+
+bool LibraryProbe::ToldOfFailure()
+{
+    return gFailureLines != 0;
+}
+
+void LibraryProbe::Expect(bool allRight)
+{
+    mAllRight = allRight;
+    gFailureLines = 0;
+}
+
+bool LibraryProbe::MayMiss() const
+{
+    return !mAllRight && (ToldOfFailure() || mOutOfMemory);
 }
 
 void LibraryProbe::Start()
@@ -98,7 +123,7 @@ void LibraryProbe::Start()
             mIsStarted = MorvInitialize(0, 0, 0, mWorkingDirectory.c_str()) == S_OK;
         });
     mOutOfMemoryAtStart = mOutOfMemory;
-    if (!mIsStarted && (mAllRight || (gFailureLines == 0 && !mOutOfMemory)))
+    if (!mIsStarted && !MayMiss())
     {
         Complain("not started", mAllRight ? "though nothing fails" : "without a word");
     }
@@ -152,7 +177,7 @@ void LibraryProbe::FindIn(const std::string &directory, const std::set<std::stri
             MorvFindClose(handle);
         });
     // In a solution a name may come twice.
-    if (found < names.size() && (mAllRight || (gFailureLines == 0 && !mOutOfMemory)))
+    if (found < names.size() && !MayMiss())
     {
         Complain("names are missing without a word", pattern);
     }
@@ -161,7 +186,7 @@ void LibraryProbe::FindIn(const std::string &directory, const std::set<std::stri
 void LibraryProbe::ReadFile(const std::string &path, const std::string &content)
 {
     const bool exists = MorvFileExists(path.c_str()) != 0;
-    if (!exists && (mAllRight || (gFailureLines == 0 && !mOutOfMemory)))
+    if (!exists && !MayMiss())
     {
         Complain("missing without a word", path.c_str());
     }

@@ -20,8 +20,9 @@ public:
     /// \param workingDirectory a directory that a consumer would pass
     explicit LibraryProbe(std::string workingDirectory);
 
-    /// From here on anything that hinders may be the answer, but no wrong byte; or all must be right.
-    void Expect(bool allRight) { mAllRight = allRight; }
+    /// From here on anything that hinders may be the answer, but no wrong byte, and nothing that is missing before a
+    /// line of the log told of a failure, from here on; or all must be right.
+    void Expect(bool allRight);
 
     void Start();
     void Walk(); ///< finds, opens, reads and closes everything
@@ -37,7 +38,11 @@ public:
     bool RanOutOfMemoryAtStart() const { return mOutOfMemoryAtStart; }
 
     /// Whether a line told that an index was deleted.
-    static bool ToldOfDeletion();
+    /// \param path of the index, from the projects on
+    static bool ToldOfDeletionOf(const std::string &path);
+
+    /// Whether a line told of more than progress since what is expected was said.
+    static bool ToldOfFailure();
 
     /// What was wrong, told on standard error, too.
     unsigned GetComplaintCount() const { return mComplaints; }
@@ -45,6 +50,7 @@ public:
     void Complain(const char *what, const char *where);
 
 private:
+    bool MayMiss() const; ///< something without being wrong
     void FindIn(const std::string &directory, const std::set<std::string, std::less<>> &names);
     void ReadFile(const std::string &path, const std::string &content);
 
