@@ -5,6 +5,7 @@
 #include <exception>
 #include <stdexcept>
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -42,16 +43,23 @@ pid_t StartChild(const std::function<void()> &work)
     return child;
 }
 
-int WaitForChild(pid_t child)
+ChildEnd WaitForEnd(pid_t child)
 {
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0)
+    ChildEnd end;
+    struct rusage usage = {};
+    while (wait4(child, &end.status, 0, &usage) < 0)
     {
         if (errno != EINTR)
         {
             throw std::runtime_error("cannot wait for a process");
         }
     }
-    return status;
+    end.peakMemory = static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;
+    return end;
+}
+
+int WaitForChild(pid_t child)
+{
+    return WaitForEnd(child).status;
 }
 } // namespace Keld::Test

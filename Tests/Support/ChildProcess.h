@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 
 #include <sys/types.h>
@@ -10,7 +11,17 @@ namespace Keld::Test
 /// standard error.
 pid_t StartChild(const std::function<void()> &work);
 
+/// How a child ended.
+struct ChildEnd
+{
+    int status = 0;               ///< as waitpid gives it
+    std::uint64_t peakMemory = 0; ///< bytes that were resident at most; those of its parent count, where it began
+};
+
 /// Waits until a child has ended.
-/// \returns its status, as waitpid gives it
+ChildEnd WaitForEnd(pid_t child);
+
+/// The same.
+/// \returns its status
 int WaitForChild(pid_t child);
 } // namespace Keld::Test

@@ -53,10 +53,23 @@ std::string ReadUntilGone(int descriptor)
     return text;
 }
 
-int WaitFor(pid_t child)
+// Waits until the tool has ended.
+ToolResult EndOf(pid_t child)
 {
-    const int status = WaitForChild(child);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    const ChildEnd end = WaitForEnd(child);
+    ToolResult result;
+    result.exitCode = WIFEXITED(end.status) ? WEXITSTATUS(end.status) : -1;
+    result.peakMemory = end.peakMemory;
+    return result;
+}
+
+// The same where it writes to a terminal or a pipe, until that has gone.
+ToolResult EndOf(pid_t child, int descriptor)
+{
+    std::string text = ReadUntilGone(descriptor);
+    ToolResult result = EndOf(child);
+    result.out = std::move(text);
+    return result;
 }
 } // namespace
 
@@ -72,8 +85,10 @@ ToolResult RunMorv(const std::string &directory, const std::vector<std::string> 
             Redirect(STDERR_FILENO, errorPath);
             Become(directory, arguments);
         });
-    const int exitCode = WaitFor(child);
-    return ToolResult{exitCode, files.Read("out"), files.Read("error")};
+    ToolResult result = EndOf(child);
+    result.out = files.Read("out");
+    result.error = files.Read("error");
+    return result;
 }
 
 ToolResult RunMorvInto(const std::string &directory, const std::vector<std::string> &arguments, int output)
@@ -90,8 +105,9 @@ ToolResult RunMorvInto(const std::string &directory, const std::vector<std::stri
             Redirect(STDERR_FILENO, errorPath);
             Become(directory, arguments);
         });
-    const int exitCode = WaitFor(child);
-    return ToolResult{exitCode, "", files.Read("error")};
+    ToolResult result = EndOf(child);
+    result.error = files.Read("error");
+    return result;
 }
 
 ToolResult RunMorvOnTerminal(const std::string &directory, const std::vector<std::string> &arguments)
@@ -123,10 +139,7 @@ ToolResult RunOnTerminal(const std::function<void()> &work)
         }
         _exit(126);
     }
-    ToolResult result;
-    result.out = ReadUntilGone(terminal);
-    result.exitCode = WaitFor(child);
-    return result;
+    return EndOf(child, terminal);
 }
 
 ToolResult RunMorvWithoutRoom(const std::string &directory, const std::vector<std::string> &arguments)
@@ -149,9 +162,6 @@ ToolResult RunMorvWithoutRoom(const std::string &directory, const std::vector<st
             Become(directory, arguments);
         });
     close(ends[1]);
-    ToolResult result;
-    result.out = ReadUntilGone(ends[0]);
-    result.exitCode = WaitFor(child);
-    return result;
+    return EndOf(child, ends[0]);
 }
 } // namespace Keld::Test

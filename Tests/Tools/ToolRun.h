@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -12,6 +13,7 @@ struct ToolResult
     int exitCode = -1; ///< -1 when it did not end by itself
     std::string out;
     std::string error;
+    std::uint64_t peakMemory = 0; ///< bytes that were resident at most; those of this process count, where it began
 };
 
 /// Runs the tool as a process of its own, in `directory`.
