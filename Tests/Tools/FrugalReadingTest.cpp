@@ -48,6 +48,16 @@ protected:
     TempTree mTree;
 };
 
+TEST_F(FrugalReadingTest, StatOfPlainFilesOpensNoArchive)
+{
+    for (const std::vector<std::string> &arguments :
+         {std::vector<std::string>{"stat", "a.n", "b.m"}, {"stat", "--json", "b.n"}})
+    {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        EXPECT_EQ(OpensOf(arguments), (Opens{{"releases/1.0.0.0/releasemanifest", 1}}));
+    }
+}
+
 TEST_F(FrugalReadingTest, StatAndInfoOpenNothingTwiceAndNoPlainFile)
 {
     for (const std::vector<std::string> &arguments :

@@ -126,13 +126,18 @@ std::vector<EntryIndex> Release::GetMissing(unsigned threadCount) const
     return missing;
 }
 
+/// Plain files are asked for first: for one that an archive holds, indexes are read.
 bool Release::HasAnyFile() const
 {
-    for (uint32 number = 0; number < mTree->GetFileCount(); ++number)
+    for (const bool isArchived : {false, true})
     {
-        if (IsPresent(mTree->GetFileEntry(number)))
+        for (uint32 number = 0; number < mTree->GetFileCount(); ++number)
         {
-            return true;
+            const bool isOfThese = MORV::Reader::IsArchivedFile(mTree->GetTables().GetFile(number).flags) == isArchived;
+            if (isOfThese && IsPresent(mTree->GetFileEntry(number)))
+            {
+                return true;
+            }
         }
     }
     return false;
