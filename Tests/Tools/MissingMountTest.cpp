@@ -16,6 +16,7 @@ TEST(MissingMountTest, ABuildWithoutLibfuseSaysThatItHasNoMountWhateverIsTypedBe
     for (const char *typed : {"mount", "mount game/1.0.0.0 /mnt -o subdir=data --foreground -q"})
     {
         CLI::App app("Description", "morv");
+        app.fallthrough(); // as the tool itself
         Morv::CommandSet commands(app);
         commands.AddGlobalOptions();
         Morv::AddMissingMountCommand(commands);

@@ -22,5 +22,6 @@ void AddMissingMountCommand(CommandSet &commands)
         });
     command.group("");
     command.allow_extras();
+    command.fallthrough(false); // else the words would be the tool's own, which knows none of them
 }
 } // namespace Keld::Morv
