@@ -4,6 +4,7 @@
 #include "Tools/Delivery/TreePath.h"
 #include "Tools/TreeReader/SolutionProjects.h"
 #include "Tools/TreeReader/TreeText.h"
+#include "Tools/TreeWriter/DirectoryProtection.h"
 #include "Tools/TreeWriter/FileOutput.h"
 
 #include "KeldMorvIO/TreeWords.h"
@@ -98,7 +99,7 @@ public:
     {
         try
         {
-            fs::remove_all(mPath);
+            TreeWriter::RemoveTree(mPath);
         }
         catch (const std::exception &)
         {

@@ -9,6 +9,7 @@
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeReader/TreePlaces.h"
 #include "Tools/TreeReader/TreeText.h"
+#include "Tools/TreeWriter/DirectoryProtection.h"
 #include "Tools/TreeWriter/FileOutput.h"
 #include "Tools/TreeWriter/SolutionWriter.h"
 #include "Tools/TreeWriter/TreeNames.h"
@@ -190,6 +191,21 @@ Json SolutionDocument(const TreePlaces &tree, const SolutionContents &solution,
     return document;
 }
 
+/// Takes back a release that was begun. What hinders that is not told beside why it could not be written.
+void RemoveBegun(const fs::path &release)
+{
+    try
+    {
+        TreeWriter::RemoveTree(release);
+        std::error_code error;
+        fs::remove(release.parent_path(), error); // where no other release is there
+    }
+    catch (const std::exception &)
+    {
+        // It stays, and --force replaces it.
+    }
+}
+
 /// A new release that cannot be written whole leaves nothing.
 void WriteManifests(const fs::path &release, const SolutionContents &solution,
                     const SolutionConfiguration &configuration)
@@ -208,11 +224,9 @@ void WriteManifests(const fs::path &release, const SolutionContents &solution,
     }
     catch (...)
     {
-        std::error_code error;
         if (isNew)
         {
-            fs::remove_all(release, error);
-            fs::remove(release.parent_path(), error); // where no other release is there
+            RemoveBegun(release);
         }
         throw;
     }
