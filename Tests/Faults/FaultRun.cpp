@@ -1,8 +1,10 @@
 #include "Faults/FaultRun.h"
 
+#include "Support/ChildProcess.h"
 #include "Support/TempTree.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -76,6 +78,7 @@ void Redirect(int descriptor, const std::string &path)
     Redirect(STDOUT_FILENO, files.Path("output"));
     Redirect(STDERR_FILENO, files.Path("error"));
     alarm(PatienceSeconds);
+    std::signal(SIGINT, SIG_DFL); // which whoever began the tests may have ignored
     FaultFollow(&plan);
     int result = CaughtException;
     try
@@ -115,6 +118,13 @@ FaultPlan KillingPlan(unsigned at, bool amid)
     return plan;
 }
 
+FaultPlan InterruptingPlan(unsigned at)
+{
+    FaultPlan plan = CountingPlan();
+    plan.interruptAt = at;
+    return plan;
+}
+
 FaultPlan FaultPoint::Plan() const
 {
     FaultPlan plan = {};
@@ -133,17 +143,11 @@ FaultOutcome RunUnder(const FaultPlan &plan, const std::function<int(FaultPlan &
 {
     const TempTree files;
     const SharedPlan shared(plan);
-    const pid_t child = fork();
-    if (child < 0)
-    {
-        throw std::runtime_error("cannot fork");
-    }
-    if (child == 0)
-    {
-        Work(shared.Get(), files, work);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
+    const int status = WaitForChild(StartChild(
+        [&]
+        {
+            Work(shared.Get(), files, work);
+        }));
     FaultOutcome outcome;
     outcome.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     outcome.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
@@ -197,17 +201,23 @@ std::vector<FaultPoint> ChooseFaults(const FaultPlan &counted)
 
 MatrixTable::~MatrixTable()
 {
-    std::printf("%s\n  %-16s %8s %10s %8s\n", mTitle.c_str(), "call", "times", mWhat.c_str(), "held");
+    std::printf("%s\n  %-16s %8s %10s %8s %8s\n", mTitle.c_str(), "call", "times", mWhat.c_str(), "held", "missed");
     Row sum{"together"};
     for (const Row &row : mRows)
     {
-        std::printf("  %-16s %8u %10u %8u\n", row.name.c_str(), row.calls, row.tried, row.held);
+        Print(row);
         sum.calls += row.calls;
         sum.tried += row.tried;
         sum.held += row.held;
+        sum.missed += row.missed;
     }
-    std::printf("  %-16s %8u %10u %8u\n", sum.name.c_str(), sum.calls, sum.tried, sum.held);
+    Print(sum);
     std::fflush(stdout);
+}
+
+void MatrixTable::Print(const Row &row)
+{
+    std::printf("  %-16s %8u %10u %8u %8u\n", row.name.c_str(), row.calls, row.tried, row.held, row.missed);
 }
 
 MatrixTable::Row &MatrixTable::RowOf(const std::string &name)
@@ -232,5 +242,10 @@ void MatrixTable::Add(const std::string &row, bool held)
     Row &found = RowOf(row);
     ++found.tried;
     found.held += held ? 1 : 0;
+}
+
+void MatrixTable::AddMissed(const std::string &row)
+{
+    ++RowOf(row).missed;
 }
 } // namespace Keld::Test

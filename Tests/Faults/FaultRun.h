@@ -21,6 +21,7 @@ struct FaultOutcome
 
 FaultPlan CountingPlan();
 FaultPlan KillingPlan(unsigned at, bool amid);
+FaultPlan InterruptingPlan(unsigned at);
 
 /// One failure: the call, which of its calls, and how it fails.
 struct FaultPoint
@@ -62,6 +63,9 @@ public:
     void SetCalls(const std::string &row, unsigned calls);
     void Add(const std::string &row, bool held);
 
+    /// One that was to be done, but its call did not come.
+    void AddMissed(const std::string &row);
+
 private:
     struct Row
     {
@@ -69,8 +73,10 @@ private:
         unsigned calls = 0;
         unsigned tried = 0;
         unsigned held = 0;
+        unsigned missed = 0;
     };
 
+    static void Print(const Row &row);
     Row &RowOf(const std::string &name);
 
     std::string mTitle;

@@ -64,7 +64,10 @@ extern "C"
         unsigned killAt; ///< at which call that changes something the process ends, from 1 on; 0 for none
         int killAmid;    ///< in the middle of it, half of its bytes being written, or behind it; else before it
 
+        unsigned interruptAt; ///< at which call but malloc SIGINT comes, from 1 on; 0 for none
+
         unsigned calls[FaultCallCount]; ///< that came
+        unsigned others;                ///< of all kinds but malloc
         unsigned changes;               ///< calls that came and change something on disk
         unsigned injected;              ///< 1 once the call has failed
     };

@@ -119,6 +119,10 @@ const struct Way *Enter(enum FaultCall call)
         return NULL;
     }
     const unsigned number = __atomic_add_fetch(&plan->calls[call], 1, __ATOMIC_SEQ_CST);
+    if (call != FaultMalloc && __atomic_add_fetch(&plan->others, 1, __ATOMIC_SEQ_CST) == plan->interruptAt)
+    {
+        kill(getpid(), SIGINT);
+    }
     if (plan->failing != (int)call || plan->index != number)
     {
         return NULL;

@@ -59,5 +59,10 @@ TEST_F(ToolFaultTest, SolutionHoldsAgainstEveryFailure)
 {
     HoldAgainstFaults(Solution());
 }
+
+TEST_F(ToolFaultTest, ANewSolutionHoldsAgainstEveryFailure)
+{
+    HoldAgainstFaults(NewSolution());
+}
 } // namespace
 } // namespace Keld::Test

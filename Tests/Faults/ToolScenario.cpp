@@ -3,11 +3,12 @@
 #include "Tools/Delivery/PublicKey.h"
 #include "Tools/ReleaseReader.h"
 
+#include "Support/ArgumentPointers.h"
+
 #include <openssl/evp.h>
 
 #include <csignal>
 #include <filesystem>
-#include <set>
 
 /// The tool's main function, under this name in this program.
 int MorvMain(int argumentCount, char **arguments);
@@ -26,13 +27,7 @@ int RunTool(const std::vector<std::string> &arguments, FaultPlan &plan)
 {
     std::vector<std::string> words{"morv"};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char *> pointers;
-    pointers.reserve(words.size() + 1);
-    for (std::string &word : words)
-    {
-        pointers.push_back(word.data());
-    }
-    pointers.push_back(nullptr);
+    std::vector<char *> pointers = ArgumentPointers(words);
     plan.armed = 1;
     const int result = MorvMain(static_cast<int>(words.size()), pointers.data());
     plan.armed = 0;
@@ -196,8 +191,40 @@ FaultPlan ToolScenarioTest::Prepare(const ToolScenario &scenario)
     EXPECT_EQ(outcome.exitCode, 0) << scenario.name << ": " << outcome.Text();
     mAfter = ListNames("work");
     mReleasesAfter = ReadReleases();
-    EXPECT_NE(mBefore, mAfter) << scenario.name << " does nothing";
+    EXPECT_EQ(mBefore == mAfter, scenario.onlyReads) << scenario.name;
     return outcome.plan;
+}
+
+std::string ToolScenarioTest::JudgeFault(const ToolScenario &scenario, const FaultOutcome &outcome)
+{
+    if (outcome.signal != 0 || outcome.exitCode > 2 || MentionsSanitizer(outcome.error))
+    {
+        return "crash";
+    }
+    if (outcome.plan.injected == 1)
+    {
+        const bool isToldOf = outcome.exitCode == 0 || HasToldOfFailure(outcome);
+        return isToldOf ? JudgeRun(scenario, outcome) : "fails without a word";
+    }
+    const bool isDone = outcome.exitCode == 0 && ListNames("work") == mAfter;
+    return isDone ? "" : "does not do all though nothing failed";
+}
+
+std::string ToolScenarioTest::JudgeInterrupt(const ToolScenario &scenario, const FaultOutcome &outcome)
+{
+    const bool isDone = outcome.signal == 0 && outcome.exitCode == 0;
+    if (outcome.signal != SIGINT && !isDone)
+    {
+        return "ends otherwise";
+    }
+    for (const auto &[path, bytes] : ListNames("work"))
+    {
+        if (mBefore.count(path) == 0 && mAfter.count(path) == 0 && !(scenario.goesOn && IsArriving(path)))
+        {
+            return path + " is left over";
+        }
+    }
+    return JudgeRun(scenario, outcome);
 }
 
 std::string ToolScenarioTest::JudgeRun(const ToolScenario &scenario, const FaultOutcome &outcome)
@@ -300,60 +327,5 @@ std::string ToolScenarioTest::JudgeNextRun(const ToolScenario &scenario, bool wa
     }
     const std::string difference = FirstDifference(ListNames("work"), mAfter);
     return difference.empty() ? "" : "after the next run " + difference;
-}
-
-void ToolScenarioTest::HoldAgainstFaults(const ToolScenario &scenario)
-{
-    const FaultPlan counted = Prepare(scenario);
-    MatrixTable table(scenario.name, "failures");
-    for (int call = 0; call < FaultCallCount; ++call)
-    {
-        if (counted.calls[call] != 0)
-        {
-            table.SetCalls(FaultCallName(call), counted.calls[call]);
-        }
-    }
-    for (const FaultPoint &point : ChooseFaults(counted))
-    {
-        CopyTree("before", "work");
-        const FaultOutcome outcome = Run(point.Plan(), scenario.arguments);
-        std::string wrong;
-        if (outcome.signal != 0 || outcome.exitCode > 2 || MentionsSanitizer(outcome.error))
-        {
-            wrong = "crash";
-        }
-        else if (outcome.exitCode != 0 && !HasToldOfFailure(outcome))
-        {
-            wrong = "fails without a word";
-        }
-        else if (outcome.plan.injected == 1)
-        {
-            wrong = JudgeRun(scenario, outcome);
-        }
-        table.Add(FaultCallName(point.call), wrong.empty());
-        EXPECT_EQ(wrong, "") << scenario.name << ", " << point.Text() << "; " << outcome.Text();
-    }
-}
-
-void ToolScenarioTest::HoldAgainstKills(const ToolScenario &scenario)
-{
-    const FaultPlan counted = Prepare(scenario);
-    MatrixTable table(scenario.name, "kills");
-    for (const bool amid : {false, true})
-    {
-        const std::string row = amid ? "amid or behind" : "before";
-        table.SetCalls(row, counted.changes);
-        for (const unsigned place :
-             ChoosePlaces(counted.changes, TakesWholeMatrix() ? counted.changes : KELD_KILL_SAMPLE))
-        {
-            CopyTree("before", "work");
-            const FaultOutcome outcome = Run(KillingPlan(place, amid), scenario.arguments);
-            const bool killed = outcome.signal == SIGKILL;
-            const std::string wrong = killed ? JudgeRun(scenario, outcome) : "was not killed";
-            table.Add(row, wrong.empty());
-            EXPECT_EQ(wrong, "") << scenario.name << ", killed " << row << " change no. " << place << "; "
-                                 << outcome.Text();
-        }
-    }
 }
 } // namespace Keld::Test

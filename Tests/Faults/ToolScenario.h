@@ -17,6 +17,8 @@ struct ToolScenario
     std::vector<std::string> arguments;
     std::vector<std::string> again = {}; ///< arguments for the next run where the first has done it all; else the same
     bool isDamaged = false;              ///< before
+    bool goesOn = false;                 ///< with what an interrupted run has brought so far
+    bool onlyReads = false;
 };
 
 /// Runs the tool inside processes of this program, under plans, and judges what they leave.
@@ -37,12 +39,17 @@ protected:
     ToolScenario PublishSigned();
     ToolScenario Bundle();
     ToolScenario Solution();
+    ToolScenario NewSolution();
+    ToolScenario Verify();
 
     /// Every call that the command makes fails once, in turn.
     void HoldAgainstFaults(const ToolScenario &scenario);
 
     /// The command is killed at every call that changes something on disk.
     void HoldAgainstKills(const ToolScenario &scenario);
+
+    /// A person interrupts the command at every call.
+    void HoldAgainstInterrupts(const ToolScenario &scenario);
 
 private:
     /// What consumers see in each release: content by path; nothing for a release that is not there.
@@ -64,6 +71,12 @@ private:
         std::string wrong; ///< with it; empty where all is well
         Releases releases;
     };
+
+    /// What is wrong with a run of which a call failed, or was to fail and did not come; empty where all is well.
+    std::string JudgeFault(const ToolScenario &scenario, const FaultOutcome &outcome);
+
+    /// What is wrong with a run that was interrupted; empty where all is well.
+    std::string JudgeInterrupt(const ToolScenario &scenario, const FaultOutcome &outcome);
 
     /// What is wrong with what a run left, and with what the next one makes of it; empty where all is well.
     std::string JudgeRun(const ToolScenario &scenario, const FaultOutcome &outcome);

@@ -58,9 +58,11 @@ ToolScenario ToolScenarioTest::Fetch()
     MustRun(Together(
         {"fetch", mTree.Path("MORV"), "--root", mTree.Path("before/MORV"), "--project", "game", "--release", "1.0.0.0"},
         Quietly));
-    return {"fetch", Together({"fetch", mTree.Path("MORV"), "--root", mTree.Path("work/MORV"), "--project", "game",
-                               "--release", "1.0.0.1"},
-                              Quietly)};
+    ToolScenario scenario{"fetch", Together({"fetch", mTree.Path("MORV"), "--root", mTree.Path("work/MORV"),
+                                             "--project", "game", "--release", "1.0.0.1"},
+                                            Quietly)};
+    scenario.goesOn = true;
+    return scenario;
 }
 
 ToolScenario ToolScenarioTest::Prune()
@@ -84,6 +86,7 @@ ToolScenario ToolScenarioTest::Repair()
     ToolScenario scenario{
         "repair", Together({"repair", "--root", mTree.Path("work/MORV"), "--from", mTree.Path("MORV")}, Quietly)};
     scenario.isDamaged = true;
+    scenario.goesOn = true;
     return scenario;
 }
 
@@ -95,7 +98,9 @@ ToolScenario ToolScenarioTest::Apply()
         {"fetch", mTree.Path("MORV"), "--root", mTree.Path("before/MORV"), "--project", "game", "--release", "1.0.0.0"},
         Quietly));
     MustRun(Together({"bundle", "--root", mTree.Path("MORV"), "game/1.0.0.0", "game/1.0.0.1", "-o", bundle}, Quietly));
-    return {"apply", Together({"apply", bundle, "--root", mTree.Path("work/MORV")}, Quietly)};
+    ToolScenario scenario{"apply", Together({"apply", bundle, "--root", mTree.Path("work/MORV")}, Quietly)};
+    scenario.goesOn = true;
+    return scenario;
 }
 
 ToolScenario ToolScenarioTest::Publish()
@@ -138,5 +143,22 @@ ToolScenario ToolScenarioTest::Solution()
     return {"solution --force",
             {"solution", "--root", mTree.Path("work/MORV"), "--name", "suite", "--release", "0.0.1.0", "--project",
              "game=1.0.0.0:30", "--project", "extra=1.0.0.0:20", "--force", "-q"}};
+}
+
+ToolScenario ToolScenarioTest::NewSolution()
+{
+    CopyTree("MORV", "before/MORV");
+    fs::remove_all(mTree.Path("before/MORV/solutions"));
+    const Words words = {"solution", "--root",    mTree.Path("work/MORV"), "--name", "suite", "--release",
+                         "0.0.1.0",  "--project", "game=1.0.0.0:30",       "-q"};
+    return {"solution", words, Together(words, {"--force"})};
+}
+
+ToolScenario ToolScenarioTest::Verify()
+{
+    CopyTree("MORV", "before/MORV");
+    ToolScenario scenario{"verify", Together({"verify", "--root", mTree.Path("work/MORV"), "game/1.0.0.1"}, Quietly)};
+    scenario.onlyReads = true;
+    return scenario;
 }
 } // namespace Keld::Test
