@@ -107,6 +107,8 @@ TEST_F(ContentBatchTest, IsFullOfManyContentsOrOfManyBytes)
     }
     EXPECT_FALSE(mBatch.IsFull());
     AddAll(view);
+    EXPECT_FALSE(mBatch.IsFull()) << "too few for all lanes";
+    AddAll(view);
     EXPECT_TRUE(mBatch.IsFull());
     mBatch.Clear();
     EXPECT_FALSE(mBatch.IsFull());
