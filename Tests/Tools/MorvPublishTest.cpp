@@ -227,6 +227,10 @@ TEST_F(MorvPublishTest, ItsDocumentFollowsTheSchema)
     EXPECT_EQ(document["releases"][3]["signature"], "made");
     EXPECT_EQ(document["releases"][0]["changed"], true);
     EXPECT_NE(mTree.Read("key.pub").find(document["key"].get<std::string>()), std::string::npos);
+
+    nlohmann::json shorter = document;
+    shorter["key"] = "9ED00CBA2F0EA75"; // as one key of sixteen has it
+    ExpectMatchesSchema("publish", shorter.dump());
 }
 } // namespace
 } // namespace Keld::Test
