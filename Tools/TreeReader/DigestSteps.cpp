@@ -156,7 +156,7 @@ template <class Number, std::size_t Groups>
     for (uint64 block = 0; block < blockCount; ++block)
     {
         std::array<Words<Lanes>, LaneGroups> words;
-        for (uint32 group = 0; group < LaneGroups; ++group)
+        for (uint_size group = 0; group < LaneGroups; ++group)
         {
             ReadWords(data.data() + group * LanesPerGroup, block * DigestBlockSize, words[group]);
         }
