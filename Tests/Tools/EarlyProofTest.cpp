@@ -101,6 +101,22 @@ protected:
         EXPECT_GE(mReads, count);
     }
 
+    /// The first bytes come, and after so many readings again, all of them wrong.
+    void ExpectNothingProvedOfWhatCameAnew(EarlyProof &early, std::size_t first, std::size_t reads)
+    {
+        early.Expect("path", Expected());
+        mTree.Write("coming", mBytes.substr(0, first));
+        early.Note("path", first);
+        WaitForReads(reads);
+        early.Note("path", 0);
+        mTree.Write("coming", std::string(first, '?') + mBytes.substr(first));
+        early.Note("path", mBytes.size());
+        early.Finish();
+        EXPECT_FALSE(early.IsSummed("path"));
+        EXPECT_FALSE(early.TakeUnproved("path"));
+        EXPECT_EQ(early.GetProvedBytes(), 0U);
+    }
+
     static inline const std::string DataPath = "server/MORV/projects/game/filearchives/1.0.0.0/files-0001.vka.dat";
     FileContents mFiles;
     std::string mBytes; ///< of the data file
@@ -187,17 +203,7 @@ TEST_F(EarlyProofTest, ASumIsOfAllBytesHoweverTheyCame)
 TEST_F(EarlyProofTest, NothingIsKnownOfAFileThatComesAnew)
 {
     EarlyProof early(Threads, CountReads());
-    early.Expect("path", Expected());
-    mTree.Write("coming", mBytes);
-    early.Note("path", mBytes.size());
-    WaitForReads(mFiles.size());
-    early.Note("path", 0);
-    mTree.Write("coming", std::string(mBytes.size(), '?'));
-    early.Note("path", mBytes.size());
-    early.Finish();
-    EXPECT_FALSE(early.IsSummed("path"));
-    EXPECT_FALSE(early.TakeUnproved("path"));
-    EXPECT_EQ(early.GetProvedBytes(), 0U);
+    ExpectNothingProvedOfWhatCameAnew(early, mBytes.size(), mFiles.size());
 }
 
 TEST_F(EarlyProofTest, AFailureLeavesAllToWhoeverChecksAfterwards)
@@ -327,17 +333,7 @@ TEST_F(EarlyProofOfLongContentsTest, AWrongByteAnywhereLeavesItUnproved)
 TEST_F(EarlyProofOfLongContentsTest, BytesThatComeAnewProveNothingOfThoseBefore)
 {
     EarlyProof early(Threads, CountReads());
-    early.Expect("path", Expected());
-    mTree.Write("coming", mBytes.substr(0, Size / 2));
-    early.Note("path", Size / 2);
-    WaitForReads(1);
-    early.Note("path", 0);
-    mTree.Write("coming", std::string(Size / 2, '?') + mBytes.substr(Size / 2));
-    early.Note("path", mBytes.size());
-    early.Finish();
-    EXPECT_FALSE(early.IsSummed("path"));
-    EXPECT_FALSE(early.TakeUnproved("path"));
-    EXPECT_EQ(early.GetProvedBytes(), 0U);
+    ExpectNothingProvedOfWhatCameAnew(early, Size / 2, 1);
 }
 
 TEST_F(EarlyProofOfLongContentsTest, ContentsThatLieOverEachOtherAreProvedEach)

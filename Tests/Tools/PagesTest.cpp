@@ -102,7 +102,7 @@ const std::array<LeftBlock, 9> LeftBlocks = {{
     {"Fuzz/README.md",
      "Fuzz/run 600                # each of them for ten minutes\n"
      "Fuzz/run 1800 TreeFuzzer    # one alone\n"
-     "Fuzz/run --plain 600        # without sanitizers, some times as fast; what it learns counts for both\n"
+     "Fuzz/run --plain 600        # without sanitizers, up to twice as fast; what it learns counts for both\n"
      "Fuzz/run --table            # what all runs so far have done\n",
      "a build of its own, and minutes of fuzzing; every build replays the corpora"},
     {"Tests/Consumer/WholeTrace/README.md",

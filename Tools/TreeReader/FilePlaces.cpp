@@ -240,17 +240,19 @@ void FilePlaces::SettleDirectory(EntryIndex directory) const
             plain.push_back(file);
             continue;
         }
-        if (isArchived && mTree.IsHeld(file) && GetArchives(fields.version).GetArchives().empty())
+        const VersionArchives *const archives =
+            isArchived && mTree.IsHeld(file) ? &GetArchives(fields.version) : nullptr;
+        if (archives != nullptr && archives->GetArchives().empty())
         {
             SetKnown(file, Missing);
             continue;
         }
         path.assign(prefix);
         path.append(name, strnlen(name, MORV::Reader::ManifestPathLimit));
-        if (isArchived && mTree.IsHeld(file))
+        if (archives != nullptr)
         {
             const uint32 hash = HashName(prefixHash, path.c_str() + prefix.size());
-            NoteArchived(file, GetArchives(fields.version).Find(hash, path.c_str()));
+            NoteArchived(file, archives->Find(hash, path.c_str()));
             continue;
         }
         FindOut(file, path);
