@@ -208,6 +208,23 @@ TEST_F(AllocationTest, AnOpenWithoutMemoryForItsHandleIsTakenBack)
     ExpectAll({}); // nothing is left open
 }
 
+TEST_F(AllocationTest, AFirstOpenWithoutMemoryForItsPathIsTakenBack)
+{
+    for (const char *path : {Naked, Managed})
+    {
+        gAllocationsLeft = 0;
+        EXPECT_THROW(MorvOpenFile(path), std::bad_alloc);
+        OpenFileHandle *const handle = MorvOpenFile(path);
+        ASSERT_NE(handle, nullptr);
+        char buffer[7];
+        EXPECT_EQ(MorvRead(handle, 0, sizeof buffer, nullptr, buffer), S_OK) << path;
+        MorvCloseFile(handle);
+    }
+    LogRecorder::Clear();
+    MorvShutdown();
+    ExpectAll({}); // nothing is left open
+}
+
 TEST_F(AllocationTest, AStartWithoutMemoryForItsLastStepLeavesNothingLoaded)
 {
     const std::string directory = mTree.Path("projects/atlas/releases/1.0.0.0");

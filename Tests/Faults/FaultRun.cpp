@@ -3,6 +3,8 @@
 #include "Support/ChildProcess.h"
 #include "Support/TempTree.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -24,7 +26,24 @@ constexpr unsigned PatienceSeconds = 60;
 constexpr int CaughtException = 99; ///< the exit code of work that let one out
 
 constexpr const char *WholeMatrix = "KELD_WHOLE_MATRIX";
+constexpr const char *OnePoint = "KELD_MATRIX_POINT";
 constexpr unsigned SomeAllocations = 500;
+
+std::size_t gChosenPoints = 0;
+
+/// Fails a run for one point that there is nowhere, as when its text is mistyped.
+class OnePointCheck : public testing::Environment
+{
+public:
+    void TearDown() override
+    {
+        EXPECT_TRUE(!IsOnePointWanted() || gChosenPoints != 0)
+            << std::getenv(OnePoint) << " is no point of these tests";
+    }
+};
+
+[[maybe_unused]] const testing::Environment *const gOnePointCheck =
+    testing::AddGlobalTestEnvironment(new OnePointCheck);
 
 /// How many calls of a kind fail. A command allocates thousands of times, so all of that is asked for by its name.
 unsigned SampleOf(int call, unsigned count)
@@ -159,7 +178,12 @@ FaultOutcome RunUnder(const FaultPlan &plan, const std::function<int(FaultPlan &
 
 bool TakesWholeMatrix()
 {
-    return std::getenv(WholeMatrix) != nullptr || std::getenv("KELD_MATRIX_POINT") != nullptr;
+    return std::getenv(WholeMatrix) != nullptr || IsOnePointWanted();
+}
+
+bool IsOnePointWanted()
+{
+    return std::getenv(OnePoint) != nullptr;
 }
 
 std::vector<unsigned> ChoosePlaces(unsigned count, unsigned sample)
@@ -176,7 +200,7 @@ std::vector<unsigned> ChoosePlaces(unsigned count, unsigned sample)
 
 std::vector<FaultPoint> ChooseFaults(const FaultPlan &counted)
 {
-    const char *const only = std::getenv("KELD_MATRIX_POINT");
+    const char *const only = std::getenv(OnePoint);
     std::vector<FaultPoint> points;
     for (int call = 0; call < FaultCallCount; ++call)
     {
@@ -196,6 +220,7 @@ std::vector<FaultPoint> ChooseFaults(const FaultPlan &counted)
             ++next;
         }
     }
+    gChosenPoints += points.size();
     return points;
 }
 

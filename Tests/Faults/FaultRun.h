@@ -42,6 +42,9 @@ FaultOutcome RunUnder(const FaultPlan &plan, const std::function<int(FaultPlan &
 /// allocations it takes some, and all where the value is "malloc".
 bool TakesWholeMatrix();
 
+/// Whether one point alone is to be tried, by KELD_MATRIX_POINT. A run that tries none then fails as a whole.
+bool IsOnePointWanted();
+
 /// Every way in which every call that was counted can fail; without the long run the same few of each. Where
 /// KELD_MATRIX_POINT stands in the environment, the one point alone whose text it is.
 std::vector<FaultPoint> ChooseFaults(const FaultPlan &counted);

@@ -39,6 +39,9 @@ protected:
         probe.Expect(false);
         plan.armed = 1;
         probe.Walk();
+        plan.armed = 0;
+        probe.WalkAgain();
+        plan.armed = 1;
         probe.Stop();
         plan.armed = 0;
     }
@@ -140,7 +143,9 @@ protected:
                 table.SetCalls(FaultCallName(call), counted.plan.calls[call]);
             }
         }
-        for (const FaultPoint &point : ChooseFaults(counted.plan))
+        const std::vector<FaultPoint> points = ChooseFaults(counted.plan);
+        EXPECT_TRUE(!points.empty() || IsOnePointWanted()) << title;
+        for (const FaultPoint &point : points)
         {
             const FaultOutcome outcome = RunUnder(point.Plan(), work);
             const bool held = outcome.exitCode == 0 && outcome.plan.injected == 1;

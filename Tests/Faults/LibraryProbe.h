@@ -5,7 +5,6 @@
 #include "KeldFoundation/CStd/BasicTypes.h"
 
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -26,6 +25,11 @@ public:
 
     void Start();
     void Walk(); ///< finds, opens, reads and closes everything
+
+    /// The same once more, when nothing fails any more: a file may be refused, as those of LZMA are, but what opens is
+    /// read whole.
+    void WalkAgain();
+
     void Stop();
 
     /// Expects that four reads can be at work at once. A slot that is lost makes this wait for ever.
@@ -51,17 +55,22 @@ public:
 
 private:
     bool MayMiss() const; ///< something without being wrong
-    void FindIn(const std::string &directory, const std::set<std::string, std::less<>> &names);
+
+    /// Names that a directory has, and whether an enumeration has shown them.
+    using Names = std::map<std::string, bool, std::less<>>;
+
+    void FindIn(const std::string &directory, Names &names);
     void ReadFile(const std::string &path, const std::string &content);
 
     template <class Call>
     void Try(const char *what, const Call &call);
 
     const std::string mWorkingDirectory;
-    std::map<std::string, std::string> mFiles;                           ///< content by path
-    std::map<std::string, std::set<std::string, std::less<>>> mChildren; ///< names by directory, with a '/' behind
-    std::vector<char> mBuffer;                                           ///< room for any of them
+    std::map<std::string, std::string> mFiles; ///< content by path
+    std::map<std::string, Names> mChildren;    ///< by directory, with a '/' behind
+    std::vector<char> mBuffer;                 ///< room for any of them
     bool mAllRight = true;
+    bool mMayRefuse = false;
     bool mIsStarted = false;
     bool mOutOfMemory = false;
     bool mOutOfMemoryAtStart = false;

@@ -1,7 +1,9 @@
 #include "Faults/FaultRun.h"
 #include "Tools/CheckedTree.h"
 
+#include "KeldMorvIO/blocks/AsyncRequest.h"
 #include "Tools/Common/ParallelWork.h"
+#include "Tools/TreeMount/MountedFileSystem.h"
 #include "Tools/TreeReader/Census.h"
 #include "Tools/TreeReader/DataFiles.h"
 #include "Tools/TreeReader/DirectoryVisit.h"
@@ -10,6 +12,9 @@
 
 #include <atomic>
 #include <new>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace Keld::Test
 {
@@ -134,6 +139,46 @@ TEST_F(PassingFailureTest, AVisitThatRunsOutOfMemoryIsRefused)
     }
 }
 
+// An answer frees the request of libfuse, and a second one would do so again.
+TEST_F(PassingFailureTest, AReadOfAMountThatRunsOutOfMemoryIsAnsweredOrThrown)
+{
+    const View view = Open();
+    const TreeReader::Hit first = view.Find("new.l");
+    bool hasFailed = true;
+    for (unsigned index = 1; hasFailed; ++index)
+    {
+        TreeMount::MountedFileSystem fileSystem(std::move(*TreeMount::MountedTree::Make(view, "")), {},
+                                                {.readsAhead = true}, [](const std::string &) {});
+        int ends = 0;
+        const auto read = [&](const TreeReader::Hit &file)
+        {
+            try
+            {
+                fileSystem.GetFiles().Read(file, 0, view.GetRelease(0).GetTree().GetFields(file.entry).size,
+                                           [&ends](const TreeReader::Result<std::string_view> &)
+                                           {
+                                               ++ends;
+                                           });
+            }
+            catch (const std::bad_alloc &)
+            {
+                ++ends;
+            }
+        };
+        {
+            const Armed armed({FaultMalloc, index, 0});
+            read(first); // and ahead the files behind it
+            hasFailed = armed.HasFailed();
+        }
+        EXPECT_EQ(ends, 1) << index;
+        for (const char *path : {"new.l", "packed.l", "twin.z"})
+        {
+            read(view.Find(path));
+        }
+        EXPECT_EQ(ends, 4) << index;
+    }
+}
+
 TEST_F(PassingFailureTest, AReleaseThatAnotherIsServedFromIsNeverReplaced)
 {
     TreeWriter::PackRequest request = Request(TreeReader::Storage::Naked);
@@ -163,6 +208,26 @@ TEST_F(PassingFailureTest, AVersionThatCannotBeLookedAtIsADoubtAndNotLeftOut)
         EXPECT_TRUE(armed.HasFailed());
     }
     EXPECT_EQ(TreeReader::ListVersionDirectories(releases).size(), 2U);
+}
+
+// A number that was free for a moment would be given to whoever asks next.
+TEST_F(PassingFailureTest, AFileThatNoOtherCanReplaceKeepsItsNumber)
+{
+    using namespace MORV::Reader;
+    const int lower = dup(STDIN_FILENO);
+    const AsyncFile file = AsyncOpen(mTree.Path(Suite + "solutionmanifest").c_str());
+    ASSERT_GT(static_cast<int>(file), lower);
+    close(lower);
+    {
+        const Armed armed({FaultOpen, 1, 0});
+        AsyncCloseKeepingNumber(file);
+        EXPECT_TRUE(armed.HasFailed());
+    }
+    EXPECT_NE(fcntl(static_cast<int>(file), F_GETFD), -1);
+    char byte = 0;
+    EXPECT_FALSE(AsyncRead(file, 0, 1, nullptr, &byte));
+    AsyncClose(file);
+    EXPECT_EQ(fcntl(static_cast<int>(file), F_GETFD), -1);
 }
 
 TEST_F(PassingFailureTest, FewerThreadsDoTheSameWork)

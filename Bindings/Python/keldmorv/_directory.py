@@ -38,8 +38,8 @@ def scandir(path: StrPath = "", pattern: str = "*") -> list[Entry]:
     knows the patterns of a shell. In a solution a name can come twice; the first has the higher priority.
     """
     directory = to_text(path)
-    if "/" in pattern or "\\" in pattern:
-        raise ValueError("a pattern has no separator")
+    if not pattern or "/" in pattern or "\\" in pattern:
+        raise ValueError("a pattern is not empty and has no separator")
     encoded = encode(join(directory, pattern))
     with running:
         entries = _enumerate(encoded)
@@ -123,7 +123,8 @@ def getsize(path: StrPath) -> int:
 
 def walk(top: StrPath = "") -> Iterator[tuple[str, list[str], list[str]]]:
     """For each directory from `top` down its path, the names of its directories, and of its files; a directory comes
-    before what lies in it. Whoever takes names out of the second list keeps the walk out of them."""
+    before what lies in it. Whoever takes names out of the second list keeps the walk out of them. A damaged release can
+    list names that lead elsewhere, or that differ in case alone; of those the walk takes none, of these the first."""
     pending = [to_text(top)]
     while pending:
         directory = pending.pop()
@@ -131,7 +132,16 @@ def walk(top: StrPath = "") -> Iterator[tuple[str, list[str], list[str]]]:
         directories = list(dict.fromkeys(entry.name for entry in entries if entry.is_dir))
         files = list(dict.fromkeys(entry.name for entry in entries if not entry.is_dir))
         yield directory, directories, files
-        pending.extend(join(directory, name) for name in reversed(directories))
+        pending.extend(join(directory, name) for name in reversed(_leading_down(directories)))
+
+
+def _leading_down(names: list[str]) -> list[str]:
+    """The names of directories that can be asked for by them. An empty one would lead to where it is listed."""
+    usable: dict[str, str] = {}
+    for name in names:
+        if name and "/" not in name and "\\" not in name:
+            usable.setdefault(lower(name), name)
+    return list(usable.values())
 
 
 def glob(pattern: str, root: StrPath = "") -> list[str]:

@@ -40,7 +40,8 @@ class Session:
             raise ValueError("embedded null byte")
         with calls.alone():
             if _library.initialize(0, 0, 0, path) < 0:
-                raise StartError(f"the library could not start in {text or os.getcwd()}, or runs already")
+                place = os.getcwd() if text is None else repr(text)
+                raise StartError(f"the library could not start in {place}, or runs already")
             _is_running = True
         self._is_open = True
 

@@ -1,4 +1,5 @@
 import importlib.resources
+import itertools
 import unittest
 from importlib.resources.abc import Traversable
 
@@ -31,6 +32,9 @@ class DirectoryTest(ReleaseTest):
         self.assertTrue(keldmorv.exists("EMPTY") and keldmorv.exists("") and not keldmorv.exists("textures/a*"))
         with self.assertRaises(FileNotFoundError):
             keldmorv.stat("nowhere")
+        for pattern in ("", "a/*", "a\\*"):
+            with self.assertRaises(ValueError):
+                keldmorv.scandir("textures", pattern)
 
     def test_walks_and_can_be_kept_out(self) -> None:
         walked = list(keldmorv.walk())
@@ -41,6 +45,19 @@ class DirectoryTest(ReleaseTest):
                 directories[:] = ["Textures"]
         self.assertEqual(list(walk), [])
         self.assertEqual(list(keldmorv.walk("textures/sub")), [("textures/sub", [], ["c.TGA"])])
+
+    def test_walks_a_damaged_release_to_its_end(self) -> None:
+        self.session.close()
+        manifest = self.directory / "releasemanifest"
+        content = manifest.read_bytes()
+        # A name of separators leads to where it is listed, and one in other letters to what its twin holds.
+        for name, damaged in ((b"\0naked\0", b"\0\\\\\\\\\\\0"), (b"\0zlib\0", b"\0LZMA\0")):
+            self.assertIn(name, content)
+            content = content.replace(name, damaged)
+        manifest.write_bytes(content)
+        with keldmorv.Session(self.directory):
+            walked = [path.lower() for path, _, _ in itertools.islice(keldmorv.walk(), 50)]
+        self.assertEqual(walked, ["", "lzma", "managed", "stored", "textures", "textures/sub"])
 
     def test_globs_like_a_shell_in_either_case(self) -> None:
         for pattern, expected in (

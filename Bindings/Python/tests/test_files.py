@@ -170,7 +170,7 @@ class SessionTest(unittest.TestCase):
 
     def test_fails_outside_of_a_release(self) -> None:
         for directory in (self.tree.disk, ""):
-            with self.assertRaises(keldmorv.StartError):
+            with self.assertRaisesRegex(keldmorv.StartError, f"start in {str(directory)!r}, or"):
                 keldmorv.Session(directory)
         with self.assertRaises(ValueError):
             keldmorv.Session("a\0b")

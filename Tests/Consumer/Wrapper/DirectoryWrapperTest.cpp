@@ -35,7 +35,7 @@ protected:
         return error ? Names{error.message()} : names;
     }
 
-    static Names Walk(const std::string &path)
+    static Names Walk(const std::string &path, std::size_t most = 1000)
     {
         std::error_code error;
         RecursiveDirectory walk(path, error);
@@ -43,8 +43,24 @@ protected:
         for (const WalkedEntry &entry : walk)
         {
             paths.push_back(std::to_string(walk.GetDepth()) + " " + entry.path);
+            if (paths.size() == most)
+            {
+                break;
+            }
         }
         return error ? Names{error.message()} : paths;
+    }
+
+    using WrapperFixture::Start;
+
+    /// Starts in a release of a damaged manifest. Of its files a single one is there, "there".
+    void Start(ManifestImage &manifest)
+    {
+        const std::string release = "MORV/projects/atlas/releases/1.0.0.0";
+        manifest.File("there");
+        mTree.Disk().Write(release + "/deploy/there", "");
+        mTree.Disk().Write(release + "/releasemanifest", manifest.Bytes());
+        Start(mTree.Disk().Path(release));
     }
 };
 
@@ -68,7 +84,7 @@ TEST_F(DirectoryWrapperTest, TellsWhatCannotBeListed)
     EXPECT_EQ(error, std::errc::not_a_directory);
     const Directory nowhere("nowhere", "*", error);
     EXPECT_EQ(error, std::errc::no_such_file_or_directory);
-    for (const std::string &pattern : {std::string("a/*"), std::string("a\\*"), std::string("a\0", 2)})
+    for (const std::string &pattern : {std::string(), std::string("a/*"), std::string("a\\*"), std::string("a\0", 2)})
     {
         const Directory data("data", pattern, error);
         EXPECT_EQ(error, Error::InvalidArgument);
@@ -145,6 +161,41 @@ TEST_F(DirectoryWrapperTest, WalksOnBesideADirectoryWhosePathIsTooLong)
     }
     EXPECT_EQ(last, Names({"z"}));
     EXPECT_EQ(walk.GetError(), Error::NotFound);
+}
+
+// A path whose last name is empty, or a separator, is that of the directory above.
+TEST_F(DirectoryWrapperTest, StepsIntoNoDirectoryThatItsNameDoesNotLeadTo)
+{
+    ManifestImage manifest("atlas", 0x01000000);
+    manifest.Directory("\\").Directory("data/nameless").Directory("data/\\\\");
+    manifest.Patch(manifest.DirectoryOffset("data/nameless"), 0); // the name of the root
+    Start(manifest);
+    EXPECT_EQ(Walk("", 50), Names({"0 \\", "0 data", "1 data/", "1 data/\\\\", "0 there"}));
+}
+
+// Either of two such names leads to the same directory of the two.
+TEST_F(DirectoryWrapperTest, StepsIntoOneDirectoryOfEachName)
+{
+    ManifestImage manifest("atlas", 0x01000000);
+    Names parents{""};
+    for (int level = 0; level < 6; ++level)
+    {
+        Names children;
+        for (const std::string &parent : parents)
+        {
+            children.insert(children.end(), {parent + "a/", parent + "A/"});
+        }
+        for (const std::string &child : children)
+        {
+            manifest.Directory(child);
+        }
+        parents = children;
+    }
+    Start(manifest);
+    const Names paths = Walk("");
+    EXPECT_EQ(paths.size(), 13u) << "two on each of six levels, and a file";
+    EXPECT_NE(std::find(paths.begin(), paths.end(), "0 a"), paths.end());
+    EXPECT_NE(std::find(paths.begin(), paths.end(), "0 A"), paths.end());
 }
 
 TEST_F(DirectoryWrapperTest, TellsKindAndSizeWithoutAnOpen)

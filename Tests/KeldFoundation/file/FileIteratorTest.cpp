@@ -253,13 +253,25 @@ TEST_F(FileIteratorTest, APatternThatDoesNotFitMatchesNothing)
 
 TEST_F(FileIteratorTest, AMatchThatDoesNotFitIsPassedOver)
 {
-    // The pattern is short, its matches are not: five levels of directories, as long as leaves room for a name.
+    // The pattern is shorter than its matches: five levels of directories, as long as leaves room for a name.
     const std::string level((900 - mTree.Root().size()) / 5, 'd');
     const std::string directory = level + "/" + level + "/" + level + "/" + level + "/" + level + "/";
     const std::string longest(1023 - mTree.Path(directory).size(), 'f');
     mTree.Write(directory + longest, "");
     mTree.Write(directory + longest + "g", "");
-    EXPECT_EQ((Names{longest}), List("*/*/*/*/*/f*"));
+    EXPECT_EQ((Names{longest}), List(level + "/" + level + "/" + level + "/*/*/f*"));
+}
+
+TEST_F(FileIteratorTest, APatternWithMoreThanTwoWildDirectoriesMatchesNothing)
+{
+    mTree.Write("a/b/c/x", "");
+    mTree.Write("[a/[b/[c/y", "");
+    EXPECT_EQ((Names{"x"}), List("a/*/[c]/*"));
+    EXPECT_EQ((Names{"x", "x"}), List("*/../?/b/c/*"));
+    EXPECT_EQ((Names{"y"}), List("[a/[b/[c/*"));
+    EXPECT_EQ((Names{}), List("*/*/*/*"));
+    EXPECT_EQ((Names{}), List("[a]/?/*c/x"));
+    EXPECT_EQ((Names{}), List("*\\..\\*/..//*\\../a/b/c/x"));
 }
 
 TEST_F(FileIteratorTest, TheDefaultProvidersIteratorComesUnwrapped)

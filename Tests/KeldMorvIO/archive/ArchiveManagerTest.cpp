@@ -76,6 +76,16 @@ TEST_F(ArchiveManagerTest, ASecondCallGivesTheSameManagerAndReadsNothing)
     mLog.ExpectAll({});
 }
 
+// Each of the wildcards would be searched for all that fits the ones before.
+TEST_F(ArchiveManagerTest, AProjectNameOfManyWildcardsIsAnEmptyFolder)
+{
+    WriteArchive("atlas", "1.0.0.0", "a");
+    const std::string project = "*/../*/../*/../atlas";
+    EXPECT_EQ(nullptr, Get(project, First));
+    mLog.ExpectFailures(FailureOf(mTree.Root(), project, "1.0.0.0"));
+    EXPECT_TRUE(mTree.Exists("projects/atlas/filearchives/1.0.0.0/a.vka"));
+}
+
 TEST_F(ArchiveManagerTest, TheRootIsNoPartOfTheKey)
 {
     WriteArchive("atlas", "1.0.0.0", "a");

@@ -134,6 +134,27 @@ TEST_F(PathTableTest, ReadsNoMorePathsThanTheFileHasBytes)
     EXPECT_FALSE(PathTable(mAsked).IsKnown());
 }
 
+TEST_F(PathTableTest, KnowsNothingWhereTooManyRecordsShareOneHome)
+{
+    const auto repeat = [this](uint32 count)
+    {
+        ArchiveImage image;
+        for (uint32 file = 0; file < count; ++file)
+        {
+            image.File("always/the/same", file, 1);
+        }
+        Forget();
+        Adopt(image.Bytes());
+    };
+    repeat(2000);
+    const PathTable table(mAsked);
+    ASSERT_TRUE(table.IsKnown());
+    EXPECT_EQ(AskEach("always/the/same"), AskTable(table, "always/the/same"));
+    EXPECT_EQ(Answer(), AskTable(table, "another"));
+    repeat(3000);
+    EXPECT_FALSE(PathTable(mAsked).IsKnown());
+}
+
 TEST_F(PathTableTest, KnowsNothingWithoutRecords)
 {
     EXPECT_FALSE(PathTable(mAsked).IsKnown());

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -188,8 +189,20 @@ TEST_F(AsyncFileTest, KeepsTheNumberAlsoWhereTheProcessCanOpenNoMoreFiles)
     AsyncCloseKeepingNumber(mFile);
     EXPECT_EQ(open("/dev/null", O_RDONLY), -1) << "the number is taken";
     setrlimit(RLIMIT_NOFILE, &before);
-    EXPECT_TRUE(Keld::Test::IsClosedButTaken(mFile));
-    mFile = AsyncFile::Null;
+    char buffer[3] = {};
+    uint32 bytesRead = 0;
+    EXPECT_FALSE(AsyncRead(mFile, 0, 3, &bytesRead, buffer));
+    EXPECT_EQ(bytesRead, 0xFFFFFFFFU);
+    EXPECT_FALSE(AsyncHasPositions(mFile));
+    errno = 0;
+    AsyncCloseKeepingNumber(mFile);
+    EXPECT_EQ(errno, EBADF);
+    const AsyncFile closed = std::exchange(mFile, AsyncOpen(mTree.Path("file").c_str()));
+    EXPECT_TRUE(AsyncRead(mFile, 0, 3, &bytesRead, buffer)) << "of the same file, opened anew";
+    EXPECT_EQ(std::string(buffer, 3), "abc");
+    EXPECT_TRUE(IsOpenDescriptor(closed));
+    AsyncClose(closed);
+    EXPECT_FALSE(IsOpenDescriptor(closed));
 }
 
 TEST_F(AsyncFileTest, ClosesAFileWhoseNumberIsBeyondALoweredLimit)

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <iterator>
@@ -55,6 +56,23 @@ TEST_F(SolutionManifestTest, SortsBothTablesWithoutRegardToCase)
     EXPECT_EQ(mManifest.GetConfigurations()[0].flags, 2u);
     EXPECT_EQ(mManifest.GetConfigurations()[1].name, "Zwo");
     EXPECT_EQ(mManifest.GetConfigurations()[1].projects, Texts({"ALPHA", "delta"}));
+}
+
+// Inserted into a row one by one they take ten seconds.
+TEST_F(SolutionManifestTest, SortsManyProjectsThatComeInDescendingOrder)
+{
+    constexpr int count = 100000;
+    Texts lines = With({std::to_string(count)});
+    for (int index = count; index > 0; --index)
+    {
+        const Texts project{std::to_string(1000000 + index), "1.0.0.0", "0", "0"};
+        lines.insert(lines.end(), project.begin(), project.end());
+    }
+    lines.insert(lines.end(), {"0"});
+    EXPECT_EQ(Load(lines), MORV::Reader::S_OK);
+    const Texts names = ProjectNames();
+    EXPECT_EQ(names.size(), static_cast<std::size_t>(count));
+    EXPECT_TRUE(std::is_sorted(names.begin(), names.end()));
 }
 
 TEST_F(SolutionManifestTest, ReadsCountsAsPlainDecimalsAndFieldsInAnyBase)

@@ -315,5 +315,44 @@ TEST_F(ListingConstructionTest, KeepsADirectoryThatNoDirectoryHoldsOutOfReach)
     }
     mLog.ExpectAll({});
 }
+
+// Such a directory is found by its name where that has the hash of bucket 0, and it looks like a file. Behind its
+// record come the bytes of the first file's digest, where they could be taken for the way to any open state.
+TEST_F(ListingConstructionTest, OpensNoDirectoryThatNoDirectoryHoldsWhateverStandsBehindIt)
+{
+    for (uint32 word = 4; word < 200; word += 4)
+    {
+        for (const bool areArchived : {false, true})
+        {
+            ListingTree tree;
+            if (areArchived)
+            {
+                tree.Archived("a.txt", "content").Archived("b.txt", "content");
+            }
+            else
+            {
+                tree.Naked("a.txt", "content").Naked("b.txt", "content");
+            }
+            tree.Disk().Write(ListingTree::NakedPath("config1.ini"), "on disk");
+            tree.Manifest().Directory("config1.ini");
+            tree.Manifest().Patch(tree.Manifest().DirectoryOffset("") + 8, 0); // the root's subdirectories
+            tree.Manifest().Patch(tree.Manifest().FileOffset(0) + 8, word);
+            const auto listing = tree.Load();
+            ASSERT_NE(listing, nullptr);
+            const FileEntry *const entry = listing->FindEntry("config1.ini");
+            ASSERT_NE(entry, nullptr);
+            LogRecorder::Clear();
+            char byte = '#';
+            uint32 bytesRead = 77;
+            EXPECT_FALSE(listing->Open(entry)) << word;
+            EXPECT_EQ(listing->GetContent(entry), nullptr) << word;
+            EXPECT_FALSE(listing->Read(entry, 0, 1, &bytesRead, &byte)) << word;
+            EXPECT_TRUE(listing->Read(entry, 0, 0, &bytesRead, &byte)) << word;
+            EXPECT_EQ(bytesRead, 77u);
+            listing->Close(entry);
+            mLog.ExpectAll({});
+        }
+    }
+}
 } // namespace
 } // namespace Keld::MORV::Reader

@@ -11,7 +11,7 @@ struct FileStatus
     uint32 mode; ///< the low 16 bits, which hold kind and rights
     uint64 size; ///< bytes
 
-    int64 modified; ///< nanoseconds since the epoch
+    int64 modified; ///< nanoseconds since the epoch; a time that does not fit wraps
 
     // Together they tell one entry from every other, whatever path leads to it.
     uint64 device;

@@ -28,8 +28,9 @@ public:
 inline constexpr int FileIteratorDirectoriesOnly = 1;
 
 /// Walks what all registered providers hold under `pattern`, one provider after the other, or what the file system
-/// holds when none of them has anything. Wildcards are those of the shell, in every component; backslashes count as
-/// slashes. Never null: where nothing matches the iterator is invalid from the start.
+/// holds when none of them has anything. Wildcards are those of the shell, in the last component and in at most
+/// two before it; backslashes count as slashes. Never null: where nothing matches the iterator is invalid from the
+/// start.
 ///
 /// Not to be called by two threads at once: the pattern passes through one buffer of the process.
 boost::shared_ptr<FileIterator> CreateFileIterator(const char *pattern, int flags);

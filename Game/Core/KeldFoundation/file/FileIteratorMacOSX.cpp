@@ -5,6 +5,8 @@
 #include "KeldFoundation/CStd/PathLimit.h"
 #include "KeldFoundation/file/FileIterator.h"
 
+#include <string_view>
+
 #include <glob.h>
 #include <sys/stat.h>
 
@@ -16,6 +18,30 @@ constexpr uint32 OwnerReadable = 0x100;
 
 /// One for the process and not guarded: whoever creates iterators serialises it.
 char gPattern[PathBufferSize];
+
+/// A search looks through all that fits the components before, so that each one with a wildcard in it multiplies the
+/// work. Names from a tree become parts of patterns, and one of many components could be searched for years.
+constexpr int MostWildDirectories = 2;
+
+/// Whether a part of a pattern has "*", "?", or a "[" that a "]" follows.
+bool IsWild(std::string_view component)
+{
+    const uint_size bracket = component.find('[');
+    return component.find_first_of("*?") != std::string_view::npos ||
+           (bracket != std::string_view::npos && component.find(']', bracket) != std::string_view::npos);
+}
+
+/// How many components of a pattern are wild, but for the last.
+int CountWildDirectories(std::string_view pattern)
+{
+    int count = 0;
+    for (uint_size slash = pattern.find('/'); slash != std::string_view::npos; slash = pattern.find('/'))
+    {
+        count += IsWild(pattern.substr(0, slash)) ? 1 : 0;
+        pattern.remove_prefix(slash + 1);
+    }
+    return count;
+}
 
 class FileIteratorMacOSX final : public FileIterator
 {
@@ -54,6 +80,10 @@ FileIteratorMacOSX::FileIteratorMacOSX(const char *pattern, int flags) : mFlags(
         return;
     }
     std_path_to_slashes(gPattern, pattern);
+    if (CountWildDirectories(gPattern) > MostWildDirectories)
+    {
+        return;
+    }
     // The matches stay in the order of the file system. A failure leaves none, which is all that matters.
     glob(gPattern, GLOB_NOSORT, nullptr, &mGlob);
     Position();

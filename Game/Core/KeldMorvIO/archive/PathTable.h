@@ -11,7 +11,8 @@ namespace Keld::MORV::Reader
 /// by which an index is sorted, is the same for hundreds of paths that end alike.
 ///
 /// It gives what asking archive after archive gives where each index is sorted as it should be: by hash, and by name
-/// among those of one hash. Where one is not, nothing is known, and the archives have to be asked.
+/// among those of one hash. Where one is not, or where too many records would share a place of the table, nothing is
+/// known, and the archives have to be asked.
 class PathTable
 {
 public:
@@ -45,7 +46,7 @@ private:
     };
 
     bool Add(const ArchiveFile &archive, uint32 firstRecord);
-    void Insert(const Slot &record);
+    bool Insert(const Slot &record);
     Place PlaceOf(uint32 record) const;
     uint_size HomeOf(uint32 pathHash) const { return static_cast<uint_size>(uint64{pathHash} * mSlots.size() >> 32); }
     uint_size Behind(uint_size slot) const { return slot + 1 < mSlots.size() ? slot + 1 : 0; }

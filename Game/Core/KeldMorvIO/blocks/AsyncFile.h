@@ -20,10 +20,13 @@ AsyncFile AsyncOpen(const char *path);
 void AsyncClose(AsyncFile file);
 
 /// Closes the file, but leaves its number taken until `AsyncClose`, so that no other file of the process can get it
-/// meanwhile. Every read through the handle fails with EBADF from then on. For handles that others hold, too. Where the
-/// process can open no more files, the number is taken again directly after it was given back. Does nothing for the
-/// null handle.
+/// meanwhile. Every `AsyncRead` through the handle fails with EBADF from then on. For handles that others hold, too.
+/// Where no more files can be opened, the file stays open until `AsyncClose`, and is only not read any more. Does
+/// nothing for the null handle.
 void AsyncCloseKeepingNumber(AsyncFile file);
+
+/// The descriptor to read from, or -1 where the file is open but counts as closed. Leaves `errno` alone.
+int AsyncGetReadable(AsyncFile file);
 
 /// Whether reads take their bytes from where they are told to; a pipe gives what comes next. Leaves `errno` alone.
 bool AsyncHasPositions(AsyncFile file);

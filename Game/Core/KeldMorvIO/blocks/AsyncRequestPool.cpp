@@ -135,7 +135,7 @@ void AsyncRequestPool::AsyncReset(AsyncRequest &request)
 void AsyncRequestPool::Start(AsyncRequest &request, AsyncFile file, uint64 offset, uint32 size, void *buffer)
 {
     AioControlBlock &controlBlock = *request.mControlBlock;
-    controlBlock.aio_fildes = static_cast<int>(file);
+    controlBlock.aio_fildes = AsyncGetReadable(file);
     controlBlock.aio_offset = static_cast<off_t>(offset);
     controlBlock.aio_buf = buffer;
     controlBlock.aio_nbytes = size;

@@ -12,19 +12,22 @@ HRESULT GatherProjects(const std::vector<std::string> &names, const SolutionMani
     constexpr const char *signature =
         "HRESULT Keld::MORV::Reader::GatherProjects(const std::vector<std::string> &, const SolutionManifest &, "
         "std::vector<SolutionManifest::PROJECT> &)";
-    const std::vector<SolutionManifest::PROJECT> &known = solution.GetProjects();
+    const std::vector<SolutionManifest::PROJECT> known = solution.GetProjects();
+    HRESULT result = S_OK;
     for (const std::string &name : names)
     {
         const auto range = std::equal_range(known.begin(), known.end(), name, ManifestNameOrder());
         if (range.first == range.second)
         {
             LogError("%s: Failed to find project %s", signature, name.c_str());
-            return E_FAIL;
+            result = E_FAIL;
+            break;
         }
-        const auto position = std::lower_bound(projects.begin(), projects.end(), *range.first, ManifestNameOrder());
-        projects.insert(position, *range.first);
+        projects.push_back(*range.first);
     }
-    return S_OK;
+    // Records of one name are copies of one record.
+    std::sort(projects.begin(), projects.end(), ManifestNameOrder());
+    return result;
 }
 
 HRESULT GatherProjects(const std::string &configuration, const SolutionManifest &solution,
@@ -33,7 +36,7 @@ HRESULT GatherProjects(const std::string &configuration, const SolutionManifest 
     constexpr const char *signature =
         "HRESULT Keld::MORV::Reader::GatherProjects(const std::string &, const SolutionManifest &, "
         "std::vector<SolutionManifest::PROJECT> &)";
-    const std::vector<SolutionManifest::CONFIGURATION> &known = solution.GetConfigurations();
+    const std::vector<SolutionManifest::CONFIGURATION> known = solution.GetConfigurations();
     const auto range = std::equal_range(known.begin(), known.end(), configuration, ManifestNameOrder());
     if (range.first == range.second)
     {

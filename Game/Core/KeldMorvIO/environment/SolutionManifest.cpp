@@ -11,7 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
-#include <utility>
+#include <set>
 
 namespace Keld::MORV::Reader
 {
@@ -58,31 +58,20 @@ MorvVersion VersionOrZero(const std::string &text)
     return version;
 }
 
-// Puts a record, or a bare name, where its name belongs. False when the name is there already.
-template <class Record>
-bool InsertByName(std::vector<Record> &records, Record record)
-{
-    const auto range = std::equal_range(records.begin(), records.end(), record, ManifestNameOrder());
-    if (range.first != range.second)
-    {
-        return false;
-    }
-    records.insert(range.first, std::move(record));
-    return true;
-}
-
 // Reads the project names of one configuration, sorted. The first duplicate ends them: behind the end of the file
 // every further name would be one.
 bool TakeProjectNames(ManifestSteps &steps, FILE *const file, DWORD count, std::vector<std::string> &names)
 {
+    std::set<std::string, ManifestNameOrder> sorted;
     bool complete = true;
     for (DWORD index = 0; complete && index < count; ++index)
     {
         std::string name;
         complete = steps.Take(ReadString(file, name, ManifestLineLimit),
                               "%s: Failed to read name of project in configuration") &&
-                   steps.Require(InsertByName(names, name), "%s: Duplicate project in configuration");
+                   steps.Require(sorted.insert(name).second, "%s: Duplicate project in configuration");
     }
+    names.assign(sorted.begin(), sorted.end());
     return complete;
 }
 } // namespace
@@ -161,7 +150,7 @@ HRESULT SolutionManifest::LoadProject(FILE *const file)
 
 HRESULT SolutionManifest::AddProject(const std::string &name, MorvVersion version, DWORD priority, DWORD flags)
 {
-    return InsertByName(mProjects, PROJECT{name, version, priority, flags}) ? S_OK : E_FAIL;
+    return mProjects.insert(PROJECT{name, version, priority, flags}).second ? S_OK : E_FAIL;
 }
 
 HRESULT SolutionManifest::LoadConfigurations(FILE *const file)
@@ -200,12 +189,12 @@ HRESULT SolutionManifest::AddConfiguration(const std::string &name, const std::v
                                       "std::string &, const std::vector<std::string> &, const DWORD)";
     for (const std::string &project : projects)
     {
-        if (!std::binary_search(mProjects.begin(), mProjects.end(), project, ManifestNameOrder()))
+        if (mProjects.find(project) == mProjects.end())
         {
             LogError("%s: Configuration references unknown project.  Add projects before configurations.", signature);
             return E_FAIL;
         }
     }
-    return InsertByName(mConfigurations, CONFIGURATION{name, flags, projects}) ? S_OK : E_FAIL;
+    return mConfigurations.insert(CONFIGURATION{name, flags, projects}).second ? S_OK : E_FAIL;
 }
 } // namespace Keld::MORV::Reader

@@ -5,11 +5,32 @@
 #include "KeldMorvIO/ReaderTypes.h"
 
 #include <cstdio>
+#include <set>
 #include <string>
 #include <vector>
 
 namespace Keld::MORV::Reader
 {
+/// The order of both tables, for names and for records by their names.
+struct ManifestNameOrder
+{
+    using is_transparent = void;
+
+    static const std::string &NameOf(const std::string &name) { return name; }
+
+    template <class Record>
+    static const std::string &NameOf(const Record &record)
+    {
+        return record.name;
+    }
+
+    template <class Lhs, class Rhs>
+    bool operator()(const Lhs &lhs, const Rhs &rhs) const
+    {
+        return std_stricmp(NameOf(lhs).c_str(), NameOf(rhs).c_str()) < 0;
+    }
+};
+
 /// The text file "solutionmanifest" of a solution release: every project that the solution knows, with the release to
 /// use, and named sets of them. Drawn in Docs/Formats/SolutionManifest.md. Both tables are sorted by name without
 /// regard to case, so that names that differ only in case are one name.
@@ -49,8 +70,10 @@ public:
 
     const std::string &GetName() const { return mName; }
     MorvVersion GetVersion() const { return mVersion; }
-    const std::vector<PROJECT> &GetProjects() const { return mProjects; }
-    const std::vector<CONFIGURATION> &GetConfigurations() const { return mConfigurations; }
+
+    // Copies, by name.
+    std::vector<PROJECT> GetProjects() const { return {mProjects.begin(), mProjects.end()}; }
+    std::vector<CONFIGURATION> GetConfigurations() const { return {mConfigurations.begin(), mConfigurations.end()}; }
 
 private:
     HRESULT LoadProject(FILE *const file);
@@ -58,25 +81,7 @@ private:
 
     std::string mName;
     MorvVersion mVersion = 0xFFFFFFFF;
-    std::vector<PROJECT> mProjects;             ///< sorted by name
-    std::vector<CONFIGURATION> mConfigurations; ///< sorted by name
-};
-
-/// The order of both tables, for names and for records by their names.
-struct ManifestNameOrder
-{
-    static const std::string &NameOf(const std::string &name) { return name; }
-
-    template <class Record>
-    static const std::string &NameOf(const Record &record)
-    {
-        return record.name;
-    }
-
-    template <class Lhs, class Rhs>
-    bool operator()(const Lhs &lhs, const Rhs &rhs) const
-    {
-        return std_stricmp(NameOf(lhs).c_str(), NameOf(rhs).c_str()) < 0;
-    }
+    std::set<PROJECT, ManifestNameOrder> mProjects;
+    std::set<CONFIGURATION, ManifestNameOrder> mConfigurations;
 };
 } // namespace Keld::MORV::Reader

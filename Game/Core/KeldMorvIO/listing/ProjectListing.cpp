@@ -250,7 +250,7 @@ bool ProjectListing::Open(const FileEntry *entry)
         return false;
     }
     const MutexLock lock(mMutex);
-    FileInfo *const state = entry->mOpenState;
+    FileInfo *const state = GetState(entry);
     if (IsArchived(state))
     {
         return static_cast<ArchiveFile *>(state)->Open(entry);
@@ -269,28 +269,27 @@ bool ProjectListing::Open(const FileEntry *entry)
 bool ProjectListing::OpenPlainFile(const FileEntry *entry, FileType type, MorvVersion releaseVersion)
 {
     FileInfo &state = *entry->mOpenState;
-    if (!state.AddReference())
+    if (state.GetReferenceCount() == 0)
     {
-        return true;
+        char path[PathBufferSize] = {};
+        if (!GetFilePath(entry, path, sizeof path))
+        {
+            return false;
+        }
+        const AsyncFile file = OpenNakedFile(type, mProjectRoot.c_str(), releaseVersion, entry->mVersion, path);
+        if (file == AsyncFile::Null)
+        {
+            return false;
+        }
+        state.SetFile(file);
     }
-    char path[PathBufferSize] = {};
-    if (!GetFilePath(entry, path, sizeof path))
-    {
-        state.RemoveReference();
-        return false;
-    }
-    state.SetFile(OpenNakedFile(type, mProjectRoot.c_str(), releaseVersion, entry->mVersion, path));
-    if (state.GetFile() == AsyncFile::Null)
-    {
-        state.RemoveReference();
-        return false;
-    }
+    state.AddReference(); // last, since what stands before may run out of memory
     return true;
 }
 
 const UncompressedBlocks *ProjectListing::GetContent(const FileEntry *entry) const
 {
-    const FileInfo *const state = entry->mOpenState;
+    const FileInfo *const state = GetState(entry);
     return IsArchived(state) ? static_cast<const ArchiveFile *>(state)->GetContent() : nullptr;
 }
 
@@ -304,7 +303,7 @@ bool ProjectListing::Read(const FileEntry *entry, uint64 offset, uint32 count, u
     {
         return true;
     }
-    const FileInfo *const state = entry->mOpenState;
+    const FileInfo *const state = GetState(entry);
     if (IsArchived(state))
     {
         return static_cast<const ArchiveFile *>(state)->Read(offset, count, bytesRead, buffer);
@@ -323,7 +322,7 @@ void ProjectListing::Close(const FileEntry *entry)
         return;
     }
     const MutexLock lock(mMutex);
-    FileInfo *const state = entry->mOpenState;
+    FileInfo *const state = GetState(entry);
     if (IsArchived(state))
     {
         static_cast<ArchiveFile *>(state)->Close();
@@ -332,6 +331,13 @@ void ProjectListing::Close(const FileEntry *entry)
     {
         state->Close();
     }
+}
+
+// A directory that no directory holds is not known as one, and its record is shorter than a file's: what stands where
+// the state would be is bytes of the manifest's choice.
+ProjectListing::FileInfo *ProjectListing::GetState(const FileEntry *entry) const
+{
+    return IsInRegion(entry, mFiles, mHeader->mFileCount) ? entry->mOpenState.Get() : nullptr;
 }
 
 bool ProjectListing::IsArchived(const FileInfo *state) const

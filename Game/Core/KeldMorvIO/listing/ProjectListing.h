@@ -89,7 +89,6 @@ public:
 
     /// The content of a compressed file that the caller has opened, or null for every other: its reads need nothing
     /// else. It stays until the caller closes the file.
-    /// \param entry of a file.
     const UncompressedBlocks *GetContent(const FileEntry *entry) const;
 
     /// Reads `count` bytes from byte `offset` of the content on. Not limited by the file's size: an uncompressed
@@ -112,6 +111,7 @@ private:
 
     const FileEntry *SearchBucket(const char *path, uint32 hash) const;
     bool OpenPlainFile(const FileEntry *entry, FileType type, MorvVersion releaseVersion);
+    FileInfo *GetState(const FileEntry *entry) const; ///< null for what is no file
     bool IsArchived(const FileInfo *state) const;
     bool IsManaged(const FileInfo *state) const;
     bool IsNaked(const FileInfo *state) const;

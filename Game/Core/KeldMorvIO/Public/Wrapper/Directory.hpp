@@ -65,12 +65,14 @@ public:
     Directory() noexcept = default;
 
     /// \param path     a virtual path; "" is the root.
-    /// \param pattern  a wildcard pattern of MorvFindFirstFile, without a separator.
+    /// \param pattern  a wildcard pattern of MorvFindFirstFile, without a separator. The empty one is refused: behind a
+    ///                 directory the library would look for that directory in the one above it.
     /// \param error    NotFound, NotDirectory, InvalidArgument. The range is empty then.
     Directory(const std::string &path, const std::string &pattern, std::error_code &error)
     {
         error.clear();
-        if (Detail::HasNul(path) || pattern.find_first_of(std::string("/\\\0", 3)) != std::string::npos)
+        if (Detail::HasNul(path) || pattern.empty() ||
+            pattern.find_first_of(std::string("/\\\0", 3)) != std::string::npos)
         {
             error = Error::InvalidArgument;
             return;

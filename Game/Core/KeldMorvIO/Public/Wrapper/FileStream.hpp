@@ -170,8 +170,9 @@ private:
     std::error_code mError;
 };
 
-/// A std::istream over a file. Where the stored bytes end too early or a read fails, the stream turns bad; without
-/// exceptions it looks like the end of the file, and GetError tells.
+/// A std::istream over a file. Where the stored bytes end too early or a read fails, the stream turns bad, a `read`
+/// that has got some bytes by then at the next one; without exceptions it looks like the end of the file, and GetError
+/// tells.
 ///
 ///     FileStream stream("docs/guide.txt");
 ///     for (std::string line; std::getline(stream, line);)

@@ -3,9 +3,10 @@
 #ifndef KELD_MORV_IO_WRAPPER_RECURSIVE_DIRECTORY_HPP
 #define KELD_MORV_IO_WRAPPER_RECURSIVE_DIRECTORY_HPP
 
-#include "Directory.hpp"
+#include "Status.hpp"
 
 #include <cstddef>
+#include <set>
 #include <vector>
 
 namespace Keld::MorvIO
@@ -16,7 +17,8 @@ namespace Detail
 struct WalkLevel
 {
     Directory directory;
-    std::string prefix; ///< what stands before the names in it
+    std::string prefix;            ///< what stands before the names in it
+    std::set<std::string> entered; ///< the names of its directories so far, in small letters
 };
 } // namespace Detail
 /// \endcond
@@ -27,7 +29,9 @@ struct WalkedEntry : Entry
     std::string path; ///< its virtual path, to be passed to any call
 };
 
-/// All files and directories below a directory, to be walked once: each directory before what lies in it.
+/// All files and directories below a directory, to be walked once: each directory before what lies in it. Of those in
+/// one directory whose names differ at most in case only the first is stepped into, and none whose name is empty or has
+/// a separator in it, as damaged releases can list them.
 ///
 ///     for (const WalkedEntry &entry : RecursiveDirectory(""))
 class RecursiveDirectory
@@ -72,7 +76,7 @@ public:
             return false;
         }
         entry.path = mLevels.back().prefix + entry.name;
-        if (entry.isDirectory)
+        if (entry.isDirectory && LeadsDown(entry.name))
         {
             mPending = entry.path;
         }
@@ -117,8 +121,20 @@ private:
         Directory directory(path, "*", error);
         if (!error)
         {
-            mLevels.push_back({std::move(directory), Detail::WithSeparator(path)});
+            mLevels.push_back({std::move(directory), Detail::WithSeparator(path), {}});
         }
+    }
+
+    /// Whether a directory of the last level is to be stepped into. An empty name leads to where it is listed, for
+    /// ever, and a name that comes twice on each level to more entries than anybody could wait for.
+    bool LeadsDown(std::string name)
+    {
+        for (char &letter : name)
+        {
+            letter = Detail::ToLower(letter);
+        }
+        const bool isUsable = !name.empty() && name.find_first_of("/\\") == std::string::npos;
+        return isUsable && mLevels.back().entered.insert(std::move(name)).second;
     }
 
     std::vector<Detail::WalkLevel> mLevels; ///< from the start down to where the walk stands

@@ -19,16 +19,18 @@ inline bool Exists(const std::string &path)
 /// \cond internal
 namespace Detail
 {
+/// As the library compares names: letters of ASCII alone have two cases.
+inline char ToLower(char letter)
+{
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
 inline bool IsEqualName(const std::string &left, const std::string &right)
 {
-    const auto lower = [](char letter)
-    {
-        return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-    };
     return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [lower](char one, char other)
+                      [](char one, char other)
                       {
-                          return lower(one) == lower(other);
+                          return ToLower(one) == ToLower(other);
                       });
 }
 
