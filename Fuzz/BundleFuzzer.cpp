@@ -4,8 +4,8 @@
 #include "FuzzSupport.h"
 #include "Trees/TreeCase.h"
 
-#include "Tools/Delivery/BundleApplication.h"
-#include "Tools/Delivery/BundleStream.h"
+#include "Tools/Delivery/Bundles/BundleApplication.h"
+#include "Tools/Delivery/Bundles/BundleStream.h"
 #include "Tools/TreeReader/TreeError.h"
 
 #include <filesystem>

@@ -3,17 +3,17 @@
 
 #include "FuzzSupport.h"
 
-#include "Tools/Delivery/Base64.h"
-#include "Tools/Delivery/BroughtFile.h"
-#include "Tools/Delivery/BundleHead.h"
-#include "Tools/Delivery/HttpHead.h"
-#include "Tools/Delivery/NamePage.h"
-#include "Tools/Delivery/PathText.h"
-#include "Tools/Delivery/PublicKey.h"
-#include "Tools/Delivery/ShipList.h"
-#include "Tools/Delivery/TextLines.h"
-#include "Tools/Delivery/TreePath.h"
-#include "Tools/Delivery/UrlText.h"
+#include "Tools/Delivery/Bundles/BundleHead.h"
+#include "Tools/Delivery/Keys/Base64.h"
+#include "Tools/Delivery/Keys/PublicKey.h"
+#include "Tools/Delivery/Sources/BroughtFile.h"
+#include "Tools/Delivery/Sources/HttpHead.h"
+#include "Tools/Delivery/Sources/NamePage.h"
+#include "Tools/Delivery/Sources/UrlText.h"
+#include "Tools/Delivery/Sums/ShipList.h"
+#include "Tools/Delivery/Text/PathText.h"
+#include "Tools/Delivery/Text/TextLines.h"
+#include "Tools/Delivery/Text/TreePath.h"
 
 namespace
 {

@@ -6,9 +6,9 @@
 #include "Trees/MemorySource.h"
 #include "Trees/TreeCase.h"
 
-#include "Tools/Delivery/Fetch.h"
-#include "Tools/Delivery/SourceError.h"
-#include "Tools/Delivery/TextLines.h"
+#include "Tools/Delivery/Fetch/Fetch.h"
+#include "Tools/Delivery/Sources/SourceError.h"
+#include "Tools/Delivery/Text/TextLines.h"
 #include "Tools/TreeReader/Census.h"
 
 #include <algorithm>

@@ -2,8 +2,8 @@
 
 #include "SeedTree.h"
 
-#include "Tools/Delivery/Base64.h"
-#include "Tools/Delivery/ShipList.h"
+#include "Tools/Delivery/Keys/Base64.h"
+#include "Tools/Delivery/Sums/ShipList.h"
 
 #include <algorithm>
 

@@ -90,6 +90,7 @@ struct Answer
 {
     bool isFound = false;
     bool isDirectory = false;
+    bool isHeld = true; ///< false for a directory of a damaged manifest that no directory holds
     uint32 size = 0;
     bool isEnumerated = false;
     std::vector<std::string> names; ///< of a directory, with a '/' behind directories
@@ -109,6 +110,7 @@ public:
         const Hit hit = mView.Find(path);
         answer.isFound = static_cast<bool>(hit);
         answer.isDirectory = hit && mView.IsDirectory(hit);
+        answer.isHeld = !answer.isDirectory || IsHeld(mView.GetRelease(hit.layer).GetTree(), hit.entry);
         if (hit && !answer.isDirectory)
         {
             answer.size = mView.GetRelease(hit.layer).GetTree().GetFields(hit.entry).size;
@@ -127,6 +129,13 @@ public:
     }
 
 private:
+    static bool IsHeld(const TreeReader::ManifestTree &tree, TreeReader::EntryIndex directory)
+    {
+        const TreeReader::EntryRange siblings = tree.GetSubdirectories(tree.GetParent(directory));
+        return directory == TreeReader::RootEntry ||
+               (directory >= siblings.first && directory < siblings.first + siblings.count);
+    }
+
     void Read(const Hit &hit, Answer &answer)
     {
         const auto stored = mView.Locate(hit);
@@ -157,6 +166,11 @@ public:
     {
         const auto [listing, entry] = mEnvironment.FindEntry(path.c_str());
         RequireSame((entry != nullptr) == expected.isFound, path, "both find a path, or none does");
+        if (!expected.isHeld)
+        {
+            RequireSame(!listing->Open(entry), path, "what nobody holds is no file");
+            return; // the library knows it for nothing, the core for a directory
+        }
         if (entry != nullptr)
         {
             RequireSame(ProjectListing::IsDirectory(entry) == expected.isDirectory, path, "both know its kind");

@@ -3,9 +3,9 @@
 #include "Support/CompressedStream.h"
 #include "Support/TestTree.h"
 
-#include "Tools/Delivery/BundleHead.h"
-#include "Tools/Delivery/ShipList.h"
-#include "Tools/Delivery/TextLines.h"
+#include "Tools/Delivery/Bundles/BundleHead.h"
+#include "Tools/Delivery/Sums/ShipList.h"
+#include "Tools/Delivery/Text/TextLines.h"
 #include "Tools/TreeReader/ContentDigest.h"
 
 namespace Keld::Fuzz

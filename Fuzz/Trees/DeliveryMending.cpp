@@ -5,9 +5,9 @@
 
 #include "Mutation/ByteMutation.h"
 
-#include "Tools/Delivery/BundleHead.h"
-#include "Tools/Delivery/PathText.h"
-#include "Tools/Delivery/ShipList.h"
+#include "Tools/Delivery/Bundles/BundleHead.h"
+#include "Tools/Delivery/Sums/ShipList.h"
+#include "Tools/Delivery/Text/PathText.h"
 
 #include <algorithm>
 #include <map>

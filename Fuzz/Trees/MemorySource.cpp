@@ -1,7 +1,7 @@
 #include "Trees/MemorySource.h"
 
-#include "Tools/Delivery/BroughtFile.h"
-#include "Tools/Delivery/SourceError.h"
+#include "Tools/Delivery/Sources/BroughtFile.h"
+#include "Tools/Delivery/Sources/SourceError.h"
 
 namespace Keld::Fuzz
 {

@@ -2,7 +2,7 @@
 
 #include "Trees/TreeInput.h"
 
-#include "Tools/Delivery/Source.h"
+#include "Tools/Delivery/Sources/Source.h"
 
 #include <string>
 #include <vector>
