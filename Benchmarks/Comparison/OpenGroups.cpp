@@ -52,7 +52,7 @@ public:
           mPlainSize(compressed ? files.front().bytes.size() : 0)
     {
         const std::string directory = deployment.ArchiveData().substr(0, deployment.ArchiveData().rfind('/'));
-        const TreeReader::VersionArchives archives(directory);
+        const TreeReader::VersionArchives archives(directory, directory);
         for (const auto &archive : archives.GetArchives())
         {
             const auto &index = archive->GetIndex();

@@ -35,7 +35,12 @@ const std::vector<std::vector<std::string>> Floors = {
     {"Tools/TreeReader"},
     // What look at the releases that are there through the reading core: the mount shows one as a file system.
     {"Tools/TreeWriter", "Tools/TreeChecker", "Tools/TreeMount"},
-    {"Tools/Delivery"}, // brings releases from tree to tree: reads, proves, writes
+    // What brings releases from tree to tree: reads, proves, writes.
+    {"Tools/Delivery/Text", "Tools/Delivery/Keys"},
+    {"Tools/Delivery/Sums", "Tools/Delivery/Arrival"},
+    {"Tools/Delivery/Bundles", "Tools/Delivery/Sources"},
+    {"Tools/Delivery/Fetch"},
+    {"Tools/Delivery/Repair"},
     {"Tools/morv"},
     {"Tools/morv/Manual"}, // reads what the commands say of themselves
 };

@@ -19,7 +19,9 @@ void ToolScenarioTest::HoldAgainstFaults(const ToolScenario &scenario)
     }
     // Runs of a command do not all make the same number of calls. The first one that does not come ends its row.
     std::set<int> ended;
-    for (const FaultPoint &point : ChooseFaults(counted))
+    const std::vector<FaultPoint> points = ChooseFaults(counted);
+    EXPECT_TRUE(!points.empty() || IsOnePointWanted()) << scenario.name;
+    for (const FaultPoint &point : points)
     {
         if (ended.count(point.call) != 0)
         {
@@ -45,6 +47,7 @@ void ToolScenarioTest::HoldAgainstFaults(const ToolScenario &scenario)
 void ToolScenarioTest::HoldAgainstKills(const ToolScenario &scenario)
 {
     const FaultPlan counted = Prepare(scenario);
+    EXPECT_GT(counted.changes, 0U) << scenario.name << " changes nothing";
     MatrixTable table(scenario.name, "kills");
     for (const bool amid : {false, true})
     {

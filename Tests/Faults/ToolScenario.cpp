@@ -1,6 +1,6 @@
 #include "Faults/ToolScenario.h"
 
-#include "Tools/Delivery/PublicKey.h"
+#include "Tools/Delivery/Keys/PublicKey.h"
 #include "Tools/ReleaseReader.h"
 
 #include "Support/ArgumentPointers.h"
@@ -153,7 +153,7 @@ std::string ToolScenarioTest::ReadFile(const std::string &path) const
     }
     const std::string list = path.substr(0, path.size() - ending.size());
     const std::string text = mTree.Read(list);
-    const auto key = Delivery::PublicKey::Load(mTree.Path("key.pub"));
+    const auto key = Delivery::PublicKey::Load("key.pub", mTree.Root());
     return key && key->Check(text, bytes, path) ? "signs " + text : BadSignature;
 }
 

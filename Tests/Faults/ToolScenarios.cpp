@@ -1,6 +1,6 @@
 #include "Faults/ToolScenario.h"
 
-#include "Tools/Delivery/SecretKey.h"
+#include "Tools/Delivery/Keys/SecretKey.h"
 
 #include <cstdlib>
 #include <filesystem>

@@ -1,4 +1,4 @@
-#include "Tools/Delivery/Arrival.h"
+#include "Tools/Delivery/Arrival/Arrival.h"
 
 #include "Support/KilledChild.h"
 #include "Support/TempTree.h"
@@ -259,6 +259,33 @@ TEST_F(ArrivalTest, WhatWasAcceptedBeforeTheMachineStartedAnewIsLookedAtAgain)
         next.Accept(path);
         EXPECT_TRUE(next.IsAccepted(path));
     }
+}
+
+TEST_F(ArrivalTest, WhatAPublicationHadBegunToBringIsKeptThoughTheNextRunIsKilledWhileItLooksAtIt)
+{
+    ASSERT_TRUE(IsKilledAtStep(2));
+    const std::string staging = "MORV/arriving/game-1.0.0.0/";
+    // After another start of the machine, and killed when one file of many was taken back.
+    mTree.Write(staging + "boot", "another start");
+    fs::rename(mTree.Path(staging + "whole"), mTree.Path(staging + "doubtful"));
+    fs::create_directories(fs::path(mTree.Path(staging + "whole/" + ManifestPath)).parent_path());
+    fs::rename(mTree.Path(staging + "doubtful/" + ManifestPath), mTree.Path(staging + "whole/" + ManifestPath));
+    const Arrival next(Plan(), Options());
+    for (const std::string &path : ArrivalOrder)
+    {
+        EXPECT_TRUE(next.IsAccepted(path)) << path;
+    }
+}
+
+TEST_F(ArrivalTest, AFileOfTheTreeMayBeCalledAsTheOneThatTellsOfTheBoot)
+{
+    const std::string path = GamePlace + "managedfiles/1.0.0.0/boot";
+    {
+        const Arrival arrival(Plan(), Options());
+        Put(arrival, path, "so far");
+    }
+    const Arrival next(Plan(), Options());
+    EXPECT_EQ(lseek(next.OpenPartial(path).Get(), 0, SEEK_END), 6);
 }
 
 TEST_F(ArrivalTest, AFileThatIsThereIsReplacedInOneStep)

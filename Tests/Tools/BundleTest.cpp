@@ -5,10 +5,10 @@
 #include "Support/KilledChild.h"
 
 #include "Tools/Common/OutputDirectory.h"
-#include "Tools/Delivery/BundleApplication.h"
-#include "Tools/Delivery/BundleStream.h"
-#include "Tools/Delivery/BundleWriter.h"
-#include "Tools/Delivery/ShipList.h"
+#include "Tools/Delivery/Bundles/BundleApplication.h"
+#include "Tools/Delivery/Bundles/BundleStream.h"
+#include "Tools/Delivery/Bundles/BundleWriter.h"
+#include "Tools/Delivery/Sums/ShipList.h"
 
 #include <filesystem>
 
@@ -76,7 +76,8 @@ protected:
     }
 
     ApplyReport Apply(
-        const std::string &bundle, const std::function<void()> &step = [] {}) const
+        const std::string &bundle, const std::function<void()> &step = [] {},
+        const std::function<void(uint64)> &advance = [](uint64) {}) const
     {
         const std::string path = mTree.Write("bundle", bundle);
         const Common::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -86,6 +87,7 @@ protected:
         request.bundleName = "the bundle";
         request.sync = false;
         request.step = step;
+        request.calls.advance = advance;
         return ApplyBundle(request);
     }
 
@@ -243,6 +245,21 @@ TEST_F(BundleTest, KilledAtAnyStepTheReleaseIsWholeOrAbsentAndTheNextApplyEndsIt
         EXPECT_FALSE(mTree.Exists("client/MORV/arriving"));
     }
     EXPECT_GT(step, 6);
+}
+
+TEST_F(BundleTest, NothingIsTakenOfAFileWhoseSizeIsNotTheListedOne)
+{
+    Handmade longer;
+    longer.files[0].bytes = std::string(std::size_t(1) << 20, 'a');
+    uint64 taken = 0;
+    EXPECT_THROW(Apply(
+                     longer.Tar(), [] {},
+                     [&taken](uint64 bytes)
+                     {
+                         taken += bytes;
+                     }),
+                 TreeError);
+    EXPECT_EQ(taken, 0U);
 }
 
 TEST_F(BundleTest, AnyFlippedBitIsRefusedOrHarmsNothing)

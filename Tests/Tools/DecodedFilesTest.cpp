@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <thread>
 
@@ -198,6 +199,45 @@ TEST_F(DecodedFilesTest, AFailureReachesAllWhoAskAndIsNotKept)
     EXPECT_EQ(text, "<decoding: broken>");
     EXPECT_EQ(mFiles.GetUsedMemory(), 0U);
     EXPECT_EQ(Take(1, 7), "1111111");
+}
+
+TEST_F(DecodedFilesTest, WhoThrowsKeepsNobodyFromHisAnswer)
+{
+    const DecodedFiles::Taker thrower = [](const Result<DecodedFiles::Content> &)
+    {
+        throw std::bad_alloc();
+    };
+    std::string second;
+    std::string own;
+    const auto decode = [&](const ContentSink &sink) -> Failure
+    {
+        mFiles.Take({1, 7, true}, DecodeNumber(1, 7), thrower); // both wait for this decoding
+        mFiles.Take({1, 7, true}, DecodeNumber(1, 7), Reader(second));
+        sink("content");
+        return std::nullopt;
+    };
+    mFiles.Take({1, 7, true}, decode, Reader(own));
+    EXPECT_EQ(own, "content");
+    EXPECT_EQ(second, "content");
+    second.clear();
+    mFiles.Prepare(2, 7,
+                   [&](const ContentSink &sink) -> Failure
+                   {
+                       mFiles.Take({2, 7, true}, DecodeNumber(2, 7), thrower);
+                       mFiles.Take({2, 7, true}, DecodeNumber(2, 7), Reader(second));
+                       sink("content");
+                       return std::nullopt;
+                   });
+    EXPECT_EQ(second, "content");
+    second.clear();
+    const auto decodeThird = [&](const ContentSink &sink) -> Failure
+    {
+        mFiles.Take({3, 7, true}, DecodeNumber(3, 7), Reader(second));
+        sink("content");
+        return std::nullopt;
+    };
+    EXPECT_THROW(mFiles.Take({3, 7, true}, decodeThird, thrower), std::bad_alloc);
+    EXPECT_EQ(second, "content");
 }
 
 TEST_F(DecodedFilesTest, ManyThreadsAndLittleRoomGiveWholeContents)

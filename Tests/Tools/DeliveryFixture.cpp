@@ -1,10 +1,10 @@
 #include "Tools/DeliveryFixture.h"
 
 #include "Tools/Common/OutputDirectory.h"
-#include "Tools/Delivery/BundleApplication.h"
-#include "Tools/Delivery/BundleWriter.h"
-#include "Tools/Delivery/Publication.h"
-#include "Tools/Delivery/Repair.h"
+#include "Tools/Delivery/Bundles/BundleApplication.h"
+#include "Tools/Delivery/Bundles/BundleWriter.h"
+#include "Tools/Delivery/Repair/Repair.h"
+#include "Tools/Delivery/Sums/Publication.h"
 #include "Tools/TreeWriter/SolutionWriter.h"
 
 #include <cstdlib>

@@ -1,7 +1,7 @@
 #include "Tools/FaultServer.h"
 #include "Tools/FetchFixture.h"
 
-#include "Tools/Delivery/EarlyProof.h"
+#include "Tools/Delivery/Sums/EarlyProof.h"
 #include "Tools/TreeReader/TreeSet.h"
 
 #include <algorithm>

@@ -4,6 +4,8 @@
 
 #include "Support/TestTree.h"
 
+#include "Tools/TreeReader/TreeSet.h"
+#include "Tools/morv/ExtractPlan.h"
 #include "Tools/morv/Json.h"
 
 #include <gtest/gtest.h>
@@ -130,6 +132,44 @@ TEST_F(ExtractNamesTest, AFileAndADirectoryOfOneNameDoNotBothAppear)
         "atlas", "1.0.0.0", {{.path = "thing", .missing = true}, {.path = "THING/inner", .content = "inner"}});
     EXPECT_EQ(Failures(release), (std::map<std::string, std::string>{{"thing", "not-there"}}));
     EXPECT_EQ(Read("THING/inner"), "inner");
+}
+
+TEST_F(ExtractNamesTest, AHiddenFileIsNotMissed)
+{
+    mTree.Project("first", "1.0.0.0", {{.path = "both", .content = "first"}, {.path = "own", .missing = true}});
+    mTree.Project("second", "1.0.0.0", {{.path = "both", .missing = true}, {.path = "own", .content = "second"}});
+    const std::string suite = mTree.Solution("suite", "0.0.1.0", {{"first", "1.0.0.0", 20}, {"second", "1.0.0.0", 10}});
+    EXPECT_EQ(Failures(suite), (std::map<std::string, std::string>{{"own", "not-there"}}))
+        << "the first project lacks it, and what is served instead may be another content";
+    EXPECT_EQ(Read("both"), "first");
+    EXPECT_EQ(Read("own"), "second");
+}
+
+TEST_F(ExtractNamesTest, FilesThatShareOneHugeNameAreNotRefusedAtThatLength)
+{
+    ManifestImage manifest("atlas");
+    manifest.File(std::string(100'000, 'n'));
+    for (int number = 0; number < 200; ++number)
+    {
+        manifest.File("deep/f" + std::to_string(number)).File("g" + std::to_string(number));
+    }
+    const std::uint32_t names = 2 + manifest.DirectoryCount() - 1; // behind those of the root, project, directories
+    const std::uint32_t huge = names + manifest.FileIndex(std::string(100'000, 'n'));
+    for (std::uint32_t file = 0; file < manifest.FileCount(); ++file)
+    {
+        manifest.Patch(manifest.FileOffset(file), huge);
+    }
+    mTree.Disk().Write("MORV/projects/atlas/releases/1.0.0.0/releasemanifest", manifest.Bytes());
+    TreeReader::TreeSet trees;
+    const auto view = trees.Open("atlas/1.0.0.0", mTree.Root());
+    ASSERT_TRUE(view) << view.GetFault().GetMessage();
+    const Morv::ExtractPlan plan = Morv::PlanExtraction(*view, Common::GlobSelection({}), 0);
+    ASSERT_EQ(plan.refused.size(), manifest.FileCount());
+    for (const Morv::ExtractFailure &failure : plan.refused)
+    {
+        EXPECT_EQ(failure.kind, "hostile-name");
+        EXPECT_EQ(failure.path.size(), 1024U);
+    }
 }
 
 TEST_F(ExtractNamesTest, NamesOnlyADiskWouldRefuseFailByName)

@@ -1,11 +1,12 @@
 #include "Tools/FaultServer.h"
 
-#include "Tools/Delivery/UrlText.h"
+#include "Tools/Delivery/Sources/UrlText.h"
 #include "Tools/TreeReader/ContentDigest.h"
 #include "Tools/TreeReader/ReleaseContents.h"
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -219,6 +220,13 @@ bool FaultServer::Send(int client, const ServedRequest &request, const ServedAns
     for (const std::string &header : answer.headers)
     {
         head += header + "\r\n";
+    }
+    if (answer.isChunked)
+    {
+        char size[24];
+        std::snprintf(size, sizeof size, "%zx", answer.body.size());
+        return SendAll(client,
+                       head + "Transfer-Encoding: chunked\r\n\r\n" + size + "\r\n" + answer.body + "\r\n0\r\n\r\n");
     }
     head += "Content-Length: " + std::to_string(answer.claimedLength.value_or(answer.body.size())) + "\r\n\r\n";
     const bool isWhole = !answer.cutAfter;

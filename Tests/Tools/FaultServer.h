@@ -34,6 +34,7 @@ struct ServedAnswer
     std::optional<std::size_t> cutAfter = {}; ///< bytes of the body, after which the connection ends
     bool resets = false;                      ///< it ends so that bytes on their way may be lost
     bool stalls = false;                      ///< in place of breaking, nothing comes any more
+    bool isChunked = false;                   ///< it does not say before the body how long that is
 };
 
 /// A web server for one directory, with ranges and entity tags, whose answers a test can spoil.

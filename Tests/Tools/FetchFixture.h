@@ -6,8 +6,8 @@
 #include "Support/KilledChild.h"
 #include "Support/TempTree.h"
 
-#include "Tools/Delivery/Fetch.h"
-#include "Tools/Delivery/OpenSource.h"
+#include "Tools/Delivery/Fetch/Fetch.h"
+#include "Tools/Delivery/Sources/OpenSource.h"
 #include "Tools/TreeReader/TreePlaces.h"
 #include "Tools/TreeWriter/ReleasePacker.h"
 

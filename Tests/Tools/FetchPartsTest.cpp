@@ -5,9 +5,9 @@
 #include "Tools/ToolRun.h"
 #include "Tools/TreeSnapshot.h"
 
-#include "Tools/Delivery/ContentSum.h"
-#include "Tools/Delivery/SecretKey.h"
-#include "Tools/Delivery/ShipList.h"
+#include "Tools/Delivery/Keys/SecretKey.h"
+#include "Tools/Delivery/Sums/ContentSum.h"
+#include "Tools/Delivery/Sums/ShipList.h"
 
 #include <nlohmann/json.hpp>
 

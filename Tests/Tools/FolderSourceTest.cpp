@@ -213,6 +213,41 @@ TEST_F(FolderSourceTest, TakesOnlyWhatAListNames)
     EXPECT_NE(refusal.find("link/h: is listed but lies behind the symbolic link link"), std::string::npos);
 }
 
+TEST_F(FolderSourceTest, WhatAListNamesIsLeftOutWithADirectoryAboveIt)
+{
+    for (const char *path : {"a", "cache/b", "cache/c/d", "e/cache/f", "e/g"})
+    {
+        mTree.Write(path, "x");
+    }
+    SourceOptions options;
+    options.excludes.emplace_back("cache/");
+    options.only = {"a", "cache/b", "cache/c/d", "e/cache/f", "e/g", "cache"};
+    const SourceTree source = ScanSource(mTree.Root(), options);
+    EXPECT_EQ(PathsOf(source), (std::vector<std::string>{"a", "e/g"}));
+    EXPECT_EQ(source.excluded, 2u);
+}
+
+TEST_F(FolderSourceTest, WhatTheCheckpointThrowsEndsTheScan)
+{
+    for (const char *path : {"a/b/c", "d/e"})
+    {
+        mTree.Write(path, "x");
+    }
+    int calls = 0;
+    const auto stop = [&calls]
+    {
+        if (++calls == 3)
+        {
+            throw std::runtime_error("interrupted");
+        }
+    };
+    EXPECT_THROW(ScanSource(mTree.Root(), {}, stop), std::runtime_error);
+    SourceOptions options;
+    options.only = {"a/b/c", "d/e", "d/e"};
+    calls = 0;
+    EXPECT_THROW(ScanSource(mTree.Root(), options, stop), std::runtime_error);
+}
+
 TEST_F(FolderSourceTest, AFileThatChangesWhileItIsReadIsRefused)
 {
     const std::string path = mTree.Write("file", "12345");

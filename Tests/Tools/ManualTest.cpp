@@ -121,6 +121,9 @@ TEST_F(ManualTest, EveryCommandHasAPageThatTellsEveryOptionAndFormatsCleanly)
             EXPECT_FALSE(option.description.ends_with('.')) << command.name << option.names.back();
         }
         EXPECT_NE(text.find("\nEXAMPLES\n"), std::string::npos) << command.name;
+        EXPECT_EQ(text.find(".fi\n"), std::string::npos) << command.name;
+        const bool takesRoot = text.find("--root DIR") != std::string::npos;
+        EXPECT_EQ(text.find("MORV_ROOT\n") != std::string::npos, takesRoot) << command.name;
         EXPECT_FALSE(command.description.ends_with('.')) << command.name;
     }
     EXPECT_EQ(OutputOf("mandoc -T lint -W warning " + mTree.Path("pages/morv.1") + " | grep -v 'missing date'"), "");
@@ -160,6 +163,20 @@ TEST_F(ManualTest, ProjectsAndVersionsComeFromTheTree)
     EXPECT_EQ(Complete({"pack", "--root", root, "--project", ""}), (Words{"game"}));
     EXPECT_EQ(Complete({"pack", "--root=" + root, "--project", "game", "--base", ""}), (Words{"1.0.0.0", "1.0.0.1"}));
     EXPECT_EQ(Complete({"pack", "--root", mTree.Path("nowhere"), "--project", ""}), Words());
+}
+
+TEST_F(ManualTest, TheEnvironmentNamesTheTreeOnlyWhereTheCommandTakesItSo)
+{
+    fs::create_directories(mTree.Path("else/MORV/projects/other/releases/2.0.0.0"));
+    mTree.Write("else/MORV/projects/other/releases/2.0.0.0/releasemanifest", "");
+    setenv("MORV_ROOT", mTree.Path("else/MORV").c_str(), 1);
+    EXPECT_EQ(CompleteIn(mRelease, {"stats", "game/1.0.0.0"}).back(), "game/1.0.0.0");
+    EXPECT_EQ(CompleteIn(mRelease, {"info", "-r", "g"}).back(), "game/1.0.0.1");
+    EXPECT_EQ(CompleteIn(mRelease, {"info", "-r", "o"}), (Words{":words"}));
+    EXPECT_EQ(CompleteIn(mRelease, {"pack", "--project", ""}).back(), "other");
+    EXPECT_EQ(CompleteIn(mTree.Root(), {"stats", ""}).back(), "other/2.0.0.0");
+    EXPECT_EQ(CompleteIn(mTree.Root(), {"info", "-r", ""}).back(), ":words");
+    unsetenv("MORV_ROOT");
 }
 
 TEST_F(ManualTest, VirtualPathsCompleteWithoutCaseAndADirectoryAtATime)

@@ -3,6 +3,8 @@
 #include "Tools/ToolRun.h"
 #include "Tools/TreeSnapshot.h"
 
+#include "Tools/TreeWriter/DirectoryProtection.h"
+
 #include <nlohmann/json.hpp>
 
 #include <cstdlib>
@@ -123,6 +125,29 @@ TEST_F(MorvBundleTest, NeitherSideIsChangedByWhatCannotBe)
     EXPECT_NE(missing.error.find("missing.bundle: No such file"), std::string::npos) << missing.error;
     EXPECT_FALSE(mTree.Exists("client"));
     EXPECT_EQ(RunMorv(mTree.Root(), {"apply", "source/new.l", "--root", "elsewhere"}).exitCode, 2);
+}
+
+TEST_F(MorvBundleTest, ASignatureOverAnotherListDoesNotStay)
+{
+    ASSERT_EQ(Bundle({"game/1.0.0.0", "-o", "../bundle"}).exitCode, 0);
+    const std::string list = "client/" + GameReleases + "1.0.0.0/shiplist";
+    mTree.Write(list, "of old");
+    mTree.Write(list + ".minisig", "over that of old");
+    const ToolResult applied = Apply({"bundle"});
+    ASSERT_EQ(applied.exitCode, 0) << applied.error;
+    EXPECT_NE(mTree.Read(list), "of old");
+    EXPECT_FALSE(mTree.Exists(list + ".minisig"));
+}
+
+TEST_F(MorvBundleTest, ProtectionIsMadeAlsoForWhatAnEarlierRunBrought)
+{
+    ASSERT_EQ(Bundle({"game/1.0.0.0", "-o", "../bundle"}).exitCode, 0);
+    ASSERT_EQ(Apply({"bundle"}).exitCode, 0);
+    const std::string archives = mTree.Path("client/" + GameArchives);
+    EXPECT_FALSE(TreeWriter::IsProtected(archives));
+    EXPECT_EQ(Apply({"bundle", "--protect"}).out, "game 1.0.0.0 is here already\n");
+    EXPECT_TRUE(TreeWriter::IsProtected(archives));
+    TreeWriter::RemoveTree(mTree.Path("client"));
 }
 } // namespace
 } // namespace Keld::Test

@@ -37,7 +37,17 @@ TEST(MorvCommandLineTest, WhatCannotBeUnderstoodIsAUsageError)
         {"find", "--storage", "naked:zlib"},
         {"find", "--version-of", "1.0"},
         {"find", "--storage", "naked", "--through-library"},
+        {"find", "--name", ""},
+        {"find", "--glob", ""},
+        {"find", "--size", ""},
+        {"ls", "-r", ""},
+        {"-C", "", "ls"},
+        {"apply", "bundle", "--signed", ""},
+        {"publish", "client/1.0.0.0", "--sign", ""},
         {"cat", "x", "--offset", "-1"},
+        {"cat", "x", "--offset", "1K"},
+        {"cat", "x", "--length", "99999999999999999999"},
+        {"du", "-d", "x"},
         {"cat", "x", "--length", "x"},
         {"stat", "x", "-j", "0"},
         {"ls", "--color", "blue"},
@@ -97,6 +107,26 @@ TEST(MorvCommandLineTest, AUsageErrorNamesTheWordAndTheHelpThatExplainsIt)
     {
         EXPECT_EQ(RunMorv("/", arguments).error, error);
     }
+}
+
+TEST(MorvCommandLineTest, AValueThatIsNoneOrNoNumberIsToldInAFewWords)
+{
+    const auto told = [](const std::vector<std::string> &words)
+    {
+        const std::string error = RunMorv("/", words).error;
+        return error.substr(0, error.find('\n'));
+    };
+    EXPECT_EQ(told({"find", "--glob", ""}), "morv: --glob: has an empty value");
+    EXPECT_EQ(told({"cat", "x", "--offset", "1K"}), "morv: --offset: \"1K\" is no whole number, in decimal digits");
+    EXPECT_EQ(told({"cat", "x", "--length", "99999999999999999999"}),
+              "morv: --length: \"99999999999999999999\" is no whole number of 64 bits");
+}
+
+TEST(MorvCommandLineTest, AnOptionInFrontOfItsCommandIsSentBehindIt)
+{
+    const ToolResult result = RunMorv("/", {"--json", "ls"});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_NE(result.error.find("morv: --json goes behind \"ls\"\n"), std::string::npos) << result.error;
 }
 
 TEST(MorvCommandLineTest, TellsItsVersion)

@@ -55,6 +55,43 @@ TEST_F(MorvConflictsTest, CheckMakesTheStatusTheAnswer)
     EXPECT_EQ(Morv({"conflicts", "--check", "only.txt"}).exitCode, 0);
 }
 
+TEST_F(MorvConflictsTest, AGlobThatMatchesNothingIsNoCleanCheck)
+{
+    const ToolResult result = Morv({"conflicts", "--check", "onyl.txt", "only.txt"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.error, "morv: \"onyl.txt\" matches nothing\n");
+}
+
+TEST_F(MorvConflictsTest, TheDocumentTellsDamageApartFromConflicts)
+{
+    const Json whole = Json::parse(Morv({"conflicts", "--json"}).out);
+    EXPECT_EQ(whole["whole"], true);
+    EXPECT_TRUE(whole["damage"].is_null());
+    std::filesystem::remove(TopPlace("a.txt"));
+    const ToolResult result = Morv({"conflicts", "--json"});
+    ExpectMatchesSchema("conflicts", result.out);
+    const Json damaged = Json::parse(result.out);
+    EXPECT_EQ(damaged["whole"], false);
+    EXPECT_EQ(damaged["damage"]["missing"], 1);
+}
+
+TEST_F(MorvConflictsTest, CatGivesWhatWinsAndBothRoadsAgree)
+{
+    for (const std::vector<std::string> &road : std::vector<std::vector<std::string>>{{}, {"--through-library"}})
+    {
+        const auto cat = [&](std::vector<std::string> words)
+        {
+            words.insert(words.begin(), "cat");
+            words.insert(words.end(), road.begin(), road.end());
+            return Morv(words);
+        };
+        EXPECT_EQ(cat({"thing"}).out, "a file over a directory");
+        EXPECT_EQ(cat({"thing"}).exitCode, 0);
+        EXPECT_EQ(cat({"dir"}).error, "morv: dir: is a directory; name the files in it\n");
+        EXPECT_EQ(cat({"dir"}).exitCode, 1);
+    }
+}
+
 TEST_F(MorvConflictsTest, TheDocumentMatchesItsSchemaAndCounts)
 {
     const ToolResult result = Morv({"conflicts", "--json"});

@@ -2,6 +2,7 @@
 #include "Tools/ToolRun.h"
 #include "Tools/TreeSnapshot.h"
 
+#include "Support/ManifestImage.h"
 #include "Support/TempTree.h"
 
 #include "Tools/morv/Json.h"
@@ -114,6 +115,19 @@ TEST_F(MorvDiffTest, AReleaseEqualsItselfAndTheFolderItWasMadeFrom)
     Expect({"game/1.0.0.0", "../source", "-q"}, 1, Lines);
     mTree.Write("source/changed", "of size 9");
     Expect({"game/1.0.0.1", "../source", "-q"}, 1, "changed         9 bytes  changed\n");
+}
+
+TEST_F(MorvDiffTest, AReleaseEqualsItselfWhereNothingTellsWhatItsFilesHold)
+{
+    const ManifestFile unknown{.size = 4, .version = 0, .digest = std::string(16, '\0')};
+    for (const std::uint32_t version : {0x01000000u, 0x01000001u})
+    {
+        const std::string name = version == 0x01000000u ? "1.0.0.0" : "1.0.0.1";
+        mTree.Write("MORV/projects/plain/releases/" + name + "/releasemanifest",
+                    ManifestImage("plain", version).File("file", unknown).Bytes());
+    }
+    Expect({"plain/1.0.0.0", "./projects/plain/releases/1.0.0.0", "-q"}, 0, "");
+    Expect({"plain/1.0.0.0", "plain/1.0.0.1", "-q"}, 1, "changed         4 bytes  file\n");
 }
 
 TEST_F(MorvDiffTest, AnotherStorageIsNoDifferenceForAProgram)

@@ -194,6 +194,41 @@ TEST_F(MorvExtractTest, NothingIsWrittenIntoTheTreeThatIsRead)
     EXPECT_EQ(Morv({"extract"}).exitCode, 2);
 }
 
+TEST_F(MorvExtractTest, ATargetAboveTheTreeIsGoodAndTheTreeStaysAsItIs)
+{
+    const std::string manifest = "MORV/projects/top/releases/1.0.0.0/releasemanifest";
+    mTree.Write("evil/here/" + manifest, "evil");
+    mTree.Write("evil/there/morv/projects/new", "evil");
+    mTree.Write("evil/here/MORVEL/good", "good");
+    mTree.Write("evil/MORV", "evil");
+    mTree.Write("evil/other", "good");
+    Pack("evil", "archive", "none");
+    const TreeSnapshot before = TakeSnapshot(mTree.Path("MORV"));
+    const auto failuresOf = [this](const std::vector<std::string> &more)
+    {
+        std::vector<std::string> words{"extract", "-r", "evil/1.0.0.0", "--json", "--to", mTree.Root()};
+        words.insert(words.end(), more.begin(), more.end());
+        const ToolResult result = Morv(words);
+        EXPECT_EQ(result.exitCode, 1) << result.error;
+        ExpectMatchesSchema("extract", result.out);
+        std::map<std::string, std::string> failures;
+        const Json document = Json::parse(result.out);
+        for (const Json &failure : document["failures"])
+        {
+            failures[failure["path"].get<std::string>()] = failure["kind"].get<std::string>();
+        }
+        return failures;
+    };
+    EXPECT_EQ(failuresOf({}), (std::map<std::string, std::string>{{"MORV", "in-the-tree"}}));
+    EXPECT_EQ(mTree.Read("other"), "good");
+    EXPECT_EQ(failuresOf({"*here", "--strip", "1"}),
+              (std::map<std::string, std::string>{{"here/" + manifest, "in-the-tree"},
+                                                  {"there/morv/projects/new", "in-the-tree"}}));
+    EXPECT_EQ(mTree.Read("MORVEL/good"), "good");
+    EXPECT_TRUE(TakeSnapshot(mTree.Path("MORV")) == before);
+    EXPECT_FALSE(mTree.Exists("morv"));
+}
+
 TEST_F(MorvExtractTest, AFileThatGrowsTooLargeIsNamedAndTheRestIsWhole)
 {
     mTree.Write("large/big", std::string(2'000'000, 'b'));

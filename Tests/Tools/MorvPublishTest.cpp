@@ -3,7 +3,7 @@
 #include "Tools/ToolRun.h"
 #include "Tools/TreeSnapshot.h"
 
-#include "Tools/Delivery/ShipList.h"
+#include "Tools/Delivery/Sums/ShipList.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,6 +1,5 @@
-#include "Tools/CheckedTree.h"
 #include "Tools/JsonSchema.h"
-#include "Tools/ToolRun.h"
+#include "Tools/MorvRepairFixture.h"
 #include "Tools/TreeSnapshot.h"
 
 #include "Tools/TreeWriter/DirectoryProtection.h"
@@ -17,64 +16,8 @@ namespace
 {
 namespace fs = std::filesystem;
 
-/// The command as people run it, on a copy of the tree in "client", with "server" to get things back from.
-class MorvRepairTest : public CheckedTree
+class MorvRepairTest : public MorvRepairFixture
 {
-protected:
-    void Publish(const std::vector<std::string> &more = {}) const
-    {
-        std::vector<std::string> words{"publish", "--no-sync", "--root", "MORV"};
-        words.insert(words.end(), more.begin(), more.end());
-        const ToolResult published = RunMorv(mTree.Root(), words);
-        ASSERT_EQ(published.exitCode, 0) << published.error;
-    }
-
-    /// Both trees anew from the one of the fixture.
-    void Split() const
-    {
-        for (const char *place : {"server", "client"})
-        {
-            fs::remove_all(mTree.Path(place));
-            mTree.MakeDirectory(place);
-            fs::copy(mTree.Path("MORV"), mTree.Path(std::string(place) + "/MORV"), fs::copy_options::recursive);
-        }
-    }
-
-    ToolResult Repair(std::vector<std::string> arguments) const
-    {
-        arguments.insert(arguments.begin(), {"repair", "--no-sync", "--root", "client/MORV"});
-        return RunMorv(mTree.Root(), arguments);
-    }
-
-    std::vector<std::string> FilesOf(const std::string &tree) const
-    {
-        std::vector<std::string> files;
-        for (const auto &entry : fs::recursive_directory_iterator(mTree.Path(tree)))
-        {
-            if (entry.is_regular_file())
-            {
-                files.push_back(entry.path().lexically_relative(mTree.Path(tree)));
-            }
-        }
-        std::sort(files.begin(), files.end());
-        return files;
-    }
-
-    void ExpectSameBytes() const
-    {
-        const std::vector<std::string> files = FilesOf("server/MORV");
-        ASSERT_EQ(FilesOf("client/MORV"), files);
-        for (const std::string &file : files)
-        {
-            EXPECT_EQ(mTree.Read("client/MORV/" + file), mTree.Read("server/MORV/" + file)) << file;
-        }
-    }
-
-    void DamageOneFile() const
-    {
-        const std::string data = "client/" + GameArchives + "files-0001.vka.dat";
-        Flip(data, PlaceOf(data, "Data/stored.raw line"));
-    }
 };
 
 TEST_F(MorvRepairTest, WithoutASourceItTellsWhatWouldBeNeeded)

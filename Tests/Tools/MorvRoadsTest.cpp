@@ -156,6 +156,7 @@ TEST(MorvLibraryRoadTest, APartOfAFileIsTheSameByBothRoads)
         EXPECT_EQ(cat({"--offset", "3"}).out, "3456789");
         EXPECT_EQ(cat({"--length", "3"}).out, "012");
         EXPECT_EQ(cat({"--offset", "8", "--length", "5"}).out, "89");
+        EXPECT_EQ(cat({"--offset", "08"}).out, "89") << "a zero in front changes nothing";
         EXPECT_EQ(cat({"--offset", "10"}).exitCode, 0);
         EXPECT_EQ(cat({"--offset", "11"}).exitCode, 1);
         EXPECT_EQ(cat({"--offset", "11"}).error, "morv: text.z: has 10 bytes, and none from byte 11 on\n");

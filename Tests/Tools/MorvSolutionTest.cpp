@@ -135,6 +135,16 @@ TEST_F(MorvSolutionTest, RefusesWhatWouldNotStart)
     EXPECT_FALSE(mTree.Exists("MORV/solutions"));
 }
 
+TEST_F(MorvSolutionTest, AConfigurationWithoutAProjectIsRefused)
+{
+    const ToolResult result =
+        RunMorv(mTree.Root(), {"solution", "--root", "MORV", "--name", "none", "--release", "0.0.1.0", "--project",
+                               "client=1.0.0.0:1", "--configuration", "a="});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_NE(result.error.find("\"a=\" uses no project"), std::string::npos) << result.error;
+    EXPECT_FALSE(mTree.Exists("MORV/solutions/none"));
+}
+
 TEST_F(MorvSolutionTest, AnExistingReleaseIsReplacedByForceAlone)
 {
     ASSERT_EQ(Solution(Both).exitCode, 0);

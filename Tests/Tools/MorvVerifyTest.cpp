@@ -3,7 +3,11 @@
 #include "Tools/ToolRun.h"
 #include "Tools/TreeSnapshot.h"
 
+#include "Support/AsNobody.h"
+
 #include <nlohmann/json.hpp>
+
+#include <filesystem>
 
 namespace Keld::Test
 {
@@ -104,6 +108,24 @@ TEST_F(MorvVerifyTest, WhatIsNamedWronglyIsRefused)
     mTree.MakeDirectory("second/MORV/projects/game/releases/1.0.0.0");
     const ToolResult two = Verify({"game/1.0.0.0", mTree.Path("second/MORV/projects/game/releases/1.0.0.0")});
     EXPECT_NE(two.error.find("verify one tree at a time"), std::string::npos) << two.error;
+}
+
+TEST_F(MorvVerifyTest, AProjectThatCannotBeLookedAtIsNoWholeTree)
+{
+    const std::string closed = mTree.Path("MORV/projects/extra");
+    std::filesystem::permissions(mTree.Root(), std::filesystem::perms(0755));
+    std::filesystem::permissions(closed, std::filesystem::perms(0));
+    {
+        const AsNobody nobody;
+        const ToolResult result = Verify({});
+        EXPECT_EQ(result.exitCode, 1);
+        const std::string text = "/releases: cannot be reached: the directory " + closed + " cannot be entered\n";
+        EXPECT_NE(result.out.find("fault: " + closed + text), std::string::npos) << result.out;
+        const ToolResult listed = RunMorv(mTree.Path("MORV"), {"releases"});
+        EXPECT_NE(listed.exitCode, 0) << "2, but under a sanitizer that nobody may not run to its end";
+        EXPECT_TRUE(listed.error.starts_with("morv: " + closed + text)) << listed.error;
+    }
+    std::filesystem::permissions(closed, std::filesystem::perms(0755));
 }
 
 TEST_F(MorvVerifyTest, NothingInTheTreeChanges)

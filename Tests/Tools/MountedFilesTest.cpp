@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <map>
+#include <new>
 #include <thread>
 
 namespace Keld::Test
@@ -58,6 +59,10 @@ protected:
                                                           [this](const std::string &line)
                                                           {
                                                               mReported.push_back(line);
+                                                              if (mLogIsFull)
+                                                              {
+                                                                  throw std::bad_alloc();
+                                                              }
                                                           });
     }
 
@@ -93,6 +98,7 @@ protected:
     std::unique_ptr<TreeReader::View> mView;
     std::unique_ptr<MountedFileSystem> mFileSystem;
     std::vector<std::string> mReported;
+    bool mLogIsFull = false; ///< a line cannot be told
 };
 
 TEST_F(MountedFilesTest, EveryStorageIsReadAtAnyPlace)
@@ -214,6 +220,21 @@ TEST_F(MountedFilesTest, AFileThatWentAfterTheMountFails)
     EXPECT_EQ(Read(managed, 0, 10), "<not-there>");
     EXPECT_EQ(Read(managed, 10, 10), "<not-there>");
     EXPECT_EQ(mReported.size(), 1U);
+}
+
+TEST_F(MountedFilesTest, WhereALineCannotBeToldTheAnswerIsGivenAllTheSame)
+{
+    mLogIsFull = true;
+    Mount();
+    const Hit managed = mView->Find("data/managed");
+    const std::string data = mView->Locate(mView->Find("data/zlib"))->path;
+    FlipByte(data.substr(mTree.Root().size() + 1), mView->Locate(mView->Find("data/zlib"))->offset + 5000);
+    EXPECT_EQ(Read("data/zlib", 0, 100), "<damaged-data>");
+    mTree.Write("MORV/projects/game/releases/1.0.0.0/deploy/data/naked", "short");
+    EXPECT_EQ(Read("data/naked", 0, 100), "<ends-early>");
+    mTree.Remove("MORV/projects/game/managedfiles");
+    EXPECT_EQ(Read(managed, 0, 10), "<not-there>");
+    EXPECT_EQ(mReported.size(), 3U);
 }
 
 TEST_F(MountedFilesTest, StatusTellsSizesOwnersAndPermissions)

@@ -135,6 +135,28 @@ TEST_F(MountedTreeTest, LayersAreMergedAndTheFirstWins)
     EXPECT_FALSE(Descend(tree, "y/inner")) << "y is a file";
 }
 
+TEST_F(MountedTreeTest, AFileThatALayerLacksDoesNotHideThatOfALaterOne)
+{
+    WriteProject("a", {{"d/other", "a"}});
+    WriteProject("b", {{"d/gone", "b"}, {"d/last", "b"}});
+    mTree.Write(
+        "MORV/projects/a/releases/1.0.0.0/releasemanifest",
+        ManifestImage("a")
+            .File("d/Gone")
+            .File("d/lost")
+            .File("d/other", {.flags = TreeReader::FlagsOf(TreeReader::Storage::Archive, TreeReader::Compression::None),
+                              .size = 1})
+            .Bytes());
+    WriteSolution({"a", "b"});
+    const View view = Open(Suite);
+    const MountedTree tree = Mount(view);
+    const Hit directory = Descend(tree, "d");
+    EXPECT_EQ(List(tree, directory), Names({"gone", "last", "other"}));
+    EXPECT_EQ(Descend(tree, "d/GONE").layer, 1U);
+    EXPECT_EQ(List(tree, directory, Descend(tree, "d/gone")), Names({"last", "other"}));
+    EXPECT_EQ(List(tree, directory, Descend(tree, "d/last")), Names({"other"}));
+}
+
 TEST_F(MountedTreeTest, WhatIsShownIsWhatTheLibraryFinds)
 {
     std::mt19937 random(7);

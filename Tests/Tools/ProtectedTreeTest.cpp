@@ -1,6 +1,7 @@
 #include "Tools/PackFixture.h"
 
 #include "Support/AsNobody.h"
+#include "Support/KilledChild.h"
 
 #include "Tools/TreeWriter/DirectoryProtection.h"
 #include "Tools/TreeWriter/Pruner.h"
@@ -123,6 +124,52 @@ TEST_F(ProtectedTreeTest, AReplacementThatFailsAtAnyStepPutsTheOldReleaseBack)
         }
         EXPECT_GT(failing, 5);
         break;
+    }
+}
+
+TEST_F(ProtectedTreeTest, WhatIsReplacedStaysProtectedWhereverAPackIsKilled)
+{
+    Pack(First);
+    mProtects = false;
+    int step = 0;
+    const auto packAndDie = [this, &step]
+    {
+        mStep = KillAtCall(step);
+        return IsKilledDoing(
+            [this]
+            {
+                Pack(First, true);
+            });
+    };
+    for (; packAndDie(); ++step)
+    {
+        mStep = [] {};
+        TreeWriter::RemoveLeftovers(TreeReader::TreePlaces(mTree.Path("MORV")), "game", false);
+        EXPECT_TRUE(IsProtected(Archives(First))) << step;
+        EXPECT_EQ(Read(First), "content 1.0.0.0") << step;
+    }
+    EXPECT_GT(step, 5);
+}
+
+TEST_F(ProtectedTreeTest, AReleaseThatIsToBeProtectedIsWhereverThePackIsKilled)
+{
+    for (int step = 0;; ++step)
+    {
+        mStep = KillAtCall(step);
+        const bool killed = IsKilledDoing(
+            [this]
+            {
+                Pack(First, true);
+            });
+        TreeWriter::RemoveLeftovers(TreeReader::TreePlaces(mTree.Path("MORV")), "game", false);
+        EXPECT_EQ(IsProtected(Archives(First)), mTree.Exists("MORV/projects/game/releases/1.0.0.0/releasemanifest"))
+            << step;
+        TreeWriter::RemoveTree(mTree.Path("MORV"));
+        if (!killed)
+        {
+            EXPECT_GT(step, 3);
+            break;
+        }
     }
 }
 

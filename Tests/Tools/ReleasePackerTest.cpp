@@ -13,12 +13,9 @@ namespace Keld::Test
 {
 namespace
 {
-namespace fs = std::filesystem;
 using TreeReader::Compression;
-using TreeReader::ReleaseContents;
 using TreeReader::ReleaseFile;
 using TreeReader::Storage;
-using TreeReader::TreeError;
 using TreeWriter::PackReport;
 using TreeWriter::PackRequest;
 
@@ -255,6 +252,34 @@ TEST_F(ReleasePackerTest, APathThatIsTooLongOnDiskIsRefusedUnlessItGoesIntoAnArc
     ExpectRefusal(Request(Storage::Managed), "longer than 1023 bytes");
     TreeWriter::PackRelease(Request(Storage::Archive));
     EXPECT_EQ(ReadBack(path), "x");
+}
+
+TEST_F(ReleasePackerTest, APathThatIsTooLongOnDiskIsRefusedOnceItsContentChanges)
+{
+    std::string path;
+    while (path.size() < 900)
+    {
+        path.append(99, 'd').append("/");
+    }
+    path.append(1000 - path.size(), 'f');
+    mTree.Write("source/" + path, "x");
+    TreeWriter::PackRelease(Request(Storage::Archive));
+    PackRequest delta = Request(Storage::Managed, Compression::None, Second);
+    delta.base = First;
+    TreeWriter::PackRelease(delta); // nothing of it is stored outside of the archive
+    EXPECT_EQ(ReadBack(path, Second), "x");
+    mTree.Write("source/" + path, "y");
+    delta.release = Third;
+    for (const bool dryRun : {true, false})
+    {
+        delta.dryRun = dryRun;
+        ExpectRefusal(delta, "longer than 1023 bytes");
+    }
+    mTree.Write("source/" + path, "");
+    ExpectRefusal(Request(Storage::Archive, Compression::None, Third), "longer than 1023 bytes");
+    mTree.Write("source/other", "x");
+    TreeWriter::PackRelease(Request(Storage::Archive, Compression::None, Third));
+    EXPECT_EQ(ReadBack(path, Third), "");
 }
 
 TEST_F(ReleasePackerTest, RefusesARootWhosePathLeavesNoRoomForAManifest)

@@ -4,6 +4,8 @@
 
 #include "Support/KilledChild.h"
 
+#include "Tools/TreeWriter/ReleaseStaging.h"
+
 #include <cstdio>
 
 namespace Keld::Test
@@ -164,21 +166,73 @@ TEST_F(ReleasePublisherTest, AReplacementThatFailsAtAnyStepPutsTheOldReleaseBack
                 }
             };
             failed = false;
+            bool toldAsMade = false;
             try
             {
                 TreeWriter::PackRelease(request);
             }
-            catch (const std::runtime_error &)
+            catch (const std::runtime_error &error)
             {
                 failed = true;
+                toldAsMade = std::string(error.what()).rfind("the release is made", 0) == 0;
             }
             const std::string word = WordOfRelease();
             EXPECT_TRUE(word == "new" || (failed && word == "old")) << word;
+            EXPECT_EQ(toldAsMade, failed && word == "new");
             EXPECT_FALSE(HasRemains());
             mTree.Remove("MORV");
         }
         EXPECT_FALSE(failed);
     }
+}
+
+TEST_F(ReleasePublisherTest, WhoMayReadTheTreeMayReadAReleaseThatIsBeingReplaced)
+{
+    TreeWriter::PackRelease(RequestOf("old", Storage::Archive));
+    PackRequest request = RequestOf("new", Storage::Managed);
+    const fs::path project = mTree.Path("MORV/projects/game");
+    int looks = 0;
+    request.publishStep = [&]
+    {
+        for (const std::string &name : TreeWriter::FindLeftovers(TreeReader::TreePlaces(mTree.Path("MORV")), "game"))
+        {
+            EXPECT_EQ(fs::status(project / name).permissions(), fs::status(project).permissions());
+            ++looks;
+        }
+    };
+    TreeWriter::PackRelease(request);
+    EXPECT_GT(looks, 4);
+}
+
+TEST_F(ReleasePublisherTest, TheListsOfSolutionsGoBeforeTheReleaseIsReplaced)
+{
+    TreeWriter::PackRelease(RequestOf("old", Storage::Archive));
+    const std::string place = "MORV/solutions/suite/releases/0.0.1.0/";
+    mTree.Write(place + "solutionmanifest",
+                "MORV Solution Manifest\n1.0.0.0\nsuite\n0.0.1.0\n1\ngame\n1.0.0.0\n1\n0\n0\n");
+    mTree.Write(place + "configurationmanifest", "MORV Configuration Manifest\n1.0.0.0\ndefault\n1\ngame\n");
+    mTree.Write(place + "shiplist", "of the old release");
+    PackRequest request = RequestOf("new", Storage::Archive);
+    int looks = 0;
+    request.publishStep = [&]
+    {
+        EXPECT_FALSE(mTree.Exists(place + "shiplist"));
+        ++looks;
+    };
+    TreeWriter::PackRelease(request);
+    EXPECT_GT(looks, 4);
+}
+
+TEST_F(ReleasePublisherTest, WhatLinksInThePlacesOfAReleaseLeadToStays)
+{
+    mTree.Write("home/precious", "x");
+    mTree.Write("MORV/projects/game/packing-1.0.0.0-abcdef/publishing", "");
+    mTree.MakeDirectory("MORV/projects/game/filearchives");
+    fs::create_directory_symlink("../../../../home", mTree.Path("MORV/projects/game/filearchives/1.0.0.0"));
+    TreeWriter::PackRelease(RequestOf("new", Storage::Managed));
+    EXPECT_EQ(WordOfRelease(), "new");
+    EXPECT_FALSE(HasRemains());
+    EXPECT_EQ(mTree.Read("home/precious"), "x");
 }
 
 TEST_F(ReleasePublisherTest, ANewReleaseThatFailsAtAnyStepLeavesNothing)

@@ -1,7 +1,7 @@
 #include "Tools/RepairFixture.h"
 
-#include "Tools/Delivery/OpenSource.h"
-#include "Tools/Delivery/Publication.h"
+#include "Tools/Delivery/Sources/OpenSource.h"
+#include "Tools/Delivery/Sums/Publication.h"
 
 #include <cstdlib>
 #include <filesystem>

@@ -4,7 +4,7 @@
 
 #include "Support/ArchiveImage.h"
 
-#include "Tools/Delivery/Repair.h"
+#include "Tools/Delivery/Repair/Repair.h"
 
 #include <set>
 #include <string>

@@ -46,13 +46,15 @@ TEST_F(RepairWaysTest, WhatStoodInTheWayIsPutAsideAndTold)
     mTree.Remove(mFirst + "deploy/Data/naked.txt");
     mTree.Write(mFirst + "deploy/Data/naked.txt/kept", "kept");
     mTree.Write(mFirst + "deploy/Data/naked.txt.aside", "of before");
+    const std::string managed = Place("game/managedfiles/1.0.0.0/Data/managed.bin");
+    mTree.Remove(managed);
+    mTree.MakeDirectory(managed); // of which nothing is worth to be told
     const RepairReport report = Repair(mTree.Path("server/MORV"));
     EXPECT_EQ(mTree.Read(mFirst + "deploy/Data/naked.txt.aside-2/kept"), "kept");
     EXPECT_EQ(mTree.Read(mFirst + "deploy/Data/naked.txt.aside"), "of before");
     ASSERT_EQ(report.notes.size(), 1U);
-    EXPECT_NE(report.notes[0].find("projects/game/releases/1.0.0.0/deploy/Data/naked.txt was in the way"),
-              std::string::npos)
-        << report.notes[0];
+    const std::string naked = "projects/game/releases/1.0.0.0/deploy/Data/naked.txt";
+    EXPECT_EQ(report.notes[0], naked + " was in the way: what stood there is now " + naked + ".aside-2");
 }
 
 TEST_F(RepairWaysTest, AFileThatALinkLeadsToIsAsGoodAsAnyOther)
@@ -89,6 +91,60 @@ TEST_F(RepairWaysTest, AReleaseThatIsWholeIsNotTakenForADamagedOneOfTheSameVersi
         EXPECT_NE(refusal.find("another"), std::string::npos) << refusal;
         EXPECT_TRUE(TakeSnapshot(mTree.Path("client/MORV/projects")) == before);
     }
+}
+
+TEST_F(RepairWaysTest, AServerWithoutListsBringsNoOtherSolutionThanOneThatIsWhole)
+{
+    Split();
+    const std::string manifest = mTree.Read("client/" + Suite + "solutionmanifest");
+    const std::size_t priority = manifest.find("20");
+    ASSERT_NE(priority, std::string::npos) << manifest;
+    mTree.Write("client/" + Suite + "solutionmanifest", std::string(manifest).replace(priority, 2, "99"));
+    const FaultServer server(mTree.Path("server/MORV"), [](const ServedRequest &, ServedAnswer &) {});
+    const TreeSnapshot before = TakeSnapshot(mTree.Path("client/MORV/solutions"));
+    EXPECT_THROW(Repair(server.GetUrl(), {mReleases.back()}), TreeReader::TreeError);
+    EXPECT_TRUE(TakeSnapshot(mTree.Path("client/MORV/solutions")) == before);
+}
+
+TEST_F(RepairWaysTest, WhatTheTreesOwnListTellsIsToldWhereAServerHasNone)
+{
+    Publish();
+    Split();
+    for (const char *release : {"1.0.0.0", "1.0.0.1"})
+    {
+        mTree.Remove("server/" + GameReleases + release + "/shiplist");
+    }
+    const std::vector<TreeReader::ReleaseName> games(mReleases.begin(), mReleases.begin() + 2);
+    const FaultServer server(mTree.Path("server/MORV"), [](const ServedRequest &, ServedAnswer &) {});
+    EXPECT_TRUE(Repair(server.GetUrl(), games).IsWhole());
+    EXPECT_TRUE(Repair(server.GetUrl(), games).notes.empty()); // as its own list was looked at
+    const std::string data = mArchives + "files-0001.vka.dat";
+    mTree.Write(data, mTree.Read(data) + "x");
+    const RepairReport report = Repair(server.GetUrl(), games);
+    ASSERT_EQ(report.remaining.size(), 1U);
+    EXPECT_EQ(report.remaining[0].path, mTree.Path(data));
+}
+
+TEST_F(RepairWaysTest, FilesOfSeveralReleasesAreComparedOnce)
+{
+    Publish();
+    Split();
+    uint64 largest = 0;
+    uint64 begun = 0;
+    Delivery::RepairRequest request;
+    request.root = mTree.Path("client/MORV");
+    request.releases = mReleases;
+    request.calls.begin = [&](const char *stage, uint64 total)
+    {
+        begun += stage == std::string("comparing") ? total : 0;
+    };
+    EXPECT_TRUE(Delivery::Repair(request).IsWhole());
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(request.root))
+    {
+        largest += entry.is_regular_file() ? entry.file_size() : 0;
+    }
+    EXPECT_GT(begun, 0U);
+    EXPECT_LE(begun, largest); // all that is there, each file once
 }
 
 TEST_F(RepairWaysTest, FilesThatCannotBeReadAreHealed)

@@ -1,8 +1,8 @@
-#include "Tools/Delivery/ShipList.h"
+#include "Tools/Delivery/Sums/ShipList.h"
 
 #include "Support/HexDump.h"
 
-#include "Tools/Delivery/TreePath.h"
+#include "Tools/Delivery/Text/TreePath.h"
 
 #include <gtest/gtest.h>
 

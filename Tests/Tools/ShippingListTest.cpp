@@ -1,3 +1,4 @@
+#include "Tools/HandmadeTree.h"
 #include "Tools/RandomReleases.h"
 #include "Tools/ReleaseReader.h"
 
@@ -190,6 +191,72 @@ TEST(ShippingListBetweenTrees, AnArchiveOfTheSameNameAndSizeWithOtherContentIsSh
     EXPECT_EQ(shipping.GetParts().size(), 3u); // both files of the archive, and the manifest
     const ShippingList none({{&*held, trees[0].Path("MORV")}}, {&*held, trees[0].Path("MORV")}, 1);
     EXPECT_TRUE(none.GetParts().empty());
+}
+
+/// Projects whose manifests give them names that no writer takes.
+class OddlyNamedPartsTest : public HandmadeTree
+{
+protected:
+    void WriteManifest(const std::string &name) const
+    {
+        const ManifestFile stored{
+            .flags = TreeReader::FlagsOf(TreeReader::Storage::Archive, TreeReader::Compression::None), .size = 1};
+        mTree.Write("MORV/projects/odd/releases/1.0.0.0/releasemanifest",
+                    ManifestImage(name).File("a", stored).File("naked", {.size = 1}).Bytes());
+    }
+
+    TreeReader::ReleaseParts Gather()
+    {
+        TreeReader::TreeSet trees;
+        const auto view = trees.Open("odd/1.0.0.0", mTree.Path("MORV"));
+        EXPECT_TRUE(view) << (view ? "" : view.GetFault().GetMessage());
+        TreeReader::ReleaseParts parts = TreeReader::GatherParts(*view, mTree.Path("MORV"), 1);
+        for (ReleasePart &part : parts.parts)
+        {
+            part.archive = nullptr; // it goes with the view
+        }
+        return parts;
+    }
+
+    static std::vector<std::string> PathsOf(const TreeReader::ReleaseParts &parts)
+    {
+        std::vector<std::string> paths;
+        for (const ReleasePart &part : parts.parts)
+        {
+            paths.push_back(part.path);
+        }
+        return paths;
+    }
+};
+
+TEST_F(OddlyNamedPartsTest, APartHasOnePathHoweverTheProjectIsSpelled)
+{
+    WriteProject("odd", {{"a", "x"}});
+    mTree.Write("MORV/projects/odd/releases/1.0.0.0/deploy/naked", "n");
+    for (const std::string name : {"odd", "odd/", "./odd", "odd//", "../projects/odd"})
+    {
+        WriteManifest(name);
+        const TreeReader::ReleaseParts parts = Gather();
+        EXPECT_EQ(PathsOf(parts),
+                  std::vector<std::string>(
+                      {"projects/odd/filearchives/1.0.0.0/files.vka.dat", "projects/odd/filearchives/1.0.0.0/files.vka",
+                       "projects/odd/releases/1.0.0.0/deploy/naked", "projects/odd/releases/1.0.0.0/releasemanifest"}))
+            << name;
+        EXPECT_TRUE(parts.outside.empty());
+    }
+}
+
+TEST_F(OddlyNamedPartsTest, WhatLeadsOutOfTheTreeIsToldAndIsNoPart)
+{
+    mTree.MakeDirectory("MORV/projects");
+    WriteProject("../../outside", {{"a", "x"}});
+    mTree.Write("outside/releases/1.0.0.0/deploy/naked", "n");
+    WriteManifest("../../outside");
+    const TreeReader::ReleaseParts parts = Gather();
+    EXPECT_EQ(PathsOf(parts), std::vector<std::string>({"projects/odd/releases/1.0.0.0/releasemanifest"}));
+    ASSERT_EQ(parts.outside.size(), 3U);
+    EXPECT_EQ(parts.outside[0], "naked");
+    EXPECT_NE(parts.outside[1].find("/outside/filearchives/1.0.0.0/files.vka"), std::string::npos);
 }
 } // namespace
 } // namespace Keld::Test

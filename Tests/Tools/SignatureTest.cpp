@@ -1,9 +1,9 @@
-#include "Tools/Delivery/PublicKey.h"
-#include "Tools/Delivery/SecretKey.h"
+#include "Tools/Delivery/Keys/PublicKey.h"
+#include "Tools/Delivery/Keys/SecretKey.h"
 
 #include "Support/TempTree.h"
 
-#include "Tools/Delivery/Base64.h"
+#include "Tools/Delivery/Keys/Base64.h"
 
 #include <openssl/evp.h>
 
@@ -46,7 +46,7 @@ protected:
 
     PublicKey Public(const std::string &name) const
     {
-        const auto key = PublicKey::Load(mTree.Path(name));
+        const auto key = PublicKey::Load(name, mTree.Root());
         EXPECT_TRUE(key) << key.GetFault().GetMessage();
         return key ? *key : PublicKey();
     }
@@ -119,7 +119,7 @@ TEST_F(SignatureTest, AKeyMayBeNamedByItsOwnText)
 {
     const std::string file = mTree.Read("one.pub");
     const std::string text = file.substr(file.find('\n') + 1, 56);
-    const auto key = PublicKey::Load(text);
+    const auto key = PublicKey::Load(text, mTree.Root());
     ASSERT_TRUE(key) << key.GetFault().GetMessage();
     EXPECT_EQ(key->GetIdentity(), Public("one.pub").GetIdentity());
 }
@@ -142,7 +142,7 @@ TEST_F(SignatureTest, WhatIsNoKeyIsRefused)
     ASSERT_TRUE(Delivery::DecodeBase64(text.substr(text.find('\n') + 1, 212), bytes));
     bytes[70] ^= 2; // within the seed
     expect(Delivery::EncodeBase64(bytes), "is damaged: its halves do not fit");
-    EXPECT_FALSE(PublicKey::Load(mTree.Path("missing")));
+    EXPECT_FALSE(PublicKey::Load("missing", mTree.Root()));
     EXPECT_FALSE(SecretKey::Load(mTree.Path("missing"), NoPassword));
 }
 

@@ -2,11 +2,13 @@
 #include "Tools/RandomTree.h"
 #include "Tools/TreeSnapshot.h"
 
+#include "Support/ArchiveImage.h"
 #include "Support/ManifestImage.h"
 #include "Support/ReaderLogCapture.h"
 
 #include "Tools/TreeChecker/StartDiagnosis.h"
 
+#include "KeldFoundation/CStd/PathLimit.h"
 #include "KeldMorvIO/environment/RuntimeEnvironment.h"
 
 #include <filesystem>
@@ -310,6 +312,51 @@ TEST_F(StartDiagnosisTest, SolutionManifestsThatAreNone)
     ExpectSolutionCause("configurationmanifest", "\n2\n", "\ntwo\n", "holds a text where a priority", again);
     ExpectSolutionCause("configurationmanifest", "extra", "more", "uses a project that the solution does not list",
                         "morv solution --use");
+}
+
+TEST_F(StartDiagnosisTest, ASolutionWhoseConfigurationHasTooLongAPath)
+{
+    const std::string below = "/MORV/solutions/suite/releases/0.0.1.0";
+    std::string directory = "long";
+    while (mTree.Path(directory + below).size() + std::string("/configurationmanifest").size() < PathBufferSize)
+    {
+        const std::size_t lacking = PathBufferSize - mTree.Path(directory + below).size();
+        directory += "/" + std::string(std::min<std::size_t>(lacking - 22, 200), 'd');
+    }
+    ASSERT_LT(mTree.Path(directory + below + "/solutionmanifest").size(), PathBufferSize);
+    fs::create_directories(mTree.Path(directory));
+    fs::copy(mTree.Path("MORV"), mTree.Path(directory + "/MORV"), fs::copy_options::recursive);
+    ExpectCause(directory + below, StartOutcome::Refused, "1,024 bytes or more", "move the tree to a place");
+    TreeReader::Tree tree(mTree.Path(directory + "/MORV"));
+    const auto view = TreeReader::View::Open(tree, {true, "suite", 0x00000100});
+    ASSERT_FALSE(view);
+    EXPECT_EQ(view.GetFault().kind, FaultKind::PathTooLong);
+    const auto longName = TreeReader::View::Open(tree, {true, std::string(255, 's'), 0x00000100});
+    ASSERT_FALSE(longName);
+    EXPECT_EQ(longName.GetFault().kind, FaultKind::PathTooLong);
+}
+
+TEST_F(StartDiagnosisTest, AProjectWhoseNameIsAPathKeepsIndexesAndDataInTwoPlaces)
+{
+    const std::string project = mTree.Path("own");
+    const std::string indexes = "MORV/projects" + project + "/filearchives/1.0.0.0/";
+    const std::string odd = "MORV/projects/odd/releases/1.0.0.0";
+    mTree.Write(odd + "/releasemanifest", ManifestImage(project).File("a", Archived("x")).Bytes());
+    mTree.Write(indexes + "good.vka", ArchiveImage().File("a", 0, 1).Bytes());
+    mTree.Write(indexes + "bad.vka", "no index");
+    mTree.Write("own/filearchives/1.0.0.0/good.vka.dat", "x");
+    mTree.Write("own/filearchives/1.0.0.0/other.vka", "no index either, but nobody looks at it");
+    const TreeSnapshot before = TakeSnapshot(mTree.Root());
+    const StartDiagnosis diagnosis = TreeChecker::DiagnoseStart(mTree.Path(odd), 1);
+    EXPECT_EQ(diagnosis.outcome, StartOutcome::Whole);
+    ASSERT_EQ(diagnosis.archives.doomed.size(), 1U);
+    EXPECT_EQ(fs::path(diagnosis.archives.doomed[0].fault.path).lexically_normal(), mTree.Path(indexes + "bad.vka"));
+    EXPECT_TRUE(TakeSnapshot(mTree.Root()) == before);
+
+    std::string firstLine;
+    EXPECT_EQ(OutcomeOfStart(mTree.Path(odd), firstLine), StartOutcome::Whole) << firstLine;
+    EXPECT_FALSE(mTree.Exists(indexes + "bad.vka"));
+    EXPECT_TRUE(mTree.Exists("own/filearchives/1.0.0.0/other.vka"));
 }
 
 TEST_F(StartDiagnosisTest, SolutionManifestsThatAreMissingOrEmpty)

@@ -1,6 +1,7 @@
 #include "Tools/CheckedTree.h"
 
 #include "Support/ArchiveImage.h"
+#include "Support/AsNobody.h"
 #include "Support/ManifestImage.h"
 
 #include "Tools/ArchiveListing.h"
@@ -302,6 +303,92 @@ TEST_F(TreeCheckTest, WhatNothingRefersToIsANote)
     EXPECT_EQ(report.notes.back().fault.text, "nothing refers to this directory: 2 files, 3 bytes");
     // Asked for one release alone, nobody knows what the others need.
     EXPECT_TRUE(CheckOnly({{false, "game", Second}}).notes.empty());
+}
+
+TEST_F(TreeCheckTest, WhatCannotBeLookedAtIsAFaultAndTheRestIsChecked)
+{
+    const std::string extra = mTree.Path("MORV/projects/extra");
+    const std::string release = mTree.Path(GameReleases + "1.0.0.0");
+    mTree.Write("MORV/projects/game/managedfiles/0.9.0.0/a", "1");
+    mTree.MakeDirectory("MORV/projects/game/managedfiles/0.9.0.0/closed");
+    const std::string stray = mTree.Path("MORV/projects/game/managedfiles/0.9.0.0");
+    fs::permissions(mTree.Root(), fs::perms(0755));
+    for (const std::string &closed : {extra, release, stray + "/closed"})
+    {
+        fs::permissions(closed, fs::perms(0));
+    }
+    {
+        const AsNobody nobody;
+        const CheckReport report = Check();
+        EXPECT_EQ(
+            Describe(report, report.faults),
+            std::vector<std::string>({"not-allowed extra/releases||",
+                                      "not-allowed extra/releases/1.0.0.0/releasemanifest||solution suite 0.0.1.0",
+                                      "not-allowed game/releases/1.0.0.0/releasemanifest||"}));
+        EXPECT_GT(report.ranges, 0U);
+        std::vector<std::string> notes;
+        for (const TreeChecker::Finding &note : report.notes)
+        {
+            notes.push_back(note.fault.GetMessage());
+        }
+        const auto tells = [&notes](const std::string &text)
+        {
+            return std::find(notes.begin(), notes.end(), text) != notes.end();
+        };
+        EXPECT_TRUE(tells(stray + ": nothing refers to this directory: at least 1 file, 1 bytes"));
+        EXPECT_TRUE(
+            tells(stray + ": cannot be looked through: " + stray + "/closed: cannot be read: permission denied"));
+        EXPECT_TRUE(tells(extra + ": cannot be looked through: " + extra + ": cannot be read: permission denied"));
+    }
+    for (const std::string &closed : {extra, release, stray + "/closed"})
+    {
+        fs::permissions(closed, fs::perms(0755));
+    }
+}
+
+TEST_F(TreeCheckTest, RecordsThatShareOneHugePathAreNotToldAtThatLength)
+{
+    constexpr std::size_t records = 200;
+    ArchiveImage index;
+    index.File("a", 0, 1).File(std::string(5000, 'n'), 0, 1);
+    for (std::size_t number = 2; number < records; ++number)
+    {
+        index.File("f" + std::to_string(number), 0, 1);
+    }
+    ByteImage image = index.Image();
+    for (std::size_t record = 0; record < records; ++record)
+    {
+        const std::size_t pathIndex = ArchiveImage::RecordOffset(record) + 12;
+        const bool isOwn = index.Bytes().compare(pathIndex, 4, std::string(4, '\0')) == 0; // the manifest needs "a"
+        image.Word(pathIndex, isOwn ? 0 : 1);
+    }
+    WriteOdd(ManifestImage("odd").File("a", Archived("x")), image, "x");
+    const CheckReport report = Check(false);
+    EXPECT_EQ(report.faults.size(), 0U) << Describe(report, report.faults).front();
+    ASSERT_EQ(report.notes.size(), 1U);
+    std::size_t bytes = 0;
+    for (const std::string &file : report.notes.front().files)
+    {
+        EXPECT_EQ(file, std::string(1024, 'n'));
+        bytes += file.size();
+    }
+    EXPECT_GT(bytes, 0U);
+    EXPECT_LT(bytes, image.Bytes().size() + 1024);
+}
+
+TEST(CheckReportTest, OneFaultOfSeveralReleasesIsToldOnceWithAllOfThem)
+{
+    CheckReport report;
+    const TreeReader::Fault fault{TreeReader::FaultKind::OtherSpelling, "a.vka", "spelled otherwise"};
+    report.AddFault({fault, {"one"}, {}, {}, {2}});
+    report.AddFault({fault, {"two"}, {}, {}, {1}});
+    report.AddFault({fault, {"one"}, {}, {}, {0}});
+    report.Sort();
+    report.AddFault({fault, {"three"}, {}, {}, {0}});
+    ASSERT_EQ(report.faults.size(), 3U);
+    EXPECT_EQ(report.faults[0].users, std::vector<uint32>({0, 2}));
+    EXPECT_EQ(report.faults[1].users, std::vector<uint32>({1}));
+    EXPECT_EQ(report.faults[2].files, std::vector<std::string>({"three"}));
 }
 
 TEST_F(TreeCheckTest, ASolutionThatSaysAnotherNameIsANote)

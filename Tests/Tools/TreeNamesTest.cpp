@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 namespace Keld::Test
 {
 namespace
@@ -19,12 +21,12 @@ using TreeWriter::RequireUsableRoot;
 TEST(TreeNamesTest, RefusesNamesThatTheReaderWouldNotFindAgain)
 {
     for (const char *name : {"", ".", "..", "a/b", "a\\b", "d[1]", "a*", "a?", "a\nb", "projects", "myprojects",
-                             "solutions", "releases", "prereleases", "MORV", "XMORV"})
+                             "solutions", "releases", "prereleases", "MORV", "XMORV", "solution:suite", "solution:"})
     {
         EXPECT_THROW(RequireUsableName("project", name), TreeError) << name;
     }
     EXPECT_THROW(RequireUsableName("project", std::string(256, 'n')), TreeError);
-    for (const char *name : {"client", "projects2", "morv", "Releases", "a b", "ä"})
+    for (const char *name : {"client", "projects2", "morv", "Releases", "a b", "ä", "a:b", "solution"})
     {
         EXPECT_NO_THROW(RequireUsableName("project", name)) << name;
     }
@@ -40,6 +42,23 @@ TEST(TreeNamesTest, TheRootIsNamedAsTheReaderLooksForIt)
     EXPECT_THROW(RequireUsableRoot(tree.Path("a[1]/MORV")), TreeError);
     tree.Write("MORV", "a file");
     EXPECT_THROW(RequireUsableRoot(tree.Path("MORV")), TreeError);
+}
+
+TEST(TreeNamesTest, OfARootThatIsALinkTheOtherEndIsToldAndNoFalseAdvice)
+{
+    const TempTree tree;
+    std::filesystem::create_directory_symlink(tree.MakeDirectory("store"), tree.Path("MORV"));
+    try
+    {
+        RequireUsableRoot(tree.Path("MORV"));
+        FAIL() << "a root that is not named MORV";
+    }
+    catch (const TreeError &error)
+    {
+        EXPECT_NE(std::string(error.what()).find("is a link to one that is not: " + tree.Path("store")),
+                  std::string::npos)
+            << error.what();
+    }
 }
 
 TEST(TreeNamesTest, NoSolutionLiesBelowTheWordOfProjects)

@@ -1,8 +1,12 @@
 #include "Tools/OpenedRelease.h"
 
+#include "Support/AsNobody.h"
+
 #include "KeldFoundation/CStd/LargeVector.h"
 
 #include <gtest/gtest.h>
+
+#include <filesystem>
 
 namespace Keld::Test
 {
@@ -64,7 +68,33 @@ TEST_F(TreeSetTest, AReferenceIsADirectoryOrAName)
     ExpectReference("solution:suite/0.0.1.0", "MORV/projects", "solution suite 0.0.1.0");
     ExpectReference("a/releases/1.0.0.0", "MORV/projects", "a 1.0.0.0");
     ExpectReference(mTree.Path(Solution), "", "solution suite 0.0.1.0");
+    ExpectReference("../../../B/releases/1.0.0.0", "MORV/projects/a/releases/1.0.0.0", "B 1.0.0.0");
     EXPECT_EQ(ResolveReference("a/1.0.0.0", "/", "/srv/MORV")->root, "/srv/MORV");
+}
+
+TEST_F(TreeSetTest, ADirectoryIsResolvedBeforeItsNamesCount)
+{
+    std::filesystem::create_directory_symlink("1.0.0.0", mTree.Path("MORV/projects/a/releases/current"));
+    std::filesystem::create_directory_symlink(mTree.Path("MORV/projects/B/releases/1.0.0.0"),
+                                              mTree.Path("MORV/projects/a/releases/1.0.0.0/other"));
+    ExpectReference("./current", "MORV/projects/a/releases", "a 1.0.0.0");
+    ExpectReference("other", "MORV/projects/a/releases/1.0.0.0", "B 1.0.0.0");
+    ExpectReference("other/../1.0.0.0/deploy", "MORV/projects/a/releases/1.0.0.0", "B 1.0.0.0");
+}
+
+TEST_F(TreeSetTest, ARootThatIsALinkIsFoundByItsName)
+{
+    std::filesystem::rename(mTree.Path("MORV"), mTree.Path("store"));
+    std::filesystem::create_directory_symlink("store", mTree.Path("MORV"));
+    ExpectReference(mTree.Path("MORV/projects/a/releases/1.0.0.0/../1.0.0.0"), "", "a 1.0.0.0");
+}
+
+TEST_F(TreeSetTest, NothingStandsBehindAVersion)
+{
+    for (const std::string text : {"1.0.0.0-beta", "1.0.0.0x", "1.0.0.0.9", "1.0.0.0,1.0.0.1", "+1.0.0.0", "01.0.0.0"})
+    {
+        EXPECT_FALSE(ResolveReference("a/" + text, mTree.Path("MORV"))) << text;
+    }
 }
 
 TEST_F(TreeSetTest, WhatNamesNoReleaseIsRefusedWithAdvice)
@@ -97,6 +127,33 @@ TEST_F(TreeSetTest, ListsProjectsReleasesAndSolutions)
     EXPECT_EQ(*tree.ListReleases("a"), std::vector<MorvVersion>{First});
     EXPECT_EQ(*tree.ListSolutionReleases("suite"), std::vector<MorvVersion>{0x00000100});
     EXPECT_TRUE(trees.GetTree("/nowhere/MORV").ListProjects()->empty());
+}
+
+TEST_F(TreeSetTest, WhatCannotBeLookedAtIsNotTakenForMissing)
+{
+    const std::string closed[] = {mTree.Path("MORV/projects/a"), mTree.Path("MORV/projects/B/releases/1.0.0.0")};
+    std::filesystem::permissions(mTree.Root(), std::filesystem::perms(0755));
+    for (const std::string &directory : closed)
+    {
+        std::filesystem::permissions(directory, std::filesystem::perms(0));
+    }
+    {
+        const AsNobody nobody;
+        const TreeReader::Tree tree(mTree.Path("MORV"));
+        ASSERT_FALSE(tree.ListProjects());
+        EXPECT_EQ(tree.ListProjects().GetFault().kind, FaultKind::NotAllowed);
+        EXPECT_EQ(tree.ListProjects().GetFault().path, closed[0] + "/releases");
+        EXPECT_FALSE(tree.ListReleases("B"));
+        TreeReader::Tree::Doubts doubts;
+        EXPECT_EQ(*tree.ListProjects(&doubts), std::vector<std::string>{"B"});
+        EXPECT_TRUE(tree.ListReleases("B", &doubts)->empty());
+        ASSERT_EQ(doubts.size(), 2U);
+        EXPECT_EQ(doubts[1].path, closed[1] + "/releasemanifest");
+    }
+    for (const std::string &directory : closed)
+    {
+        std::filesystem::permissions(directory, std::filesystem::perms(0755));
+    }
 }
 
 TEST_F(TreeSetTest, AReleaseIsOpenedOnce)

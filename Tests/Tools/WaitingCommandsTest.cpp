@@ -21,7 +21,8 @@ namespace
 namespace fs = std::filesystem;
 using Words = std::vector<std::string>;
 
-/// Everything that writes to a tree waits while somebody else writes to the project, or to the solution.
+/// Everything that writes to a tree, or binds its releases, waits while somebody else writes to the project, or to the
+/// solution.
 class WaitingCommandsTest : public testing::Test
 {
 protected:
@@ -89,6 +90,8 @@ TEST_F(WaitingCommandsTest, ThoseThatChangeAProject)
     ExpectWaits(game, {"repair", "--root", "client/MORV", "--from", "MORV", "--no-sync"});
     ExpectWaits(game, {"prune", "--root", "client/MORV", "--keep", "game/1.0.0.0", "--apply"});
     ExpectWaits(game, {"apply", "bundle", "--root", "client/MORV", "--no-sync"});
+    ExpectWaits(game, {"solution", "--root", "client/MORV", "--name", "other", "--release", "1.0.0.0", "--project",
+                       "game=1.0.0.0:1"});
     ExpectWaits(game,
                 {"pack", "source", "--root", "client/MORV", "--project", "game", "--release", "1.0.0.2", "--no-sync"});
 }

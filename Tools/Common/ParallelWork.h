@@ -60,26 +60,33 @@ public:
     /// order ends the work and is thrown, after all threads have ended.
     void Run(std::size_t count, const Weigh &weigh, const Produce &produce, const Consume &consume)
     {
-        if (mThreadCount <= 1)
-        {
-            for (std::size_t index = 0; index < count; ++index)
-            {
-                consume(index, produce(index));
-            }
-            return;
-        }
         mCount = count;
         std::vector<std::thread> threads;
         const Joiner joiner{*this, threads};
-        for (unsigned number = 0; number < mThreadCount; ++number)
+        try
         {
-            threads.emplace_back(
-                [this, &weigh, &produce]
-                {
-                    ProduceAll(weigh, produce);
-                });
+            for (unsigned number = 0; number < mThreadCount && mThreadCount > 1; ++number)
+            {
+                threads.emplace_back(
+                    [this, &weigh, &produce]
+                    {
+                        ProduceAll(weigh, produce);
+                    });
+            }
         }
-        ConsumeAll(weigh, consume);
+        catch (const std::exception &)
+        {
+            // The system gives no more threads: those that there are do the work.
+        }
+        if (!threads.empty())
+        {
+            ConsumeAll(weigh, consume);
+            return;
+        }
+        for (std::size_t index = 0; index < count; ++index)
+        {
+            consume(index, produce(index));
+        }
     }
 
 private:
@@ -120,9 +127,20 @@ private:
                 mRoom.wait(lock);
                 continue;
             }
+            Slot *room = nullptr;
+            try
+            {
+                room = &mSlots.emplace_back(); // a deque: stays where it is while its ends move
+            }
+            catch (...)
+            {
+                mBroken = std::current_exception();
+                mMade.notify_one();
+                return;
+            }
+            Slot &slot = *room;
             const std::size_t index = mNext++;
             mWeight += weight;
-            Slot &slot = mSlots.emplace_back(); // a deque: stays where it is while its ends move
             lock.unlock();
             Slot made;
             try
@@ -146,9 +164,13 @@ private:
             std::unique_lock<std::mutex> lock(mMutex);
             const auto isMade = [this]
             {
-                return !mSlots.empty() && (mSlots.front().result || mSlots.front().failure);
+                return mBroken || (!mSlots.empty() && (mSlots.front().result || mSlots.front().failure));
             };
             mMade.wait(lock, isMade);
+            if (mBroken)
+            {
+                std::rethrow_exception(mBroken);
+            }
             Slot slot = std::move(mSlots.front());
             lock.unlock();
             if (slot.failure)
@@ -175,6 +197,7 @@ private:
     std::deque<Slot> mSlots; // of the indices that are begun and not consumed, in order
     std::size_t mNext = 0;
     uint64 mWeight = 0;
+    std::exception_ptr mBroken; // no memory for one more slot
     bool mEnding = false;
 };
 } // namespace Keld::Common

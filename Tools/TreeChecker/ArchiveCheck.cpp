@@ -2,6 +2,7 @@
 
 #include "KeldFoundation/CStd/CStd.h"
 #include "KeldFoundation/CStd/Hash.h"
+#include "KeldFoundation/CStd/PathLimit.h"
 #include "KeldMorvIO/archive/ArchiveFormat.h"
 
 #include <algorithm>
@@ -35,12 +36,6 @@ public:
 private:
     using Records = std::vector<uint32>;
 
-    std::string PathOf(uint32 record) const
-    {
-        const char *path = mIndex.GetEntryPath(record);
-        return path != nullptr ? path : "";
-    }
-
     /// "entry 12, and 3 more"
     static std::string NameOf(const Records &records)
     {
@@ -51,15 +46,27 @@ private:
     Finding MakeFinding(Fault fault, const Records &records) const
     {
         Finding finding{std::move(fault), {}, TreeReader::Storage::Archive, mArchive.GetIndexPath(), mContext.users};
+        uint64 bytes = 0;
         for (const uint32 record : records)
         {
-            if (mIndex.GetEntryPath(record) != nullptr)
+            const char *path = mIndex.GetEntryPath(record);
+            if (path == nullptr)
             {
-                finding.files.push_back(PathOf(record));
+                continue;
+            }
+            finding.files.emplace_back(path, std_strnlen(path, PathBufferSize));
+            bytes += finding.files.back().size();
+            if (bytes > mIndex.GetImageSize())
+            {
+                break; // many records share one path: so many names are in no good index
             }
         }
         return finding;
     }
+
+    /// Whether a program can ask for a path. Many records may share one that is huge, and who looks at its end for
+    /// each of them does not come to an end himself.
+    static bool CanBeAsked(const char *path) { return std_strnlen(path, PathBufferSize) < PathBufferSize; }
 
     void AddIndexFault(const Records &records, const std::string &text);
 
@@ -92,6 +99,10 @@ void ArchiveCheck::CheckRecords()
         if (path == nullptr)
         {
             withoutPath.push_back(record);
+            continue;
+        }
+        if (!CanBeAsked(path))
+        {
             continue;
         }
         if (HashName(path) != entry.hash)

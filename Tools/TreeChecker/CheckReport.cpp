@@ -17,23 +17,21 @@ bool ComesBefore(const Finding &left, const Finding &right)
 
 void CheckReport::AddFault(Finding finding)
 {
-    const auto same = std::find_if(faults.begin(), faults.end(),
-                                   [&finding](const Finding &known)
-                                   {
-                                       return known.fault.kind == finding.fault.kind &&
-                                              known.fault.path == finding.fault.path &&
-                                              known.fault.text == finding.fault.text && known.files == finding.files;
-                                   });
-    if (same != faults.end())
+    const FaultKey key(finding.fault.kind, finding.fault.path, finding.fault.text, finding.files);
+    const auto [place, isNew] = mAdded.try_emplace(key, faults.size());
+    if (isNew)
     {
-        MergeUsers(same->users, finding.users);
-        return;
+        faults.push_back(std::move(finding));
     }
-    faults.push_back(std::move(finding));
+    else
+    {
+        MergeUsers(faults[place->second].users, finding.users);
+    }
 }
 
 void CheckReport::Sort()
 {
+    mAdded.clear(); // its places hold no more
     std::sort(faults.begin(), faults.end(), ComesBefore);
     std::sort(notes.begin(), notes.end(), ComesBefore);
 }

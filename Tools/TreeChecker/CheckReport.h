@@ -3,8 +3,11 @@
 #include "Tools/TreeReader/Storage.h"
 #include "Tools/TreeReader/View.h"
 
+#include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace Keld::TreeChecker
@@ -38,11 +41,16 @@ struct CheckReport
 
     bool IsWhole() const { return faults.empty(); }
 
-    /// Adds a fault; users go to the one that is there already where another release has met the same.
+    /// Adds a fault; users go to the one that was added so already where another release has met the same.
     void AddFault(Finding finding);
 
     /// By place on disk, so that the order does not depend on which thread found what.
     void Sort();
+
+private:
+    using FaultKey = std::tuple<TreeReader::FaultKind, std::string, std::string, std::vector<std::string>>;
+
+    std::map<FaultKey, std::size_t> mAdded; ///< place in `faults` by kind, path, text and files; empty once sorted
 };
 
 /// Adds those that are not there yet. Both are ascending.

@@ -5,6 +5,7 @@
 #include "KeldMorvIO/TreeWords.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <string_view>
 
 namespace Keld::TreeChecker
@@ -135,24 +136,28 @@ void ManifestCheck::CheckName(EntryIndex entry)
     }
 }
 
-/// Subdirectories and files stand in ascending order each, so equal names are met side by side.
+/// Subdirectories and files stand in ascending order each, so equal names are met side by side. Names that are too long
+/// to be asked for are told as such, and are not compared to their ends.
 void ManifestCheck::CheckDuplicates(EntryIndex directory)
 {
-    const EntryRange subdirectories = mTree.GetSubdirectories(directory);
-    const EntryRange files = mTree.GetFiles(directory);
     std::vector<EntryIndex> entries;
-    for (const EntryRange &range : {subdirectories, files})
+    std::ptrdiff_t firstFile = 0;
+    for (const EntryRange &range : {mTree.GetSubdirectories(directory), mTree.GetFiles(directory)})
     {
+        firstFile = static_cast<std::ptrdiff_t>(entries.size());
         for (EntryIndex entry = range.first; entry < range.first + range.count; ++entry)
         {
-            entries.push_back(entry);
+            if (std_strnlen(mTree.GetName(entry), PathBufferSize) < PathBufferSize)
+            {
+                entries.push_back(entry);
+            }
         }
     }
     const auto isLess = [this](EntryIndex left, EntryIndex right)
     {
         return std_stricmp(mTree.GetName(left), mTree.GetName(right)) < 0;
     };
-    std::inplace_merge(entries.begin(), entries.begin() + subdirectories.count, entries.end(), isLess);
+    std::inplace_merge(entries.begin(), entries.begin() + firstFile, entries.end(), isLess);
     for (uint_size index = 1; index < entries.size(); ++index)
     {
         if (!isLess(entries[index - 1], entries[index]))

@@ -31,7 +31,7 @@ void CheckSolution(const std::string &directory, const TreeReader::ReleaseName &
         addNote(solutionPath, "says that it is " + solution.GetName() + " " + FormatVersion(solution.GetVersion()) +
                                   ", and its directory says " + name.name + " " + FormatVersion(name.version));
     }
-    const auto &known = solution.GetConfigurations();
+    const auto known = solution.GetConfigurations();
     if (known.empty())
     {
         return; // as "morv solution" writes it for whoever names none

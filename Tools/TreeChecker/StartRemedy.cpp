@@ -68,11 +68,12 @@ std::string FirstLine(const MORV::Reader::LogCapture &log)
     return log.GetFailures().empty() ? "" : log.GetFailures().front();
 }
 
-/// The reader's own loading, which changes nothing on disk. It would wait for the writer of a FIFO.
+/// The reader's own loading, which changes nothing on disk. It would wait for the writer of a FIFO, and does not come
+/// to a path that is too long.
 std::string LogOfSolution(const Fault &fault)
 {
     const MORV::Reader::LogCapture log;
-    if (fault.kind == FaultKind::WrongKind)
+    if (fault.kind == FaultKind::WrongKind || fault.kind == FaultKind::PathTooLong)
     {
         return "";
     }

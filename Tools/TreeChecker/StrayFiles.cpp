@@ -25,18 +25,16 @@ uint64 SizeOf(const struct stat &status)
     return S_ISREG(status.st_mode) ? static_cast<uint64>(status.st_size) : 0;
 }
 
-/// Of what cannot be looked at, nothing is told.
-Amount Measure(const std::string &directory)
+/// \returns what kept it from the rest
+TreeReader::Failure Measure(const std::string &directory, Amount &amount)
 {
-    Amount amount;
-    TreeReader::VisitTree(directory,
-                          [&amount](const std::string &, const struct stat &status)
-                          {
-                              amount.files += S_ISDIR(status.st_mode) ? 0 : 1;
-                              amount.bytes += SizeOf(status);
-                              return true;
-                          });
-    return amount;
+    return TreeReader::VisitTree(directory,
+                                 [&amount](const std::string &, const struct stat &status)
+                                 {
+                                     amount.files += S_ISDIR(status.st_mode) ? 0 : 1;
+                                     amount.bytes += SizeOf(status);
+                                     return true;
+                                 });
 }
 
 class StrayFiles
@@ -49,6 +47,8 @@ public:
 
 private:
     void CheckEntry(const std::string &path, const struct stat &status, Paths referred);
+    void TellUnreferred(const std::string &directory);
+    void TellUnseen(const std::string &directory, const TreeReader::Failure &failure);
     void Tell(FaultKind kind, const std::string &path, const std::string &text)
     {
         mReport.notes.push_back({{kind, path, text}, {}, {}, {}, {}});
@@ -78,10 +78,29 @@ void StrayFiles::Search(const std::string &directory, Paths referred)
                                        CheckEntry(path, status, referred);
                                        return true;
                                    });
+    TellUnseen(directory, failure);
+}
+
+void StrayFiles::TellUnseen(const std::string &directory, const TreeReader::Failure &failure)
+{
     if (failure)
     {
-        Tell(FaultKind::NotAllowed, directory, "cannot be looked through: " + failure->GetMessage());
+        Tell(failure->kind, directory, "cannot be looked through: " + failure->GetMessage());
     }
+}
+
+void StrayFiles::TellUnreferred(const std::string &directory)
+{
+    Amount amount;
+    const TreeReader::Failure failure = Measure(directory, amount);
+    if (amount.files > 0)
+    {
+        Tell(FaultKind::NotReferred, directory,
+             std::string("nothing refers to this directory: ") + (failure ? "at least " : "") +
+                 std::to_string(amount.files) + (amount.files == 1 ? " file, " : " files, ") +
+                 std::to_string(amount.bytes) + " bytes");
+    }
+    TellUnseen(directory, failure);
 }
 
 void StrayFiles::CheckEntry(const std::string &path, const struct stat &status, Paths referred)
@@ -102,13 +121,7 @@ void StrayFiles::CheckEntry(const std::string &path, const struct stat &status, 
         }
         if (!isLink)
         {
-            const Amount amount = Measure(path);
-            if (amount.files > 0)
-            {
-                Tell(FaultKind::NotReferred, path,
-                     "nothing refers to this directory: " + std::to_string(amount.files) +
-                         (amount.files == 1 ? " file, " : " files, ") + std::to_string(amount.bytes) + " bytes");
-            }
+            TellUnreferred(path);
             return;
         }
     }

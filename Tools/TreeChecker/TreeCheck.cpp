@@ -7,6 +7,7 @@
 #include "Tools/TreeChecker/StoredFiles.h"
 #include "Tools/TreeChecker/StrayFiles.h"
 #include "Tools/TreeReader/ShipListNames.h"
+#include "Tools/TreeReader/TreeText.h"
 
 #include "KeldMorvIO/TreeWords.h"
 
@@ -235,6 +236,7 @@ void TreeCheck::FindStrays()
         referred.push_back(directory + "/" + TreeReader::ShipListName);
         referred.push_back(directory + "/" + TreeReader::ShipListSignatureName);
     }
+    std::transform(referred.begin(), referred.end(), referred.begin(), TreeReader::ShortenPath);
     FindStrayFiles(mTree.GetRoot(), std::move(referred), mReport);
 }
 
@@ -252,10 +254,10 @@ std::vector<ReleaseName> ListAllReleases(const Tree &tree, std::vector<Fault> &f
     std::vector<ReleaseName> names;
     for (const bool isSolution : {false, true})
     {
-        for (const std::string &owner : takeFrom(isSolution ? tree.ListSolutions() : tree.ListProjects()))
+        for (const std::string &owner : takeFrom(isSolution ? tree.ListSolutions(&faults) : tree.ListProjects(&faults)))
         {
             for (const MorvVersion version :
-                 takeFrom(isSolution ? tree.ListSolutionReleases(owner) : tree.ListReleases(owner)))
+                 takeFrom(isSolution ? tree.ListSolutionReleases(owner, &faults) : tree.ListReleases(owner, &faults)))
             {
                 names.push_back({isSolution, owner, version});
             }

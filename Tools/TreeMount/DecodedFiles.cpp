@@ -43,6 +43,20 @@ Result<DecodedFiles::Content> DecodeSafely(uint64 size, bool hasMemory, const De
         return Fault{FaultKind::ReadError, "decoding", error.what()};
     }
 }
+/// What befalls one of those who waited is not to keep the others, or the one who decoded, from their answers.
+void AnswerWaiting(const std::vector<DecodedFiles::Taker> &waiting, const Result<DecodedFiles::Content> &result)
+{
+    for (const DecodedFiles::Taker &take : waiting)
+    {
+        try
+        {
+            take(result);
+        }
+        catch (const std::exception &)
+        {
+        }
+    }
+}
 } // namespace
 
 void DecodedFiles::Take(const Request &request, const Decode &decode, Taker take)
@@ -65,12 +79,8 @@ void DecodedFiles::Take(const Request &request, const Decode &decode, Taker take
     const bool hasMemory = ReserveMemory(request.size);
     lock.unlock();
     const Result<Content> result = DecodeSafely(request.size, hasMemory, decode);
-    const std::vector<Taker> waiting = Finish(request, hasMemory, result);
+    AnswerWaiting(Finish(request, hasMemory, result), result);
     take(result);
-    for (const Taker &other : waiting)
-    {
-        other(result);
-    }
 }
 
 void DecodedFiles::Prepare(Key key, uint64 size, const Decode &decode)
@@ -90,10 +100,7 @@ void DecodedFiles::Prepare(Key key, uint64 size, const Decode &decode)
         }
     }
     const Result<Content> result = DecodeSafely(size, true, decode);
-    for (const Taker &waiting : Finish(request, true, result))
-    {
-        waiting(result);
-    }
+    AnswerWaiting(Finish(request, true, result), result);
 }
 
 DecodedFiles::Content DecodedFiles::TakeKept(const Request &request, const Slot &slot)
@@ -162,6 +169,24 @@ void DecodedFiles::DropSpilled()
     }
 }
 
+/// False where there is no memory to keep it in mind.
+bool DecodedFiles::Keep(Slot &slot, Key key, const Content &content)
+{
+    try
+    {
+        mLastUsed.push_front(key);
+    }
+    catch (const std::bad_alloc &)
+    {
+        return false;
+    }
+    slot.content = content;
+    slot.waiting.clear();
+    slot.place = mLastUsed.begin();
+    DropSpilled();
+    return true;
+}
+
 /// Gives those who asked while the content was being decoded.
 std::vector<DecodedFiles::Taker> DecodedFiles::Finish(const Request &request, bool hasMemory,
                                                       const Result<Content> &result)
@@ -169,13 +194,9 @@ std::vector<DecodedFiles::Taker> DecodedFiles::Finish(const Request &request, bo
     const std::lock_guard<std::mutex> lock(mMutex);
     const auto slot = mSlots.find(request.key);
     std::vector<Taker> waiting = std::move(slot->second.waiting);
-    if (result && (request.isLasting || !waiting.empty()))
+    const bool isWanted = request.isLasting || !waiting.empty();
+    if (result && isWanted && Keep(slot->second, request.key, *result))
     {
-        slot->second.content = *result;
-        slot->second.waiting.clear();
-        mLastUsed.push_front(request.key);
-        slot->second.place = mLastUsed.begin();
-        DropSpilled();
         return waiting;
     }
     mUsed -= hasMemory ? request.size : 0;

@@ -35,7 +35,8 @@ public:
     /// \param capacity bytes of memory for contents.
     explicit DecodedFiles(uint64 capacity) : mCapacity(capacity) {}
 
-    /// Calls `take` once, now or later. A failure is not kept: the next one who asks decodes again.
+    /// Calls `take` once, now or later. A failure is not kept: the next one who asks decodes again. What `take` throws
+    /// reaches the caller when it is called now, and nobody when it is called later.
     void Take(const Request &request, const Decode &decode, Taker take);
 
     /// Decodes a file that somebody is likely to ask for, unless it is there or being decoded, or finds no room in
@@ -57,6 +58,7 @@ private:
     void Drop(std::list<Key>::iterator place);
     Content TakeKept(const Request &request, const Slot &slot);
     void DropSpilled();
+    bool Keep(Slot &slot, Key key, const Content &content);
     std::vector<Taker> Finish(const Request &request, bool hasMemory, const TreeReader::Result<Content> &result);
 
     const uint64 mCapacity;

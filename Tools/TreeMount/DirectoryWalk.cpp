@@ -33,7 +33,17 @@ void DirectoryWalk::Begin(bool inFiles, const Hit &last)
         {
             cursor.next = mTree.GetNames(part.layer).FindBound(range, mTree.GetName(last), true);
         }
+        SkipUnshown(cursor);
         mCursors.push_back(cursor);
+    }
+}
+
+/// What a layer does not show must not stand in for what a later layer has under its name.
+void DirectoryWalk::SkipUnshown(Cursor &cursor) const
+{
+    while (cursor.next < cursor.end && !mTree.GetNames(cursor.layer).IsShown(cursor.next))
+    {
+        ++cursor.next;
     }
 }
 
@@ -75,7 +85,11 @@ Hit DirectoryWalk::TakeLowest()
         const bool isTaken = cursor.layer == taken.layer;
         const bool isAlike = !isTaken && mCursors.size() > 1 && cursor.next < cursor.end &&
                              std_stricmp(NameAt(cursor), mTree.GetName(taken)) == 0;
-        cursor.next += isTaken || isAlike ? 1 : 0;
+        if (isTaken || isAlike)
+        {
+            ++cursor.next;
+            SkipUnshown(cursor);
+        }
     }
     return taken;
 }
@@ -84,7 +98,6 @@ Hit DirectoryWalk::TakeLowest()
 /// round.
 bool DirectoryWalk::IsShown(const Hit &child) const
 {
-    return mTree.GetNames(child.layer).IsShown(child.entry) &&
-           (mCursors.size() == 1 || IsSameNode(mTree.FindChild(mDirectory, mTree.GetName(child)), child));
+    return mCursors.size() == 1 || IsSameNode(mTree.FindChild(mDirectory, mTree.GetName(child)), child);
 }
 } // namespace Keld::TreeMount

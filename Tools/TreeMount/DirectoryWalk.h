@@ -27,6 +27,7 @@ private:
     };
 
     void Begin(bool inFiles, const TreeReader::Hit &last);
+    void SkipUnshown(Cursor &cursor) const;
     TreeReader::Hit TakeLowest();
     bool IsShown(const TreeReader::Hit &child) const;
     const char *NameAt(const Cursor &cursor) const;

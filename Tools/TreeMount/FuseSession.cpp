@@ -7,6 +7,7 @@
 #include "Tools/TreeReader/TreeError.h"
 
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
@@ -17,8 +18,10 @@ using TreeReader::TreeError;
 
 namespace
 {
+constexpr std::size_t MostMessages = 4096; // bytes; a mount may serve for years
+
 std::mutex gMessagesMutex; // guards gMessages
-std::string gMessages;     // of libfuse, since they were taken last
+std::string gMessages;     // of libfuse, since they were taken last: the last ones
 
 __attribute__((format(printf, 2, 0))) void NoteMessage(fuse_log_level, const char *format, va_list arguments)
 {
@@ -26,6 +29,10 @@ __attribute__((format(printf, 2, 0))) void NoteMessage(fuse_log_level, const cha
     std::vsnprintf(line, sizeof line, format, arguments);
     const std::lock_guard<std::mutex> lock(gMessagesMutex);
     gMessages += line;
+    if (gMessages.size() > MostMessages)
+    {
+        gMessages.erase(0, gMessages.size() - MostMessages);
+    }
 }
 
 /// In one line, or nothing.

@@ -1,6 +1,7 @@
 #include "Tools/TreeMount/MountedFiles.h"
 
 #include <algorithm>
+#include <exception>
 #include <vector>
 
 namespace Keld::TreeMount
@@ -8,6 +9,7 @@ namespace Keld::TreeMount
 using TreeReader::Compression;
 using TreeReader::Failure;
 using TreeReader::Fault;
+using TreeReader::FaultKind;
 using TreeReader::Hit;
 using TreeReader::Result;
 using TreeReader::StoredFile;
@@ -30,6 +32,19 @@ TreeReader::ContentReader &GetThreadReader()
 {
     thread_local TreeReader::ContentReader reader;
     return reader;
+}
+
+/// Whoever waits for a piece gets an answer, also where there is no memory for it.
+Bytes ReadPiece(const Result<DecodedFiles::Content> &content, uint64 offset, uint_size size)
+{
+    try
+    {
+        return content ? (*content)->Read(offset, size, GetThreadBuffer()) : Bytes(content.GetFault());
+    }
+    catch (const std::exception &error)
+    {
+        return Fault{FaultKind::ReadError, "memory", error.what()};
+    }
 }
 } // namespace
 
@@ -103,7 +118,7 @@ void MountedFiles::ReadDecoded(const Hit &file, const StoredFile &stored, uint64
     const auto take =
         [this, file, offset, size, answer = std::move(answer)](const Result<DecodedFiles::Content> &content)
     {
-        const Bytes bytes = content ? (*content)->Read(offset, size, GetThreadBuffer()) : Bytes(content.GetFault());
+        const Bytes bytes = ReadPiece(content, offset, size);
         if (!bytes)
         {
             ReportOnce(file, bytes.GetFault());
@@ -121,6 +136,7 @@ Failure MountedFiles::Decode(const Hit &file, const StoredFile &stored, const Tr
     return GetThreadReader().Read(mTree.GetRelease(file), file.entry, stored, options, sink);
 }
 
+/// Nobody waits for this: all have their answers, and must not meet what befalls it.
 /// \param file that was read to its end.
 void MountedFiles::ReadAhead(const Hit &file)
 {
@@ -131,7 +147,13 @@ void MountedFiles::ReadAhead(const Hit &file)
     }
     while (const Hit next = mOrder.TakeNext())
     {
-        Prepare(next);
+        try
+        {
+            Prepare(next);
+        }
+        catch (const std::exception &) // there is no memory for this one
+        {
+        }
     }
 }
 
@@ -154,15 +176,22 @@ void MountedFiles::Prepare(const Hit &file)
     }
 }
 
+/// A line that cannot be told must not cost the answer.
 void MountedFiles::ReportOnce(const Hit &file, const Fault &fault)
 {
+    try
     {
-        const std::lock_guard<std::mutex> lock(mReportedMutex);
-        if (!mReported.insert(mTree.GetNumber(file)).second)
         {
-            return;
+            const std::lock_guard<std::mutex> lock(mReportedMutex);
+            if (!mReported.insert(mTree.GetNumber(file)).second)
+            {
+                return;
+            }
         }
+        mReport(mTree.GetView().GetPath(file) + ": cannot be read: " + fault.GetMessage());
     }
-    mReport(mTree.GetView().GetPath(file) + ": cannot be read: " + fault.GetMessage());
+    catch (const std::exception &)
+    {
+    }
 }
 } // namespace Keld::TreeMount

@@ -38,7 +38,9 @@ public:
     MountedFiles(const MountedTree &tree, const ReadingRules &rules, Report report);
 
     /// Answers with the bytes from `offset` on, fewer than `size` only where the content ends. The answer is given
-    /// before the call returns, or later by another thread that is decoding the same file.
+    /// before the call returns, or later by another thread that is decoding the same file. What the call throws it
+    /// throws before that, and then there is no answer.
+    /// \param answer called once; throws nothing
     void Read(const TreeReader::Hit &file, uint64 offset, uint_size size, Answer answer);
 
 private:

@@ -97,7 +97,7 @@ void ContentComparison::AddPair(const ContentItem &before, const ContentItem &af
     {
         return;
     }
-    if (!HaveSameContent(before, after))
+    if (!mBefore.IsSameEntry(before, mAfter, after) && !HaveSameContent(before, after))
     {
         mChanges.push_back({ChangeKind::Changed, &before, &after});
     }

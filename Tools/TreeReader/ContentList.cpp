@@ -147,6 +147,7 @@ ContentList ContentList::OfView(const View &view, Files files)
     for (const Layer &layer : view.GetLayers())
     {
         entries += layer.release->GetTree().GetEntryCount();
+        list.mReleases.push_back(layer.release);
     }
     list.mItems.reserve(entries);
     for (uint32 layer = 0; layer < view.GetLayers().size(); ++layer)
@@ -228,6 +229,17 @@ void ContentList::RemoveHidden(const View &view, Files files)
         }
     }
     mItems.resize(kept);
+}
+
+const Release *ContentList::GetRelease(const ContentItem &item) const
+{
+    return item.layer < mReleases.size() ? mReleases[item.layer].get() : nullptr;
+}
+
+bool ContentList::IsSameEntry(const ContentItem &item, const ContentList &other, const ContentItem &otherItem) const
+{
+    const Release *const release = GetRelease(item);
+    return release != nullptr && release == other.GetRelease(otherItem) && item.entry == otherItem.entry;
 }
 
 bool ContentList::IsEmptyDirectory(uint_size index) const

@@ -3,6 +3,7 @@
 #include "Tools/TreeReader/ReleaseContents.h"
 #include "Tools/TreeReader/View.h"
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -56,6 +57,9 @@ public:
         return std::string_view(mText).substr(item.pathOffset, item.pathLength);
     }
 
+    /// Whether an item of this list and one of another are the same entry of the same release, opened once for both.
+    bool IsSameEntry(const ContentItem &item, const ContentList &other, const ContentItem &otherItem) const;
+
     /// Of the item at an index: a directory that holds nothing.
     bool IsEmptyDirectory(uint_size index) const;
 
@@ -63,8 +67,10 @@ private:
     bool ComesBefore(const ContentItem &left, const ContentItem &right) const;
     void AddLayer(const Release &release, uint32 layer, Files files);
     void RemoveHidden(const View &view, Files files);
+    const Release *GetRelease(const ContentItem &item) const;
 
-    std::string mText; ///< all paths, one behind the other
+    std::vector<std::shared_ptr<const Release>> mReleases; ///< of the layers; none for a folder
+    std::string mText;                                     ///< all paths, one behind the other
     std::vector<ContentItem> mItems;
 };
 } // namespace Keld::TreeReader

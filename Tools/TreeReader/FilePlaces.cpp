@@ -60,10 +60,10 @@ DiskPaths::FileType PlainType(uint32 flags)
     return MORV::Reader::IsManagedFile(flags) ? DiskPaths::FileTypeManaged : DiskPaths::FileTypeDeploy;
 }
 
-/// A name that a directory on disk holds as it stands.
+/// A name that a directory on disk holds as it stands. What is too long for any path is not looked at to its end.
 bool IsPlainName(const char *name)
 {
-    const std::string_view text = name;
+    const std::string_view text(name, strnlen(name, PathBufferSize));
     return !text.empty() && text != "." && text != ".." && text.find('/') == std::string_view::npos;
 }
 } // namespace

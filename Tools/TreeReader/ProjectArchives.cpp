@@ -25,8 +25,10 @@ const VersionArchives &ProjectArchives::GetVersion(MorvVersion version) const
     std::call_once(slot->read,
                    [&]
                    {
-                       slot->archives = std::make_unique<const VersionArchives>(
-                           mProjectRoot + "/" + MORV::Reader::FileArchivesDirectory + "/" + FormatVersion(version));
+                       const std::string directory =
+                           std::string("/") + MORV::Reader::FileArchivesDirectory + "/" + FormatVersion(version);
+                       slot->archives =
+                           std::make_unique<const VersionArchives>(mIndexRoot + directory, mDataRoot + directory);
                    });
     mLast.store(slot, std::memory_order_release);
     return *slot->archives;

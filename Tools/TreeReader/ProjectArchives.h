@@ -19,7 +19,14 @@ class ProjectArchives
 {
 public:
     /// \param projectRoot `<root>/projects/<project>`.
-    explicit ProjectArchives(std::string projectRoot) : mProjectRoot(std::move(projectRoot)) {}
+    explicit ProjectArchives(const std::string &projectRoot) : ProjectArchives(projectRoot, projectRoot) {}
+
+    /// For a project whose name begins with a '/': the library puts it behind the root when it looks for indexes, and
+    /// takes it for the whole path when it opens data files.
+    ProjectArchives(std::string indexRoot, std::string dataRoot)
+        : mIndexRoot(std::move(indexRoot)), mDataRoot(std::move(dataRoot))
+    {
+    }
 
     const VersionArchives &GetVersion(MorvVersion version) const;
 
@@ -33,7 +40,8 @@ private:
         std::unique_ptr<const VersionArchives> archives;
     };
 
-    const std::string mProjectRoot;
+    const std::string mIndexRoot;
+    const std::string mDataRoot;
     mutable std::mutex mMutex;                                      ///< guards mVersions, not what the slots hold
     mutable std::map<MorvVersion, std::unique_ptr<Slot>> mVersions; ///< a slot stays where it is
     mutable std::atomic<const Slot *> mLast{nullptr};               ///< asked for last, and read

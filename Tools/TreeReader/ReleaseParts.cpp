@@ -2,6 +2,7 @@
 
 #include "Tools/Common/ParallelWork.h"
 #include "Tools/TreeReader/DiskFile.h"
+#include "Tools/TreeReader/TreeText.h"
 
 #include "KeldFoundation/CStd/Hash.h"
 #include "KeldMorvIO/TreeWords.h"
@@ -9,7 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
+#include <optional>
 #include <set>
 
 #include <sys/stat.h>
@@ -135,26 +136,36 @@ private:
             }
             return;
         }
-        std::string path = stored->path;
-        if (path.find("/../") != std::string::npos)
-        {
-            path = std::filesystem::path(path).lexically_normal();
-        }
-        if (!path.starts_with(mPrefix))
+        const std::optional<std::string> path = BelowRoot(stored->path);
+        if (!path)
         {
             gathered.outside.push_back(release.GetTree().GetPath(file));
             return;
         }
         const PartKind kind = stored->storage == Storage::Managed ? PartKind::ManagedFile : PartKind::NakedFile;
-        gathered.plain.push_back({path.substr(mPrefix.size()), kind, stored->storedSize, layer, file, nullptr});
+        gathered.plain.push_back({*path, kind, stored->storedSize, layer, file, nullptr});
+    }
+
+    /// The one path below the root that a file on disk has, however a manifest leads there. Nothing for one outside.
+    std::optional<std::string> BelowRoot(const std::string &path) const
+    {
+        if (!path.starts_with(mPrefix))
+        {
+            return std::nullopt;
+        }
+        const std::string below = ShortenPath(path.substr(mPrefix.size()));
+        const bool isOutside = below == ".." || below.starts_with("../") || below.starts_with('/');
+        return isOutside ? std::nullopt : std::optional<std::string>(below);
     }
 
     /// A file that is not there is no part.
     void AddFile(PartKind kind, uint32 layer, const std::string &path, const Archive *archive = nullptr)
     {
+        const std::optional<std::string> below = BelowRoot(path);
         struct stat status = {};
-        if (!path.starts_with(mPrefix))
+        if (!below)
         {
+            mParts.outside.push_back(path);
             return;
         }
         if (stat(path.c_str(), &status) != 0)
@@ -167,8 +178,7 @@ private:
         }
         else if (S_ISREG(status.st_mode))
         {
-            mParts.parts.push_back(
-                {path.substr(mPrefix.size()), kind, static_cast<uint64>(status.st_size), layer, NoEntry, archive});
+            mParts.parts.push_back({*below, kind, static_cast<uint64>(status.st_size), layer, NoEntry, archive});
         }
     }
 

@@ -41,7 +41,7 @@ uint64 SizeOf(const std::vector<ReleasePart> &parts);
 struct ReleaseParts
 {
     std::vector<ReleasePart> parts;
-    std::vector<std::string> outside; ///< paths of hostile manifests that lead out of the tree; no parts
+    std::vector<std::string> outside; ///< paths of hostile manifests, or on disk, that lead out of the tree; no parts
     std::vector<Fault> doubts;        ///< files that may be parts: the system did not tell whether they are there
 };
 

@@ -2,10 +2,12 @@
 
 #include "Tools/TreeReader/DiskFile.h"
 
+#include "KeldFoundation/CStd/PathLimit.h"
 #include "KeldMorvIO/LogCapture.h"
 #include "KeldMorvIO/TreeWords.h"
 #include "KeldMorvIO/environment/SearchOrder.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include <sys/stat.h>
@@ -51,11 +53,16 @@ Result<SolutionProjects> ReadSolutionProjects(const std::string &directory)
     SolutionManifest solution;
     ConfigurationManifest configuration;
     const std::string solutionPath = directory + "/" + MORV::Reader::SolutionManifestName;
+    const std::string configurationPath = directory + "/" + MORV::Reader::ConfigurationManifestName;
+    if (std::max(solutionPath.size(), configurationPath.size()) >= PathBufferSize)
+    {
+        return Fault{FaultKind::PathTooLong, directory,
+                     "the paths of the solution's manifests have 1,024 bytes or more, which the library refuses"};
+    }
     if (Failure failure = LoadTextManifest(solutionPath, solution))
     {
         return *failure;
     }
-    const std::string configurationPath = directory + "/" + MORV::Reader::ConfigurationManifestName;
     if (Failure failure = LoadTextManifest(configurationPath, configuration))
     {
         return *failure;

@@ -7,6 +7,7 @@
 #include "KeldMorvIO/listing/DiskPaths.h"
 
 #include <algorithm>
+#include <cerrno>
 
 #include <sys/stat.h>
 
@@ -23,47 +24,83 @@ enum class EntryType
     Directory
 };
 
-bool IsThere(const std::string &path, EntryType type)
+Result<bool> IsThere(const std::string &path, EntryType type)
 {
     struct stat status = {};
-    const bool exists = stat(path.c_str(), &status) == 0;
-    return exists && (type == EntryType::File ? S_ISREG(status.st_mode) : S_ISDIR(status.st_mode));
+    if (stat(path.c_str(), &status) == 0)
+    {
+        return type == EntryType::File ? S_ISREG(status.st_mode) : S_ISDIR(status.st_mode);
+    }
+    if (errno == ELOOP)
+    {
+        return false; // a link that leads to itself leads nowhere
+    }
+    const Fault fault = ExplainSystemError(path, errno);
+    return IsDoubt(fault.kind) ? Result<bool>(fault) : Result<bool>(false);
 }
 
-/// The names in a directory that hold something; none where there is no such directory.
-Result<std::vector<std::string>> NamesWith(const std::string &directory, const std::string &content, EntryType type)
+/// The names in a directory; none where there is no such directory.
+Result<std::vector<std::string>> NamesIn(const std::string &directory)
 {
     Result<std::vector<std::string>> names = ReadNames(directory);
-    if (!names)
-    {
-        return names.GetFault().kind == FaultKind::NotThere
-                   ? Result<std::vector<std::string>>(std::vector<std::string>())
-                   : names;
-    }
-    std::erase_if(*names,
-                  [&](const std::string &name)
-                  {
-                      return !IsThere(directory + "/" + name + content, type);
-                  });
-    return names;
+    const bool isEmpty = !names && names.GetFault().kind == FaultKind::NotThere;
+    return isEmpty ? Result<std::vector<std::string>>(std::vector<std::string>()) : names;
 }
 
-Result<std::vector<MorvVersion>> ListVersions(const std::string &releases, const char *manifest)
+/// Those of the names that hold something.
+Result<std::vector<std::string>> KeepThoseWith(const std::string &directory, const std::vector<std::string> &names,
+                                               const std::string &content, EntryType type, Tree::Doubts *doubts)
 {
-    const Result<std::vector<std::string>> names = NamesWith(releases, std::string("/") + manifest, EntryType::File);
+    std::vector<std::string> kept;
+    for (const std::string &name : names)
+    {
+        const Result<bool> isThere = IsThere(directory + "/" + name + "/" + content, type);
+        if (!isThere && doubts == nullptr)
+        {
+            return isThere.GetFault();
+        }
+        if (!isThere)
+        {
+            doubts->push_back(isThere.GetFault());
+        }
+        else if (*isThere)
+        {
+            kept.push_back(name);
+        }
+    }
+    return kept;
+}
+
+/// The projects or solutions.
+Result<std::vector<std::string>> ListOwners(const std::string &directory, Tree::Doubts *doubts)
+{
+    const Result<std::vector<std::string>> names = NamesIn(directory);
+    return names ? KeepThoseWith(directory, *names, MORV::Reader::ReleasesDirectory, EntryType::Directory, doubts)
+                 : names;
+}
+
+Result<std::vector<MorvVersion>> ListVersions(const std::string &releases, const char *manifest, Tree::Doubts *doubts)
+{
+    Result<std::vector<std::string>> names = NamesIn(releases);
+    if (names)
+    {
+        // The library makes a directory's name from the version, so no other spelling of it is ever looked for.
+        std::erase_if(*names,
+                      [](const std::string &name)
+                      {
+                          MorvVersion version = 0;
+                          return !ParseVersion(name.c_str(), &version) || FormatVersion(version) != name;
+                      });
+        names = KeepThoseWith(releases, *names, manifest, EntryType::File, doubts);
+    }
     if (!names)
     {
         return names.GetFault();
     }
-    std::vector<MorvVersion> versions;
-    for (const std::string &name : *names)
+    std::vector<MorvVersion> versions(names->size());
+    for (uint_size index = 0; index < versions.size(); ++index)
     {
-        MorvVersion version = 0;
-        // The library makes a directory's name from the version, so no other spelling of it is ever looked for.
-        if (ParseVersion(name.c_str(), &version) && FormatVersion(version) == name)
-        {
-            versions.push_back(version);
-        }
+        ParseVersion((*names)[index].c_str(), &versions[index]);
     }
     std::sort(versions.begin(), versions.end());
     return versions;
@@ -90,30 +127,28 @@ std::string Tree::FindRoot(const std::string &directory)
     return root.ends_with(MORV::Reader::RootDirectory) ? root : "";
 }
 
-Result<std::vector<std::string>> Tree::ListProjects() const
+Result<std::vector<std::string>> Tree::ListProjects(Doubts *doubts) const
 {
-    return NamesWith(mRoot + "/" + MORV::Reader::ProjectsDirectory, std::string("/") + MORV::Reader::ReleasesDirectory,
-                     EntryType::Directory);
+    return ListOwners(mRoot + "/" + MORV::Reader::ProjectsDirectory, doubts);
 }
 
-Result<std::vector<std::string>> Tree::ListSolutions() const
+Result<std::vector<std::string>> Tree::ListSolutions(Doubts *doubts) const
 {
-    return NamesWith(mRoot + "/" + MORV::Reader::SolutionsDirectory, std::string("/") + MORV::Reader::ReleasesDirectory,
-                     EntryType::Directory);
+    return ListOwners(mRoot + "/" + MORV::Reader::SolutionsDirectory, doubts);
 }
 
-Result<std::vector<MorvVersion>> Tree::ListReleases(const std::string &project) const
+Result<std::vector<MorvVersion>> Tree::ListReleases(const std::string &project, Doubts *doubts) const
 {
     return ListVersions(mRoot + "/" + MORV::Reader::ProjectsDirectory + "/" + project + "/" +
                             MORV::Reader::ReleasesDirectory,
-                        MORV::Reader::ReleaseManifestName);
+                        MORV::Reader::ReleaseManifestName, doubts);
 }
 
-Result<std::vector<MorvVersion>> Tree::ListSolutionReleases(const std::string &solution) const
+Result<std::vector<MorvVersion>> Tree::ListSolutionReleases(const std::string &solution, Doubts *doubts) const
 {
     return ListVersions(mRoot + "/" + MORV::Reader::SolutionsDirectory + "/" + solution + "/" +
                             MORV::Reader::ReleasesDirectory,
-                        MORV::Reader::SolutionManifestName);
+                        MORV::Reader::SolutionManifestName, doubts);
 }
 
 std::string Tree::GetReleaseDirectory(const std::string &project, MorvVersion version) const
@@ -175,7 +210,7 @@ Result<std::shared_ptr<const Release>> Tree::Load(const std::string &project, Mo
         return Fault{FaultKind::PathTooLong, path,
                      "names a project whose path on disk the library refuses as too long"};
     }
-    const Release::Shared shared{projectRoot, &GetArchives(projectRoot), &mFiles};
+    const Release::Shared shared{projectRoot, &GetArchives((*tree)->GetProjectName(), projectRoot), &mFiles};
     return std::shared_ptr<const Release>(std::make_shared<Release>(directory, std::move(*tree), shared));
 }
 
@@ -205,13 +240,14 @@ Result<std::shared_ptr<const ManifestTree>> Tree::LoadManifest(const ReleaseName
     return std::shared_ptr<const ManifestTree>(std::move(*parsed));
 }
 
-const ProjectArchives &Tree::GetArchives(const std::string &projectRoot)
+const ProjectArchives &Tree::GetArchives(const std::string &project, const std::string &projectRoot)
 {
     const std::lock_guard<std::mutex> lock(mMutex);
-    std::unique_ptr<ProjectArchives> &archives = mArchives[projectRoot];
+    std::unique_ptr<ProjectArchives> &archives = mArchives[project];
     if (archives == nullptr)
     {
-        archives = std::make_unique<ProjectArchives>(projectRoot);
+        const std::string indexRoot = mRoot + "/" + MORV::Reader::ProjectsDirectory + "/" + project;
+        archives = std::make_unique<ProjectArchives>(indexRoot, projectRoot);
     }
     return *archives;
 }

@@ -31,13 +31,17 @@ public:
 
     const std::string &GetRoot() const { return mRoot; }
 
+    /// What the system did not let a listing look at, so that something may be there which is not listed.
+    using Doubts = std::vector<Fault>;
+
     /// The names of the directories below "projects" or "solutions", ascending. A tree without one has none.
-    Result<std::vector<std::string>> ListProjects() const;
-    Result<std::vector<std::string>> ListSolutions() const;
+    /// \param doubts gets what is in doubt, and the rest is listed; without it the first doubt is the whole answer
+    Result<std::vector<std::string>> ListProjects(Doubts *doubts = nullptr) const;
+    Result<std::vector<std::string>> ListSolutions(Doubts *doubts = nullptr) const;
 
     /// The versions that are there, ascending: directories of that name that hold a manifest.
-    Result<std::vector<MorvVersion>> ListReleases(const std::string &project) const;
-    Result<std::vector<MorvVersion>> ListSolutionReleases(const std::string &solution) const;
+    Result<std::vector<MorvVersion>> ListReleases(const std::string &project, Doubts *doubts = nullptr) const;
+    Result<std::vector<MorvVersion>> ListSolutionReleases(const std::string &solution, Doubts *doubts = nullptr) const;
 
     /// Empty where the library would refuse the path as too long.
     std::string GetReleaseDirectory(const std::string &project, MorvVersion version) const;
@@ -63,7 +67,7 @@ private:
 
     using ReleaseName = std::pair<std::string, MorvVersion>;
 
-    const ProjectArchives &GetArchives(const std::string &projectRoot);
+    const ProjectArchives &GetArchives(const std::string &project, const std::string &projectRoot);
     Result<std::shared_ptr<const Release>> Load(const std::string &project, MorvVersion version);
     Result<std::shared_ptr<const ManifestTree>> LoadManifest(const ReleaseName &name, const std::string &path) const;
 
@@ -71,7 +75,7 @@ private:
     DiskFileCache mFiles;
     std::map<ReleaseName, KnownManifest> mKnown;
     std::mutex mMutex;                                                 ///< guards both maps
-    std::map<std::string, std::unique_ptr<ProjectArchives>> mArchives; ///< by project root
+    std::map<std::string, std::unique_ptr<ProjectArchives>> mArchives; ///< by project
     std::map<ReleaseName, std::shared_ptr<const Release>> mReleases;
 };
 } // namespace Keld::TreeReader

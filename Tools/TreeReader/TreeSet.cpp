@@ -31,13 +31,32 @@ std::optional<ReleaseName> ParseReleaseName(std::string text)
     }
     const std::size_t slash = text.find('/');
     const bool isPair = slash != std::string::npos && slash > 0 && text.find('/', slash + 1) == std::string::npos;
-    if (!isPair || !ParseVersion(text.c_str() + slash + 1, &name.version))
+    if (!isPair || !ParseVersion(text.c_str() + slash + 1, &name.version) ||
+        FormatVersion(name.version) != text.substr(slash + 1))
     {
-        return std::nullopt;
+        return std::nullopt; // what stands behind a version is not ignored: "1.0.0.1O" is no 1.0.0.1
     }
     name.name = text.substr(0, slash);
     const bool isDirectoryWord = name.name == "." || name.name == "..";
     return isDirectoryWord ? std::nullopt : std::optional<ReleaseName>(name);
+}
+
+/// The release around a directory that somebody typed, "../1.0.0.1" or a link to one. The rules for a working directory
+/// go by the text of a path, so it is resolved first. A root may be a link to a directory of another name: then the
+/// text is all there is.
+Result<Reference> ResolveTypedDirectory(const std::string &directory)
+{
+    std::error_code error;
+    const std::filesystem::path resolved = std::filesystem::canonical(directory, error);
+    if (!error)
+    {
+        Result<Reference> reference = ResolveDirectory(resolved.string());
+        if (reference)
+        {
+            return reference;
+        }
+    }
+    return ResolveDirectory(std::filesystem::path(directory).lexically_normal().string());
 }
 } // namespace
 
@@ -82,7 +101,7 @@ Result<Reference> ResolveReference(const std::string &text, const std::string &w
             return Fault{FaultKind::NoRelease, text,
                          "is neither a directory nor a release, as client/1.0.0.0 or solution:suite/0.0.1.0"};
         }
-        return ResolveDirectory(directory);
+        return ResolveTypedDirectory(directory);
     }
     const std::string found = root.empty() ? Tree::FindRoot(workingDirectory) : root;
     if (found.empty())

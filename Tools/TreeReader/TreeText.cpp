@@ -5,6 +5,8 @@
 #include "KeldFoundation/CStd/Hash.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <utility>
 
 namespace Keld::TreeReader
 {
@@ -16,6 +18,14 @@ MorvVersion ParseVersionText(const std::string &text)
         throw TreeError("\"" + text + "\" is no version: write four numbers from 0 to 255, as in 1.0.0.0");
     }
     return version;
+}
+
+std::string ShortenPath(std::string path)
+{
+    // Nearly all paths are short already, and making one anew costs more than a look.
+    const bool isShort = path.find("//") == std::string::npos && path.find("./") == std::string::npos &&
+                         !path.ends_with("/.") && !path.ends_with("/..");
+    return isShort ? std::move(path) : std::filesystem::path(path).lexically_normal().string();
 }
 
 std::string FoldPath(std::string path)

@@ -70,9 +70,9 @@ Fault UnreadableIndexFault(Fault fault)
 }
 } // namespace
 
-Archive::Archive(std::string indexPath, std::string name, std::unique_ptr<const ArchiveFile> index)
-    : mIndexPath(std::move(indexPath)), mName(std::move(name)),
-      mDataPath(mIndexPath + "." + MORV::Reader::ArchiveDataExtension), mIndex(std::move(index))
+Archive::Archive(std::string indexPath, std::string dataPath, std::string name,
+                 std::unique_ptr<const ArchiveFile> index)
+    : mIndexPath(std::move(indexPath)), mName(std::move(name)), mDataPath(std::move(dataPath)), mIndex(std::move(index))
 {
 }
 
@@ -94,7 +94,8 @@ const Failure &Archive::CheckData(DiskFileCache &files) const
     return mDataFailure;
 }
 
-VersionArchives::VersionArchives(std::string directory) : mDirectory(std::move(directory))
+VersionArchives::VersionArchives(std::string directory, std::string dataDirectory)
+    : mDirectory(std::move(directory)), mDataDirectory(std::move(dataDirectory))
 {
     for (const std::string &name : IndexNames(mDirectory))
     {
@@ -131,7 +132,8 @@ void VersionArchives::Load(const std::string &name)
                            "is an archive index whose files have no bytes; the library deletes it where it may write"});
         return;
     }
-    mArchives.push_back(std::make_unique<const Archive>(path, name, std::move(index)));
+    const std::string dataPath = mDataDirectory + "/" + name + "." + MORV::Reader::ArchiveDataExtension;
+    mArchives.push_back(std::make_unique<const Archive>(path, dataPath, name, std::move(index)));
 }
 
 ArchiveHit VersionArchives::Find(const char *path) const

@@ -17,7 +17,8 @@ class Archive
 {
 public:
     /// Takes over the index, which has read its image.
-    Archive(std::string indexPath, std::string name, std::unique_ptr<const MORV::Reader::ArchiveFile> index);
+    Archive(std::string indexPath, std::string dataPath, std::string name,
+            std::unique_ptr<const MORV::Reader::ArchiveFile> index);
 
     const std::string &GetName() const { return mName; } ///< of the index file, without directory
     const std::string &GetIndexPath() const { return mIndexPath; }
@@ -51,7 +52,9 @@ struct ArchiveHit
 class VersionArchives
 {
 public:
-    explicit VersionArchives(std::string directory);
+    /// \param directory     of the indexes
+    /// \param dataDirectory of the data files; the same but for projects of odd names
+    VersionArchives(std::string directory, std::string dataDirectory);
 
     const std::string &GetDirectory() const { return mDirectory; }
     const std::vector<std::unique_ptr<const Archive>> &GetArchives() const { return mArchives; }
@@ -72,6 +75,7 @@ private:
     void Load(const std::string &name);
 
     const std::string mDirectory;
+    const std::string mDataDirectory;
     std::vector<std::unique_ptr<const Archive>> mArchives;
     std::vector<Fault> mFaults;
 };

@@ -58,7 +58,13 @@ Failure View::AddLayer(Tree &tree, const std::string &project, MorvVersion versi
 
 Failure View::AddSolution(Tree &tree)
 {
-    const auto solution = ReadSolutionProjects(tree.GetSolutionDirectory(mName.name, mName.version));
+    const std::string directory = tree.GetSolutionDirectory(mName.name, mName.version);
+    if (directory.empty())
+    {
+        return Fault{FaultKind::PathTooLong, tree.GetRoot(),
+                     "the path of " + mName.GetText() + " is too long for the library: 1,024 bytes or more"};
+    }
+    const auto solution = ReadSolutionProjects(directory);
     if (!solution)
     {
         return solution.GetFault();

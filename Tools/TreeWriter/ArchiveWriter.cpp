@@ -165,7 +165,7 @@ void ArchiveWriter::Append(std::string_view stored)
 void ArchiveWriter::DropLast()
 {
     mSizeSum -= mFiles.back().size;
-    mData.CutTo(mFiles.back().offset);
+    mData.SetSize(mFiles.back().offset);
     mFiles.pop_back();
 }
 

@@ -5,6 +5,7 @@
 #include "Tools/TreeWriter/DirectoryProtection.h"
 
 #include <filesystem>
+#include <system_error>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -24,10 +25,17 @@ Common::Descriptor LockLeftover(const fs::path &directory)
     return isFree ? std::move(descriptor) : Common::Descriptor();
 }
 
+/// None where a link is called so: what it leads to was not collected for this tree.
 std::vector<fs::path> ListArriving(const std::string &root)
 {
     std::vector<fs::path> directories;
-    RequireNoDoubt(TreeReader::VisitDirectory(root + "/" + ArrivingDirectory,
+    const std::string place = root + "/" + ArrivingDirectory;
+    std::error_code error;
+    if (fs::is_symlink(fs::symlink_status(place, error)))
+    {
+        return directories;
+    }
+    RequireNoDoubt(TreeReader::VisitDirectory(place,
                                               [&directories](const std::string &path, const struct stat &status)
                                               {
                                                   if (S_ISDIR(status.st_mode))

@@ -283,10 +283,6 @@ MadeContent ContentMaker::MakePiece(const PlannedFile &file, const ContentTask &
     made.kind = MadeContent::Kind::Piece;
     made.bytes.resize(before + task.size);
     input->Read(task.offset - before, made.bytes.data(), made.bytes.size());
-    if (task.isLast)
-    {
-        input->RequireUnchanged();
-    }
     if (compress)
     {
         const std::string_view both = made.bytes;
@@ -308,7 +304,11 @@ std::string ContentMaker::NameOfAlone(const PlannedFile &file)
 void ContentMaker::Forget(std::size_t file)
 {
     const std::lock_guard<std::mutex> lock(mMutex);
-    mOpenFiles.erase(file);
+    if (const auto open = mOpenFiles.find(file); open != mOpenFiles.end())
+    {
+        open->second->RequireUnchanged();
+        mOpenFiles.erase(open);
+    }
 }
 
 std::shared_ptr<InputFile> ContentMaker::OpenLarge(const PlannedFile &file, std::size_t index)

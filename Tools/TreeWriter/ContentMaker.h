@@ -77,7 +77,8 @@ public:
     /// Name of the archive that an LZMA file has to itself, without its ending.
     static std::string NameOfAlone(const PlannedFile &file);
 
-    /// Gives up what is held for a large file. To be called when its last piece was consumed.
+    /// Gives up what is held for a large file. To be called when its last piece was consumed: only then has no thread
+    /// anything of it to read any more, and the file must be what it was when it was opened. Throws TreeError.
     void Forget(std::size_t file);
 
     /// Bytes of memory that a task takes.

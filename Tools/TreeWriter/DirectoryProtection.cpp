@@ -40,17 +40,20 @@ void RemoveTree(const fs::path &directory)
         }
     };
     std::vector<std::string> paths = {directory.string()};
-    lift(directory);
-    RequireNoDoubt(TreeReader::VisitTree(directory.string(),
-                                         [&](const std::string &path, const struct stat &status)
-                                         {
-                                             if (S_ISDIR(status.st_mode))
+    if (fs::is_directory(fs::symlink_status(directory, error))) // what a link leads to is not ours to empty
+    {
+        lift(directory);
+        RequireNoDoubt(TreeReader::VisitTree(directory.string(),
+                                             [&](const std::string &path, const struct stat &status)
                                              {
-                                                 lift(path);
-                                             }
-                                             paths.push_back(path);
-                                             return true;
-                                         }));
+                                                 if (S_ISDIR(status.st_mode))
+                                                 {
+                                                     lift(path);
+                                                 }
+                                                 paths.push_back(path);
+                                                 return true;
+                                             }));
+    }
     for (; !paths.empty(); paths.pop_back())
     {
         if (std::remove(paths.back().c_str()) != 0 && errno != ENOENT)

@@ -13,8 +13,8 @@ bool IsProtected(const std::filesystem::path &directory);
 /// Takes the permission to write a directory from everybody. Throws std::system_error.
 void Protect(const std::filesystem::path &directory);
 
-/// Removes a directory with all below it, protected ones too; nothing where it is not there. Throws std::system_error,
-/// and TreeError where a directory cannot be read.
+/// Removes a directory with all below it, protected ones too; nothing where it is not there. Of a symbolic link, also
+/// of one below, the link alone goes. Throws std::system_error, and TreeError where a directory cannot be read.
 void RemoveTree(const std::filesystem::path &directory);
 
 /// Lets the owner write a protected directory for a while. What is no protected directory is left alone.

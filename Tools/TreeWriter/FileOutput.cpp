@@ -7,6 +7,18 @@
 
 namespace Keld::TreeWriter
 {
+namespace
+{
+/// Made anew also where something of its name stands, so that nothing is written through a link.
+std::FILE *OpenNew(const std::filesystem::path &path)
+{
+    constexpr const char *mode = "wbx"; // fails for a name that is there
+    std::FILE *stream = std::fopen(path.c_str(), mode);
+    const bool isTaken = stream == nullptr && errno == EEXIST;
+    return isTaken && unlink(path.c_str()) == 0 ? std::fopen(path.c_str(), mode) : stream;
+}
+} // namespace
+
 void WriteFile(const std::filesystem::path &path, std::string_view bytes)
 {
     FileOutput output(path);
@@ -27,7 +39,7 @@ FileOutput::FileOutput(std::filesystem::path path) : mPath(std::move(path))
     {
         std::filesystem::create_directories(mPath.parent_path());
     }
-    mStream.reset(std::fopen(mPath.c_str(), "wb"));
+    mStream.reset(OpenNew(mPath));
     if (mStream == nullptr)
     {
         Fail();
@@ -43,7 +55,7 @@ void FileOutput::Write(std::string_view bytes)
     mSize += bytes.size();
 }
 
-void FileOutput::CutTo(uint64 size)
+void FileOutput::SetSize(uint64 size)
 {
     const auto offset = static_cast<off_t>(size);
     if (std::fflush(mStream.get()) != 0 || ftruncate(fileno(mStream.get()), offset) != 0 ||

@@ -20,15 +20,15 @@ void ReplaceFile(const std::filesystem::path &path, std::string_view bytes);
 class FileOutput
 {
 public:
-    /// Makes the directories above it. An existing file is cut to nothing.
+    /// Makes the directories above it. A file or symbolic link of its name is replaced.
     explicit FileOutput(std::filesystem::path path);
 
     void Write(std::string_view bytes);
 
     const std::filesystem::path &GetPath() const { return mPath; }
 
-    /// Throws away what lies behind the first `size` bytes.
-    void CutTo(uint64 size);
+    /// Throws away what lies behind the first `size` bytes, or fills up with zeros. Writing goes on behind them.
+    void SetSize(uint64 size);
 
     /// Bytes written so far.
     uint64 GetSize() const { return mSize; }

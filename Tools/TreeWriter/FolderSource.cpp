@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <map>
 #include <set>
 
 #include <fcntl.h>
@@ -22,8 +23,8 @@ namespace
 class FolderScanner
 {
 public:
-    FolderScanner(const fs::path &root, const SourceOptions &options)
-        : mRoot(root), mOptions(options), mCollector(root, options)
+    FolderScanner(const fs::path &root, const SourceOptions &options, const std::function<void()> &checkpoint)
+        : mRoot(root), mOptions(options), mCheckpoint(checkpoint), mCollector(root, options)
     {
     }
 
@@ -41,6 +42,7 @@ public:
         }
         for (const std::string &listed : *mOptions.only)
         {
+            mCheckpoint();
             ScanListed(listed);
         }
         return mCollector.Finish();
@@ -81,7 +83,13 @@ private:
         for (const fs::path &name : path.parent_path())
         {
             above /= name;
-            if (fs::is_symlink(fs::symlink_status(mRoot / above)) && mOptions.links != LinkPolicy::Follow)
+            const bool isLink =
+                fs::is_symlink(fs::symlink_status(mRoot / above)) && mOptions.links != LinkPolicy::Follow;
+            if (IsExcluded(above.string(), !isLink))
+            {
+                return;
+            }
+            if (isLink)
             {
                 mCollector.Refuse(path.string(), "is listed but lies behind the symbolic link " + above.string());
                 return;
@@ -132,6 +140,7 @@ private:
     /// files open.
     void ScanDirectory(const std::string &directory, const std::string &prefix)
     {
+        mCheckpoint();
         std::vector<std::string> names;
         std::vector<Examined> entries;
         if (const int error = ListDirectory(directory, names, entries))
@@ -171,7 +180,7 @@ private:
             mCollector.Refuse(virtualPath, std::string("cannot be examined: ") + std::strerror(entry.error));
             return;
         }
-        if (mCollector.IsExcluded(virtualPath, S_ISDIR(entry.mode)))
+        if (IsExcluded(virtualPath, S_ISDIR(entry.mode)))
         {
             return;
         }
@@ -187,6 +196,21 @@ private:
         {
             ScanContent(path, virtualPath, entry);
         }
+    }
+
+    /// A list may lead by a directory many times: it is asked for, and counted, once.
+    bool IsExcluded(const std::string &virtualPath, bool isDirectory)
+    {
+        if (!isDirectory || !mOptions.only)
+        {
+            return mCollector.IsExcluded(virtualPath, isDirectory);
+        }
+        const auto [known, isNew] = mDirectories.try_emplace(virtualPath, false);
+        if (isNew)
+        {
+            known->second = mCollector.IsExcluded(virtualPath, true);
+        }
+        return known->second;
     }
 
     void MeetLink(const std::string &virtualPath)
@@ -225,13 +249,15 @@ private:
 
     fs::path mRoot;
     const SourceOptions &mOptions;
+    const std::function<void()> &mCheckpoint;
     SourceCollector mCollector;
     std::vector<Identity> mAbove; ///< the directories on the way to where the scan is
     std::set<std::string> mListed;
+    std::map<std::string, bool> mDirectories; ///< of a list: whether patterns leave them out
 };
 } // namespace
 
-SourceTree ScanSource(const fs::path &source, const SourceOptions &options)
+SourceTree ScanSource(const fs::path &source, const SourceOptions &options, const std::function<void()> &checkpoint)
 {
     std::error_code error;
     const fs::file_status status = fs::status(source, error);
@@ -243,6 +269,6 @@ SourceTree ScanSource(const fs::path &source, const SourceOptions &options)
     {
         throw TreeError(source.string() + ": is no folder: give the folder whose files are to be packed");
     }
-    return FolderScanner(source, options).Scan();
+    return FolderScanner(source, options, checkpoint).Scan();
 }
 } // namespace Keld::TreeWriter

@@ -27,18 +27,13 @@ public:
     {
     }
 
-    std::string PlaceOf(const PlannedFile &planned) const
+    const std::string &GetArchive() const { return mArchive; }
+
+    /// An empty file that is planned for an archive may end as a managed one.
+    bool IsTooLongPlain(const PlannedFile &planned) const
     {
-        switch (planned.choice.storage)
-        {
-        case Storage::Naked:
-            return mNaked + planned.entry.path;
-        case Storage::Managed:
-            return mManaged + planned.entry.path;
-        case Storage::Archive:
-            break;
-        }
-        return mArchive;
+        const std::string &directory = planned.choice.storage == Storage::Naked ? mNaked : mManaged;
+        return directory.size() + planned.entry.path.size() >= PathBufferSize;
     }
 
 private:
@@ -118,6 +113,16 @@ StorageChoice StorageChooser::Choose(const std::string &path) const
     return choice;
 }
 
+void RequireHeldPlain(const PlannedFile &file)
+{
+    if (file.isTooLong)
+    {
+        throw TreeError(file.entry.path + ": the path on disk would be longer than 1023 bytes, which the reader "
+                                          "refuses: shorten it, or store the file in an archive beside others that are "
+                                          "not empty");
+    }
+}
+
 std::vector<PlannedFile> PlanRelease(const PackRequest &request, const TreePlaces &tree, const SourceTree &source,
                                      BaseRelease &base)
 {
@@ -130,10 +135,15 @@ std::vector<PlannedFile> PlanRelease(const PackRequest &request, const TreePlace
     plan.reserve(source.files.size());
     for (const SourceFile &file : source.files)
     {
-        const PlannedFile &planned = plan.emplace_back(PlanFile(request, source, file, base, chooser));
-        if (!planned.canBeKept)
+        PlannedFile &planned = plan.emplace_back(PlanFile(request, source, file, base, chooser));
+        planned.isTooLong = places.IsTooLongPlain(planned);
+        if (planned.choice.storage == Storage::Archive)
         {
-            RequireHeldByReader(places.PlaceOf(planned), "store it in an archive, or shorten the path");
+            RequireHeldByReader(places.GetArchive(), "use a root with a shorter path");
+        }
+        else if (!planned.canBeKept) // of those its content decides
+        {
+            RequireHeldPlain(planned);
         }
     }
     MarkPossibleTwins(plan);

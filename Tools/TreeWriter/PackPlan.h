@@ -29,6 +29,7 @@ struct PlannedFile
     std::string source; ///< where its content is read, on the disk
     StorageChoice choice;
     const TreeReader::ReleaseFile *inBase = nullptr;    ///< the base's record of the path with the same size
+    bool isTooLong = false;                             ///< the reader could not hold its path outside of archives
     bool canBeKept = false;                             ///< inBase lies where this release can refer to it
     std::size_t aloneNumber = 0;                        ///< of the archive that an LZMA file has to itself, from 1 on
     bool mayHaveTwin = false;                           ///< another file of the same size could share its stored form
@@ -59,6 +60,9 @@ private:
     const BaseRelease &mBase;
     RuleBook &mRules;
 };
+
+/// Refuses, by TreeError, to store a file outside of archives where the reader could not hold its path on disk.
+void RequireHeldPlain(const PlannedFile &file);
 
 /// Decides for every file, from names and sizes alone, and refuses, by TreeError, what would end at a path on disk that
 /// the reader cannot hold.

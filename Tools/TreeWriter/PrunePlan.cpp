@@ -3,14 +3,18 @@
 #include "Tools/TreeReader/Census.h"
 #include "Tools/TreeReader/DataFiles.h"
 #include "Tools/TreeReader/DirectoryVisit.h"
-#include "Tools/TreeReader/ReleaseParts.h"
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeWriter/ArrivalLeftovers.h"
+#include "Tools/TreeWriter/KeptPlaces.h"
+#include "Tools/TreeWriter/PrunedPlaces.h"
 #include "Tools/TreeWriter/ReleaseStaging.h"
+#include "Tools/TreeWriter/TreeNames.h"
 
 #include "KeldMorvIO/TreeWords.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <tuple>
 #include <unordered_set>
@@ -45,35 +49,11 @@ uint64 SizeOf(const std::vector<PrunePlan::File> &files)
     return size;
 }
 
-/// The files on disk that must stay. Links count as what they lead to, so that nothing is taken from behind them.
-class KeptFiles
-{
-public:
-    explicit KeptFiles(const std::string &root) : mRoot(root) {}
-
-    void Add(const std::string &path)
-    {
-        mPaths.insert(path);
-        std::error_code error;
-        const fs::path settled = fs::canonical(mRoot + "/" + path, error);
-        const std::string text = settled.string();
-        if (!error && text.starts_with(mRoot + "/"))
-        {
-            mPaths.insert(text.substr(mRoot.size() + 1));
-        }
-    }
-
-    bool Holds(const std::string &path) const { return mPaths.count(path) != 0; }
-
-private:
-    const std::string &mRoot;
-    std::unordered_set<std::string> mPaths; ///< below the root
-};
-
 class Planner
 {
 public:
-    explicit Planner(const PruneRequest &request) : mRequest(request), mTree(request.root), mKeptFiles(request.root)
+    explicit Planner(const PruneRequest &request)
+        : mRequest(request), mTree(request.root), mKept(request.root), mPruned(request.root)
     {
         mPlan.root = request.root;
     }
@@ -85,6 +65,7 @@ public:
             Keep(name);
         }
         ChooseScope();
+        KeepWhatStays();
         for (const std::string &solution : mSolutions)
         {
             PlanSolution(solution);
@@ -126,41 +107,26 @@ private:
         }
         for (const TreeReader::Layer &layer : view.GetLayers())
         {
-            // A directory that was renamed serves files of the project that its manifest names.
+            RequireDirectoryName(name, layer.project);
+            RequireDirectoryName(name, layer.release->GetProject());
             mKeptReleases.insert({false, layer.project, layer.version});
             mProjects.insert(layer.project);
-            mProjects.insert(layer.release->GetProject());
-            RequireReadableArchives(*layer.release);
         }
         const TreeReader::Census census = TreeReader::TakeCensus(view, mRequest.threadCount);
         if (census.missing > 0)
         {
             mPlan.notes.push_back(name.GetText() + " is kept, but is not whole: " + census.GetSummary());
         }
-        const TreeReader::ReleaseParts gathered = GatherParts(view, mRequest.root, mRequest.threadCount);
-        if (!gathered.doubts.empty())
-        {
-            throw TreeError(name.GetText() + " is to be kept, but what it needs cannot be told: " +
-                            gathered.doubts.front().GetMessage());
-        }
-        for (const TreeReader::ReleasePart &part : gathered.parts)
-        {
-            mKeptFiles.Add(part.path);
-        }
+        mKept.AddParts(view, mRequest.threadCount);
     }
 
-    /// What an index that cannot be read holds, nobody knows.
-    static void RequireReadableArchives(const TreeReader::Release &release)
+    /// What a manifest names must not lead to another tree.
+    static void RequireDirectoryName(const ReleaseName &kept, const std::string &project)
     {
-        for (const MorvVersion version : release.GetArchiveVersions())
+        if (!IsDirectoryName(project))
         {
-            const TreeReader::VersionArchives &archives = release.GetArchives(version);
-            if (!archives.GetFaults().empty())
-            {
-                throw TreeError(
-                    "release " + FormatVersion(release.GetVersion()) + " of " + release.GetProject() +
-                    " is to be kept, but what it needs cannot be told: " + archives.GetFaults().front().GetMessage());
-            }
+            throw TreeError(kept.GetText() + " is to be kept, but a manifest of it names the project \"" + project +
+                            "\", which is no directory name");
         }
     }
 
@@ -185,20 +151,78 @@ private:
         }
     }
 
+    /// A release in a project that is left alone may still be served from one that is pruned: its directory was copied
+    /// or renamed, so that its manifest names the other, or a link leads there. A project that is nothing but a link to
+    /// one that is pruned has no releases of its own.
+    void KeepWhatStays()
+    {
+        for (const std::string &project : mProjects)
+        {
+            mPruned.AddProject(project);
+        }
+        for (const std::string &project : Require(mTree.ListProjects()))
+        {
+            const std::string releases = mRequest.root + "/" + ReleasesOf(false, project);
+            const bool isOtherName = mPruned.Hold(releases) && SettlePath(releases) != releases;
+            if (mProjects.count(project) != 0 || isOtherName)
+            {
+                continue;
+            }
+            for (const MorvVersion version : Require(mTree.ListReleases(project)))
+            {
+                TreeReader::Tree tree(mRequest.root); // of its own: not all manifests are to be held at once
+                const std::optional<View> view = OpenStaying(tree, {false, project, version});
+                if (view && mPruned.Serve(*view))
+                {
+                    mKept.AddParts(*view, mRequest.threadCount);
+                }
+            }
+        }
+    }
+
+    /// Nothing, and a note, for what nobody can start.
+    std::optional<View> OpenStaying(TreeReader::Tree &tree, const ReleaseName &name)
+    {
+        TreeReader::Result<View> view = View::Open(tree, name);
+        if (view)
+        {
+            return std::move(*view);
+        }
+        if (TreeReader::IsDoubt(view.GetFault().kind))
+        {
+            throw TreeError(name.GetText() +
+                            " stays, but what it needs cannot be told: " + view.GetFault().GetMessage());
+        }
+        mPlan.notes.push_back(name.GetText() + " cannot be started as it is, and was not asked what it needs: " +
+                              view.GetFault().GetMessage());
+        return std::nullopt;
+    }
+
     /// Also directories without a manifest: a run that ended early leaves such.
     void PlanSolution(const std::string &solution)
     {
-        const std::string releases = mRequest.root + "/" + MORV::Reader::SolutionsDirectory + "/" + solution + "/" +
-                                     MORV::Reader::ReleasesDirectory;
-        for (const std::string &directory : TreeReader::ListVersionDirectories(releases))
+        for (const std::string &directory : ListUnkept(ReleasesOf(true, solution)))
         {
             ReleaseName name{true, solution, 0};
-            ParseVersion(directory.c_str(), &name.version);
-            if (mKeptSolutions.count(name) == 0)
+            ParseVersion(fs::path(directory).filename().c_str(), &name.version);
+            AddSolution(name, mRequest.root + "/" + directory);
+        }
+    }
+
+    /// The directories of versions in a directory, all below the root, but for those of kept releases. What lies in
+    /// them may be removed until nothing is left.
+    std::vector<std::string> ListUnkept(const std::string &place)
+    {
+        std::vector<std::string> directories;
+        for (const std::string &version : TreeReader::ListVersionDirectories(mRequest.root + "/" + place))
+        {
+            if (std::string directory = place + "/" + version; !mKept.Holds(directory))
             {
-                AddSolution(name, releases + "/" + directory);
+                directories.push_back(std::move(directory));
             }
         }
+        mPlan.directories.insert(mPlan.directories.end(), directories.begin(), directories.end());
+        return directories;
     }
 
     /// The manifest, the configuration, and what programs left in the directory.
@@ -250,22 +274,15 @@ private:
 
     void RequireWholeSolution(const ReleaseName &name)
     {
-        const TreeReader::Result<View> view = View::Open(mTree, name);
-        if (!view && TreeReader::IsDoubt(view.GetFault().kind))
-        {
-            throw TreeError(name.GetText() +
-                            " stays, but what it needs cannot be told: " + view.GetFault().GetMessage());
-        }
+        const std::optional<View> view = OpenStaying(mTree, name);
         if (!view)
         {
-            mPlan.notes.push_back(name.GetText() + " cannot be started as it is, and was not asked what it needs: " +
-                                  view.GetFault().GetMessage());
             return;
         }
         for (const TreeReader::Layer &layer : view->GetLayers())
         {
             const ReleaseName needed{false, layer.project, layer.version};
-            if (mProjects.count(layer.project) != 0 && mKeptReleases.count(needed) == 0)
+            if (mPruned.Hold(layer.release->GetDirectory()) && !mKept.Holds(PathOf(needed)))
             {
                 throw TreeError(name.GetText() + " uses " + needed.GetText() +
                                 ", which would be removed: keep it with --keep solution:" + name.name + "/" +
@@ -276,10 +293,14 @@ private:
 
     void PlanProject(const std::string &project)
     {
+        const std::string place = std::string(MORV::Reader::ProjectsDirectory) + "/" + project + "/";
+        ListUnkept(place + MORV::Reader::FileArchivesDirectory);
+        ListUnkept(place + MORV::Reader::ManagedFilesDirectory);
+        const std::vector<std::string> unkept = ListUnkept(ReleasesOf(false, project));
         for (const MorvVersion version : Require(mTree.ListReleases(project)))
         {
             const ReleaseName name{false, project, version};
-            if (mKeptReleases.count(name) == 0)
+            if (std::find(unkept.begin(), unkept.end(), PathOf(name)) != unkept.end()) // no link
             {
                 AddRelease(name, mTree.GetReleaseDirectory(project, version), MORV::Reader::ReleaseManifestName);
             }
@@ -289,15 +310,15 @@ private:
         AddUnneeded(files.managed, mPlan.managed);
         for (const DataFile &file : files.releases)
         {
-            const bool isKept = mKeptReleases.count({false, project, file.version}) != 0;
-            if (!isKept && mManifests.count(file.path) == 0 && !mKeptFiles.Holds(file.path))
+            const bool isKept = mKept.Holds(PathOf({false, project, file.version})) || mKept.Holds(file.path);
+            if (!isKept && mManifests.count(file.path) == 0)
             {
                 mPlan.rest.push_back({file.path, file.size});
             }
         }
         for (const std::string &leftover : FindLeftovers(TreeReader::TreePlaces(mRequest.root), project))
         {
-            mPlan.leftovers.push_back(std::string(MORV::Reader::ProjectsDirectory) + "/" + project + "/" + leftover);
+            mPlan.leftovers.push_back(place + leftover);
         }
     }
 
@@ -305,7 +326,7 @@ private:
     {
         for (const DataFile &file : files)
         {
-            if (!mKeptFiles.Holds(file.path))
+            if (!mKept.Holds(file.path))
             {
                 unneeded.push_back({file.path, file.size});
             }
@@ -314,7 +335,8 @@ private:
 
     const PruneRequest &mRequest;
     TreeReader::Tree mTree;
-    KeptFiles mKeptFiles;
+    KeptPlaces mKept;
+    PrunedPlaces mPruned;
     std::set<ReleaseName, NameOrder> mKeptReleases;
     std::set<ReleaseName, NameOrder> mKeptSolutions;
     std::set<std::string> mProjects;            ///< to be pruned

@@ -29,10 +29,11 @@ struct PrunePlan
     std::vector<Removal> releases;             ///< solutions first, then releases of projects
     std::vector<File> archives;                ///< indexes, each in front of its data file
     std::vector<File> managed;
-    std::vector<File> rest;                 ///< naked files and whatever else lies in the directories of such releases
-    std::vector<std::string> leftovers;     ///< directories: of packs that were killed, or are at work, and what was
-                                            ///< on its way into the tree, of fetches and the like that are at an end
-    std::vector<std::string> projects = {}; ///< that are pruned, and so have to be locked
+    std::vector<File> rest;             ///< naked files and whatever else lies in the directories of such releases
+    std::vector<std::string> leftovers; ///< directories: of packs that were killed, or are at work, and what was
+                                        ///< on its way into the tree, of fetches and the like that are at an end
+    std::vector<std::string> directories = {}; ///< of versions that nobody keeps; those that hold nothing then go
+    std::vector<std::string> projects = {};    ///< that are pruned, and so have to be locked
     std::vector<std::string> solutions = {};
     std::vector<std::string> notes = {}; ///< what is left alone, and why; one sentence each
 

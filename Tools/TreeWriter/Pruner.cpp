@@ -1,6 +1,5 @@
 #include "Tools/TreeWriter/Pruner.h"
 
-#include "Tools/TreeReader/DataFiles.h"
 #include "Tools/TreeReader/DirectoryVisit.h"
 #include "Tools/TreeReader/DiskFile.h"
 #include "Tools/TreeReader/TreeError.h"
@@ -9,8 +8,6 @@
 #include "Tools/TreeWriter/DiskSync.h"
 #include "Tools/TreeWriter/ReleaseStaging.h"
 #include "Tools/TreeWriter/WriteLocks.h"
-
-#include "KeldMorvIO/TreeWords.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -76,50 +73,16 @@ private:
     }
 
     /// Takes the directories of versions away that hold nothing any more, also those that a run left which ended early.
-    /// A kept release may well have empty ones.
     void RemoveEmptyDirectories()
     {
-        for (const std::string &project : mPlan.projects)
+        for (const std::string &directory : mPlan.directories)
         {
-            const std::string place = std::string(MORV::Reader::ProjectsDirectory) + "/" + project + "/";
-            AddVersions(place + MORV::Reader::FileArchivesDirectory, {});
-            AddVersions(place + MORV::Reader::ManagedFilesDirectory, {});
-            AddVersions(place + MORV::Reader::ReleasesDirectory, KeptVersions(false, project));
-        }
-        for (const std::string &solution : mPlan.solutions)
-        {
-            AddVersions(std::string(MORV::Reader::SolutionsDirectory) + "/" + solution + "/" +
-                            MORV::Reader::ReleasesDirectory,
-                        KeptVersions(true, solution));
+            AddDirectoriesBelow(mRoot / directory);
         }
         // The deepest come first.
         for (auto directory = mDirectories.rbegin(); directory != mDirectories.rend(); ++directory)
         {
             RemoveIfEmpty(*directory);
-        }
-    }
-
-    std::set<std::string> KeptVersions(bool ofSolution, const std::string &name) const
-    {
-        std::set<std::string> versions;
-        for (const TreeReader::ReleaseName &kept : mPlan.kept)
-        {
-            if (kept.isSolution == ofSolution && kept.name == name)
-            {
-                versions.insert(FormatVersion(kept.version));
-            }
-        }
-        return versions;
-    }
-
-    void AddVersions(const std::string &place, const std::set<std::string> &kept)
-    {
-        for (const std::string &version : TreeReader::ListVersionDirectories(mRoot / place))
-        {
-            if (kept.count(version) == 0)
-            {
-                AddDirectoriesBelow(mRoot / place / version);
-            }
         }
     }
 

@@ -145,6 +145,10 @@ void TryOut(const PackRequest &request, std::vector<PlannedFile> &plan)
                           PlannedFile &planned = *candidates[index];
                           planned.entry.digest = DigestOfFile(planned, request.checkpoint);
                           planned.kept = planned.canBeKept && planned.IsUnchanged(planned.entry.digest);
+                          if (!planned.kept && planned.choice.storage != TreeReader::Storage::Archive)
+                          {
+                              RequireHeldPlain(planned);
+                          }
                           request.advance(planned.entry.size);
                       });
 }
@@ -181,7 +185,7 @@ public:
             throw TreeError("a tar stream can be read only once: a dry run needs a folder");
         }
         BaseRelease base(mRequest, mTree);
-        const SourceTree source = ScanSource(mRequest.source, mRequest.sourceOptions);
+        const SourceTree source = ScanSource(mRequest.source, mRequest.sourceOptions, mRequest.checkpoint);
         std::vector<PlannedFile> plan = PlanAll(source, base);
         TryOut(mRequest, plan);
         PackReport report = CountPlan(plan, source, base);
@@ -200,9 +204,10 @@ public:
         BaseRelease base(mRequest, mTree);
         ReleaseStaging staging(mTree, mRequest.project, mRequest.release,
                                {mRequest.sync, mRequest.protect, mRequest.publishStep});
-        const SourceTree source = mRequest.tarStream >= 0 ? SpoolTar(mRequest.tarStream, staging.Spool(),
-                                                                     mRequest.sourceOptions, mRequest.checkpoint)
-                                                          : ScanSource(mRequest.source, mRequest.sourceOptions);
+        const SourceTree source =
+            mRequest.tarStream >= 0
+                ? SpoolTar(mRequest.tarStream, staging.Spool(), mRequest.sourceOptions, mRequest.checkpoint)
+                : ScanSource(mRequest.source, mRequest.sourceOptions, mRequest.checkpoint);
         std::vector<PlannedFile> plan = PlanAll(source, base);
         ReadLargeDigests(mRequest, plan);
 
@@ -216,8 +221,8 @@ public:
         report.storedSize = storer.GetStoredSize();
         report.shared = storer.GetSharedCount();
         report.sharedSize = storer.GetSharedSize();
+        ForgetShipLists(); // first: a list of the release before would have every fetch of the new one refused
         staging.Publish(BuildManifest(mRequest, source, plan));
-        ForgetShipLists();
         NoteDelta(mRequest, report);
         return report;
     }

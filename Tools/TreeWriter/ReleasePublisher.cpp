@@ -26,6 +26,7 @@ namespace
 {
 constexpr const char *Current = "current";
 constexpr const char *Publishing = "publishing";
+constexpr const char *Protection = "protect";
 
 bool Exchange(const fs::path &left, const fs::path &right)
 {
@@ -54,6 +55,12 @@ bool IsThere(const fs::path &path)
 {
     return fs::exists(fs::symlink_status(path));
 }
+
+/// And no link to one.
+bool IsRealDirectory(const fs::path &path)
+{
+    return fs::is_directory(fs::symlink_status(path));
+}
 } // namespace
 
 ReleasePublisher::ReleasePublisher(const TreeReader::TreePlaces &tree, const std::string &project, MorvVersion release,
@@ -71,8 +78,7 @@ ReleasePublisher::ReleasePublisher(const TreeReader::TreePlaces &tree, const std
 
 void ReleasePublisher::Publish()
 {
-    const fs::path &archives = mParts.front().place;
-    const bool protects = mOptions.protect || IsProtected(archives);
+    NoteProtection();
     if (mOptions.sync)
     {
         SyncFileSystem(mStaging);
@@ -88,15 +94,16 @@ void ReleasePublisher::Publish()
             SwitchPlaces();
         }
     }
-    catch (...)
+    catch (const std::exception &failure)
     {
+        if (mIsInForce)
+        {
+            // Whoever removes the staging directory sets the rest right.
+            throw TreeError("the release is made and in its place, but what then was to be done failed: " +
+                            std::string(failure.what()));
+        }
         SetRight();
         throw;
-    }
-    if (protects && IsThere(archives))
-    {
-        mOptions.step();
-        Protect(archives);
     }
 }
 
@@ -110,6 +117,35 @@ void ReleasePublisher::SetRight()
     {
         EmptyPlaces();
     }
+    else if (IsThere(mStaging / Publishing))
+    {
+        ProtectWhereNoted("new");
+    }
+}
+
+/// For both contents: a process may end while it has the protection lifted. What was protected stays so.
+void ReleasePublisher::NoteProtection() const
+{
+    const bool wasProtected = IsProtected(mParts.front().place);
+    if (wasProtected)
+    {
+        WriteFile(mStaging / "old" / Protection, "");
+    }
+    if (wasProtected || mOptions.protect)
+    {
+        WriteFile(NewPart(Protection), "");
+    }
+}
+
+/// \param which content is in its places
+void ReleasePublisher::ProtectWhereNoted(const fs::path &which)
+{
+    const fs::path &archives = mParts.front().place;
+    if (IsThere(mStaging / which / Protection) && IsRealDirectory(archives))
+    {
+        mOptions.step();
+        Protect(archives);
+    }
 }
 
 /// Whether there is nothing to replace. Empty directories are nothing.
@@ -118,7 +154,7 @@ bool ReleasePublisher::IsFree() const
     return std::all_of(mParts.begin(), mParts.end(),
                        [](const Part &part)
                        {
-                           const bool emptyDirectory = part.isDirectory && fs::is_directory(part.place) &&
+                           const bool emptyDirectory = part.isDirectory && IsRealDirectory(part.place) &&
                                                        TreeReader::RequireNames(part.place).empty();
                            return !IsThere(part.place) || emptyDirectory;
                        });
@@ -144,6 +180,8 @@ void ReleasePublisher::FillPlaces()
         fs::create_directories(part.place.parent_path());
         fs::rename(content, part.place); // takes the place of an empty directory, too
     }
+    mIsInForce = true;
+    ProtectWhereNoted("new");
     SyncPlaces();
 }
 
@@ -151,7 +189,7 @@ void ReleasePublisher::EmptyPlaces()
 {
     for (const Part &part : mParts)
     {
-        if (part.isDirectory && IsThere(part.place))
+        if (part.isDirectory && IsRealDirectory(part.place)) // free places are filled with nothing else
         {
             RemoveTree(part.place);
         }
@@ -163,7 +201,7 @@ void ReleasePublisher::SwitchPlaces()
     RequireExchange();
     mOptions.step();
     PointCurrentTo("old");
-    fs::create_directory(mStaging / "old");
+    fs::create_directories(mStaging / "old");
     for (const Part &part : mParts)
     {
         if (part.isDirectory)
@@ -179,6 +217,7 @@ void ReleasePublisher::SwitchPlaces()
     SyncPlaces();
     mOptions.step();
     PointCurrentTo("new");
+    mIsInForce = true;
     Sync(mStaging);
     Settle();
 }
@@ -215,6 +254,7 @@ void ReleasePublisher::Settle()
             TurnIntoContent(part, mStaging / which / part.name);
         }
     }
+    ProtectWhereNoted(which);
     SyncPlaces();
     fs::remove(mStaging / Current);
 }

@@ -24,6 +24,7 @@ namespace Keld::TreeWriter
 ///   old/...                                                  what was replaced
 ///   current                                                  a link to "old" or "new", while places are links
 ///   publishing                                               there while free places are filled
+///   new/protect, old/protect                                 there where the archives of that are to be protected
 class ReleasePublisher
 {
 public:
@@ -40,7 +41,8 @@ public:
 
     std::filesystem::path NewPart(const char *name) const { return mStaging / "new" / name; }
 
-    /// After a failure the old release, or the lack of one, is back.
+    /// After a failure the old release, or the lack of one, is back. What fails when the new release is in force
+    /// already is told as such, by TreeError.
     void Publish();
 
     /// Takes back what an earlier process began in this staging directory, or ends it where the new release was in
@@ -58,6 +60,8 @@ private:
     bool IsFree() const;
     void FillPlaces();
     void SwitchPlaces();
+    void NoteProtection() const;
+    void ProtectWhereNoted(const std::filesystem::path &which);
     void TurnIntoLink(const Part &part);
     void TurnIntoContent(const Part &part, const std::filesystem::path &content);
     void Settle();
@@ -71,6 +75,7 @@ private:
 
     std::filesystem::path mStaging;
     Options mOptions;
+    bool mIsInForce = false;    ///< the new release is what everybody sees
     std::array<Part, 6> mParts; ///< the manifest last
 };
 } // namespace Keld::TreeWriter

@@ -29,6 +29,8 @@ namespace
 {
 constexpr const char *Prefix = "packing-";
 
+/// For everybody whom the mask lets in, as a directory that mkdir makes: while places are links, a release is read
+/// through it.
 fs::path MakeUniqueDirectory(const fs::path &prefix)
 {
     std::string pattern = prefix.string() + "-XXXXXX";
@@ -36,6 +38,9 @@ fs::path MakeUniqueDirectory(const fs::path &prefix)
     {
         throw std::system_error(errno, std::generic_category(), "cannot make " + pattern);
     }
+    const fs::path ordinary = fs::path(pattern) / "new";
+    fs::create_directory(ordinary);
+    fs::permissions(pattern, fs::status(ordinary).permissions());
     return pattern;
 }
 
@@ -151,7 +156,9 @@ std::vector<std::string> FindLeftovers(const TreePlaces &tree, const std::string
     std::erase_if(names,
                   [&](const std::string &name)
                   {
-                      return !VersionOfStaging(name) || !fs::is_directory(tree.Project(project) / name);
+                      // A link of such a name is nobody's staging, and leads to what is not ours to remove.
+                      return !VersionOfStaging(name) ||
+                             !fs::is_directory(fs::symlink_status(tree.Project(project) / name));
                   });
     return names;
 }

@@ -77,6 +77,7 @@ void ReleaseStorer::Finish()
 void ReleaseStorer::TakePlain(std::size_t file)
 {
     PlannedFile &planned = mPlan[file];
+    RequireHeldPlain(planned);
     const bool staysNaked = planned.choice.storage == Storage::Naked && planned.IsUnchanged(planned.entry.digest);
     planned.entry.version = staysNaked ? planned.inBase->version : planned.entry.version;
     mStoredSize += planned.entry.size;

@@ -3,8 +3,6 @@
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeReader/TreeText.h"
 
-#include "KeldFoundation/CStd/PathLimit.h"
-
 #include <algorithm>
 #include <set>
 #include <string_view>
@@ -17,7 +15,6 @@ using TreeReader::TreeError;
 namespace
 {
 constexpr uint64 LargestFile = 0xFFFFFFFE; // 0xFFFFFFFF is the size of what has none
-constexpr std::size_t LongestPath = PathBufferSize - 1;
 constexpr std::size_t MostProblemsTold = 20;
 
 /// A text whose bytes compare as the path's names do, one by one and without case.
@@ -63,12 +60,10 @@ void SourceCollector::AddDirectory(std::string path)
 
 void SourceCollector::AddFile(SourceFile file)
 {
-    if (file.size > LargestFile)
+    if (CanHoldSize(file.path, file.size))
     {
-        Refuse(file.path, "is larger than 4294967294 bytes, the most that a manifest can tell: split it");
-        return;
+        mTree.files.push_back(std::move(file));
     }
-    mTree.files.push_back(std::move(file));
 }
 
 bool SourceCollector::CanHold(const std::string &path)
@@ -84,6 +79,15 @@ bool SourceCollector::CanHold(const std::string &path)
         return false;
     }
     return true;
+}
+
+bool SourceCollector::CanHoldSize(const std::string &path, uint64 size)
+{
+    if (size > LargestFile)
+    {
+        Refuse(path, "is larger than 4294967294 bytes, the most that a manifest can tell: split it");
+    }
+    return size <= LargestFile;
 }
 
 void SourceCollector::Refuse(const std::string &path, const std::string &problem)

@@ -2,11 +2,15 @@
 
 #include "Tools/TreeWriter/SourceTree.h"
 
+#include "KeldFoundation/CStd/PathLimit.h"
+
 #include <string>
 #include <vector>
 
 namespace Keld::TreeWriter
 {
+inline constexpr std::size_t LongestPath = PathBufferSize - 1; ///< of virtual paths, in bytes
+
 /// Gathers the entries of a source from wherever they come, and holds each against what a release can hold.
 class SourceCollector
 {
@@ -23,6 +27,9 @@ public:
 
     /// Whether nothing of the path itself stands against it. Tells the problem otherwise.
     bool CanHold(const std::string &path);
+
+    /// The same of a file's size, in bytes.
+    bool CanHoldSize(const std::string &path, uint64 size);
 
     /// Takes note of a problem with an entry. Nothing is made then in the end.
     void Refuse(const std::string &path, const std::string &problem);

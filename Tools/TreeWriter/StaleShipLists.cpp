@@ -24,7 +24,8 @@ public:
     std::vector<std::string> Remove()
     {
         const TreeReader::Tree tree(mPlaces.GetRoot().string());
-        const auto solutions = tree.ListSolutions();
+        TreeReader::Tree::Doubts doubts;
+        const auto solutions = tree.ListSolutions(&doubts);
         if (!solutions)
         {
             Doubt("the solutions there", solutions.GetFault());
@@ -32,7 +33,7 @@ public:
         }
         for (const std::string &solution : *solutions)
         {
-            const auto versions = tree.ListSolutionReleases(solution);
+            const auto versions = tree.ListSolutionReleases(solution, &doubts);
             if (!versions)
             {
                 Doubt("the solution " + solution, versions.GetFault());
@@ -42,6 +43,10 @@ public:
             {
                 RemoveOf(solution + " " + FormatVersion(version), mPlaces.Solution(solution, version));
             }
+        }
+        for (const TreeReader::Fault &doubt : doubts)
+        {
+            Doubt("a solution there", doubt);
         }
         return std::move(mNotes);
     }

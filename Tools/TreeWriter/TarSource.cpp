@@ -106,6 +106,7 @@ public:
             mCheckpoint();
             TakeEntry(entry);
         }
+        RequireEndMark();
         ResolveLinks();
         for (auto &[path, file] : mFiles)
         {
@@ -129,6 +130,15 @@ private:
             const char *cause = archive_error_string(mStream.get());
             throw TreeError("standard input is no tar stream, or a damaged one: " +
                             std::string(cause != nullptr ? cause : "it cannot be read"));
+        }
+    }
+
+    /// A stream that is cut between two entries ends like a whole one, but for the blocks of zeros.
+    void RequireEndMark()
+    {
+        if (archive_filter_bytes(mStream.get(), 0) <= archive_read_header_position(mStream.get()))
+        {
+            throw TreeError("standard input is a tar stream that was cut off: it has no end mark");
         }
     }
 
@@ -164,7 +174,7 @@ private:
             mCollector.AddDirectory(*path);
             break;
         case AE_IFREG:
-            TakeFile(*path);
+            TakeFile(*path, entry);
             break;
         case AE_IFLNK:
             TakeSymbolicLink(*path, entry);
@@ -178,7 +188,9 @@ private:
     /// Whether a pattern leaves out the entry or a directory above it.
     bool IsLeftOut(const std::string &path, bool isDirectory)
     {
-        for (std::size_t end = path.find('/'); end != path.npos; end = path.find('/', end + 1))
+        // What lies deeper than the longest path has no place in a release; to look at each of its directories would
+        // take the square of its length.
+        for (std::size_t end = path.find('/'); end <= LongestPath; end = path.find('/', end + 1))
         {
             if (mLeftOut.count(path.substr(0, end)) != 0)
             {
@@ -195,15 +207,20 @@ private:
             return mLeftOut.count(path) != 0;
         }
         const bool excluded = mCollector.IsExcluded(path, isDirectory);
-        if (excluded && isDirectory)
+        if (excluded)
         {
             mLeftOut.insert(path);
         }
         return excluded;
     }
 
-    void TakeFile(const std::string &path)
+    void TakeFile(const std::string &path, archive_entry *entry)
     {
+        const auto told = static_cast<uint64>(archive_entry_size_is_set(entry) != 0 ? archive_entry_size(entry) : 0);
+        if (!mCollector.CanHoldSize(path, told))
+        {
+            return;
+        }
         Content content;
         content.disk = (mDirectory / std::to_string(++mCount)).string();
         FileOutput output(content.disk);
@@ -220,7 +237,15 @@ private:
             {
                 break;
             }
+            if (!mCollector.CanHoldSize(path, output.GetSize() + static_cast<uint64>(size)))
+            {
+                return;
+            }
             output.Write(std::string_view(buffer).substr(0, static_cast<std::size_t>(size)));
+        }
+        if (output.GetSize() < told)
+        {
+            output.SetSize(told); // nothing is told of a hole at the end
         }
         content.size = output.GetSize();
         output.Close();
@@ -234,10 +259,27 @@ private:
         const auto entry = target ? mFiles.find(*target) : mFiles.end();
         if (entry == mFiles.end())
         {
-            mCollector.Refuse(path, "is a hard link to " + name + ", which stands nowhere before it");
+            const bool isLeftOut = target && IsBelowLeftOut(*target);
+            mCollector.Refuse(path, "is a hard link to " + name +
+                                        (isLeftOut ? ", which was left out and alone has the content"
+                                                   : ", which stands nowhere before it"));
             return;
         }
-        mFiles[path] = Content(entry->second);
+        const Content content = entry->second;
+        mLinks.erase(path);
+        mFiles[path] = content;
+    }
+
+    bool IsBelowLeftOut(const std::string &path) const
+    {
+        for (std::size_t end = path.find('/'); end <= LongestPath; end = path.find('/', end + 1))
+        {
+            if (mLeftOut.count(path.substr(0, end)) != 0)
+            {
+                return true;
+            }
+        }
+        return mLeftOut.count(path) != 0;
     }
 
     void TakeSymbolicLink(const std::string &path, archive_entry *entry)
@@ -245,6 +287,7 @@ private:
         const char *target = archive_entry_symlink(entry);
         if (mOptions.links == LinkPolicy::Skip)
         {
+            mFiles.erase(path);
             mCollector.CountSkippedLink();
         }
         else if (mOptions.links == LinkPolicy::Refuse)
@@ -309,7 +352,7 @@ private:
     std::map<std::string, std::string> mLinks; ///< where links are followed: path to what it names
     std::vector<std::pair<std::string, Content>> mResolved;
     std::set<std::string> mSeen;    ///< directories that were held against the patterns
-    std::set<std::string> mLeftOut; ///< and those of them that are left out
+    std::set<std::string> mLeftOut; ///< those of them, and the files, that patterns leave out
     uint64 mCount = 0;
 };
 } // namespace

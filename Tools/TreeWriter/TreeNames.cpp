@@ -14,7 +14,13 @@ namespace
 {
 constexpr std::size_t LongestName = 255;
 constexpr const char *WildcardCharacters = "*?[\\";
+constexpr const char *SolutionWord = "solution:";
 } // namespace
+
+bool IsDirectoryName(const std::string &name)
+{
+    return !name.empty() && name != "." && name != ".." && name.find_first_of(std::string("/\0", 2)) == name.npos;
+}
 
 void RequireUsableName(const std::string &what, const std::string &name)
 {
@@ -22,7 +28,7 @@ void RequireUsableName(const std::string &what, const std::string &name)
     {
         throw TreeError("the " + what + " name \"" + name + "\" " + reason);
     };
-    if (name.empty() || name == "." || name == ".." || name.find('/') != name.npos)
+    if (!IsDirectoryName(name))
     {
         refuse("is no directory name");
     }
@@ -33,6 +39,10 @@ void RequireUsableName(const std::string &what, const std::string &name)
     if (name.find_first_of(WildcardCharacters) != name.npos)
     {
         refuse("must not hold any of * ? [ \\");
+    }
+    if (name.starts_with(SolutionWord))
+    {
+        refuse("begins with \"" + std::string(SolutionWord) + "\", by which people and lists name a solution");
     }
     for (const std::string word : {RootDirectory, ProjectsDirectory, SolutionsDirectory, ReleasesDirectory})
     {
@@ -49,6 +59,11 @@ fs::path RequireUsableRoot(const fs::path &root)
     if (!absolute.has_filename())
     {
         absolute = absolute.parent_path();
+    }
+    if (absolute.filename() != RootDirectory && fs::is_symlink(fs::symlink_status(fs::absolute(root))))
+    {
+        throw TreeError("the root of a deployment tree must be named MORV, and " + root.string() +
+                        " is a link to one that is not: " + absolute.string());
     }
     if (absolute.filename() != RootDirectory)
     {

@@ -17,14 +17,14 @@ class WriteLocks
 public:
     /// \param projects, solutions names, in any order
     /// \throws what WriteLock throws
-    WriteLocks(const std::filesystem::path &root, std::vector<std::string> projects, std::vector<std::string> solutions,
-               const std::function<void()> &whileWaiting);
+    WriteLocks(const std::filesystem::path &root, const std::vector<std::string> &projects,
+               const std::vector<std::string> &solutions, const std::function<void()> &whileWaiting);
 
     /// Takes one more, behind all others in the order.
     WriteLock &Take(const std::filesystem::path &directory, const std::function<void()> &whileWaiting);
 
 private:
-    void TakeAll(const std::filesystem::path &place, std::vector<std::string> names,
+    void TakeAll(const std::filesystem::path &place, const std::vector<std::string> &names,
                  const std::function<void()> &whileWaiting);
 
     std::vector<std::unique_ptr<WriteLock>> mLocks;

@@ -8,7 +8,7 @@
 #include "Tools/morv/WorkProgress.h"
 
 #include "Tools/Common/OutputDirectory.h"
-#include "Tools/Delivery/BundleApplication.h"
+#include "Tools/Delivery/Bundles/BundleApplication.h"
 #include "Tools/TreeReader/TreeError.h"
 
 #include <CLI/CLI.hpp>
@@ -56,7 +56,7 @@ struct ApplyOptions
 
 std::string PathOfInput(const std::string &path, const CommonOptions &common)
 {
-    return (std::filesystem::path(common.GetDirectory()) / path).lexically_normal();
+    return std::filesystem::path(common.GetDirectory()) / path; // "link/.." is where the system says
 }
 
 Common::Descriptor OpenBundle(const std::string &path)

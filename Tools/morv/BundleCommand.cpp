@@ -2,13 +2,14 @@
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/HelpFormatter.h"
+#include "Tools/morv/OutputFile.h"
 #include "Tools/morv/Quantity.h"
 #include "Tools/morv/Terminal.h"
 #include "Tools/morv/TreeChoice.h"
 #include "Tools/morv/WorkProgress.h"
 
 #include "Tools/Common/OutputDirectory.h"
-#include "Tools/Delivery/BundleWriter.h"
+#include "Tools/Delivery/Bundles/BundleWriter.h"
 #include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeWriter/DiskSync.h"
 
@@ -120,11 +121,14 @@ BundleReport WriteBundleOut(BundleRequest request, const BundleOptions &options,
     {
         return WriteBundle(request, WriteOutput);
     }
-    const fs::path path = (fs::path(common.GetDirectory()) / options.output).lexically_normal();
-    if (!path.has_filename())
+    const fs::path path = fs::path(common.GetDirectory()) / options.output;
+    const fs::path name = path.filename();
+    std::error_code error;
+    if (name.empty() || name == "." || name == ".." || fs::is_directory(path, error))
     {
         throw UsageError(options.output + " names a directory: name a file with -o");
     }
+    RequireReplaceable(path, "; -o - writes to standard output");
     return WriteBundleFile(request, path, !options.noSync);
 }
 

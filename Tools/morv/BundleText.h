@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tools/Delivery/BundleHead.h"
+#include "Tools/Delivery/Bundles/BundleHead.h"
 #include "Tools/morv/Json.h"
 
 #include <string>

@@ -2,10 +2,9 @@
 #include "Tools/morv/Absence.h"
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
+#include "Tools/morv/OptionChecks.h"
 #include "Tools/morv/ReadReport.h"
 #include "Tools/morv/Road.h"
-
-#include <CLI/CLI.hpp>
 
 namespace Keld::Morv
 {
@@ -37,10 +36,6 @@ void CatOne(FileSystem &files, const std::string &typed, const std::string &path
     if (!files.Exists(path))
     {
         throw TreeError(AbsenceText(typed, files.ExplainAbsence(path)));
-    }
-    if (files.IsDirectory(path))
-    {
-        throw TreeError((path.empty() ? "/" : path) + ": is a directory; name the files in it");
     }
     files.ReadFile(path, options.range, sink);
 }
@@ -121,10 +116,10 @@ void AddCatCommand(CommandSet &commands)
     command.add_option("PATH", options->paths, "Virtual paths of files; case does not count")->required();
     command.add_option("--offset", options->range.offset, "Begin at this byte of each file")
         ->type_name("BYTES")
-        ->check(CLI::NonNegativeNumber);
+        ->transform(WholeNumber());
     command.add_option("--length", options->range.length, "Write at most so many bytes of each file")
         ->type_name("BYTES")
-        ->check(CLI::NonNegativeNumber);
+        ->transform(WholeNumber());
     command.add_flag("--no-check", options->noCheck, "Do not hold the content against the manifest's digest");
     AddFileSystemOptions(command, options->road);
 }

@@ -3,9 +3,8 @@
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/HelpFormatter.h"
+#include "Tools/morv/OptionChecks.h"
 #include "Tools/morv/Terminal.h"
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 
@@ -49,13 +48,17 @@ std::string WithoutMarks(std::string text)
     return text;
 }
 
-void RemoveMarksFrom(CLI::App &command)
+void CheckValuesOf(CLI::App &command)
 {
     for (CLI::Option *option : command.get_options())
     {
         if (option->get_items_expected_max() > 0)
         {
             option->transform(WithoutMarks);
+            if (!option->get_positional())
+            {
+                option->check(NotEmpty());
+            }
         }
     }
 }
@@ -80,8 +83,9 @@ public:
         AddAllCommands(mCommands);
         for (CLI::App *command : mApp.get_subcommands(IsAny))
         {
-            RemoveMarksFrom(*command);
+            CheckValuesOf(*command);
         }
+        CheckValuesOf(mApp);
     }
 
     ExitCode Run(int argumentCount, char **arguments)
@@ -154,8 +158,23 @@ private:
         else
         {
             PrintError(lacksCommand ? "a command is missing" : WithoutMarks(error.what()));
+            ExplainPlace(unknown);
         }
         PrintError("try \"" + HelpCall() + "\"");
+    }
+
+    // Some options may stand in front of the command, which others of it cannot.
+    void ExplainPlace(const std::vector<std::string> &unknown) const
+    {
+        const std::vector<CLI::App *> commands = mApp.get_subcommands();
+        for (const std::string &word : unknown)
+        {
+            const std::string name = word.substr(0, word.find('='));
+            if (!commands.empty() && name.starts_with('-') && commands.front()->get_option_no_throw(name) != nullptr)
+            {
+                PrintError(name + " goes behind \"" + commands.front()->get_name() + "\"");
+            }
+        }
     }
 
     CLI::App mApp;

@@ -1,4 +1,5 @@
 #include "Tools/morv/CommandSet.h"
+#include "Tools/morv/OptionChecks.h"
 
 #include "Tools/Common/ParallelWork.h"
 #include "Tools/TreeReader/TreeError.h"
@@ -73,6 +74,7 @@ CLI::App &CommandSet::Add(const CommandWords &words, std::function<ExitCode()> r
     {
         command.add_option("-j,--jobs", mCommon.jobs, "Work on so many threads (default: one per processor)")
             ->type_name("N")
+            ->transform(WholeNumber())
             ->check(CLI::Range(1U, MostThreads))
             ->group(CommonGroup);
     }

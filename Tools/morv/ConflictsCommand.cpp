@@ -3,6 +3,7 @@
 #include "Tools/morv/OpenView.h"
 #include "Tools/morv/PathAnswer.h"
 #include "Tools/morv/Quantity.h"
+#include "Tools/morv/ReadReport.h"
 #include "Tools/morv/Terminal.h"
 
 #include "Tools/Common/GlobSelection.h"
@@ -43,7 +44,9 @@ Whether contents are equal goes by the digests of the manifests. A line is
   PATH: PROJECT RELEASE over PROJECT RELEASE: what is hidden
 
 A GLOB chooses paths, and all below a directory that it matches; its language is that of
-"morv pack --exclude". The status is 0, conflicts or none; with --check it is 1 when there is any.
+"morv pack --exclude". One that matches nothing is told, with status 1. Else the status is 0, conflicts
+or none; with --check it is 1 when there is any. A damaged release is told, with status 1, as files
+that are missing hide nothing.
 
 Examples:
   morv conflicts                              in the release around the working directory
@@ -152,7 +155,7 @@ private:
         const std::string path = mView.GetPath(hit);
         const PathAnswer answer = AnswerPath(mView, path);
         const bool wins = answer.winner.layer == hit.layer && answer.winner.entry == hit.entry;
-        if (!wins || answer.hidden.empty() || !mSelection.Takes(path, mView.IsDirectory(hit)))
+        if (!wins || !mSelection.Takes(path, mView.IsDirectory(hit)) || answer.hidden.empty())
         {
             return;
         }
@@ -250,10 +253,12 @@ std::string SummaryText(const Counts &counts, std::size_t pathCount)
                        CountText(count(Relation::DifferentFile), "file"), mixed, CountText(bytes, "byte"));
 }
 
-Json ConflictsDocument(const View &view, const std::vector<Conflict> &conflicts)
+Json ConflictsDocument(const View &view, const TreeReader::Census &census, const std::vector<Conflict> &conflicts)
 {
     Json document = NewDocument("conflicts");
     document["release"] = ViewValue(view);
+    document["whole"] = census.IsWhole();
+    document["damage"] = DamageValue(census);
     document["paths"] = conflicts.size();
     const Counts counts = CountAll(view, conflicts);
     for (const Relation relation : AllRelations)
@@ -278,11 +283,12 @@ Json ConflictsDocument(const View &view, const std::vector<Conflict> &conflicts)
     return document;
 }
 
-void Print(const View &view, const std::vector<Conflict> &conflicts, const CommonOptions &common)
+void Print(const View &view, const TreeReader::Census &census, const std::vector<Conflict> &conflicts,
+           const CommonOptions &common)
 {
     if (common.json)
     {
-        PrintDocument(ConflictsDocument(view, conflicts));
+        PrintDocument(ConflictsDocument(view, census, conflicts));
         return;
     }
     const bool escapes = IsTerminal(STDOUT_FILENO);
@@ -303,12 +309,17 @@ ExitCode RunConflicts(const ConflictOptions &options, const CommonOptions &commo
     const OpenedView opened = OpenView(trees, options.release, common);
     const TreeReader::Census census = TakeCensus(opened.view, common.GetThreadCount());
     const std::vector<Conflict> conflicts = Conflicts(opened.view, selection, options).Gather(common.GetThreadCount());
-    Print(opened.view, conflicts, common);
+    Print(opened.view, census, conflicts, common);
     if (!census.IsWhole())
     {
         PrintError(census.GetSummary());
     }
-    return census.IsWhole() && (conflicts.empty() || !options.check) ? ExitDone : ExitNo;
+    const std::vector<std::string> idle = selection.GetIdle();
+    for (const std::string &pattern : idle)
+    {
+        PrintError("\"" + pattern + "\" matches nothing");
+    }
+    return census.IsWhole() && idle.empty() && (conflicts.empty() || !options.check) ? ExitDone : ExitNo;
 }
 } // namespace
 

@@ -51,6 +51,10 @@ bool CoreFileSystem::Enumerate(const std::string &directory, const std::string &
 void CoreFileSystem::ReadFile(const std::string &path, const Range &range, const Sink &sink)
 {
     const TreeReader::Hit hit = mView.Find(path);
+    if (mView.IsDirectory(hit))
+    {
+        RefuseDirectory(path);
+    }
     const TreeReader::Release &release = mView.GetRelease(hit.layer);
     const uint64 size = release.GetTree().GetFields(hit.entry).size;
     if (range.offset > size)

@@ -3,6 +3,8 @@
 #include "Tools/morv/Commands.h"
 #include "Tools/morv/OpenView.h"
 #include "Tools/morv/OpenedUsage.h"
+#include "Tools/morv/OptionChecks.h"
+#include "Tools/morv/OutputFile.h"
 #include "Tools/morv/Quantity.h"
 #include "Tools/morv/Terminal.h"
 #include "Tools/morv/UsagePage.h"
@@ -99,6 +101,7 @@ Json DocumentOf(const OpenedUsage &opened, const std::vector<UsageRow> &rows)
 void WritePage(const OpenedUsage &opened, const std::string &file, const CommonOptions &common)
 {
     const std::filesystem::path path = std::filesystem::absolute(file);
+    RequireReplaceable(path);
     TreeWriter::ReplaceFile(path, MakeUsagePage(*opened.usage, opened.view->GetName().GetText()));
     if (!common.quiet && !common.json)
     {
@@ -154,11 +157,15 @@ void AddDuCommand(CommandSet &commands)
     command.add_flag("-h,--human", options->human, "Show sizes as 1.2 MiB instead of bytes");
     command.add_flag("-a,--all", options->files, "Show files, too");
     command.add_option("-d,--depth", options->depth, "Show so many levels below each path (default: 1)")
-        ->type_name("N");
+        ->type_name("N")
+        ->transform(WholeNumber());
     command.add_option("--sort", options->sort, "size (of the content, the default), stored, files or name")
         ->type_name("WHAT")
         ->check(CLI::IsMember({"size", "stored", "files", "name"}));
-    command.add_option("--html", options->html, "Write a page with a map of the whole release to this file")
+    command
+        .add_option(
+            "--html", options->html,
+            "Write a page with a map of the whole release to this file, and make directories that lack on the way")
         ->type_name("FILE");
     AddReleaseOption(command, options->release);
 }

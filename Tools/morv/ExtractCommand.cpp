@@ -3,6 +3,7 @@
 #include "Tools/morv/Extraction.h"
 #include "Tools/morv/Interrupt.h"
 #include "Tools/morv/OpenView.h"
+#include "Tools/morv/OptionChecks.h"
 #include "Tools/morv/Progress.h"
 #include "Tools/morv/Quantity.h"
 #include "Tools/morv/Terminal.h"
@@ -36,11 +37,12 @@ A GLOB chooses files, and all below a directory that it matches; its language is
 "morv pack --exclude". Without one, everything is written, empty directories too. Modes and times
 are not part of a release: files get those of the moment.
 
-Nothing is written outside of DIR, and no symbolic link in it is followed. Files are refused by name
-when their path is hostile ("..", an absolute or an empty name), when a file stands where their
-directory should be, or when two paths differ in case alone. What is refused, missing or damaged is
-listed at the end, the rest is written, and the status is 1. When the disk is full the work ends, the
-files that are there are whole, and the status is 2.
+Nothing is written outside of DIR, nor into the tree that is read where DIR lies above it, and no
+symbolic link in DIR is followed. Files are refused by name when their path is hostile ("..", an
+absolute or an empty name), when a file stands where their directory should be, or when two paths
+differ in case alone. What is refused, missing or damaged is listed at the end, the rest is written,
+and the status is 1. When the disk is full the work ends, the files that are there are whole, and the
+status is 2.
 
 Examples:
   morv extract --to /tmp/client
@@ -61,7 +63,8 @@ struct ExtractArguments
 };
 
 /// Reading never changes a tree, so that nothing is written into the one that is read.
-void RefuseTargetInside(const std::string &root, const std::string &target)
+/// \returns its path below the target; nothing where it lies elsewhere
+std::string FindTreeInTarget(const std::string &root, const std::string &target)
 {
     namespace fs = std::filesystem;
     std::error_code error;
@@ -71,6 +74,8 @@ void RefuseTargetInside(const std::string &root, const std::string &target)
     {
         throw UsageError("--to " + target + " lies in the tree that is read, " + root + ": name a place outside");
     }
+    const std::string above = place == "//" ? "/" : place; // for the root of the disk
+    return tree.starts_with(above) ? tree.substr(above.size(), tree.size() - above.size() - 1) : "";
 }
 
 Common::OutputDirectory OpenTarget(const std::string &target)
@@ -185,7 +190,7 @@ ExitCode RunExtract(const ExtractArguments &arguments, const CommonOptions &comm
     const GlobSelection selection = MakeSelection(arguments.globs);
     TreeReader::TreeSet trees;
     const OpenedView opened = OpenView(trees, arguments.release, common);
-    RefuseTargetInside(opened.reference.root, arguments.target);
+    const std::string treeInTarget = FindTreeInTarget(opened.reference.root, arguments.target);
 
     const InterruptGuard guard;
     const auto begin = std::chrono::steady_clock::now();
@@ -198,7 +203,7 @@ ExitCode RunExtract(const ExtractArguments &arguments, const CommonOptions &comm
     {
         layer.release->SettleAll(options.threadCount);
     }
-    ExtractPlan plan = PlanExtraction(opened.view, selection, arguments.strip);
+    ExtractPlan plan = PlanExtraction(opened.view, selection, arguments.strip, treeInTarget);
     const std::vector<std::string> idle = selection.GetIdle();
     PrintPlanNotes(plan, arguments, idle);
 
@@ -248,7 +253,8 @@ void AddExtractCommand(CommandSet &commands)
     command.add_flag("-u,--update", arguments->update,
                      "Leave files that are already there with the size and digest of the manifest");
     command.add_option("--strip", arguments->strip, "Take so many names from the beginning of each path")
-        ->type_name("N");
+        ->type_name("N")
+        ->transform(WholeNumber());
     command.add_flag("--no-check", arguments->noCheck, "Do not hold what is written against the manifest's digests");
 }
 } // namespace Keld::Morv

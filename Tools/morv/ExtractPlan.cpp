@@ -7,6 +7,7 @@
 #include "Tools/TreeReader/TreeText.h"
 
 #include <algorithm>
+#include <cstring>
 #include <optional>
 #include <unordered_map>
 #include <unordered_set>
@@ -26,11 +27,15 @@ namespace
 {
 constexpr uint32 TargetItself = 0;
 
+constexpr const char *InTreeKind = "in-the-tree";
+constexpr const char *InTreeText = "would be written into the tree that is read";
+
 /// Where a virtual directory's files go, or why they go nowhere.
 struct Place
 {
     uint32 directory = TargetItself;
-    std::string refusal;
+    std::string refusal = {};
+    const char *kind = "file-in-the-way"; ///< of the refusal
 };
 
 std::string ParentOf(const std::string &path)
@@ -83,8 +88,8 @@ std::string FindHostility(const std::string &path)
 class Planner
 {
 public:
-    Planner(const View &view, const GlobSelection &selection, uint32 strip)
-        : mView(view), mSelection(selection), mStrip(strip)
+    Planner(const View &view, const GlobSelection &selection, uint32 strip, const std::string &treeInTarget)
+        : mView(view), mSelection(selection), mStrip(strip), mTreeInTarget(TreeReader::FoldPath(treeInTarget))
     {
         mPlan.directories.emplace_back();
     }
@@ -123,8 +128,10 @@ private:
         const EntryRange files = tree.GetFiles(directory);
         for (EntryIndex file = files.first; file < files.first + files.count; ++file)
         {
+            // Many files may share one huge name.
+            const char *name = tree.GetName(file);
             const std::string path =
-                directory == RootEntry ? tree.GetName(file) : directoryPath + "/" + tree.GetName(file);
+                (directory == RootEntry ? "" : directoryPath + "/") + std::string(name, strnlen(name, PathBufferSize));
             const bool takesItself = mSelection.TakesItself(path, false);
             if (isTaken || takesItself)
             {
@@ -139,31 +146,29 @@ private:
         if (!hostility.empty())
         {
             Refuse(path, "hostile-name", hostility);
+            return;
         }
-        else if (!mView.GetRelease(hit.layer).IsPresent(hit.entry))
+        const Hit winner = mView.Find(path);
+        if (winner && winner.layer < hit.layer)
+        {
+            return; // a project that comes earlier hides the file, whether it is there or not
+        }
+        if (!mView.GetRelease(hit.layer).IsPresent(hit.entry))
         {
             const TreeReader::Fault fault = mView.ExplainMissing(hit);
             Refuse(path, TreeReader::NameOf(fault.kind), "is missing: " + fault.GetMessage());
         }
-        else if (Wins(hit, path))
+        else if (winner.layer == hit.layer && winner.entry == hit.entry)
         {
             PlanWinner(hit, path);
         }
-    }
-
-    /// Says so where the file is not merely hidden by a project that comes earlier.
-    bool Wins(const Hit &hit, const std::string &path)
-    {
-        const Hit winner = mView.Find(path);
-        const bool wins = winner.layer == hit.layer && winner.entry == hit.entry;
-        if (!wins && (!winner || winner.layer >= hit.layer))
+        else
         {
             Refuse(path, "twin",
                    winner ? "its manifest lists \"" + mView.GetPath(winner) +
                                 "\" too, which is the same path, and that one is served"
                           : "no program can ask for it by its path");
         }
-        return wins;
     }
 
     void PlanWinner(const Hit &hit, const std::string &path)
@@ -176,11 +181,17 @@ private:
         const Place place = PlaceOf(ParentOf(path));
         if (!place.refusal.empty())
         {
-            Refuse(path, "file-in-the-way", place.refusal);
+            Refuse(path, place.kind, place.refusal);
             return;
         }
         const std::string target = Join(mPlan.directories[place.directory], NameIn(path));
-        if (!mTaken.insert(TreeReader::FoldPath(target)).second)
+        const std::string folded = TreeReader::FoldPath(target);
+        if (FallsIntoTree(folded))
+        {
+            Refuse(path, InTreeKind, InTreeText);
+            return;
+        }
+        if (!mTaken.insert(folded).second)
         {
             Refuse(path, "twin", "\"" + target + "\" is taken by another path, be it in other case");
             return;
@@ -221,6 +232,10 @@ private:
         const std::string target =
             Join(mPlan.directories[parent.directory], NameIn(hit ? mView.GetPath(hit) : directory));
         const std::string folded = TreeReader::FoldPath(target);
+        if (FallsIntoTree(folded))
+        {
+            return {0, InTreeText, InTreeKind};
+        }
         const auto known = mTargets.find(folded);
         if (known != mTargets.end())
         {
@@ -236,14 +251,21 @@ private:
         return {index, ""};
     }
 
+    /// Without regard to case: some disks have none.
+    bool FallsIntoTree(const std::string &foldedTarget) const
+    {
+        return !mTreeInTarget.empty() && (foldedTarget + "/").starts_with(mTreeInTarget + "/");
+    }
+
     void Refuse(const std::string &path, const std::string &kind, const std::string &reason)
     {
-        mPlan.refused.push_back({path, kind, reason});
+        mPlan.refused.push_back({path.substr(0, PathBufferSize), kind, reason});
     }
 
     const View &mView;
     const GlobSelection &mSelection;
     const uint32 mStrip;
+    const std::string mTreeInTarget; ///< folded
     ExtractPlan mPlan;
     std::unordered_map<std::string, Place> mPlaces;   ///< by the virtual directory, folded
     std::unordered_map<std::string, uint32> mTargets; ///< the planned directories, by their folded paths
@@ -251,8 +273,9 @@ private:
 };
 } // namespace
 
-ExtractPlan PlanExtraction(const View &view, const GlobSelection &selection, uint32 strip)
+ExtractPlan PlanExtraction(const View &view, const GlobSelection &selection, uint32 strip,
+                           const std::string &treeInTarget)
 {
-    return Planner(view, selection, strip).Make();
+    return Planner(view, selection, strip, treeInTarget).Make();
 }
 } // namespace Keld::Morv

@@ -19,7 +19,7 @@ struct PlannedFile
 /// A file that is not written, and why.
 struct ExtractFailure
 {
-    std::string path; ///< virtual
+    std::string path; ///< virtual; cut where it is longer than a program can ask for
     std::string kind; ///< a short word for programs: that of a fault, or of what is told in Docs/Schemas/extract.json
     std::string reason;
 };
@@ -36,8 +36,11 @@ struct ExtractPlan
 
 /// Decides what is written of a file system: whatever a program would get by its path, under the spelling of the
 /// project that comes first. Refused by name is what must not be written or cannot be: files that are missing on disk,
-/// names that lead elsewhere, a path that one manifest lists twice, and files below a path that is a file.
+/// names that lead elsewhere, a path that one manifest lists twice, files below a path that is a file, and what would
+/// fall into the tree that is read.
 ///
-/// \param strip so many names are taken from the beginning of each path
-ExtractPlan PlanExtraction(const TreeReader::View &view, const Common::GlobSelection &selection, uint32 strip);
+/// \param strip         so many names are taken from the beginning of each path
+/// \param treeInTarget  the path of that tree below the target; empty where it lies elsewhere
+ExtractPlan PlanExtraction(const TreeReader::View &view, const Common::GlobSelection &selection, uint32 strip,
+                           const std::string &treeInTarget = {});
 } // namespace Keld::Morv

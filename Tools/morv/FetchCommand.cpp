@@ -3,13 +3,14 @@
 #include "Tools/morv/Interrupt.h"
 #include "Tools/morv/Json.h"
 #include "Tools/morv/KeyOption.h"
+#include "Tools/morv/OptionChecks.h"
 #include "Tools/morv/PackOptions.h"
 #include "Tools/morv/Progress.h"
 #include "Tools/morv/Quantity.h"
 #include "Tools/morv/Terminal.h"
 
-#include "Tools/Delivery/Fetch.h"
-#include "Tools/Delivery/OpenSource.h"
+#include "Tools/Delivery/Fetch/Fetch.h"
+#include "Tools/Delivery/Sources/OpenSource.h"
 #include "Tools/TreeWriter/TreeNames.h"
 
 #include <CLI/CLI.hpp>
@@ -220,14 +221,16 @@ void AddAccessOptions(CLI::App &command, Delivery::SourceOptions &access)
     command
         .add_option("--retries", access.retries,
                     "How often a download is tried again that breaks off or that the server cannot give now, in a row "
-                    "and without a byte that came")
+                    "and without new bytes")
         ->type_name("N")
+        ->transform(WholeNumber())
         ->check(CLI::Range(0, 100))
         ->capture_default_str();
     command
         .add_option("--timeout", access.patienceSeconds,
                     "Seconds without a byte after which a connection is given up and tried again")
         ->type_name("N")
+        ->transform(WholeNumber())
         ->check(CLI::Range(1, 3600))
         ->capture_default_str();
     command

@@ -1,5 +1,6 @@
 #include "Tools/morv/FileSystem.h"
 
+#include "Tools/TreeReader/TreeError.h"
 #include "Tools/TreeReader/TreeText.h"
 
 namespace Keld::Morv
@@ -38,6 +39,11 @@ std::optional<FileSystem::Entry> FileSystem::FindEntry(const std::string &path) 
                   }
               });
     return found;
+}
+
+void FileSystem::RefuseDirectory(const std::string &path)
+{
+    throw TreeReader::TreeError((path.empty() ? "/" : path) + ": is a directory; name the files in it");
 }
 
 bool LeadsDown(const std::vector<FileSystem::Entry> &entries, std::size_t index)

@@ -56,8 +56,9 @@ public:
     /// directory.
     virtual bool Enumerate(const std::string &directory, const std::string &pattern, const Visit &visit) const = 0;
 
-    /// Hands a file's content on in pieces. Throws TreeError when it cannot be opened, is damaged or ends early, or
-    /// when the range begins behind its end.
+    /// Hands a file's content on in pieces. Throws TreeError when it is a directory, cannot be opened, is damaged or
+    /// ends early, or when the range begins behind its end. Of several layers the first that has the path decides what
+    /// it is, though IsDirectory is true where any has such a directory.
     virtual void ReadFile(const std::string &path, const Range &range, const Sink &sink) = 0;
 
     /// Why nothing has a path, as ExplainAbsence, as far as the road can tell.
@@ -78,6 +79,9 @@ public:
 
     /// The entry of a path other than the root, with its name as the release spells it, or nothing.
     std::optional<Entry> FindEntry(const std::string &path) const;
+
+protected:
+    [[noreturn]] static void RefuseDirectory(const std::string &path);
 
 private:
     const TreeReader::Reference mReference;

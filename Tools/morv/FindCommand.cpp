@@ -122,16 +122,16 @@ ExitCode Find(const CommonOptions &common, const FindOptions &options)
     const FindFilter filter(options.conditions, options.road.throughLibrary);
     const std::unique_ptr<FileSystem> files = OpenFileSystem(common, options.road);
     const std::string directory = files->ResolveTyped(options.path);
-    if (!files->IsDirectory(directory))
+    const bool isThere = files->IsDirectory(directory);
+    if (!isThere)
     {
         const bool isPattern = options.path.find_first_of("*?") != std::string::npos;
         PrintError(options.path + ": is no directory here; " +
                    (isPattern ? "a pattern goes behind --name or --glob" : "\"morv tree\" shows all there is"));
-        return ExitNo;
     }
     const uint64 matches = common.json ? FindIntoDocument(*files, directory, filter)
                                        : FindIntoOutput(*files, directory, filter, options.endWithNul);
-    if (matches == 0)
+    if (matches == 0 && isThere)
     {
         PrintError("nothing matches; the patterns are told in \"morv find --help\"");
     }

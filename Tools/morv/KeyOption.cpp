@@ -4,8 +4,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <filesystem>
-
 namespace Keld::Morv
 {
 void AddKeyOption(CLI::App &command, std::string &text)
@@ -21,9 +19,7 @@ std::optional<Delivery::PublicKey> LoadPublicKey(const std::string &text, const 
     {
         return std::nullopt;
     }
-    const std::string path = (std::filesystem::path(common.GetDirectory()) / text).lexically_normal();
-    std::error_code error;
-    const auto key = Delivery::PublicKey::Load(std::filesystem::exists(path, error) ? path : text);
+    const auto key = Delivery::PublicKey::Load(text, common.GetDirectory());
     if (!key)
     {
         throw TreeReader::TreeError(key.GetFault().GetMessage());

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tools/Delivery/PublicKey.h"
+#include "Tools/Delivery/Keys/PublicKey.h"
 #include "Tools/morv/CommandSet.h"
 
 #include <optional>

@@ -125,6 +125,10 @@ void Library::ReadFile(const std::string &path, const Range &range, const Sink &
     OpenFile file(MorvOpenFile(path.c_str()));
     if (file == nullptr)
     {
+        if (IsDirectory(path))
+        {
+            RefuseDirectory(path);
+        }
         throw TreeError(path + ": cannot be opened; \"morv stat\" shows where it should lie");
     }
     const auto size = static_cast<uint64>(MorvGetFileSize(file.get()));

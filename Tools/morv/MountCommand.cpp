@@ -4,6 +4,7 @@
 #include "Tools/morv/HelpFormatter.h"
 #include "Tools/morv/MountOptions.h"
 #include "Tools/morv/MountPoint.h"
+#include "Tools/morv/OptionChecks.h"
 #include "Tools/morv/Quantity.h"
 #include "Tools/morv/TreeChoice.h"
 
@@ -18,6 +19,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <exception>
 
 #include <sys/stat.h>
 #include <syslog.h>
@@ -175,18 +177,29 @@ ExitCode Serve(const CommonOptions &common, const MountWords &words, BackgroundP
     TreeMount::MountedFileSystem fileSystem(MakeTree(view, options), options.ownership, rules, report);
     TreeMount::FuseSession session(fileSystem,
                                    {mountPoint, SourceName(view.GetName()), options.allowOther, threadCount});
-    session.Serve(
-        [process, result, &mountPoint]
+    const auto whenReady = [process, result, &mountPoint]
+    {
+        if (process == nullptr)
         {
-            if (process == nullptr)
-            {
-                PrintNote("mounted on " + mountPoint + "; an interrupt or \"fusermount3 -u\" ends it");
-            }
-            else if (!process->Detach(result))
-            {
-                kill(getpid(), SIGTERM); // whoever wanted the mount has been stopped
-            }
-        });
+            PrintNote("mounted on " + mountPoint + "; an interrupt or \"fusermount3 -u\" ends it");
+        }
+        else if (!process->Detach(result))
+        {
+            kill(getpid(), SIGTERM); // whoever wanted the mount has been stopped
+        }
+    };
+    try
+    {
+        session.Serve(whenReady);
+    }
+    catch (const std::exception &error)
+    {
+        if (process != nullptr)
+        {
+            report(mountPoint + ": " + error.what()); // by now the standard error leads nowhere
+        }
+        throw;
+    }
     return result;
 }
 
@@ -251,6 +264,7 @@ void AddMountCommand(CommandSet &commands)
         .add_option("-j,--jobs", words->threadCount,
                     "Answer on so many threads (default: one per processor, and at least 4)")
         ->type_name("N")
+        ->transform(WholeNumber())
         ->check(CLI::Range(1U, 256U));
 }
 } // namespace Keld::Morv

@@ -1,5 +1,6 @@
 #include "Tools/morv/CommandSet.h"
 #include "Tools/morv/Commands.h"
+#include "Tools/morv/OptionChecks.h"
 #include "Tools/morv/PackCommand.h"
 
 #include <CLI/CLI.hpp>
@@ -35,7 +36,7 @@ has one on each line; lines that begin with # are left out.
 A delta release (--base) stores what is new or changed. Everything else is served from where the base has it, so the
 files of the base must stay. That needs managed or archive: naked files are stored again by every release. A path keeps
 the storage and compression that it has in the base, and a new one gets what most have there, unless a rule, --storage
-or --compression says otherwise. A file that only moved is stored again, since it is found under its path alone.
+or --compression says otherwise; an empty file of naked ones goes where the others go. A file that only moved is stored again, since it is found under its path alone.
 
 With - for SOURCE a tar stream is read from standard input, also one compressed with gzip, bzip2, xz, zstd or lz4.
 Nothing is visible before all was written, read back and brought to disk. --force swaps an old release for the new one
@@ -74,6 +75,7 @@ void AddStorageOptions(CLI::App &command, PackOptions &options)
         .add_option("--level", options.level,
                     "How hard to compress, 1 to 12 (default 6); lzma, and zlib for files over 8 MiB, end at 9")
         ->type_name("N")
+        ->transform(WholeNumber())
         ->check(CLI::Range(TreeWriter::LeastLevel, TreeWriter::MostLevel));
     command.add_option("--rule", options.rules, "Another storage for files that match; several times")
         ->type_name("GLOB=STORAGE[:METHOD]")

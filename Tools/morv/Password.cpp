@@ -79,6 +79,7 @@ std::string AskPassword(const std::string &prompt)
     }
     const Silence silence;
     std::string password;
+    password.reserve(LongestPassword + 1); // so that none of it is left where it grew
     char byte = 0;
     while (ReadPasswordByte(byte) && byte != '\n')
     {

@@ -27,7 +27,8 @@ constexpr const char *PruneFooter = R"(
 Tells what nothing needs any more when some releases and solutions are kept, and removes it with --apply. Kept are
 the releases of --keep, the releases that a kept solution uses, and all archives and managed files that they are
 served from, also those of earlier versions that a delta needs. Projects and solutions of which nothing is kept are
-left alone, unless --everything says otherwise. A solution that stays never loses a release: that is refused.
+left alone, with all that they are served from, unless --everything says otherwise. A solution that stays never
+loses a release: that is refused.
 
 Manifests go first and data last, so that a release is whole or gone at every moment; a run that is killed is
 finished by the next one. It waits for whoever writes to the projects. What killed packs, fetches and repairs left is

@@ -7,7 +7,7 @@
 #include "Tools/morv/Terminal.h"
 #include "Tools/morv/WorkProgress.h"
 
-#include "Tools/Delivery/Publication.h"
+#include "Tools/Delivery/Sums/Publication.h"
 #include "Tools/TreeReader/TreeError.h"
 
 #include <CLI/CLI.hpp>

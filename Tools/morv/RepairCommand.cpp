@@ -7,8 +7,8 @@
 #include "Tools/morv/Terminal.h"
 #include "Tools/morv/WorkProgress.h"
 
-#include "Tools/Delivery/OpenSource.h"
-#include "Tools/Delivery/Repair.h"
+#include "Tools/Delivery/Repair/Repair.h"
+#include "Tools/Delivery/Sources/OpenSource.h"
 #include "Tools/TreeReader/DataFiles.h"
 #include "Tools/TreeReader/DirectoryVisit.h"
 #include "Tools/TreeReader/TreeError.h"
@@ -42,7 +42,7 @@ Where the source has published a release ("morv publish"), its shiplist tells ab
 an archive of which some ranges are damaged these alone are fetched. A directory without a shiplist is checked, and its
 release taken as it is there. From a server without one, files are held against the digests of the manifest. Each file
 is proved before it takes the place of the damaged one, in one step. What the tree holds besides is left alone; only a
-directory in a file's place, or a file in a directory's, is put aside beside it, under a name that ends in ".aside".
+directory in a file's place, or a file in a directory's, is put aside beside it: its name gets ".aside" behind it.
 
 A whole tree is repaired as far as something of a release is here: also one whose manifest is lost, and with a solution
 the releases that it uses. Of a release that went as a whole, with its directory, nothing here can tell that it was
@@ -162,9 +162,10 @@ std::string RepairText(const RepairReport &report, bool hasSource, bool quiet)
     }
     if (hasSource)
     {
-        return text + (report.broughtFiles == 0 ? "nothing was needed\n"
-                                                : CountText(report.broughtFiles, "file") + " repaired, " +
-                                                      ByteText(report.broughtBytes) + " fetched\n");
+        const bool isNeeded = report.broughtFiles != 0 || !report.needs.empty() || !report.remaining.empty();
+        return text + (isNeeded ? CountText(report.broughtFiles, "file") + " repaired, " +
+                                      ByteText(report.broughtBytes) + " fetched\n"
+                                : "nothing was needed\n");
     }
     return text + (report.needs.empty() ? "nothing is needed\n"
                                         : ByteText(needed) + " of " + CountText(report.needs.size(), "file") +

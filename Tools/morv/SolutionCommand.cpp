@@ -13,7 +13,7 @@
 #include "Tools/TreeWriter/FileOutput.h"
 #include "Tools/TreeWriter/SolutionWriter.h"
 #include "Tools/TreeWriter/TreeNames.h"
-#include "Tools/TreeWriter/WriteLock.h"
+#include "Tools/TreeWriter/WriteLocks.h"
 
 #include "KeldMorvIO/TreeWords.h"
 
@@ -89,7 +89,12 @@ SolutionConfiguration ParseConfiguration(const std::string &text)
     {
         throw UsageError("\"" + text + "\" is no configuration: NAME=PROJECT,PROJECT, as in default=client,data");
     }
-    return SolutionConfiguration{text.substr(0, equals), SplitAtCommas(text.substr(equals + 1))};
+    SolutionConfiguration configuration{text.substr(0, equals), SplitAtCommas(text.substr(equals + 1))};
+    if (configuration.projects.empty())
+    {
+        throw UsageError("\"" + text + "\" uses no project, and the library starts with none: name at least one");
+    }
+    return configuration;
 }
 
 SolutionContents ParseSolution(const SolutionOptions &options)
@@ -232,6 +237,16 @@ void WriteManifests(const fs::path &release, const SolutionContents &solution,
     }
 }
 
+TreeWriter::WriteLocks LockAll(const TreePlaces &tree, const SolutionContents &solution)
+{
+    std::vector<std::string> projects;
+    for (const SolutionProject &project : solution.projects)
+    {
+        projects.push_back(project.name);
+    }
+    return {tree.GetRoot(), projects, {solution.name}, [] {}};
+}
+
 ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &solution, const CommonOptions &common)
 {
     const TreePlaces tree(TreeWriter::RequireUsableRoot(ChooseRoot(options.root)));
@@ -241,8 +256,10 @@ ExitCode WriteSolution(const SolutionOptions &options, const SolutionContents &s
     const SolutionConfiguration configuration = ChooseConfiguration(options, solution);
     RequireProjectsInUse(solution, configuration);
 
+    // Nobody removes a release that is looked for here before the solution is there, which then keeps it.
+    const TreeWriter::WriteLocks locks = LockAll(tree, solution);
+    RequireReleases(tree, solution);
     const fs::path release = tree.Solution(solution.name, solution.release);
-    const TreeWriter::WriteLock lock(release.parent_path().parent_path(), [] {});
     const fs::path manifest = release / MORV::Reader::SolutionManifestName;
     if (fs::exists(manifest) && !options.force)
     {

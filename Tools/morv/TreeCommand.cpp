@@ -121,20 +121,20 @@ ExitCode Tree(const CommonOptions &common, const std::string &typed, const FileS
 {
     const std::unique_ptr<FileSystem> files = OpenFileSystem(common, road);
     const std::string path = files->ResolveTyped(typed);
-    if (!files->IsDirectory(path))
+    const bool isThere = files->IsDirectory(path);
+    if (!isThere)
     {
         PrintError(typed + ": is no directory here; \"morv tree\" without a path shows all there is");
-        return ExitNo;
     }
     if (common.json)
     {
         PrintJson(*files, path);
     }
-    else
+    else if (isThere)
     {
         PrintText(*files, path);
     }
-    return files->IsDamaged() ? ExitNo : ExitDone;
+    return !isThere || files->IsDamaged() ? ExitNo : ExitDone;
 }
 } // namespace
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tools/Delivery/WorkCalls.h"
+#include "Tools/Delivery/Sums/WorkCalls.h"
 #include "Tools/morv/Interrupt.h"
 #include "Tools/morv/Progress.h"
 
@@ -26,7 +26,10 @@ public:
         };
         calls.advance = [this](uint64 bytes)
         {
-            mProgress->Add(bytes);
+            if (mProgress) // what is done before the first stage is not shown
+            {
+                mProgress->Add(bytes);
+            }
         };
         calls.checkpoint = InterruptGuard::Check;
         return calls;

@@ -36,6 +36,18 @@ const OptionFacts *FindOption(const std::vector<OptionFacts> &options, std::stri
     return found == options.end() ? nullptr : &*found;
 }
 
+// As the help of --root says.
+TreeSearch SearchOf(const CommandFacts *command)
+{
+    const OptionFacts *const root = command == nullptr ? nullptr : FindOption(command->options, "--root");
+    if (root == nullptr)
+    {
+        return TreeSearch::Around;
+    }
+    const bool namedFirst = root->description.find("(default: $MORV_ROOT)") != std::string::npos;
+    return namedFirst ? TreeSearch::NamedFirst : TreeSearch::AroundFirst;
+}
+
 // What was typed before the word in progress.
 class TypedLine
 {
@@ -238,7 +250,8 @@ private:
     void OfferValues(const OptionFacts &option, const std::string &before, const std::string &typed)
     {
         mTyped = typed;
-        const TreeCandidates tree(mLine.GetValue("--root"), mLine.GetValue("--directory"));
+        const TreeCandidates tree(mLine.GetValue("--root"), mLine.GetValue("--directory"),
+                                  SearchOf(mLine.GetCommand()));
         switch (KindOfValue(option))
         {
         case ValueKind::File:

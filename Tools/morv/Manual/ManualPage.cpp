@@ -12,8 +12,11 @@ constexpr std::string_view ExitStatus = ".TP\n.B 0\nAll is good.\n"
                                         ".TP\n.B 1\nThe answer is no: something is not there, damaged or different.\n"
                                         ".TP\n.B 2\nThe command line is wrong, or something hinders the work.\n";
 
-constexpr std::string_view Environment =
-    ".TP\n.B MORV_ROOT\nThe deployment tree, a directory named MORV, where\n.B \\-\\-root\nis not given.\n"
+constexpr std::string_view RootEnvironment =
+    ".TP\n.B MORV_ROOT\nThe deployment tree, a directory named MORV, where\n.B \\-\\-root\ndoes not name one; its help "
+    "tells whether the tree around the working directory comes first.\n";
+
+constexpr std::string_view ColorEnvironment =
     ".TP\n.B NO_COLOR\nWhen set and not empty, nothing is printed in colour unless\n.B \\-\\-color=always\n"
     "asks for it.\n";
 
@@ -101,9 +104,11 @@ std::string OptionTexts(const std::vector<OptionFacts> &options)
     return text;
 }
 
+// A request is one only at the beginning of a line, so the last line is ended where it is not.
 std::string Verbatim(const std::string &lines, bool newParagraph = true)
 {
-    return lines.empty() ? "" : (newParagraph ? ".PP\n" : "") + (".nf\n" + Escape(lines) + ".fi\n");
+    const char *const end = lines.ends_with('\n') ? "" : "\n";
+    return lines.empty() ? "" : (newParagraph ? ".PP\n" : "") + (".nf\n" + Escape(lines) + end + ".fi\n");
 }
 
 // Paragraphs are filled; lines that are indented are a table and stay as they are; "Words:" alone on a line is a
@@ -215,6 +220,11 @@ std::string ReferTo(const std::vector<std::string> &pages)
     return text;
 }
 
+std::string Environment(bool takesRoot)
+{
+    return std::string(takesRoot ? RootEnvironment : "") + std::string(ColorEnvironment);
+}
+
 bool HasOption(const CommandFacts &command, const std::string &name)
 {
     return std::any_of(command.options.begin(), command.options.end(),
@@ -239,7 +249,7 @@ std::string WriteToolPage(const ToolFacts &facts)
            Section("SYNOPSIS", ".B morv\n[\\fIOPTION\\fR]... \\fICOMMAND\\fR [\\fIARGUMENT\\fR]...\n") +
            Section("DESCRIPTION", Escape(facts.tool.description) + "\n" + FormatText(text)) +
            Section("COMMANDS", commands) + Section("OPTIONS", OptionTexts(facts.tool.options)) +
-           Section("EXIT STATUS", std::string(ExitStatus)) + Section("ENVIRONMENT", std::string(Environment)) +
+           Section("EXIT STATUS", std::string(ExitStatus)) + Section("ENVIRONMENT", Environment(true)) +
            Section("EXAMPLES", Verbatim(examples.substr(0, examples.find("\n\n") + 1))) +
            Section("SEE ALSO", ReferTo(pages));
 }
@@ -259,7 +269,8 @@ std::string WriteCommandPage(const ToolFacts &facts, const CommandFacts &command
            Section("DESCRIPTION", Escape(command.description) + ".\n" + FormatText(text)) +
            Section("OPERANDS", OptionTexts(command.operands)) + Section("OPTIONS", OptionTexts(command.options)) +
            Section("OPTIONS BEFORE THE COMMAND", OptionTexts(before)) +
-           Section("EXIT STATUS", std::string(ExitStatus)) + Section("ENVIRONMENT", std::string(Environment)) +
-           Section("EXAMPLES", Verbatim(examples)) + Section("SEE ALSO", ReferTo({"morv"}));
+           Section("EXIT STATUS", std::string(ExitStatus)) +
+           Section("ENVIRONMENT", Environment(HasOption(command, "--root"))) + Section("EXAMPLES", Verbatim(examples)) +
+           Section("SEE ALSO", ReferTo({"morv"}));
 }
 } // namespace Keld::Morv

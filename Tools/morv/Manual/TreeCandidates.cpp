@@ -23,6 +23,12 @@ std::string MakeAbsolute(const std::string &path)
     return error ? std::string() : absolute.string();
 }
 
+std::string NamedByEnvironment()
+{
+    const char *const root = std::getenv("MORV_ROOT");
+    return root == nullptr || *root == '\0' ? "" : MakeAbsolute(root);
+}
+
 std::vector<std::string> NamesOr(const TreeReader::Result<std::vector<std::string>> &names)
 {
     return names ? *names : std::vector<std::string>();
@@ -42,32 +48,38 @@ std::vector<std::string> TextsOf(const TreeReader::Result<std::vector<MorvVersio
 }
 } // namespace
 
-TreeCandidates::TreeCandidates(const std::string &root, const std::string &directory)
+TreeCandidates::TreeCandidates(const std::string &root, const std::string &directory, TreeSearch search)
     : mDirectory(MakeAbsolute(directory.empty() ? "." : directory))
 {
-    const char *const environment = std::getenv("MORV_ROOT");
-    const std::string named = !root.empty() ? root : environment != nullptr ? environment : "";
-    mRoot = named.empty() ? TreeReader::Tree::FindRoot(mDirectory) : MakeAbsolute(named);
+    const std::string named = search == TreeSearch::Around ? "" : NamedByEnvironment();
+    const std::string around = TreeReader::Tree::FindRoot(mDirectory);
+    const bool takesNamed = around.empty() || (search == TreeSearch::NamedFirst && !named.empty());
+    mRoot = !root.empty() ? MakeAbsolute(root) : takesNamed ? named : around;
 }
 
 std::vector<std::string> TreeCandidates::ListProjects() const
 {
-    return mRoot.empty() ? std::vector<std::string>() : NamesOr(TreeReader::Tree(mRoot).ListProjects());
+    TreeReader::Tree::Doubts doubts; // nobody is told while a word is typed
+    return mRoot.empty() ? std::vector<std::string>() : NamesOr(TreeReader::Tree(mRoot).ListProjects(&doubts));
 }
 
 std::vector<std::string> TreeCandidates::ListSolutions() const
 {
-    return mRoot.empty() ? std::vector<std::string>() : NamesOr(TreeReader::Tree(mRoot).ListSolutions());
+    TreeReader::Tree::Doubts doubts; // nobody is told while a word is typed
+    return mRoot.empty() ? std::vector<std::string>() : NamesOr(TreeReader::Tree(mRoot).ListSolutions(&doubts));
 }
 
 std::vector<std::string> TreeCandidates::ListVersions(const std::string &project) const
 {
-    return mRoot.empty() ? std::vector<std::string>() : TextsOf(TreeReader::Tree(mRoot).ListReleases(project));
+    TreeReader::Tree::Doubts doubts; // nobody is told while a word is typed
+    return mRoot.empty() ? std::vector<std::string>() : TextsOf(TreeReader::Tree(mRoot).ListReleases(project, &doubts));
 }
 
 std::vector<std::string> TreeCandidates::ListSolutionVersions(const std::string &solution) const
 {
-    return mRoot.empty() ? std::vector<std::string>() : TextsOf(TreeReader::Tree(mRoot).ListSolutionReleases(solution));
+    TreeReader::Tree::Doubts doubts; // nobody is told while a word is typed
+    return mRoot.empty() ? std::vector<std::string>()
+                         : TextsOf(TreeReader::Tree(mRoot).ListSolutionReleases(solution, &doubts));
 }
 
 std::vector<std::string> TreeCandidates::ListReferences() const

@@ -5,14 +5,22 @@
 
 namespace Keld::Morv
 {
+/// Where a command looks for its tree without --root.
+enum class TreeSearch
+{
+    Around,      ///< around the directory alone
+    AroundFirst, ///< there, then in the variable MORV_ROOT
+    NamedFirst   ///< in MORV_ROOT; in none around, but that is better than no word to offer
+};
+
 /// What a deployment tree has to offer for words of the command line. Where there is no tree, or it cannot be read,
 /// there is nothing to offer: nobody wants an error while typing.
 class TreeCandidates
 {
 public:
-    /// \param root      what --root says, else MORV_ROOT, else the tree around the directory.
+    /// \param root      what --root says; empty without.
     /// \param directory what -C says, else the current one.
-    TreeCandidates(const std::string &root, const std::string &directory);
+    TreeCandidates(const std::string &root, const std::string &directory, TreeSearch search);
 
     std::vector<std::string> ListProjects() const;
     std::vector<std::string> ListSolutions() const;
