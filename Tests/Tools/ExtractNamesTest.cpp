@@ -1,4 +1,4 @@
-#include "Tools/JsonSchema.h"
+#include "Tools/ExtractFailures.h"
 #include "Tools/ReleaseReader.h"
 #include "Tools/ToolRun.h"
 
@@ -6,7 +6,6 @@
 
 #include "Tools/TreeReader/TreeSet.h"
 #include "Tools/morv/ExtractPlan.h"
-#include "Tools/morv/Json.h"
 
 #include <gtest/gtest.h>
 
@@ -21,25 +20,15 @@ namespace Keld::Test
 namespace
 {
 namespace fs = std::filesystem;
-using Morv::Json;
 
 /// Manifests that no writer makes: extraction must not be led by their names.
 class ExtractNamesTest : public testing::Test
 {
 protected:
-    /// Extracts and gives the failures as "path: kind".
+    /// Extracts and gives the kind of each failure, by path.
     std::map<std::string, std::string> Failures(const std::string &release)
     {
-        const ToolResult result = RunMorv(release, {"extract", "--no-check", "--json", "--to", Target("")});
-        EXPECT_EQ(result.exitCode, 1) << result.error;
-        ExpectMatchesSchema("extract", result.out);
-        std::map<std::string, std::string> failures;
-        const Json document = Json::parse(result.out);
-        for (const Json &failure : document["failures"])
-        {
-            failures[failure["path"].get<std::string>()] = failure["kind"].get<std::string>();
-        }
-        return failures;
+        return ExtractFailures(RunMorv(release, {"extract", "--no-check", "--json", "--to", Target("")}));
     }
 
     /// Makes a directory's name empty, which no path that the fixture writes can say.

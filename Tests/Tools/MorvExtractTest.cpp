@@ -1,3 +1,4 @@
+#include "Tools/ExtractFailures.h"
 #include "Tools/JsonSchema.h"
 #include "Tools/LayeredTree.h"
 #include "Tools/TreeSnapshot.h"
@@ -208,16 +209,7 @@ TEST_F(MorvExtractTest, ATargetAboveTheTreeIsGoodAndTheTreeStaysAsItIs)
     {
         std::vector<std::string> words{"extract", "-r", "evil/1.0.0.0", "--json", "--to", mTree.Root()};
         words.insert(words.end(), more.begin(), more.end());
-        const ToolResult result = Morv(words);
-        EXPECT_EQ(result.exitCode, 1) << result.error;
-        ExpectMatchesSchema("extract", result.out);
-        std::map<std::string, std::string> failures;
-        const Json document = Json::parse(result.out);
-        for (const Json &failure : document["failures"])
-        {
-            failures[failure["path"].get<std::string>()] = failure["kind"].get<std::string>();
-        }
-        return failures;
+        return ExtractFailures(Morv(words));
     };
     EXPECT_EQ(failuresOf({}), (std::map<std::string, std::string>{{"MORV", "in-the-tree"}}));
     EXPECT_EQ(mTree.Read("other"), "good");

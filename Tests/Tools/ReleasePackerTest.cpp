@@ -19,7 +19,22 @@ using TreeReader::Storage;
 using TreeWriter::PackReport;
 using TreeWriter::PackRequest;
 
-using ReleasePackerTest = PackFixture;
+class ReleasePackerTest : public PackFixture
+{
+protected:
+    /// Writes "x" under a path of 1,000 bytes, too long for a file of a release on disk.
+    std::string WriteLongPath() const
+    {
+        std::string path;
+        while (path.size() < 900)
+        {
+            path.append(99, 'd').append("/");
+        }
+        path.append(1000 - path.size(), 'f');
+        mTree.Write("source/" + path, "x");
+        return path;
+    }
+};
 
 TEST_F(ReleasePackerTest, NakedFilesLieInTheReleaseUnderTheirOwnPaths)
 {
@@ -241,13 +256,7 @@ TEST_F(ReleasePackerTest, RefusesASourceAndATreeInsideEachOther)
 
 TEST_F(ReleasePackerTest, APathThatIsTooLongOnDiskIsRefusedUnlessItGoesIntoAnArchive)
 {
-    std::string path;
-    while (path.size() < 900)
-    {
-        path.append(99, 'd').append("/");
-    }
-    path.append(1000 - path.size(), 'f');
-    mTree.Write("source/" + path, "x");
+    const std::string path = WriteLongPath();
     ExpectRefusal(Request(Storage::Naked), "longer than 1023 bytes");
     ExpectRefusal(Request(Storage::Managed), "longer than 1023 bytes");
     TreeWriter::PackRelease(Request(Storage::Archive));
@@ -256,13 +265,7 @@ TEST_F(ReleasePackerTest, APathThatIsTooLongOnDiskIsRefusedUnlessItGoesIntoAnArc
 
 TEST_F(ReleasePackerTest, APathThatIsTooLongOnDiskIsRefusedOnceItsContentChanges)
 {
-    std::string path;
-    while (path.size() < 900)
-    {
-        path.append(99, 'd').append("/");
-    }
-    path.append(1000 - path.size(), 'f');
-    mTree.Write("source/" + path, "x");
+    const std::string path = WriteLongPath();
     TreeWriter::PackRelease(Request(Storage::Archive));
     PackRequest delta = Request(Storage::Managed, Compression::None, Second);
     delta.base = First;

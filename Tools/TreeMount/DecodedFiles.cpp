@@ -43,6 +43,7 @@ Result<DecodedFiles::Content> DecodeSafely(uint64 size, bool hasMemory, const De
         return Fault{FaultKind::ReadError, "decoding", error.what()};
     }
 }
+
 /// What befalls one of those who waited is not to keep the others, or the one who decoded, from their answers.
 void AnswerWaiting(const std::vector<DecodedFiles::Taker> &waiting, const Result<DecodedFiles::Content> &result)
 {

@@ -1,11 +1,9 @@
 #pragma once
 
+#include "Tools/TreeReader/HashRun.h"
 #include "Tools/TreeReader/ReleaseContents.h"
 
-#include <memory>
 #include <string_view>
-
-struct evp_md_ctx_st;
 
 namespace Keld::TreeReader
 {
@@ -14,19 +12,11 @@ namespace Keld::TreeReader
 class ContentDigest
 {
 public:
-    ContentDigest();
-    ~ContentDigest();
-
-    void Update(std::string_view bytes);
+    void Update(std::string_view bytes) { mRun.Update(bytes); }
     Digest Finish();
 
 private:
-    struct ContextCloser
-    {
-        void operator()(evp_md_ctx_st *context) const;
-    };
-
-    std::unique_ptr<evp_md_ctx_st, ContextCloser> mContext;
+    HashRun mRun{HashRun::Function::Md5};
 };
 
 Digest DigestOf(std::string_view content);

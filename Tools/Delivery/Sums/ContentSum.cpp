@@ -1,46 +1,16 @@
 #include "Tools/Delivery/Sums/ContentSum.h"
 
-#include <openssl/evp.h>
-
-#include <stdexcept>
-
 namespace Keld::Delivery
 {
 namespace
 {
 constexpr std::string_view SumDigits = "0123456789abcdef";
-
-void RequireSum(int result)
-{
-    if (result != 1)
-    {
-        throw std::runtime_error("SHA-256 is not available in this system's libcrypto");
-    }
-}
 } // namespace
-
-void ContentSummer::ContextCloser::operator()(evp_md_ctx_st *context) const
-{
-    EVP_MD_CTX_free(context);
-}
-
-ContentSummer::ContentSummer() : mContext(EVP_MD_CTX_new())
-{
-    RequireSum(mContext != nullptr ? 1 : 0);
-    RequireSum(EVP_DigestInit_ex(mContext.get(), EVP_sha256(), nullptr));
-}
-
-ContentSummer::~ContentSummer() = default;
-
-void ContentSummer::Update(std::string_view bytes)
-{
-    RequireSum(EVP_DigestUpdate(mContext.get(), bytes.data(), bytes.size()));
-}
 
 ContentSum ContentSummer::Finish()
 {
     ContentSum sum;
-    RequireSum(EVP_DigestFinal_ex(mContext.get(), sum.data(), nullptr));
+    mRun.Finish(sum.data());
     return sum;
 }
 

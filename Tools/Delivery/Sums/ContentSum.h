@@ -1,13 +1,10 @@
 #pragma once
 
-#include "KeldFoundation/CStd/BasicTypes.h"
+#include "Tools/TreeReader/HashRun.h"
 
 #include <array>
-#include <memory>
 #include <string>
 #include <string_view>
-
-struct evp_md_ctx_st;
 
 namespace Keld::Delivery
 {
@@ -18,19 +15,11 @@ using ContentSum = std::array<unsigned char, 32>;
 class ContentSummer
 {
 public:
-    ContentSummer();
-    ~ContentSummer();
-
-    void Update(std::string_view bytes);
+    void Update(std::string_view bytes) { mRun.Update(bytes); }
     ContentSum Finish();
 
 private:
-    struct ContextCloser
-    {
-        void operator()(evp_md_ctx_st *context) const;
-    };
-
-    std::unique_ptr<evp_md_ctx_st, ContextCloser> mContext;
+    TreeReader::HashRun mRun{TreeReader::HashRun::Function::Sha256};
 };
 
 ContentSum SumOf(std::string_view bytes);
