@@ -16,9 +16,7 @@ namespace
 {
 namespace fs = std::filesystem;
 
-class MorvRepairTest : public MorvRepairFixture
-{
-};
+using MorvRepairTest = MorvRepairFixture;
 
 TEST_F(MorvRepairTest, WithoutASourceItTellsWhatWouldBeNeeded)
 {

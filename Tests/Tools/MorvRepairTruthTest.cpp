@@ -10,7 +10,6 @@ namespace Keld::Test
 {
 namespace
 {
-
 const std::string GameSecondText = "game/1.0.0.1";
 const std::string SuiteText = "solution:suite/0.0.1.0";
 

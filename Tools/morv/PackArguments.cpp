@@ -35,8 +35,9 @@ has one on each line; lines that begin with # are left out.
 
 A delta release (--base) stores what is new or changed. Everything else is served from where the base has it, so the
 files of the base must stay. That needs managed or archive: naked files are stored again by every release. A path keeps
-the storage and compression that it has in the base, and a new one gets what most have there, unless a rule, --storage
-or --compression says otherwise; an empty file of naked ones goes where the others go. A file that only moved is stored again, since it is found under its path alone.
+the storage and compression that it has in the base, and a new one, like an empty file, gets what most have there,
+unless a rule, --storage or --compression says otherwise. A file that only moved is stored again, since it is found
+under its path alone.
 
 With - for SOURCE a tar stream is read from standard input, also one compressed with gzip, bzip2, xz, zstd or lz4.
 Nothing is visible before all was written, read back and brought to disk. --force swaps an old release for the new one
