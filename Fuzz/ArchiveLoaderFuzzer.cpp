@@ -26,17 +26,29 @@ using MORV::Reader::ArchiveVersionManager;
 constexpr std::size_t MostPaths = 64;
 const std::string Directory = "archives";
 
-/// The names that are asked for. A backslash separates names for the library, so it asks for what follows the last one.
-std::set<std::string> ListAsked(const std::string &directory)
+/// The names that are asked for.
+struct AskedNames
 {
-    std::set<std::string> asked;
+    std::set<std::string> all;
+    std::set<std::string> byOthers; ///< those that another name leads to
+};
+
+/// A backslash separates names for the library, so it asks for what follows the last one.
+AskedNames ListAsked(const std::string &directory)
+{
+    AskedNames asked;
     std::error_code error;
     for (const auto &entry : std::filesystem::directory_iterator(directory, error))
     {
         const std::string name = entry.path().filename();
         if (name.ends_with(".vka") && name.front() != '.')
         {
-            asked.insert(name.substr(name.rfind('\\') + 1));
+            const std::string last = name.substr(name.rfind('\\') + 1);
+            asked.all.insert(last);
+            if (last != name)
+            {
+                asked.byOthers.insert(last);
+            }
         }
     }
     return asked;
@@ -45,7 +57,7 @@ std::set<std::string> ListAsked(const std::string &directory)
 /// What stands at the places that an input names, and whether it is to stay.
 std::map<std::string, bool> Foretell(const Fuzz::TreeOnDisk &disk, const Fuzz::TreeInput &input)
 {
-    const std::set<std::string> asked = ListAsked(disk.GetPath(Directory));
+    const AskedNames asked = ListAsked(disk.GetPath(Directory));
     std::map<std::string, bool> stays;
     for (const Fuzz::TreeEntry &entry : input.entries)
     {
@@ -56,7 +68,12 @@ std::map<std::string, bool> Foretell(const Fuzz::TreeOnDisk &disk, const Fuzz::T
             continue;
         }
         const std::string name(Fuzz::NameOfPath(entry.path));
-        const bool isAsked = entry.path == Directory + "/" + name && asked.count(name) != 0;
+        const bool isWithin = entry.path == Directory + "/" + name;
+        const bool isAsked = isWithin && asked.all.count(name) != 0;
+        if (isWithin && !S_ISREG(status.st_mode) && asked.byOthers.count(name) != 0)
+        {
+            continue; // passed over by its own name, and by the other one deleted as an index, where that can be done
+        }
         if (isAsked && S_ISREG(status.st_mode))
         {
             ArchiveFile archive(name, disk.GetPath(Directory), 0);
