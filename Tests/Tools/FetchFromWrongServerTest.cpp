@@ -16,10 +16,13 @@ using Delivery::FetchRequest;
 class FetchFromWrongServerTest : public FetchOverHttp
 {
 protected:
-    FetchFromWrongServerTest()
+    FetchFromWrongServerTest() { ServeOnly(mFewFiles); }
+
+    /// Of all releases the first alone is at the server, with these files.
+    void ServeOnly(const FileContents &files) const
     {
         fs::remove_all(Server());
-        Pack(mFewFiles, First);
+        Pack(files, First);
     }
 
     static bool IsIndex(const ServedRequest &request) { return request.path.ends_with("files-0001.vka"); }
@@ -85,8 +88,7 @@ TEST_F(FetchFromWrongServerTest, AsksForAnIndexAnewByWhichPartsWereWrong)
     {
         files[name] = std::string(1000, *name);
     }
-    fs::remove_all(Server());
-    Pack(files, First);
+    ServeOnly(files);
     Pack({{"b.a", files["b.a"]}}, Second, First);
     FetchRequest request = Request(Second);
     request.allowPartial = true;
@@ -97,8 +99,7 @@ TEST_F(FetchFromWrongServerTest, AsksForAnIndexAnewByWhichPartsWereWrong)
 
 TEST_F(FetchFromWrongServerTest, EndsWhereEveryAnswerBreaksOffAndTheNextBeginsAnew)
 {
-    fs::remove_all(Server());
-    Pack(mFiles, First);
+    ServeOnly(mFiles);
     const FaultServer server(Server(),
                              [](const ServedRequest &request, ServedAnswer &answer)
                              {
@@ -114,8 +115,7 @@ TEST_F(FetchFromWrongServerTest, EndsWhereEveryAnswerBreaksOffAndTheNextBeginsAn
 
 TEST_F(FetchFromWrongServerTest, BeginsAFileAnewWhoseRestIsSaidToBeOfAnother)
 {
-    fs::remove_all(Server());
-    Pack(mFiles, First);
+    ServeOnly(mFiles);
     const FaultServer server(Server(),
                              [](const ServedRequest &request, ServedAnswer &answer)
                              {
@@ -144,8 +144,7 @@ TEST_F(FetchFromWrongServerTest, BeginsAFileAnewWhoseRestIsSaidToBeOfAnother)
 
 TEST_F(FetchFromWrongServerTest, DoesNotCountWhatThisRunBroughtAsFound)
 {
-    fs::remove_all(Server());
-    Pack(mFiles, First);
+    ServeOnly(mFiles);
     const FaultServer server(Server(),
                              [](const ServedRequest &request, ServedAnswer &answer)
                              {
@@ -198,8 +197,7 @@ TEST_F(FetchFromWrongServerTest, RefusesSizesInAnUnsignedShipListThatNoArchiveHa
 TEST_F(FetchFromWrongServerTest, BringsAWebPageThatIsAFileOfTheRelease)
 {
     const FileContents files{{"page.htm", "<html>A page of the release.</html>"}};
-    fs::remove_all(Server());
-    Pack(files, First);
+    ServeOnly(files);
     for (const bool isLogin : {true, false})
     {
         const FaultServer server(Server(),

@@ -35,9 +35,9 @@ private:
         void operator()(evp_md_ctx_st *context) const;
     };
 
-    std::unique_ptr<evp_md_ctx_st, ContextCloser> mContext;
-    const char *mName;
-
     void Require(int result) const;
+
+    std::unique_ptr<evp_md_ctx_st, ContextCloser> mContext;
+    const char *mName; ///< of the function, for messages
 };
 } // namespace Keld::TreeReader

@@ -202,7 +202,7 @@ private:
                 return true;
             }
         }
-        if (isDirectory ? !mSeen.insert(path).second : false)
+        if (isDirectory && !mSeen.insert(path).second)
         {
             return mLeftOut.count(path) != 0;
         }

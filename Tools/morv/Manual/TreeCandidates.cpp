@@ -59,27 +59,24 @@ TreeCandidates::TreeCandidates(const std::string &root, const std::string &direc
 
 std::vector<std::string> TreeCandidates::ListProjects() const
 {
-    TreeReader::Tree::Doubts doubts; // nobody is told while a word is typed
-    return mRoot.empty() ? std::vector<std::string>() : NamesOr(TreeReader::Tree(mRoot).ListProjects(&doubts));
+    return mRoot.empty() ? std::vector<std::string>() : NamesOr(TreeReader::Tree(mRoot).ListProjects(&mUnseen));
 }
 
 std::vector<std::string> TreeCandidates::ListSolutions() const
 {
-    TreeReader::Tree::Doubts doubts; // nobody is told while a word is typed
-    return mRoot.empty() ? std::vector<std::string>() : NamesOr(TreeReader::Tree(mRoot).ListSolutions(&doubts));
+    return mRoot.empty() ? std::vector<std::string>() : NamesOr(TreeReader::Tree(mRoot).ListSolutions(&mUnseen));
 }
 
 std::vector<std::string> TreeCandidates::ListVersions(const std::string &project) const
 {
-    TreeReader::Tree::Doubts doubts; // nobody is told while a word is typed
-    return mRoot.empty() ? std::vector<std::string>() : TextsOf(TreeReader::Tree(mRoot).ListReleases(project, &doubts));
+    return mRoot.empty() ? std::vector<std::string>()
+                         : TextsOf(TreeReader::Tree(mRoot).ListReleases(project, &mUnseen));
 }
 
 std::vector<std::string> TreeCandidates::ListSolutionVersions(const std::string &solution) const
 {
-    TreeReader::Tree::Doubts doubts; // nobody is told while a word is typed
     return mRoot.empty() ? std::vector<std::string>()
-                         : TextsOf(TreeReader::Tree(mRoot).ListSolutionReleases(solution, &doubts));
+                         : TextsOf(TreeReader::Tree(mRoot).ListSolutionReleases(solution, &mUnseen));
 }
 
 std::vector<std::string> TreeCandidates::ListReferences() const

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Tools/TreeReader/Tree.h"
+
 #include <string>
 #include <vector>
 
@@ -38,5 +40,7 @@ public:
 private:
     std::string mDirectory; ///< absolute
     std::string mRoot;      ///< empty without a tree
+
+    mutable TreeReader::Tree::Doubts mUnseen; ///< what could not be looked at: nobody is told
 };
 } // namespace Keld::Morv
