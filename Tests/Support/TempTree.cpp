@@ -1,9 +1,10 @@
 #include "Support/TempTree.h"
 
+#include "Support/FileBytes.h"
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 namespace Keld::Test
@@ -54,8 +55,7 @@ std::string TempTree::MakeDirectory(std::string_view relative) const
 
 std::string TempTree::Read(std::string_view relative) const
 {
-    std::ifstream stream(Path(relative), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+    return BytesOf(Path(relative));
 }
 
 bool TempTree::Exists(std::string_view relative) const

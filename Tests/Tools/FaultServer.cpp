@@ -1,5 +1,7 @@
 #include "Tools/FaultServer.h"
 
+#include "Support/FileBytes.h"
+
 #include "Tools/Delivery/Sources/UrlText.h"
 #include "Tools/TreeReader/ContentDigest.h"
 #include "Tools/TreeReader/ReleaseContents.h"
@@ -8,8 +10,6 @@
 #include <charconv>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include <strings.h>
 #include <sys/socket.h>
@@ -193,8 +193,7 @@ ServedAnswer FaultServer::AnswerFor(const ServedRequest &request) const
     {
         return {404, {"Content-Type: text/html"}, "<html>There is no such page.</html>"};
     }
-    std::ifstream file(place, std::ios::binary);
-    const std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    const std::string content = BytesOf(place);
     const std::string tag = "\"" + TreeReader::DigestText(TreeReader::DigestOf(content)) + "\"";
     ServedAnswer answer{200, {"ETag: " + tag, "Accept-Ranges: bytes"}, content};
     const bool isPartWanted = request.begin && (request.ifRange.empty() || request.ifRange == tag);

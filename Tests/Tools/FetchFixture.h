@@ -91,7 +91,7 @@ protected:
     {
         Delivery::SourceOptions options;
         options.retries = 2;
-        options.patienceSeconds = 5;
+        options.patienceSeconds = 60; // more than a loaded machine takes to answer
         return Delivery::Fetch(*Delivery::OpenSource(source, mTree.Root(), options), request);
     }
 

@@ -1,8 +1,8 @@
 #include "Tools/TreeSnapshot.h"
 
+#include "Support/FileBytes.h"
+
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include <sys/stat.h>
 
@@ -18,8 +18,7 @@ std::string Describe(const std::filesystem::directory_entry &entry)
                        std::to_string(status.st_mtim.tv_nsec) + " " + std::to_string(status.st_ino) + "\n";
     if (S_ISREG(status.st_mode))
     {
-        std::ifstream stream(entry.path(), std::ios::binary);
-        text.append(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+        text += BytesOf(entry.path());
     }
     return text;
 }
