@@ -15,6 +15,8 @@
 #include <memory>
 #include <stdexcept>
 
+#include <sys/stat.h>
+
 namespace Keld::Test
 {
 namespace
@@ -94,8 +96,10 @@ protected:
         std::vector<std::string> doomed;
         for (const TreeChecker::DoomedIndex &index : diagnosis.archives.doomed)
         {
-            doomed.push_back(index.fault.path);
-            EXPECT_TRUE(index.isDeletable);
+            if (index.isDeletable)
+            {
+                doomed.push_back(index.fault.path);
+            }
         }
         std::sort(doomed.begin(), doomed.end());
         EXPECT_EQ(doomed, deleted);
@@ -261,6 +265,21 @@ TEST_F(StartDiagnosisTest, IndexesThatAStartDeletesAreNamedBefore)
     Flip(GameArchives + "files-0001.vka", 0);
     Flip(GameArchives + "lzma-0001.vka", 4);
     ExpectCause(FirstRelease, StartOutcome::Incomplete, "can be used", "copy the project's");
+}
+
+TEST_F(StartDiagnosisTest, LinksAreDeletedByWhatTheyLeadTo)
+{
+    mTree.Write("elsewhere/bad", "no index");
+    ASSERT_EQ(mkfifo(mTree.Path("elsewhere/pipe").c_str(), 0600), 0);
+    ASSERT_EQ(mkfifo(mTree.Path(GameArchives + "pipe.vka").c_str(), 0600), 0);
+    fs::create_symlink(mTree.Path("elsewhere/pipe"), mTree.Path(GameArchives + "to-a-pipe.vka"));
+    fs::create_symlink("/dev/null", mTree.Path(GameArchives + "to-a-device.vka"));
+    fs::create_symlink("nothing", mTree.Path(GameArchives + "to-nothing.vka"));
+    fs::create_symlink(mTree.Path("elsewhere/bad"), mTree.Path(GameArchives + "to-a-file.vka"));
+    const StartDiagnosis diagnosis = Diagnose(FirstRelease);
+    EXPECT_EQ(diagnosis.archives.doomed.size(), 5U);
+    EXPECT_FALSE(fs::exists(fs::symlink_status(mTree.Path(GameArchives + "to-a-file.vka"))));
+    EXPECT_TRUE(mTree.Exists("elsewhere/bad"));
 }
 
 TEST_F(StartDiagnosisTest, ArchivesOfAFileThatNoDirectoryHoldsAreNotLookedAt)

@@ -14,8 +14,14 @@ bool MayWrite(const std::string &directory)
     return eaccess(directory.c_str(), W_OK | X_OK) == 0;
 }
 
-/// In a directory with the sticky bit only the owner of a file, or of the directory, deletes it. The library deletes no
-/// FIFO and no character device.
+/// The library deletes no FIFO and no character device, nor a link that leads to one or nowhere.
+bool IsKindThatIsDeleted(const std::string &path)
+{
+    struct stat led = {};
+    return stat(path.c_str(), &led) == 0 && !S_ISFIFO(led.st_mode) && !S_ISCHR(led.st_mode);
+}
+
+/// In a directory with the sticky bit only the owner of a file, or of the directory, deletes it.
 bool IsDeletable(const std::string &directory, const std::string &path)
 {
     struct stat parent = {};
@@ -27,7 +33,7 @@ bool IsDeletable(const std::string &directory, const std::string &path)
     const uid_t user = geteuid();
     const bool isProtected =
         (parent.st_mode & S_ISVTX) != 0 && user != 0 && user != parent.st_uid && user != file.st_uid;
-    return !isProtected && !S_ISFIFO(file.st_mode) && !S_ISCHR(file.st_mode);
+    return !isProtected && IsKindThatIsDeleted(path);
 }
 } // namespace
 
