@@ -7,11 +7,11 @@
 
 namespace Keld::TreeChecker
 {
-/// An archive index that a start of the library cannot use and therefore deletes.
+/// An archive index that a start of the library cannot use, and deletes if it can.
 struct DoomedIndex
 {
     TreeReader::Fault fault;
-    bool isDeletable = false; ///< whether the user of this process could
+    bool isDeletable = false; ///< whether a start by the user of this process does
 };
 
 /// The directories of archives that starts look into, and what starts would do there.

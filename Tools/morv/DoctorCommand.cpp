@@ -70,7 +70,7 @@ std::string DiagnosisText(const std::string &directory, const StartDiagnosis &di
     for (const TreeChecker::DoomedIndex &index : diagnosis.archives.doomed)
     {
         const std::string verdict = index.isDeletable ? Paint(STDOUT_FILENO, Ink::Red, "a start deletes")
-                                                      : "a start would delete, but this user may not:";
+                                                      : "a start cannot use, but does not delete:";
         text += fmt::format("{} {}\n", verdict, EscapeForTerminal(index.fault.GetMessage()));
     }
     for (const std::string &warning : diagnosis.warnings)
