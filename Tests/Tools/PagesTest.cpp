@@ -77,13 +77,13 @@ const std::array<LeftBlock, 9> LeftBlocks = {{
     {"README.md",
      "./demo           packs Examples/sample in every storage and reads it back, a delta release and a solution "
      "included\n"
-     "./test           builds and passes all tests with both compilers and both sanitizer builds, and clang-tidy\n"
-     "./test ci-gcc    one of them: ci-gcc, ci-clang, asan, tsan, tidy, debug; or arm64, in an emulator\n",
+     "./test           builds and passes the tests with g++, and with clang++ and the sanitizers, and runs "
+     "clang-tidy\n"
+     "./test ci-gcc    one of them: ci-gcc, asan, tsan, tidy; or another: ci-clang, debug, or arm64 in an emulator\n",
      "the demonstration has a test of its own below, and ./test is what runs this one"},
     {"CONTRIBUTING.md",
      "./test ci-gcc                            # installs what is missing, builds with g++, runs every test\n"
-     "./test                                   # the same with both compilers, all sanitizers and clang-tidy, as CI "
-     "does\n"
+     "./test                                   # then clang++ with the sanitizers, and clang-tidy, as CI does\n"
      "cmake --preset debug && cmake --build --preset debug && ctest --preset debug -R ArchiveFile\n",
      "this is what runs this test"},
     {"Docs/Reliability.md", "build/ci-gcc/Tests/Oracle/KeldOracle --calls 10000000 --seed 7\n",

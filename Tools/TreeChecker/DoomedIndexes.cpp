@@ -17,8 +17,8 @@ bool MayWrite(const std::string &directory)
 /// The library deletes no FIFO and no character device, nor a link that leads to one or nowhere.
 bool IsKindThatIsDeleted(const std::string &path)
 {
-    struct stat led = {};
-    return stat(path.c_str(), &led) == 0 && !S_ISFIFO(led.st_mode) && !S_ISCHR(led.st_mode);
+    struct stat target = {};
+    return stat(path.c_str(), &target) == 0 && !S_ISFIFO(target.st_mode) && !S_ISCHR(target.st_mode);
 }
 
 /// In a directory with the sticky bit only the owner of a file, or of the directory, deletes it.
