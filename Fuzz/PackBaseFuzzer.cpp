@@ -80,6 +80,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8 *data, std::size_t size)
         const auto view = trees.Open(TreeReader::Reference{disk.GetPath("MORV"), {false, Project, Packed}});
         Require(static_cast<bool>(view), "what was packed can be opened");
     }
-    disk.Clear();
+    disk.Discard("MORV");
     return 0;
 }

@@ -2,6 +2,7 @@
 
 #include "FuzzSupport.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -136,6 +137,27 @@ void TreeOnDisk::Clear()
     mPresent.clear();
 }
 
+void TreeOnDisk::Discard(const std::string &name)
+{
+    const auto isInside = [&](const auto &present)
+    {
+        return present.first == name || present.first.starts_with(name + "/");
+    };
+    const auto leadsOut = [&](const auto &present)
+    {
+        const auto &[path, entry] = present;
+        return isInside(present) &&
+               (entry.kind == TreeEntry::WayOut || (entry.kind == TreeEntry::Link && path == name));
+    };
+    if (std::any_of(mPresent.begin(), mPresent.end(), leadsOut))
+    {
+        Clear();
+        return;
+    }
+    std::filesystem::remove_all(GetPath(name));
+    std::erase_if(mPresent, isInside);
+}
+
 bool TreeOnDisk::Make(const TreeEntry &entry) const
 {
     const std::string path = GetPath(entry.path);
@@ -161,14 +183,17 @@ bool TreeOnDisk::Make(const TreeEntry &entry) const
 
 bool TreeOnDisk::MakeParents(const std::string &path) const
 {
-    for (std::size_t end = path.find('/'); end != std::string::npos; end = path.find('/', end + 1))
+    const std::size_t end = path.rfind('/');
+    if (end == std::string::npos)
     {
-        if (mkdir(GetPath(path.substr(0, end)).c_str(), 0755) != 0 && errno != EEXIST)
-        {
-            return false;
-        }
+        return false;
     }
-    return true;
+    const std::string parent = path.substr(0, end);
+    const auto make = [&]
+    {
+        return mkdir(GetPath(parent).c_str(), 0755) == 0 || errno == EEXIST;
+    };
+    return make() || (errno == ENOENT && MakeParents(parent) && make());
 }
 
 void TreeOnDisk::Remove(const std::string &relative) const

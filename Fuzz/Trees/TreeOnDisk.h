@@ -35,10 +35,12 @@ public:
     /// Makes a directory in the root. False when something else has its name.
     bool MakeDirectory(const std::string &name) const;
 
-    /// Takes everything away, whoever has made it: for code that writes.
-    void Clear();
+    /// Takes away what is in the root under a name, whoever has made it: for code that writes there. Everything else
+    /// goes too where a link leads out of it.
+    void Discard(const std::string &name);
 
 private:
+    void Clear();
     bool Make(const TreeEntry &entry) const;
     bool MakeParents(const std::string &path) const;
     void Remove(const std::string &relative) const;
