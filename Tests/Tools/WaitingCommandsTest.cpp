@@ -103,5 +103,22 @@ TEST_F(WaitingCommandsTest, ThoseThatChangeASolution)
     ExpectWaits(suite, {"solution", "--root", "client/MORV", "--name", "suite", "--release", "1.0.0.1", "--project",
                         "game=1.0.0.0:1"});
 }
+
+TEST_F(WaitingCommandsTest, NoneWaitsForALinkToNothing)
+{
+    const auto expectRefused = [this](const std::string &directory, const Words &words)
+    {
+        const std::string link = mTree.Path("client/MORV/" + directory);
+        fs::remove_all(link);
+        fs::create_symlink("nothing", link);
+        const ToolResult result = RunMorv(mTree.Root(), words);
+        EXPECT_EQ(result.exitCode, 2);
+        EXPECT_EQ(result.error, "morv: cannot follow the link " + link + ": No such file or directory\n");
+    };
+    expectRefused("solutions/suite", {"solution", "--root", "client/MORV", "--name", "suite", "--release", "1.0.0.1",
+                                      "--project", "game=1.0.0.0:1"});
+    expectRefused("projects/game",
+                  {"pack", "source", "--root", "client/MORV", "--project", "game", "--release", "1.0.0.2"});
+}
 } // namespace
 } // namespace Keld::Test

@@ -90,6 +90,39 @@ TEST_F(WriteLockTest, WhatCannotBeLockedIsNamed)
     }
 }
 
+TEST_F(WriteLockTest, ALinkToNothingIsNamedAtOnce)
+{
+    mTree.MakeDirectory("MORV");
+    const std::string links[] = {"MORV/projects", "MORV/link"};
+    for (const std::string &link : links)
+    {
+        std::filesystem::create_symlink("nothing", mTree.Path(link));
+    }
+    const std::string places[] = {"MORV/projects/game", "MORV/link"};
+    for (std::size_t which = 0; which < std::size(places); ++which)
+    {
+        try
+        {
+            const WriteLock lock(mTree.Path(places[which]), NobodyWaits);
+            ADD_FAILURE();
+        }
+        catch (const std::system_error &error)
+        {
+            EXPECT_EQ(error.what(),
+                      "cannot follow the link " + mTree.Path(links[which]) + ": No such file or directory");
+        }
+    }
+}
+
+TEST_F(WriteLockTest, ALinkToADirectoryIsFollowed)
+{
+    mTree.MakeDirectory("elsewhere");
+    mTree.MakeDirectory("MORV");
+    std::filesystem::create_directory_symlink("../elsewhere", mTree.Path("MORV/projects"));
+    const WriteLock lock(mTree.Path("MORV/projects/game"), NobodyWaits);
+    EXPECT_TRUE(mTree.Exists("elsewhere/game"));
+}
+
 TEST_F(WriteLockTest, OfTwoPacksOfOneReleaseOneWinsWholeAndTheOtherIsRefused)
 {
     const std::string sources[] = {"source", "other"};

@@ -34,6 +34,14 @@ bool IsStillAt(int descriptor, const fs::path &directory)
     return fstat(descriptor, &opened) == 0 && stat(directory.c_str(), &present) == 0 &&
            opened.st_ino == present.st_ino && opened.st_dev == present.st_dev;
 }
+
+/// Whether a path is a symbolic link to nothing. Nobody who holds a lock leaves one, so that waiting would not end it.
+bool IsDanglingLink(const fs::path &path)
+{
+    std::error_code ignored;
+    return fs::is_symlink(fs::symlink_status(path, ignored)) &&
+           fs::status(path, ignored).type() == fs::file_type::not_found;
+}
 } // namespace
 
 WriteLock::WriteLock(const fs::path &directory, const std::function<void()> &whileWaiting) : mDirectory(directory)
@@ -117,6 +125,11 @@ bool WriteLock::MakeDirectories(const fs::path &directory)
         else if (errno != EEXIST)
         {
             Fail("cannot make", missing.back());
+        }
+        else if (IsDanglingLink(missing.back()))
+        {
+            errno = ENOENT;
+            Fail("cannot follow the link", missing.back());
         }
     }
     return true;
