@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <set>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -88,6 +89,9 @@ TEST_F(ReleaseTest, NamesTheCauseOfEachMissingFile)
     ExpectFault("naked/a.txt", FaultKind::NotThere, mTree.Path(Deploy + "naked/a.txt") + ": is missing");
     mTree.Remove(Deploy + "naked");
     ExpectFault("naked/b.txt", FaultKind::NotThere, "is missing, with all of " + mTree.Path(Deploy + "naked"));
+    const std::string deploy = Deploy.substr(0, Deploy.size() - 1);
+    mTree.Remove(deploy);
+    EXPECT_EQ(FaultOf(Open(), "naked/b.txt").text, "is missing, with all of " + mTree.Path(deploy));
     mTree.Remove("MORV/projects/game/managedfiles/1.0.0.0/managed.bin");
     mTree.MakeDirectory("MORV/projects/game/managedfiles/1.0.0.0/managed.bin");
     ExpectFault("managed.bin", FaultKind::WrongKind, "is no file, but the release lists one");
@@ -124,6 +128,20 @@ TEST_F(ReleaseTest, AnIndexWithoutReadPermissionIsOneThatTheLibraryDeletes)
     EXPECT_EQ(faults[0].kind, FaultKind::UnreadableIndex);
     EXPECT_EQ(faults[0].text,
               "cannot be read: permission denied; the library deletes such an index where it may write");
+}
+
+TEST_F(ReleaseTest, AnIndexThatTheLibraryLeavesIsNotCalledDeleted)
+{
+    ASSERT_EQ(mkfifo(mTree.Path(Archives + "pipe.vka").c_str(), 0600), 0);
+    fs::create_symlink("nothing", mTree.Path(Archives + "to-nothing.vka"));
+    std::set<std::string> messages;
+    for (const auto &fault : Open().GetRelease(0).GetArchives(First).GetFaults())
+    {
+        EXPECT_EQ(fault.kind, FaultKind::UnreadableIndex);
+        messages.insert(fault.GetMessage());
+    }
+    EXPECT_EQ(messages, (std::set<std::string>{mTree.Path(Archives + "pipe.vka") + ": is no regular file",
+                                               mTree.Path(Archives + "to-nothing.vka") + ": is missing"}));
 }
 
 TEST_F(ReleaseTest, WithoutDescriptorsNothingIsCalledMissing)

@@ -14,13 +14,6 @@ bool MayWrite(const std::string &directory)
     return eaccess(directory.c_str(), W_OK | X_OK) == 0;
 }
 
-/// The library deletes no FIFO and no character device, nor a link that leads to one or nowhere.
-bool IsKindThatIsDeleted(const std::string &path)
-{
-    struct stat target = {};
-    return stat(path.c_str(), &target) == 0 && !S_ISFIFO(target.st_mode) && !S_ISCHR(target.st_mode);
-}
-
 /// In a directory with the sticky bit only the owner of a file, or of the directory, deletes it.
 bool IsDeletable(const std::string &directory, const std::string &path)
 {
@@ -33,7 +26,7 @@ bool IsDeletable(const std::string &directory, const std::string &path)
     const uid_t user = geteuid();
     const bool isProtected =
         (parent.st_mode & S_ISVTX) != 0 && user != 0 && user != parent.st_uid && user != file.st_uid;
-    return !isProtected && IsKindThatIsDeleted(path);
+    return !isProtected && TreeReader::IsDeletedWhenUnusable(path);
 }
 } // namespace
 

@@ -17,15 +17,22 @@ namespace
 /// The shortest directory on the way to a path that cannot be looked at or into, or an empty text.
 std::string FirstObstacle(const std::string &path, int error)
 {
-    for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
+    const auto isObstacle = [&path, mode = error == EACCES ? X_OK : F_OK](std::size_t slash)
     {
-        const std::string directory = path.substr(0, slash);
-        if (eaccess(directory.c_str(), error == EACCES ? X_OK : F_OK) != 0)
-        {
-            return directory;
-        }
+        return eaccess(path.substr(0, slash).c_str(), mode) != 0;
+    };
+    // Whoever comes to the last directory has passed all before it. Mostly it is only the file that is missing.
+    const std::size_t last = path.rfind('/');
+    if (last == std::string::npos || last == 0 || !isObstacle(last))
+    {
+        return "";
     }
-    return "";
+    std::size_t slash = path.find('/', 1);
+    while (slash < last && !isObstacle(slash))
+    {
+        slash = path.find('/', slash + 1);
+    }
+    return path.substr(0, slash);
 }
 
 std::string DescriptorText()

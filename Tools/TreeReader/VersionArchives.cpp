@@ -8,6 +8,7 @@
 #include <limits>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Keld::TreeReader
@@ -64,7 +65,10 @@ Fault UnreadableIndexFault(Fault fault)
     if (fault.kind != FaultKind::NoDescriptors)
     {
         fault.kind = FaultKind::UnreadableIndex;
-        fault.text += "; the library deletes such an index where it may write";
+        if (IsDeletedWhenUnusable(fault.path))
+        {
+            fault.text += "; the library deletes such an index where it may write";
+        }
     }
     return fault;
 }
@@ -92,6 +96,12 @@ const Failure &Archive::CheckData(DiskFileCache &files) const
                        }
                    });
     return mDataFailure;
+}
+
+bool IsDeletedWhenUnusable(const std::string &indexPath)
+{
+    struct stat target = {};
+    return stat(indexPath.c_str(), &target) == 0 && !S_ISFIFO(target.st_mode) && !S_ISCHR(target.st_mode);
 }
 
 VersionArchives::VersionArchives(std::string directory, std::string dataDirectory)

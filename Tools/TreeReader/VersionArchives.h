@@ -47,6 +47,10 @@ struct ArchiveHit
     uint32 record = 0;                ///< of its index
 };
 
+/// Whether the library deletes an index that it cannot use, where it may write. It leaves a FIFO, a character device,
+/// and a link that leads to one or nowhere.
+bool IsDeletedWhenUnusable(const std::string &indexPath);
+
 /// All archives of one version of a project, read once, in the library's order. What the library would delete is left
 /// out and left where it is. Does not change afterwards; any thread may search.
 class VersionArchives
@@ -59,7 +63,8 @@ public:
     const std::string &GetDirectory() const { return mDirectory; }
     const std::vector<std::unique_ptr<const Archive>> &GetArchives() const { return mArchives; }
 
-    /// The index files that give no archive, with the reason; the library deletes them. Also why there is none at all.
+    /// The index files that give no archive, with the reason; the library deletes most of them, which the texts tell.
+    /// Also why there is none at all.
     const std::vector<Fault> &GetFaults() const { return mFaults; }
 
     /// The first archive that holds a virtual path, as the library searches: several may.
